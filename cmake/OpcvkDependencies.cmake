@@ -1,0 +1,5 @@
+# Every third-party dependency is found here, once, so that the layers name imported targets only.
+find_package(Boost 1.74 REQUIRED COMPONENTS regex date_time system)
+find_package(PkgConfig REQUIRED)
+find_package(ICU 72 REQUIRED COMPONENTS uc i18n data)
+find_package(Threads REQUIRED)

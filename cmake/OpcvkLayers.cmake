@@ -1,0 +1,34 @@
+# Helpers that give every layer the same shape.
+#
+# A contract layer (src/contracts/<name>) is a shared library of its own with an installed
+# include directory, like the closed libraries it stands for.  A subsystem layer
+# (src/<name>) is a static, position-independent archive that the shared library
+# opcvkservices swallows whole; unit tests link the archive directly so that they can reach
+# the internals that the shared library hides.
+
+function(opcvk_contract_library name)
+  cmake_parse_arguments(ARG "" "EXPORT_MACRO_HEADER" "SOURCES;PUBLIC_LIBS;PRIVATE_LIBS" ${ARGN})
+  add_library(${name} SHARED ${ARG_SOURCES})
+  add_library(opcvkservices::${name} ALIAS ${name})
+  target_include_directories(${name} PUBLIC
+    $<BUILD_INTERFACE:${CMAKE_CURRENT_SOURCE_DIR}/include>
+    $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+  target_link_libraries(${name} PUBLIC ${ARG_PUBLIC_LIBS} PRIVATE ${ARG_PRIVATE_LIBS})
+  set_target_properties(${name} PROPERTIES
+    VERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR}.${PROJECT_VERSION_PATCH}
+    SOVERSION ${OPCVK_SOVERSION})
+  set_property(GLOBAL APPEND PROPERTY OPCVK_INSTALLED_TARGETS ${name})
+  install(DIRECTORY ${CMAKE_CURRENT_SOURCE_DIR}/include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+endfunction()
+
+function(opcvk_subsystem_library name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;PUBLIC_LIBS" ${ARGN})
+  add_library(${name} STATIC ${ARG_SOURCES})
+  target_include_directories(${name} PUBLIC
+    $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>
+    $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/src>)
+  target_link_libraries(${name} PUBLIC ${ARG_PUBLIC_LIBS})
+  # The archive ends up inside libopcvkservices.so: its exported classes get default
+  # visibility from the export macro, everything else stays hidden.
+  set_property(GLOBAL APPEND PROPERTY OPCVK_SUBSYSTEM_LAYERS ${name})
+endfunction()

@@ -1,0 +1,15 @@
+// The whole public interface of opcvkservices, and of the contract libraries that a tool
+// needs beside it, in one include.
+#ifndef OPC_VKSERVICES_H_
+#define OPC_VKSERVICES_H_
+
+#include <opc/core/exception.h>
+#include <opc/core/input_stream.h>
+#include <opc/core/output_stream.h>
+#include <opc/core/package_paths.h>
+#include <opc/core/perms.h>
+#include <opc/core/string_conversions.h>
+#include <opc/core/time_conversions.h>
+#include <opc/vkservices/version.h>
+
+#endif  // OPC_VKSERVICES_H_
