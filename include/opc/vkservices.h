@@ -10,6 +10,7 @@
 #include <opc/core/perms.h>
 #include <opc/core/string_conversions.h>
 #include <opc/core/time_conversions.h>
+#include <opc/vkservices/errors.h>
 #include <opc/vkservices/version.h>
 
 #endif  // OPC_VKSERVICES_H_
