@@ -1,21 +1,67 @@
-// Links against the installed library, includes only the umbrella header, and checks that
-// the library's exceptions can be caught by their opc::Exception base across the boundary.
+// An outside program, built against the installed library only and including only the
+// umbrella header.  It checks the exported data and that an exception of the library's
+// family, whose constructors, virtual table and type information live in the library, is
+// caught both by its opc::Exception base and by its exact class.  Prints one line and exits
+// 0 on success; names the failure and exits 1 otherwise.
 #include <cstring>
 #include <iostream>
+#include <string>
 
 #include <opc/vkservices.h>
 
+namespace {
+
+int fail(std::string const& what) {
+  std::cerr << "consumer: " << what << "\n";
+  return 1;
+}
+
+void throwNotFound() {
+  throw opc::vkservices::FileSystemEntryNotFound("File system entry does not exist: /a/b");
+}
+
+}  // namespace
+
 int main() {
-  if (std::strlen(opcvkservices_version) == 0 || std::strlen(opcvkservices_build_date) != 11) {
-    std::cerr << "consumer: unexpected version data\n";
-    return 1;
+  if (std::strlen(opcvkservices_version) < 7 || std::strlen(opcvkservices_build_date) != 11) {
+    return fail("unexpected version data");
   }
+
   try {
-    throw opc::Exception("consumer check", boost::system::error_code());
+    throwNotFound();
+    return fail("nothing was thrown");
   } catch (opc::Exception const& e) {
-    if (std::strcmp(e.what(), "consumer check") != 0) return 1;
+    if (std::strcmp(e.what(), "File system entry does not exist: /a/b") != 0) {
+      return fail(std::string("caught by base with the wrong text: ") + e.what());
+    }
+    if (e.code()) return fail("a message-only exception reported a code");
+    if (dynamic_cast<opc::vkservices::FileSystemEntryNotFound const*>(&e) == nullptr) {
+      return fail("caught by base but not recognised as FileSystemEntryNotFound");
+    }
   }
+
+  try {
+    throwNotFound();
+    return fail("nothing was thrown");
+  } catch (opc::vkservices::FileSystemEntryNotFound const& e) {
+    if (std::strcmp(e.what(), "File system entry does not exist: /a/b") != 0) {
+      return fail(std::string("caught by class with the wrong text: ") + e.what());
+    }
+  } catch (std::exception const& e) {
+    return fail(std::string("not caught by its exact class: ") + e.what());
+  }
+
+  // A class with a code hands back the code it was given, comparable with the generic
+  // condition.
+  try {
+    throw opc::vkservices::CouldNotCreateFolder(
+        "Could not create folder: /out: File exists",
+        boost::system::errc::make_error_code(boost::system::errc::file_exists));
+  } catch (opc::Exception const& e) {
+    if (e.code() != boost::system::errc::file_exists) return fail("the code was not kept");
+  }
+
   std::cout << "consumer: opcvkservices " << opcvkservices_version << " built "
-            << opcvkservices_build_date << ": ok\n";
+            << opcvkservices_build_date << ": exceptions caught by base and by class: ok\n";
   return 0;
 }
