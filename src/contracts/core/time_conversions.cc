@@ -1,0 +1,202 @@
+#include <cstdint>
+#include <cstdio>
+#include <string>
+
+#include <boost/date_time/gregorian/gregorian_types.hpp>
+#include <boost/date_time/posix_time/posix_time_types.hpp>
+
+#include <opc/core/time_conversions.h>
+
+namespace opc {
+namespace {
+
+namespace gregorian = boost::gregorian;
+namespace posix_time = boost::posix_time;
+
+constexpr int kFirstYear = 1400;
+constexpr int kLastYear = 9999;
+constexpr std::int64_t kMicrosecondsPerSecond = 1000000;
+constexpr std::int64_t kMicrosecondsPerDay = 86400 * kMicrosecondsPerSecond;
+
+bool isLeapYear(int year) { return (year % 4 == 0 && year % 100 != 0) || year % 400 == 0; }
+
+int daysInMonth(int year, int month) {
+  static int const kDays[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+  return month == 2 && isLeapYear(year) ? 29 : kDays[month - 1];
+}
+
+// The xsd:whiteSpace "collapse" facet of xsd:dateTime lets a reader ignore XML white space
+// around the value; nothing else is white space to it.
+bool isXmlSpace(char16_t c) { return c == u' ' || c == u'\t' || c == u'\n' || c == u'\r'; }
+
+// A reader over the text that moves only forward and never reads past the end.  Each step
+// checks its own input, so that a value reaches boost::gregorian only when it is known to
+// be valid: the calendar raises for anything out of range.
+class Reader {
+ public:
+  Reader(char16_t const* begin, char16_t const* end) : next_(begin), end_(end) {}
+
+  bool atEnd() const { return next_ == end_; }
+  bool peek(char16_t c) const { return next_ != end_ && *next_ == c; }
+
+  bool skip(char16_t c) {
+    if (!peek(c)) return false;
+    ++next_;
+    return true;
+  }
+
+  bool isDigit() const { return next_ != end_ && *next_ >= u'0' && *next_ <= u'9'; }
+
+  // Exactly `count` digits, within [low, high].
+  bool number(int count, int low, int high, int& value) {
+    value = 0;
+    for (int k = 0; k < count; ++k) {
+      if (!isDigit()) return false;
+      value = value * 10 + (*next_++ - u'0');
+    }
+    return value >= low && value <= high;
+  }
+
+  // One or more digits after the decimal point, as microseconds: digits beyond the sixth
+  // are read and dropped, so that any precision that a writer uses is accepted.
+  bool fraction(std::int64_t& microseconds) {
+    if (!isDigit()) return false;
+    microseconds = 0;
+    int digits = 0;
+    for (; isDigit(); ++next_) {
+      if (digits < 6) {
+        microseconds = microseconds * 10 + (*next_ - u'0');
+        ++digits;
+      }
+    }
+    for (; digits < 6; ++digits) microseconds *= 10;
+    return true;
+  }
+
+ private:
+  char16_t const* next_;
+  char16_t const* end_;
+};
+
+// The zone offset in minutes east of UTC, which is 0 for "Z" and for no zone at all.
+bool readZone(Reader& reader, int& offsetMinutes) {
+  offsetMinutes = 0;
+  if (reader.atEnd() || reader.skip(u'Z')) return true;
+  int sign = 0;
+  if (reader.skip(u'+')) {
+    sign = 1;
+  } else if (reader.skip(u'-')) {
+    sign = -1;
+  } else {
+    return false;
+  }
+  int hours = 0;
+  int minutes = 0;
+  if (!reader.number(2, 0, 14, hours) || !reader.skip(u':') || !reader.number(2, 0, 59, minutes)) {
+    return false;
+  }
+  if (hours == 14 && minutes != 0) return false;
+  offsetMinutes = sign * (hours * 60 + minutes);
+  return true;
+}
+
+void appendDigits(std::u16string& out, long value, int width) {
+  char buffer[16];
+  std::snprintf(buffer, sizeof(buffer), "%0*ld", width, value);
+  for (char const* c = buffer; *c != '\0'; ++c) out.push_back(static_cast<char16_t>(*c));
+}
+
+}  // namespace
+
+posix_time::ptime getCurrentTime() { return posix_time::microsec_clock::universal_time(); }
+
+std::u16string convertTimeToString(posix_time::ptime time) {
+  if (time.is_special()) return std::u16string();
+  gregorian::date const date = time.date();
+  posix_time::time_duration const day = time.time_of_day();
+  std::u16string out;
+  appendDigits(out, date.year(), 4);
+  out.push_back(u'-');
+  appendDigits(out, date.month(), 2);
+  out.push_back(u'-');
+  appendDigits(out, date.day(), 2);
+  out.push_back(u'T');
+  appendDigits(out, day.hours(), 2);
+  out.push_back(u':');
+  appendDigits(out, day.minutes(), 2);
+  out.push_back(u':');
+  appendDigits(out, day.seconds(), 2);
+  // The fraction in the clock's own resolution (microseconds unless Boost is configured for
+  // nanoseconds), cut after its last non-zero digit.
+  long fraction = static_cast<long>(day.fractional_seconds());
+  if (fraction != 0) {
+    int digits = posix_time::time_duration::num_fractional_digits();
+    while (fraction % 10 == 0) {
+      fraction /= 10;
+      --digits;
+    }
+    out.push_back(u'.');
+    appendDigits(out, fraction, digits);
+  }
+  out.push_back(u'Z');
+  return out;
+}
+
+posix_time::ptime convertStringToTime(std::u16string const& text) {
+  posix_time::ptime const invalid(posix_time::not_a_date_time);
+  char16_t const* begin = text.data();
+  char16_t const* end = begin + text.size();
+  while (begin != end && isXmlSpace(*begin)) ++begin;
+  while (end != begin && isXmlSpace(end[-1])) --end;
+
+  // A year of more than four digits, or a negative one, lies outside the calendar; reading
+  // exactly four digits and then demanding "-" rejects both.
+  Reader reader(begin, end);
+  int year = 0;
+  int month = 0;
+  int day = 0;
+  if (!reader.number(4, kFirstYear, kLastYear, year) || !reader.skip(u'-') ||
+      !reader.number(2, 1, 12, month) || !reader.skip(u'-') ||
+      !reader.number(2, 1, daysInMonth(year, month), day) || !reader.skip(u'T')) {
+    return invalid;
+  }
+  int hours = 0;
+  int minutes = 0;
+  int seconds = 0;
+  std::int64_t microseconds = 0;
+  if (!reader.number(2, 0, 24, hours) || !reader.skip(u':') || !reader.number(2, 0, 59, minutes) ||
+      !reader.skip(u':') || !reader.number(2, 0, 59, seconds)) {
+    return invalid;
+  }
+  if (reader.skip(u'.') && !reader.fraction(microseconds)) return invalid;
+  // "24:00:00" is the end of the day, the same instant as 00:00:00 of the next.
+  if (hours == 24 && (minutes != 0 || seconds != 0 || microseconds != 0)) return invalid;
+  int offsetMinutes = 0;
+  if (!readZone(reader, offsetMinutes) || !reader.atEnd()) return invalid;
+
+  // To UTC by hand: the time of day moves by at most 14 hours either way (plus one day for
+  // "24:00:00"), so the date moves by at most one day, and that day must still lie within
+  // the calendar before boost::gregorian is asked to build it.
+  std::int64_t inDay =
+      ((hours * 60LL + minutes - offsetMinutes) * 60 + seconds) * kMicrosecondsPerSecond +
+      microseconds;
+  int dayShift = 0;
+  if (inDay < 0) {
+    inDay += kMicrosecondsPerDay;
+    dayShift = -1;
+  } else if (inDay >= kMicrosecondsPerDay) {
+    inDay -= kMicrosecondsPerDay;
+    dayShift = 1;
+  }
+  bool const firstDay = year == kFirstYear && month == 1 && day == 1;
+  bool const lastDay = year == kLastYear && month == 12 && day == 31;
+  if ((dayShift < 0 && firstDay) || (dayShift > 0 && lastDay)) return invalid;
+
+  gregorian::date const date =
+      gregorian::date(static_cast<unsigned short>(year), static_cast<unsigned short>(month),
+                      static_cast<unsigned short>(day)) +
+      gregorian::days(dayShift);
+  return posix_time::ptime(date, posix_time::microseconds(inDay));
+}
+
+}  // namespace opc
