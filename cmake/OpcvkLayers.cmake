@@ -2,9 +2,9 @@
 #
 # A contract layer (src/contracts/<name>) is a shared library of its own with an installed
 # include directory, like the closed libraries it stands for.  A subsystem layer
-# (src/<name>) is a static, position-independent archive that the shared library
-# opcvkservices swallows whole; unit tests link the archive directly so that they can reach
-# the internals that the shared library hides.
+# (src/<name>) is a set of position-independent objects that the shared library
+# opcvkservices is made of, also packed as an archive that unit tests link directly, so that
+# they can reach the internals that the shared library hides.
 
 function(opcvk_contract_library name)
   cmake_parse_arguments(ARG "" "EXPORT_MACRO_HEADER" "SOURCES;PUBLIC_LIBS;PRIVATE_LIBS" ${ARGN})
@@ -23,12 +23,14 @@ endfunction()
 
 function(opcvk_subsystem_library name)
   cmake_parse_arguments(ARG "" "" "SOURCES;PUBLIC_LIBS" ${ARGN})
-  add_library(${name} STATIC ${ARG_SOURCES})
-  target_include_directories(${name} PUBLIC
+  # The objects are compiled once and used twice: whole in libopcvkservices.so, and as the
+  # archive ${name} that unit tests and higher layers link.
+  add_library(${name}_objects OBJECT ${ARG_SOURCES})
+  target_include_directories(${name}_objects PUBLIC
     $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>
     $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/src>)
-  target_link_libraries(${name} PUBLIC ${ARG_PUBLIC_LIBS})
-  # The archive ends up inside libopcvkservices.so: its exported classes get default
-  # visibility from the export macro, everything else stays hidden.
+  target_link_libraries(${name}_objects PUBLIC ${ARG_PUBLIC_LIBS})
+  add_library(${name} STATIC)
+  target_link_libraries(${name} PUBLIC ${name}_objects)
   set_property(GLOBAL APPEND PROPERTY OPCVK_SUBSYSTEM_LAYERS ${name})
 endfunction()
