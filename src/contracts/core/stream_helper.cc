@@ -1,0 +1,73 @@
+#include <cerrno>
+#include <exception>
+#include <vector>
+
+#include <opc/core/exception.h>
+#include <opc/core/stream_adaptors.h>
+#include <opc/core/stream_helper.h>
+
+#include "local_file_system_ops_internal.h"
+
+namespace opc {
+namespace {
+
+constexpr std::size_t kBlockSize = 64 * 1024;
+
+// Closes the input when the copy ends by an exception; the copy's own failure is the one
+// the caller must see, so a failing close is swallowed here.
+class CloseGuard {
+ public:
+  explicit CloseGuard(InputStream& input) : input_(input) {}
+  ~CloseGuard() {
+    if (!armed_) return;
+    try {
+      input_.close();
+    } catch (...) {
+    }
+  }
+  CloseGuard(CloseGuard const&) = delete;
+  CloseGuard& operator=(CloseGuard const&) = delete;
+
+  // Closes now, letting a failure of the close raise.
+  void close() {
+    armed_ = false;
+    input_.close();
+  }
+
+ private:
+  InputStream& input_;
+  bool armed_ = true;
+};
+
+}  // namespace
+
+bool StreamHelper::copyStreamToStream(InputStream& input, OutputStream& output) {
+  input.open();
+  CloseGuard guard(input);
+  std::vector<unsigned char> block(kBlockSize);
+  while (!input.isDone()) {
+    std::size_t count = input.read(block.data(), block.size());
+    if (count == 0) {
+      if (input.isDone()) break;
+      // Looping on would never end.
+      throw Exception("Could not copy stream: the input stream gave no bytes before its end",
+                      detail::systemError(EIO));
+    }
+    output.write(block.data(), count);
+  }
+  output.flush();
+  guard.close();
+  return true;
+}
+
+bool StreamHelper::copyStreamToStream(InputStream& input, std::ostream& output) {
+  StdOStreamAdaptor adaptor(output);
+  return copyStreamToStream(input, adaptor);
+}
+
+bool StreamHelper::copyStreamToStream(std::istream& input, OutputStream& output) {
+  StdIStreamAdaptor adaptor(input);
+  return copyStreamToStream(adaptor, output);
+}
+
+}  // namespace opc

@@ -1,0 +1,90 @@
+// Small helpers shared by the tests of LocalFileSystemOps: real files made with plain POSIX
+// calls (so that the code under test is not used to prepare its own test), and a way to run
+// a check without root's rights.
+#ifndef TESTS_UNIT_CORE_LOCAL_FILE_SYSTEM_OPS_TEST_UTIL_H_
+#define TESTS_UNIT_CORE_LOCAL_FILE_SYSTEM_OPS_TEST_UTIL_H_
+
+#include <fcntl.h>
+#include <fstream>
+#include <functional>
+#include <string>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <boost/system/error_code.hpp>
+#include <gtest/gtest.h>
+
+namespace opcvk_test {
+
+// ASCII text (the temporary folders' paths) as UTF-16.
+inline std::u16string u16(std::string const& text) {
+  return std::u16string(text.begin(), text.end());
+}
+
+inline void writeFile(std::string const& path, std::string const& content) {
+  std::ofstream out(path, std::ios::binary | std::ios::trunc);
+  out << content;
+  ASSERT_TRUE(out.good()) << path;
+}
+
+inline std::string readFile(std::string const& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::string out;
+  char block[4096];
+  while (in.read(block, sizeof block) || in.gcount() > 0) {
+    out.append(block, static_cast<std::size_t>(in.gcount()));
+  }
+  return out;
+}
+
+inline bool pathExists(std::string const& path) {
+  struct stat status;
+  return ::lstat(path.c_str(), &status) == 0;
+}
+
+inline mode_t modeOf(std::string const& path) {
+  struct stat status;
+  EXPECT_EQ(::lstat(path.c_str(), &status), 0) << path;
+  return status.st_mode;
+}
+
+inline std::string readLink(std::string const& path) {
+  char buffer[4096];
+  ssize_t count = ::readlink(path.c_str(), buffer, sizeof buffer);
+  return count < 0 ? std::string() : std::string(buffer, static_cast<std::size_t>(count));
+}
+
+// True if the code is the errno value in the system category and compares equal to the
+// generic condition: by operator== and by the error category's own `equivalent`, the test
+// that extraction makes.
+inline bool isCondition(boost::system::error_code const& code, boost::system::errc::errc_t want) {
+  boost::system::error_condition condition = boost::system::errc::make_error_condition(want);
+  return code.category() == boost::system::system_category() && code.value() == condition.value() &&
+         code == condition && code.category().equivalent(code.value(), condition);
+}
+
+constexpr uid_t kNobody = 65534;
+
+// Runs `check` in a child process, as the user nobody if the test runs as root, so that
+// permission checks apply either way.  Gives what `check` returned, or -1 if the child could
+// not drop its rights or did not end normally.  The folders on the way must be open to
+// others, and what must be refused must be closed to its owner too: then the check is real
+// whether the tests run as root or not.
+inline int runUnprivileged(std::function<int()> const& check) {
+  pid_t child = ::fork();
+  if (child == 0) {
+    if (::geteuid() == 0 && (::setresgid(kNobody, kNobody, kNobody) != 0 ||
+                             ::setresuid(kNobody, kNobody, kNobody) != 0)) {
+      ::_exit(255);
+    }
+    ::_exit(check());
+  }
+  int status = 0;
+  if (child < 0 || ::waitpid(child, &status, 0) != child || !WIFEXITED(status)) return -1;
+  return WEXITSTATUS(status) == 255 ? -1 : WEXITSTATUS(status);
+}
+
+}  // namespace opcvk_test
+
+#endif  // TESTS_UNIT_CORE_LOCAL_FILE_SYSTEM_OPS_TEST_UTIL_H_
