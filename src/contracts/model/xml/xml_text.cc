@@ -1,0 +1,19 @@
+#include "xml_text.h"
+
+#include <opc/core/string_conversions.h>
+
+namespace opc {
+namespace model {
+namespace detail {
+
+std::string toMessageText(XMLCh const* text) {
+  return text == nullptr ? std::string() : opc::toUDEString(std::u16string(text));
+}
+
+std::string toMessageText(std::u16string const& text) { return opc::toUDEString(text); }
+
+std::string quotedName(XMLCh const* text) { return "\"" + toMessageText(text) + "\""; }
+
+}  // namespace detail
+}  // namespace model
+}  // namespace opc
