@@ -230,6 +230,20 @@ void BM_HasNodePresent(benchmark::State& state) {
 }
 BENCHMARK(BM_HasNodePresent)->Unit(benchmark::kMillisecond)->UseRealTime();
 
+// The same paths in the order of a walk: neighbours in the map are visited one after the
+// other, as when a folder's entries are read together.
+void BM_HasNodeWalkOrder(benchmark::State& state) {
+  FileSystemTree const& tree = filledTree();
+  std::vector<Entry> const& entries = corpus().entries;
+  for (auto _ : state) {
+    std::size_t found = 0;
+    for (Entry const& entry : entries) found += tree.hasNode(entry.path) ? 1 : 0;
+    if (found != entries.size()) state.SkipWithError("a present path was not found");
+  }
+  lookupCounter(state, entries.size());
+}
+BENCHMARK(BM_HasNodeWalkOrder)->Unit(benchmark::kMillisecond)->UseRealTime();
+
 void BM_HasNodeAbsent(benchmark::State& state) {
   FileSystemTree const& tree = filledTree();
   std::vector<std::u16string> const& paths = corpus().absent;

@@ -22,7 +22,8 @@ enum class FileSystemNodeType : std::uint32_t {
 
 // A plain value: copies share nothing.  A node never stores the unknown permission value
 // (65535) or the unknown time (not_a_date_time): the factories turn both into an unset
-// field.  Not thread-safe beyond what a value of std::u16string members is.
+// field.  Like any value, a node may be read on several threads at once, but not while one
+// of them assigns to it.
 class FileSystemNode {
  public:
   // Kind File (0), three empty strings, permissions and time unset.

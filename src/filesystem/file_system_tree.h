@@ -19,7 +19,9 @@ namespace vkservices {
 // stays valid whatever happens to the tree afterwards.  Not thread-safe: the owner (the
 // manager) uses it from one thread at a time.
 //
-// Errors are raised as opc::Exception itself; a failed operation leaves the tree unchanged.
+// Errors are raised as opc::Exception itself, before anything changes.  Running out of memory
+// part way leaves the tree as the last completed map operation left it (a deep insertion may
+// then have made some of the missing folders); there is no rollback.
 class FileSystemTree {
  public:
   // A tree holding the root alone, with the platform and encoding of the running process
