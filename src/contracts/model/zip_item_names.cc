@@ -1,0 +1,45 @@
+#include <opc/core/string_conversions.h>
+#include <opc/model/exceptions.h>
+#include <opc/model/zip_item_names.h>
+
+#include "text_chars.h"
+
+namespace opc {
+namespace model {
+namespace {
+
+// An item name that is not UTF-8 cannot be shown as text; its bytes are shown with every
+// byte above 0x7F as "\xHH", so that the message still points at the offending item.
+std::string describeBytes(std::string const& bytes) {
+  static char const kHex[] = "0123456789ABCDEF";
+  std::string result;
+  for (char byte : bytes) {
+    unsigned char const value = static_cast<unsigned char>(byte);
+    if (value >= 0x20 && value < 0x7F) {
+      result += byte;
+    } else {
+      result += "\\x";
+      result += kHex[value >> 4];
+      result += kHex[value & 0xF];
+    }
+  }
+  return result;
+}
+
+}  // namespace
+
+std::string toZipItemName(PartName const& name) {
+  return opc::detail::toUTF8String(name.toString().substr(1));
+}
+
+PartName partNameFromZipItemName(std::string const& itemName) {
+  if (!detail::isWellFormedUtf8(itemName)) {
+    throw InvalidPartName("Invalid ZIP item name \"" + describeBytes(itemName) +
+                          "\": it is not well-formed UTF-8");
+  }
+  std::u16string const name = u"/" + opc::detail::toStringFromUTF8String(itemName, true);
+  return PartName(name);
+}
+
+}  // namespace model
+}  // namespace opc
