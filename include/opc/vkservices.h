@@ -11,6 +11,7 @@
 #include <opc/core/string_conversions.h>
 #include <opc/core/time_conversions.h>
 #include <opc/vkservices/errors.h>
+#include <opc/vkservices/file_system_entry.h>
 #include <opc/vkservices/version.h>
 
 #endif  // OPC_VKSERVICES_H_
