@@ -4,10 +4,15 @@
 #define OPC_VKSERVICES_H_
 
 #include <opc/core/exception.h>
+#include <opc/core/file_system_ops.h>
+#include <opc/core/file_system_ops_selector.h>
 #include <opc/core/input_stream.h>
+#include <opc/core/local_file_system_ops.h>
 #include <opc/core/output_stream.h>
 #include <opc/core/package_paths.h>
 #include <opc/core/perms.h>
+#include <opc/core/stream_adaptors.h>
+#include <opc/core/stream_helper.h>
 #include <opc/core/string_conversions.h>
 #include <opc/core/time_conversions.h>
 #include <opc/vkservices/errors.h>
