@@ -3,6 +3,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include <opc/core/string_conversions.h>
+
 namespace opc {
 namespace detail {
 namespace {
@@ -114,12 +116,12 @@ std::u16string fromFileSystemBytes(std::string const& bytes) {
 }
 
 std::string toMessageText(std::u16string const& path) {
-  std::string out;
-  convert(path, out, [](char16_t, std::string& bytes) {
-    bytes.push_back('?');
-    return true;
-  });
-  return out;
+  // A NUL would end what() early and hide the rest of the message.
+  std::string text = toUDEString(path);
+  for (char& c : text) {
+    if (c == '\0') c = '?';
+  }
+  return text;
 }
 
 }  // namespace detail

@@ -20,7 +20,8 @@ bool toFileSystemBytes(std::u16string const& path, std::string& out);
 // The UTF-16 text of file-system bytes; never fails.
 std::u16string fromFileSystemBytes(std::string const& bytes);
 
-// UTF-8 text of a path for a message: valid UTF-8 always, with "?" for what has no text form.
+// Text of a path for a message, in the user's encoding like every message that names a path,
+// with "?" for a NUL character.
 std::string toMessageText(std::u16string const& path);
 
 }  // namespace detail

@@ -10,6 +10,7 @@
 #include <opc/core/file_system_ops.h>
 
 #include "support/expect_exception.h"
+#include "support/scoped_thread_locale.h"
 
 namespace {
 
@@ -229,6 +230,8 @@ TEST_F(FileSystemOpsTest, OperationsWithoutCodeRaiseWithTheSlotsText) {
 
 TEST_F(FileSystemOpsTest, RaisedExceptionKeepsTheCodeAndFallsBackToItsMessage) {
   fail("");
+  opcvk_test::ScopedThreadLocale utf8("C.UTF-8");
+  ASSERT_TRUE(utf8.installed());
   try {
     fileSystem_.isFile(u"/\u00e9");
     FAIL() << "no exception";

@@ -9,6 +9,8 @@
 
 #include <opc/core/string_conversions.h>
 
+#include "support/scoped_thread_locale.h"
+
 namespace {
 
 using opc::caselessCompare;
@@ -19,30 +21,7 @@ using opc::toUDEString;
 using opc::toWideString;
 using opc::detail::toStringFromUTF8String;
 using opc::detail::toUTF8String;
-
-// Installs a locale for the calling thread only, and puts the previous one back.  Each
-// conversion reads the thread's locale, so tests can run every codeset side by side without
-// touching the process's.
-class ScopedThreadLocale {
- public:
-  explicit ScopedThreadLocale(char const* name)
-      : locale_(newlocale(LC_ALL_MASK, name, nullptr)),
-        previous_(locale_ != nullptr ? uselocale(locale_) : nullptr) {}
-  ~ScopedThreadLocale() {
-    if (locale_ == nullptr) return;
-    uselocale(previous_);
-    freelocale(locale_);
-  }
-  ScopedThreadLocale(ScopedThreadLocale const&) = delete;
-  ScopedThreadLocale& operator=(ScopedThreadLocale const&) = delete;
-
-  bool installed() const { return locale_ != nullptr; }
-  std::string codeset() const { return nl_langinfo_l(CODESET, locale_); }
-
- private:
-  locale_t locale_;
-  locale_t previous_;
-};
+using opcvk_test::ScopedThreadLocale;
 
 // The name under which this machine has an ISO-8859-1 locale, or null if it has none.
 char const* findLatin1Locale() {
