@@ -36,5 +36,41 @@ InvalidPartInfo::InvalidPartInfo(InvalidPartInfo const& other) = default;
 InvalidPartInfo& InvalidPartInfo::operator=(InvalidPartInfo const& other) = default;
 InvalidPartInfo::~InvalidPartInfo() = default;
 
+InvalidPackage::InvalidPackage(std::string const& message, boost::system::error_code code)
+    : opc::Exception(message, code) {}
+InvalidPackage::InvalidPackage(InvalidPackage const& other) = default;
+InvalidPackage& InvalidPackage::operator=(InvalidPackage const& other) = default;
+InvalidPackage::~InvalidPackage() = default;
+
+CouldNotOpenPackage::CouldNotOpenPackage(std::string const& message, boost::system::error_code code)
+    : opc::Exception(message, code) {}
+CouldNotOpenPackage::CouldNotOpenPackage(CouldNotOpenPackage const& other) = default;
+CouldNotOpenPackage& CouldNotOpenPackage::operator=(CouldNotOpenPackage const& other) = default;
+CouldNotOpenPackage::~CouldNotOpenPackage() = default;
+
+CouldNotSavePackage::CouldNotSavePackage(std::string const& message, boost::system::error_code code)
+    : opc::Exception(message, code) {}
+CouldNotSavePackage::CouldNotSavePackage(CouldNotSavePackage const& other) = default;
+CouldNotSavePackage& CouldNotSavePackage::operator=(CouldNotSavePackage const& other) = default;
+CouldNotSavePackage::~CouldNotSavePackage() = default;
+
+PackageNotWritable::PackageNotWritable(std::string const& message, boost::system::error_code code)
+    : opc::Exception(message, code) {}
+PackageNotWritable::PackageNotWritable(PackageNotWritable const& other) = default;
+PackageNotWritable& PackageNotWritable::operator=(PackageNotWritable const& other) = default;
+PackageNotWritable::~PackageNotWritable() = default;
+
+PartNotFound::PartNotFound(std::string const& message, boost::system::error_code code)
+    : opc::Exception(message, code) {}
+PartNotFound::PartNotFound(PartNotFound const& other) = default;
+PartNotFound& PartNotFound::operator=(PartNotFound const& other) = default;
+PartNotFound::~PartNotFound() = default;
+
+InvalidPackageState::InvalidPackageState(std::string const& message, boost::system::error_code code)
+    : opc::Exception(message, code) {}
+InvalidPackageState::InvalidPackageState(InvalidPackageState const& other) = default;
+InvalidPackageState& InvalidPackageState::operator=(InvalidPackageState const& other) = default;
+InvalidPackageState::~InvalidPackageState() = default;
+
 }  // namespace model
 }  // namespace opc

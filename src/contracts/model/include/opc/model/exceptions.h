@@ -1,5 +1,5 @@
-// Exceptions raised by the values of the package model: names, URIs, content types,
-// relationships and the storage options of a part.
+// Exceptions raised by the package model: its values (names, URIs, content types,
+// relationships, storage options) and its packages.
 #ifndef OPC_MODEL_EXCEPTIONS_H_
 #define OPC_MODEL_EXCEPTIONS_H_
 
@@ -15,7 +15,8 @@ namespace model {
 // whole message, which names the offending text and why it was refused, for example
 //   Invalid part name "/a/./b": segment "." is not allowed
 // Texts in messages are narrowed with opc::toUDEString (names, URIs) or opc::toASCIIString
-// (content types).  The error code is always the default one, which holds no error.
+// (content types).  The error code is the default one, which holds no error, unless the
+// class says that it carries the system's code.
 // All classes are exported whole so that `catch` works across library boundaries.
 
 // A text is not a valid part name, or a part name cannot be used as asked (for example
@@ -66,6 +67,69 @@ class OPC_MODEL_EXPORT InvalidPartInfo : public opc::Exception {
   InvalidPartInfo(InvalidPartInfo const& other);
   InvalidPartInfo& operator=(InvalidPartInfo const& other);
   ~InvalidPartInfo() override;
+};
+
+// An archive is not a valid package, or exceeds a limit of PackageLimits: a truncated or
+// inconsistent ZIP archive, overlapping or duplicate items, a missing [Content_Types].xml,
+// a hostile item name, a ZIP bomb.  The message names the item and the problem.
+class OPC_MODEL_EXPORT InvalidPackage : public opc::Exception {
+ public:
+  explicit InvalidPackage(std::string const& message,
+                          boost::system::error_code code = boost::system::error_code());
+  InvalidPackage(InvalidPackage const& other);
+  InvalidPackage& operator=(InvalidPackage const& other);
+  ~InvalidPackage() override;
+};
+
+// The package's file could not be read (missing, not readable).  The code is the system's.
+class OPC_MODEL_EXPORT CouldNotOpenPackage : public opc::Exception {
+ public:
+  explicit CouldNotOpenPackage(std::string const& message,
+                               boost::system::error_code code = boost::system::error_code());
+  CouldNotOpenPackage(CouldNotOpenPackage const& other);
+  CouldNotOpenPackage& operator=(CouldNotOpenPackage const& other);
+  ~CouldNotOpenPackage() override;
+};
+
+// Writing the package failed (disk full, no permission, a data manager's doSave threw).
+// The original package is intact.  The code is the system's where the system failed.
+class OPC_MODEL_EXPORT CouldNotSavePackage : public opc::Exception {
+ public:
+  explicit CouldNotSavePackage(std::string const& message,
+                               boost::system::error_code code = boost::system::error_code());
+  CouldNotSavePackage(CouldNotSavePackage const& other);
+  CouldNotSavePackage& operator=(CouldNotSavePackage const& other);
+  ~CouldNotSavePackage() override;
+};
+
+// A change was asked of a package open for Read.
+class OPC_MODEL_EXPORT PackageNotWritable : public opc::Exception {
+ public:
+  explicit PackageNotWritable(std::string const& message,
+                              boost::system::error_code code = boost::system::error_code());
+  PackageNotWritable(PackageNotWritable const& other);
+  PackageNotWritable& operator=(PackageNotWritable const& other);
+  ~PackageNotWritable() override;
+};
+
+// No part has the given name.
+class OPC_MODEL_EXPORT PartNotFound : public opc::Exception {
+ public:
+  explicit PartNotFound(std::string const& message,
+                        boost::system::error_code code = boost::system::error_code());
+  PartNotFound(PartNotFound const& other);
+  PartNotFound& operator=(PartNotFound const& other);
+  ~PartNotFound() override;
+};
+
+// A handle was used after its part was deleted or its package was closed.
+class OPC_MODEL_EXPORT InvalidPackageState : public opc::Exception {
+ public:
+  explicit InvalidPackageState(std::string const& message,
+                               boost::system::error_code code = boost::system::error_code());
+  InvalidPackageState(InvalidPackageState const& other);
+  InvalidPackageState& operator=(InvalidPackageState const& other);
+  ~InvalidPackageState() override;
 };
 
 }  // namespace model

@@ -1,0 +1,98 @@
+// opc::model::Package: an Open Packaging Conventions package over a ZIP archive.
+#ifndef OPC_MODEL_PACKAGE_H_
+#define OPC_MODEL_PACKAGE_H_
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <opc/model/content_type.h>
+#include <opc/model/enumerator.h>
+#include <opc/model/export.h>
+#include <opc/model/package_options.h>
+#include <opc/model/part.h>
+#include <opc/model/part_name.h>
+#include <opc/model/relationship_source.h>
+#include <opc/model/standard_part_info.h>
+
+namespace opc {
+namespace model {
+
+class DataManager;
+
+// An open package: its parts, their content types, and the relationships of the package and
+// of each part.  The package is a RelationshipSource for its own relationships ("/").
+//
+// Opening reads the archive's directory, [Content_Types].xml and nothing else; parts and
+// relationships are read when first asked for.  Nothing is written until save(): the
+// destructor never writes, and a package open for Read is never written whatever the
+// caller does.  Saving writes a complete new archive beside the target, flushes it to disk,
+// and renames it over the target, so that a crash or a failure leaves the original intact.
+// Parts that were not changed are copied into the new archive without being decompressed.
+//
+// Not thread-safe: one thread at a time uses a package, its parts and its streams.
+class OPC_MODEL_EXPORT Package : public RelationshipSource {
+ public:
+  // Opens the package at `path`.  Read and Modify need an existing, valid package (throws
+  // CouldNotOpenPackage if it cannot be read, InvalidPackage naming the problem if it is not
+  // a valid package or exceeds `options.limits`).  Create starts an empty package and does
+  // not look at what is at `path` until save().
+  static std::unique_ptr<Package> open(std::u16string const& path, PackageAccess access,
+                                       PackageOptions const& options = PackageOptions());
+
+  // Opens a package held in memory.  Read and Modify parse `bytes`; Create ignores them.
+  // save() of a buffer package writes the archive into memory: see getBuffer().
+  static std::unique_ptr<Package> openBuffer(std::vector<unsigned char> bytes, PackageAccess access,
+                                             PackageOptions const& options = PackageOptions());
+
+  Package(Package const&) = delete;
+  Package& operator=(Package const&) = delete;
+  // Closes the package without writing; handles into it become invalid.
+  ~Package() override;
+
+  bool isValid() const override;
+  bool isOpen() const override;
+  bool isReadOnly() const override;
+  bool isCreateOnly() const override;
+  Package& getPackage() const override;
+
+  // True if a part of that name exists (names compare without regard to ASCII case).
+  bool hasPart(PartName const& name) const;
+  // True if `name` cannot be used because an existing part's name is a leading run of its
+  // segments ("/a" exists and "/a/b" is asked for), or `name` is itself a leading run of an
+  // existing part's segments.  `existing` then receives that part's name.
+  bool isPartDerivedFromExistingPartName(PartName const& name, std::u16string& existing) const;
+  // The part of that name; throws PartNotFound if there is none.
+  Part getPart(PartName const& name) const;
+  // Every part, relationships parts excluded, in archive order then order of creation.
+  Enumerator<std::vector<Part>> getParts() const;
+
+  // Makes a part with empty content.  Throws PackageNotWritable for a package open for Read,
+  // InvalidPartName if the name is taken (ASCII case ignored), derived from an existing
+  // name, or a relationships part name.
+  Part createPart(PartName const& name, ContentType const& contentType,
+                  interfaces::IPhysicalPartInfo const& info);
+  // Removes the part, its content and its relationships part.  Relationships that target
+  // it are left alone, as the conventions allow.  Throws PartNotFound if there is none.
+  void deletePart(PartName const& name);
+
+  // Runs doSave of every registered data manager that is dirty, in order of registration,
+  // then writes the package.  Throws PackageNotWritable for a package open for Read, and
+  // CouldNotSavePackage (with the cause) if writing fails; the original stays intact.
+  void save();
+
+  // The archive written by the last save() of a buffer package (empty before the first).
+  std::vector<unsigned char> const& getBuffer() const;
+
+ protected:
+  void doVerifyRelationship(Relationship const& relationship) const override;
+
+ private:
+  friend class DataManager;
+  explicit Package(std::shared_ptr<detail::PackageState> state);
+};
+
+}  // namespace model
+}  // namespace opc
+
+#endif  // OPC_MODEL_PACKAGE_H_

@@ -1,0 +1,48 @@
+// How a package is opened: access mode, limits against hostile input, and save options.
+#ifndef OPC_MODEL_PACKAGE_OPTIONS_H_
+#define OPC_MODEL_PACKAGE_OPTIONS_H_
+
+#include <cstdint>
+
+namespace opc {
+namespace model {
+
+// Read: the package is only read; nothing the caller does ever writes it.
+// Create: a new, empty package; whatever is at the path is replaced only when the package
+//   is saved, and stays as it was if the package is never saved or the save fails.
+// Modify: an existing package is read and may be changed and saved over itself.
+enum class PackageAccess { Read, Create, Modify };
+
+// Limits that an opened package must stay within.  A package beyond one of them is refused
+// with InvalidPackage (at open) or InvalidPartContent (while a part is read), naming the
+// limit.  The defaults admit every package a person would make, and stop ZIP bombs and
+// absurd archives before they cost memory or time.
+struct PackageLimits {
+  // Most parts (ZIP items) in one package.
+  std::uint64_t maxPartCount = 1000000;
+  // Largest uncompressed size of one part, as declared by the archive and as actually read.
+  std::uint64_t maxPartSize = std::uint64_t{64} << 30;  // 64 GiB
+  // Largest ratio of uncompressed to compressed size of one deflated part.  Deflate cannot
+  // exceed 1032:1; a declared ratio above this limit is a bomb.
+  std::uint64_t maxCompressionRatio = 1100;
+  // Parts smaller than this are exempt from the ratio limit (a 1 MiB run of zeros is fine).
+  std::uint64_t ratioExemptSize = std::uint64_t{1} << 20;
+  // Largest XML part of the package's own structure ([Content_Types].xml, relationships).
+  std::uint64_t maxStructurePartSize = std::uint64_t{64} << 20;  // 64 MiB
+};
+
+struct PackageOptions {
+  PackageLimits limits;
+  // Threads the model may use to compress new parts while saving.  1 compresses on the
+  // caller's thread; 0 uses the number of processors.  The model joins every thread it
+  // starts before save() returns.
+  unsigned compressionThreads = 1;
+  // Content written to a part is kept in memory up to this many bytes, then spooled to a
+  // temporary file beside the package (or in the temporary folder for a buffer package).
+  std::uint64_t spoolThreshold = std::uint64_t{8} << 20;  // 8 MiB
+};
+
+}  // namespace model
+}  // namespace opc
+
+#endif  // OPC_MODEL_PACKAGE_OPTIONS_H_
