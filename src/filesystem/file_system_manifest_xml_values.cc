@@ -1,0 +1,71 @@
+#include "filesystem/file_system_manifest_xml_values.h"
+
+#include <cstdint>
+#include <ios>
+#include <locale>
+#include <sstream>
+
+#include <opc/core/string_conversions.h>
+#include <opc/core/time_conversions.h>
+#include <opc/model/xml/xml_exceptions.h>
+
+namespace opc {
+namespace vkservices {
+namespace detail {
+namespace {
+
+// The bit that marks a regular file in a file mode, which the older form adds to every value.
+constexpr unsigned long kRegularFileBit = 0100000;
+
+}  // namespace
+
+opc::Perms::Perms_tag readPermissions(std::u16string const& text, bool isV1) {
+  if (text.empty()) {
+    return opc::Perms::unknown;
+  }
+  bool const leadingZero = text.front() == u'0';
+  if (isV1 && leadingZero) {
+    throw opc::model::InvalidPartContent("Permissions are not a valid decimal value");
+  }
+  if (!isV1 && !leadingZero) {
+    throw opc::model::InvalidPartContent("Permissions are not a valid octal value");
+  }
+  std::istringstream stream(opc::toASCIIString(text));
+  // The classic locale: a locale with digit grouping must not change what a digit is.
+  stream.imbue(std::locale::classic());
+  std::uint16_t value = 0;
+  stream >> (isV1 ? std::dec : std::oct) >> value;
+  if (stream.fail() || stream.bad()) {
+    throw opc::model::InvalidPartContent("Permissions are not valid value");
+  }
+  return static_cast<opc::Perms::Perms_tag>(value & opc::Perms::perms_mask);
+}
+
+std::u16string printPermissions(opc::Perms::Perms_tag permissions) {
+  std::ostringstream stream;
+  stream.imbue(std::locale::classic());
+  stream << '0' << std::oct << static_cast<unsigned long>(permissions);
+  return opc::toString(stream.str());
+}
+
+std::u16string printPermissionsV1(opc::Perms::Perms_tag permissions) {
+  std::ostringstream stream;
+  stream.imbue(std::locale::classic());
+  stream << std::dec << static_cast<unsigned long>(permissions) + kRegularFileBit;
+  return opc::toString(stream.str());
+}
+
+boost::posix_time::ptime readDate(std::u16string const& text) {
+  if (text.empty()) {
+    return boost::posix_time::ptime(boost::posix_time::not_a_date_time);
+  }
+  boost::posix_time::ptime const time = opc::convertStringToTime(text);
+  if (time.is_not_a_date_time()) {
+    throw opc::model::InvalidPartContent("Last modified date/time is not valid");
+  }
+  return time;
+}
+
+}  // namespace detail
+}  // namespace vkservices
+}  // namespace opc
