@@ -1,5 +1,8 @@
 // The ZIP container under the package model: reading an archive that may be hostile, and
-// writing a new one.  Private to libopcmodel; the package layer is its only user.
+// writing a new one.  Private to libopcmodel; the package layer is its only user.  The
+// classes carry OPC_MODEL_EXPORT only so that the unit tests and the fuzz target, which are
+// separate binaries, can reach them; the header is not installed and is no promise to anyone
+// else.
 #ifndef OPC_MODEL_ZIP_ZIP_ARCHIVE_H_
 #define OPC_MODEL_ZIP_ZIP_ARCHIVE_H_
 
@@ -7,9 +10,11 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include <opc/core/input_stream.h>
+#include <opc/model/export.h>
 #include <opc/model/package_options.h>
 #include <opc/model/standard_part_info.h>
 
@@ -29,8 +34,9 @@ struct ZipEntry {
   std::uint64_t dataOffset = 0;  // first byte of the (compressed) data
 };
 
-// Random-access bytes of an archive: a file or a buffer in memory.
-class ZipByteSource {
+// Random-access bytes of an archive: a file or a buffer in memory.  The two sources below
+// may be read from several threads at once.
+class OPC_MODEL_EXPORT ZipByteSource {
  public:
   virtual ~ZipByteSource() = default;
   virtual std::uint64_t size() const = 0;
@@ -40,9 +46,21 @@ class ZipByteSource {
 
 // Opens a file for reading (throws CouldNotOpenPackage with the system's words), or wraps a
 // buffer.  Sources are shared: streams of entries keep their source alive.
-std::shared_ptr<ZipByteSource> openFileSource(std::string const& path);
-std::shared_ptr<ZipByteSource> openBufferSource(
+// `path` is in the file system's bytes (UTF-8 here); messages show it through toUDEString.
+OPC_MODEL_EXPORT std::shared_ptr<ZipByteSource> openFileSource(std::string const& path);
+OPC_MODEL_EXPORT std::shared_ptr<ZipByteSource> openBufferSource(
     std::shared_ptr<std::vector<unsigned char> const> bytes);
+
+// The uncompressed content of one entry, read front to back (see ZipArchive::openEntry).
+// opc::InputStream keeps its destructor protected; this class makes it public so that the
+// stream can be owned through a std::unique_ptr.  read() may be called without open().
+class OPC_MODEL_EXPORT ZipEntryStream : public opc::InputStream {
+ public:
+  ~ZipEntryStream() override;
+
+ protected:
+  ZipEntryStream() = default;
+};
 
 // A validated archive.  Opening parses the end of central directory (ZIP64 included) and the
 // whole central directory, reads every local header, and refuses with InvalidPackage, naming
@@ -51,7 +69,14 @@ std::shared_ptr<ZipByteSource> openBufferSource(
 // ASCII case; items whose byte ranges overlap each other or the central directory; an item
 // name that is absolute, holds a ".." segment, a backslash or a NUL; more items, a larger
 // item, or a higher compression ratio than `limits` allow.
-class ZipArchive {
+//
+// Messages: "Invalid ZIP archive: <problem>" for the archive as a whole, and
+// "Invalid ZIP item \"<name>\": <problem>" for one item; the name goes through
+// toUDEString.  They do not name the archive's file, which the caller knows.
+// Opening reads the directories and the local headers only, never the items' data.  A
+// ZipArchive is immutable after open: entries(), find() and openEntry() may be called from
+// several threads at once.
+class OPC_MODEL_EXPORT ZipArchive {
  public:
   static std::unique_ptr<ZipArchive> open(std::shared_ptr<ZipByteSource> source,
                                           PackageLimits const& limits);
@@ -65,7 +90,9 @@ class ZipArchive {
   // directory and throws InvalidPartContent naming the item on a mismatch; it also stops
   // with InvalidPartContent as soon as more bytes come out than declared.  The stream keeps
   // the source alive and is independent of the ZipArchive object.
-  std::unique_ptr<opc::InputStream> openEntry(ZipEntry const& entry) const;
+  // Messages: "Invalid ZIP item \"<name>\": <problem>".  A stored entry streams with the
+  // same checks.  `entry` must be one of entries().
+  std::unique_ptr<ZipEntryStream> openEntry(ZipEntry const& entry) const;
 
   // The stored (compressed) bytes of the entry, for copying it into a new archive as is.
   std::shared_ptr<ZipByteSource> const& source() const;
@@ -74,39 +101,68 @@ class ZipArchive {
   ZipArchive(std::shared_ptr<ZipByteSource> source, std::vector<ZipEntry> entries);
   std::shared_ptr<ZipByteSource> source_;
   std::vector<ZipEntry> entries_;
+  std::unordered_map<std::string, std::size_t> index_;  // exact name to position in entries_
 };
 
 // Content for a new item: called repeatedly to fill `buffer`, returns how many bytes it
 // wrote, 0 at the end.  May throw; the write then fails and no archive is left behind.
 using ZipContentReader = std::function<std::size_t(unsigned char* buffer, std::size_t size)>;
 
-// Writes a new archive to `path`: items in the order they are added, each with its name
+// Writes a new archive to `path` (or into memory): items in the order they are added, each
+// with its name
 // flagged UTF-8 when it is not ASCII, ZIP64 records where sizes, offsets or the item count
 // need them.  Nothing appears at `path` until commit(): the archive is written to a temporary
 // file beside it, flushed to disk (fsync), renamed over `path`, and the folder is flushed.
-// Destroying a writer that was not committed removes the temporary file.
-class ZipWriter {
+// Destroying a writer that was not committed removes the temporary file.  The temporary file
+// is "<folder>/.<file name>.<random>.tmp", created with mode 0666 less the umask.
+//
+// Levels: DeflateMetadata deflates at level 9, because metadata parts are small XML that is
+// read far more often than written, so a smaller result is worth the time; DeflateContent
+// deflates at level 6, because content is bulk where speed matters (libdeflate at 6 gives
+// zlib's level-6 ratio at about three times the speed).  Content of up to 64 MiB is
+// compressed in memory in one piece with libdeflate, and stored instead when the result is
+// not smaller; larger content streams through zlib (level 6 for both kinds) into a temporary
+// spool file beside the target, so that memory stays bounded whatever the size; whether it
+// is worth compressing is decided on its first MiB, and content judged compressible is
+// deflated even if the whole turns out not to shrink.
+//
+// The archive itself is assembled by libzip during commit(): readers of new items are called
+// during commit() on the caller's thread (one compression thread), or from add() onwards on
+// the writer's worker threads (several); a reader must stay callable until commit() returns
+// or the writer is destroyed.  The writer holds at most a few items' content in memory at
+// once.  A writer is used by one thread at a time.
+class OPC_MODEL_EXPORT ZipWriter {
  public:
-  // Writes to a file.
+  // Writes to a file.  `compressionThreads`: 1 compresses on the caller's thread during
+  // commit(); 0 uses one thread per processor; more starts that many workers (at most 16),
+  // always joined before commit() returns or the writer is destroyed.  Throws
+  // CouldNotSavePackage if the temporary file cannot be created.
   static std::unique_ptr<ZipWriter> toFile(std::string const& path, unsigned compressionThreads);
-  // Writes into `out`, which commit() fills.
+  // Writes into `out`, which commit() fills (replacing what it held) and nothing else touches;
+  // `out` must outlive the writer.  Spool files go to the system's temporary folder.
   static std::unique_ptr<ZipWriter> toBuffer(std::vector<unsigned char>& out,
                                              unsigned compressionThreads);
   virtual ~ZipWriter() = default;
 
-  // Copies an item of an existing archive without decompressing it.
+  // Copies an item of an existing archive without decompressing it: the stored bytes, method,
+  // sizes and CRC-32 come over as they are (the CRC is not checked again).  `from` (its
+  // source, at least) must stay alive until commit() returns or the writer is destroyed.
   virtual void addRaw(std::string const& name, ZipArchive const& from, ZipEntry const& entry) = 0;
 
   // Adds an item whose content `reader` gives, of `size` bytes (known in advance).
   // Stored compresses nothing; DeflateMetadata and DeflateContent deflate (levels chosen by
   // the writer and documented there), and content that does not shrink is stored instead.
   // Compression may run on worker threads when the writer has more than one; `reader` is
-  // then called on such a thread, but never on two threads at once.
+  // then called on such a thread, but never on two threads at once.  A reader that gives more
+  // or fewer bytes than `size` fails the commit with CouldNotSavePackage naming the item.
   virtual void add(std::string const& name, interfaces::CompressionType compression,
                    std::uint64_t size, ZipContentReader reader) = 0;
 
-  // Writes the central directory and puts the archive in place.  Throws CouldNotSavePackage
-  // with the cause; the target is then untouched.
+  // Writes the archive and puts it in place.  Throws CouldNotSavePackage with the cause; the
+  // target is then untouched and the temporary file removed.  An exception that a reader
+  // threw comes out as CouldNotSavePackage with the reader's message after the item's name.
+  // Messages: "Could not save package \"<path>\": <cause>" (a buffer writer says
+  // "Could not save package to memory: <cause>").  A writer is committed at most once.
   virtual void commit() = 0;
 };
 

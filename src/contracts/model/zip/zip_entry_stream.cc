@@ -1,0 +1,205 @@
+// Streams of an entry's content.  Memory is bounded by one input window whatever the entry's
+// size: inflate writes straight into the caller's buffer.  Every way in which the data can
+// disagree with the directory (more bytes, fewer bytes, a wrong CRC-32, corrupt deflate data)
+// ends in InvalidPartContent naming the item; no byte beyond the declared size is ever given
+// to the caller.
+#include "zip_entry_stream.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <vector>
+#include <zlib.h>
+
+#include <opc/model/xml/xml_exceptions.h>
+
+#include "zip_format.h"
+#include "zip_names.h"
+
+namespace opc {
+namespace model {
+namespace detail {
+namespace {
+
+constexpr std::size_t kInputWindow = 64 * 1024;
+
+std::string hex32(std::uint32_t value) {
+  char text[11];
+  std::snprintf(text, sizeof text, "0x%08X", static_cast<unsigned>(value));
+  return text;
+}
+
+class EntryStreamBase : public ZipEntryStream {
+ public:
+  EntryStreamBase(std::shared_ptr<ZipByteSource> source, ZipEntry const& entry)
+      : source_(std::move(source)), entry_(entry) {}
+
+  bool isDone() const override { return done_; }
+
+ protected:
+  [[noreturn]] void fail(std::string const& problem) const {
+    throw InvalidPartContent("Invalid ZIP item " + quoteName(entry_.name) + ": " + problem);
+  }
+
+  void countOutput(unsigned char const* data, std::size_t count) {
+    if (count > entry_.uncompressedSize - produced_) {
+      fail("its data gives more than the " + std::to_string(entry_.uncompressedSize) +
+           " bytes declared");
+    }
+    produced_ += count;
+    crc_ = crc32_z(crc_, data, count);
+  }
+
+  // Called once all the data has come out.
+  void finish() {
+    if (produced_ != entry_.uncompressedSize) {
+      fail("its data gives " + std::to_string(produced_) + " bytes, fewer than the " +
+           std::to_string(entry_.uncompressedSize) + " declared");
+    }
+    if (static_cast<std::uint32_t>(crc_) != entry_.crc32) {
+      fail("CRC-32 mismatch (the directory gives " + hex32(entry_.crc32) + ", the data " +
+           hex32(static_cast<std::uint32_t>(crc_)) + ")");
+    }
+    done_ = true;
+  }
+
+  std::shared_ptr<ZipByteSource> source_;
+  ZipEntry entry_;
+  std::uint64_t consumed_ = 0;  // compressed bytes taken from the source
+  std::uint64_t produced_ = 0;
+  uLong crc_ = crc32_z(0, nullptr, 0);
+  bool done_ = false;
+};
+
+class StoredEntryStream : public EntryStreamBase {
+ public:
+  using EntryStreamBase::EntryStreamBase;
+
+  void open() override {}
+  void close() override {}
+
+  std::size_t read(unsigned char* buffer, std::size_t count) override {
+    if (done_ || count == 0) return 0;
+    std::uint64_t const left = entry_.compressedSize - consumed_;
+    std::size_t const n = static_cast<std::size_t>(std::min<std::uint64_t>(count, left));
+    if (n > 0) {
+      source_->readAt(entry_.dataOffset + consumed_, buffer, n);
+      consumed_ += n;
+      countOutput(buffer, n);
+    }
+    if (consumed_ == entry_.compressedSize) finish();
+    return n;
+  }
+};
+
+class DeflatedEntryStream : public EntryStreamBase {
+ public:
+  using EntryStreamBase::EntryStreamBase;
+  ~DeflatedEntryStream() override { release(); }
+
+  void open() override { start(); }
+  void close() override { release(); }
+
+  std::size_t read(unsigned char* buffer, std::size_t count) override {
+    if (done_ || count == 0) return 0;
+    start();
+    std::size_t produced = 0;
+    // Loop until some output comes, so that 0 is returned only at the end.
+    while (produced == 0 && !done_) {
+      refill();
+      std::uint64_t const left = entry_.uncompressedSize - produced_;
+      if (left == 0) {
+        // All declared bytes are out: the deflate stream must end here without more output.
+        drainEnd();
+        break;
+      }
+      zstream_.next_out = buffer;
+      zstream_.avail_out = static_cast<uInt>(std::min<std::uint64_t>({count, left, kMaxChunk}));
+      uInt const before = zstream_.avail_out;
+      int const status = inflate(&zstream_, Z_NO_FLUSH);
+      produced = before - zstream_.avail_out;
+      countOutput(buffer, produced);
+      check(status, produced);
+      if (status == Z_STREAM_END) finish();
+    }
+    if (!done_ && produced_ == entry_.uncompressedSize) drainEnd();
+    return produced;
+  }
+
+ private:
+  static constexpr std::uint64_t kMaxChunk = 1u << 30;
+
+  void start() {
+    if (started_) return;
+    zstream_ = z_stream();
+    if (inflateInit2(&zstream_, -MAX_WBITS) != Z_OK) fail("the decompressor could not start");
+    started_ = true;
+    input_.resize(kInputWindow);
+  }
+
+  void release() {
+    if (started_) inflateEnd(&zstream_);
+    started_ = false;
+    std::vector<unsigned char>().swap(input_);
+  }
+
+  void refill() {
+    if (zstream_.avail_in > 0 || consumed_ == entry_.compressedSize) return;
+    std::size_t const n = static_cast<std::size_t>(
+        std::min<std::uint64_t>(input_.size(), entry_.compressedSize - consumed_));
+    source_->readAt(entry_.dataOffset + consumed_, input_.data(), n);
+    consumed_ += n;
+    zstream_.next_in = input_.data();
+    zstream_.avail_in = static_cast<uInt>(n);
+  }
+
+  void check(int status, std::size_t produced) {
+    if (status == Z_DATA_ERROR || status == Z_NEED_DICT) {
+      fail(std::string("its compressed data is corrupt (") +
+           (zstream_.msg != nullptr ? zstream_.msg : "invalid deflate data") + ")");
+    }
+    if (status == Z_MEM_ERROR) fail("the decompressor ran out of memory");
+    if (status == Z_BUF_ERROR || (status == Z_OK && produced == 0)) {
+      // No progress is only possible when the input has run out.
+      if (zstream_.avail_in == 0 && consumed_ == entry_.compressedSize) {
+        fail("its compressed data ends before the deflate stream does");
+      }
+    }
+  }
+
+  // The declared size is reached: what is left must be the end of the deflate stream.  Any
+  // further output is a lie about the size.
+  void drainEnd() {
+    unsigned char spare[1];
+    for (;;) {
+      refill();
+      zstream_.next_out = spare;
+      zstream_.avail_out = sizeof spare;
+      int const status = inflate(&zstream_, Z_NO_FLUSH);
+      std::size_t const produced = sizeof spare - zstream_.avail_out;
+      if (produced > 0) countOutput(spare, produced);  // throws: more than declared
+      check(status, produced);
+      if (status == Z_STREAM_END) {
+        finish();
+        return;
+      }
+    }
+  }
+
+  z_stream zstream_ = z_stream();
+  bool started_ = false;
+  std::vector<unsigned char> input_;
+};
+
+}  // namespace
+
+std::unique_ptr<ZipEntryStream> makeEntryStream(std::shared_ptr<ZipByteSource> source,
+                                                ZipEntry const& entry) {
+  if (entry.method == zipformat::kMethodStored) {
+    return std::unique_ptr<ZipEntryStream>(new StoredEntryStream(std::move(source), entry));
+  }
+  return std::unique_ptr<ZipEntryStream>(new DeflatedEntryStream(std::move(source), entry));
+}
+
+}  // namespace detail
+}  // namespace model
+}  // namespace opc
