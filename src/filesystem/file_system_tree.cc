@@ -11,53 +11,16 @@
 #include <opc/core/package_paths.h>
 #include <opc/core/string_conversions.h>
 
+#include "filesystem/platform_tag.h"
+
 namespace opc {
 namespace vkservices {
 namespace {
 
-// The tag of the platform this library was built for, fixed at compile time: the manifest
-// records which platform wrote a package.  64-bit Windows is "win64"; elsewhere "os-arch".
-#if defined(_WIN64)
-#define OPCVK_PLATFORM_TAG u"win64"
-#elif defined(_WIN32)
-#define OPCVK_PLATFORM_TAG u"win32"
-#else
-#if defined(__linux__)
-#define OPCVK_PLATFORM_OS u"linux"
-#elif defined(__APPLE__)
-#define OPCVK_PLATFORM_OS u"macos"
-#elif defined(__FreeBSD__)
-#define OPCVK_PLATFORM_OS u"freebsd"
-#else
-#define OPCVK_PLATFORM_OS u"unknown"
-#endif
-#if defined(__x86_64__)
-#define OPCVK_PLATFORM_ARCH u"x86-64"
-#elif defined(__aarch64__)
-#define OPCVK_PLATFORM_ARCH u"aarch64"
-#elif defined(__i386__)
-#define OPCVK_PLATFORM_ARCH u"x86"
-#elif defined(__arm__)
-#define OPCVK_PLATFORM_ARCH u"arm"
-#elif defined(__riscv) && __riscv_xlen == 64
-#define OPCVK_PLATFORM_ARCH u"riscv64"
-#elif defined(__powerpc64__) && defined(__LITTLE_ENDIAN__)
-#define OPCVK_PLATFORM_ARCH u"ppc64le"
-#elif defined(__s390x__)
-#define OPCVK_PLATFORM_ARCH u"s390x"
-#else
-#define OPCVK_PLATFORM_ARCH u"unknown"
-#endif
-#define OPCVK_PLATFORM_TAG OPCVK_PLATFORM_OS u"-" OPCVK_PLATFORM_ARCH
-#endif
+using detail::kPlatformTag;
 
-constexpr char16_t kPlatformTag[] = OPCVK_PLATFORM_TAG;
 constexpr char16_t kCurrentVersion[] = u"2.0";
 constexpr char16_t kRootPath[] = u"/";
-
-#undef OPCVK_PLATFORM_TAG
-#undef OPCVK_PLATFORM_OS
-#undef OPCVK_PLATFORM_ARCH
 
 boost::posix_time::ptime unknownTime() { return boost::posix_time::ptime(); }
 
