@@ -1,0 +1,327 @@
+// ZipWriter over libzip.  libzip lays out the archive (local headers, central directory, ZIP64
+// records, the UTF-8 flag) and writes everything in zip_close(), asking each item's source for
+// its stat and bytes in order.  Compression happens before that, on worker threads that run
+// ahead of libzip by a few items, or on the caller's thread when libzip asks.
+#include <algorithm>
+#include <condition_variable>
+#include <cstring>
+#include <deque>
+#include <mutex>
+#include <thread>
+#include <unistd.h>
+
+#include <zip.h>
+
+#include <opc/core/string_conversions.h>
+#include <opc/model/exceptions.h>
+
+#include "zip_archive.h"
+#include "zip_format.h"
+#include "zip_names.h"
+#include "zip_writer_items.h"
+#include "zip_writer_output.h"
+
+namespace opc {
+namespace model {
+namespace detail {
+namespace {
+
+constexpr unsigned kMaxThreads = 16;
+
+boost::system::error_code systemCode(int error) {
+  return boost::system::error_code(error, boost::system::system_category());
+}
+
+class LibzipWriter : public ZipWriter, private ItemSourceOwner {
+ public:
+  LibzipWriter(std::string path, TempFile temp, std::vector<unsigned char>* out, unsigned threads)
+      : path_(std::move(path)), temp_(std::move(temp)), out_(out), sink_(temp_.fd) {
+    spoolFolder_ = out_ != nullptr ? tempFolder() : folderOf(path_);
+    zip_error_t error;
+    zip_error_init(&error);
+    zip_source_t* source = sink_.makeSource();
+    if (source != nullptr) {
+      archive_ = zip_open_from_source(source, ZIP_CREATE | ZIP_TRUNCATE, &error);
+      if (archive_ == nullptr) zip_source_free(source);
+    }
+    std::string const cause = zip_error_strerror(&error);
+    zip_error_fini(&error);
+    if (archive_ == nullptr) {
+      discardTemp();
+      fail("the archive could not be started (" + cause + ")");
+    }
+    unsigned count = threads == 0 ? std::thread::hardware_concurrency() : threads;
+    count = std::min(std::max(count, 1u), kMaxThreads);
+    if (count > 1) {
+      window_ = count;
+      for (unsigned i = 0; i < count; ++i) workers_.emplace_back([this] { work(); });
+    }
+  }
+
+  ~LibzipWriter() override {
+    stopWorkers();
+    // Items must outlive libzip's sources, which point at them.
+    if (archive_ != nullptr) zip_discard(archive_);
+    archive_ = nullptr;
+    discardTemp();
+  }
+
+  void addRaw(std::string const& name, ZipArchive const& from, ZipEntry const& entry) override {
+    auto item = std::make_unique<WriterItem>();
+    item->name = name;
+    item->plan = WriterItem::Plan::Raw;
+    item->rawSource = from.source();
+    item->rawEntry = entry;
+    item->state = WriterItem::State::Done;
+    addItem(std::move(item), entry.method == zipformat::kMethodStored);
+  }
+
+  void add(std::string const& name, interfaces::CompressionType compression, std::uint64_t size,
+           ZipContentReader reader) override {
+    auto item = std::make_unique<WriterItem>();
+    item->name = name;
+    item->compression = compression;
+    item->size = size;
+    item->reader = std::move(reader);
+    item->spoolFolder = spoolFolder_;
+    bool const stored = compression == interfaces::CompressionType::Stored;
+    if (stored) {
+      item->plan = WriterItem::Plan::StreamReader;
+      item->compressedSize = size;
+      item->state = WriterItem::State::Done;
+    } else {
+      item->needsPreparation = true;
+    }
+    WriterItem* added = addItem(std::move(item), stored);
+    if (added->needsPreparation && !workers_.empty()) {
+      std::lock_guard<std::mutex> lock(mutex_);
+      added->workIndex = work_.size();
+      work_.push_back(added);
+      ready_.notify_all();
+    }
+  }
+
+  void commit() override {
+    if (committed_) fail("the archive was already written");
+    committed_ = true;
+    try {
+      if (items_.empty()) {
+        zip_discard(archive_);
+        archive_ = nullptr;
+        if (!sink_.writeEmptyArchive()) failSystem("could not write", sink_.systemError());
+      } else {
+        int const status = zip_close(archive_);
+        if (status != 0) {
+          std::string const cause = zip_strerror(archive_);
+          zip_discard(archive_);
+          archive_ = nullptr;
+          stopWorkers();
+          rethrowFailure();
+          int const system = sink_.systemError();
+          if (system != 0) failSystem("could not write", system);
+          fail(cause);
+        }
+        archive_ = nullptr;
+      }
+      stopWorkers();
+      if (!sink_.flush()) failSystem("could not write", sink_.systemError());
+      if (out_ != nullptr) {
+        out_->swap(sink_.bytes());
+        std::vector<unsigned char>().swap(sink_.bytes());
+        return;
+      }
+      std::string step;
+      int const error = syncAndRename(temp_.fd, temp_.path, path_, step);
+      if (error != 0) failSystem(step, error);
+      int const fd = temp_.fd;
+      temp_ = TempFile();  // renamed: nothing is left to remove
+      ::close(fd);
+    } catch (...) {
+      stopWorkers();
+      discardTemp();
+      throw;
+    }
+  }
+
+ private:
+  static std::string tempFolder() {
+    char const* folder = std::getenv("TMPDIR");
+    return folder != nullptr && *folder != '\0' ? folder : "/tmp";
+  }
+
+  std::string prefix() const {
+    if (out_ != nullptr) return "Could not save package to memory: ";
+    return "Could not save package \"" +
+           opc::toUDEString(opc::detail::toStringFromUTF8String(path_)) + "\": ";
+  }
+
+  [[noreturn]] void fail(std::string const& cause) const {
+    throw CouldNotSavePackage(prefix() + cause);
+  }
+
+  [[noreturn]] void failSystem(std::string const& step, int error) const {
+    throw CouldNotSavePackage(prefix() + step + ": " + std::strerror(error), systemCode(error));
+  }
+
+  void discardTemp() {
+    if (temp_.fd >= 0) {
+      ::close(temp_.fd);
+      ::unlink(temp_.path.c_str());
+    }
+    temp_ = TempFile();
+  }
+
+  WriterItem* addItem(std::unique_ptr<WriterItem> item, bool stored) {
+    if (committed_) fail("the archive was already written");
+    WriterItem* raw = item.get();
+    zip_source_t* source = makeItemSource(*raw, *this);
+    if (source == nullptr) fail("item " + quoteName(item->name) + ": out of memory");
+    zip_int64_t const index = zip_file_add(archive_, item->name.c_str(), source, ZIP_FL_ENC_UTF_8);
+    if (index < 0) {
+      zip_source_free(source);
+      zip_error_t* error = zip_get_error(archive_);
+      bool const exists = zip_error_code_zip(error) == ZIP_ER_EXISTS;
+      std::string const cause = exists ? "another item has the same name" : zip_strerror(archive_);
+      zip_error_clear(archive_);
+      fail("item " + quoteName(item->name) + ": " + cause);
+    }
+    raw->archive = archive_;
+    raw->index = static_cast<zip_uint64_t>(index);
+    if (stored) zip_set_file_compression(archive_, raw->index, ZIP_CM_STORE, 0);
+    items_.push_back(std::move(item));
+    return raw;
+  }
+
+  // Worker threads take prepared-to-be items in order, at most `window_` ahead of the item
+  // that libzip is writing, which bounds the memory held by compressed results.
+  void work() {
+    for (;;) {
+      WriterItem* item = nullptr;
+      {
+        std::unique_lock<std::mutex> lock(mutex_);
+        ready_.wait(
+            lock, [this] { return stop_ || (next_ < work_.size() && next_ < reached_ + window_); });
+        if (stop_) return;
+        item = work_[next_++];
+        item->state = WriterItem::State::Running;
+      }
+      runPreparation(*item);
+    }
+  }
+
+  void runPreparation(WriterItem& item) {
+    std::exception_ptr error;
+    try {
+      item.prepare();
+    } catch (...) {
+      error = std::current_exception();
+    }
+    std::lock_guard<std::mutex> lock(mutex_);
+    item.error = error;
+    item.state = WriterItem::State::Done;
+    done_.notify_all();
+  }
+
+  void ensurePrepared(WriterItem& item) override {
+    if (!item.needsPreparation) return;
+    if (workers_.empty()) {
+      if (item.state == WriterItem::State::Pending) {
+        item.state = WriterItem::State::Done;
+        item.prepare();
+      }
+      return;
+    }
+    std::unique_lock<std::mutex> lock(mutex_);
+    reached_ = std::max(reached_, item.workIndex + 1);
+    ready_.notify_all();
+    if (item.state == WriterItem::State::Pending) {
+      // No worker has taken it: items are taken in order, so it is the next one.
+      next_ = item.workIndex + 1;
+      item.state = WriterItem::State::Running;
+      lock.unlock();
+      runPreparation(item);
+      lock.lock();
+    }
+    done_.wait(lock, [&] { return item.state == WriterItem::State::Done; });
+    if (item.error) std::rethrow_exception(item.error);
+  }
+
+  void itemWritten(WriterItem& item) override { item.release(); }
+
+  void recordFailure(WriterItem const& item, std::exception_ptr error) override {
+    if (!failure_) {
+      failure_ = error;
+      failedItem_ = item.name;
+    }
+  }
+
+  void rethrowFailure() const {
+    if (!failure_) return;
+    std::string const where = "item " + quoteName(failedItem_) + ": ";
+    try {
+      std::rethrow_exception(failure_);
+    } catch (CouldNotSavePackage const&) {
+      throw;
+    } catch (opc::Exception const& e) {
+      throw CouldNotSavePackage(prefix() + where + e.what(), e.code());
+    } catch (std::exception const& e) {
+      throw CouldNotSavePackage(prefix() + where + e.what());
+    } catch (...) {
+      throw CouldNotSavePackage(prefix() + where + "an unknown exception was thrown");
+    }
+  }
+
+  void stopWorkers() {
+    {
+      std::lock_guard<std::mutex> lock(mutex_);
+      stop_ = true;
+      ready_.notify_all();
+    }
+    for (std::thread& worker : workers_) worker.join();
+    workers_.clear();
+  }
+
+  std::string path_;
+  TempFile temp_;
+  std::vector<unsigned char>* out_;
+  ArchiveSink sink_;
+  std::string spoolFolder_;
+  zip_t* archive_ = nullptr;
+  std::deque<std::unique_ptr<WriterItem>> items_;
+  bool committed_ = false;
+  std::exception_ptr failure_;
+  std::string failedItem_;
+
+  std::mutex mutex_;
+  std::condition_variable ready_;  // work for the workers
+  std::condition_variable done_;   // an item is prepared
+  std::vector<WriterItem*> work_;
+  std::size_t next_ = 0;     // the next item of work_ to take
+  std::size_t reached_ = 0;  // items of work_ that libzip has asked for
+  std::size_t window_ = 1;
+  bool stop_ = false;
+  std::vector<std::thread> workers_;
+};
+
+}  // namespace
+
+std::unique_ptr<ZipWriter> ZipWriter::toFile(std::string const& path, unsigned compressionThreads) {
+  TempFile temp;
+  int const error = createTempFile(path, temp);
+  if (error != 0) {
+    throw CouldNotSavePackage(
+        "Could not save package \"" + opc::toUDEString(opc::detail::toStringFromUTF8String(path)) +
+            "\": could not create a temporary file beside it: " + std::strerror(error),
+        systemCode(error));
+  }
+  return std::make_unique<LibzipWriter>(path, std::move(temp), nullptr, compressionThreads);
+}
+
+std::unique_ptr<ZipWriter> ZipWriter::toBuffer(std::vector<unsigned char>& out,
+                                               unsigned compressionThreads) {
+  return std::make_unique<LibzipWriter>(std::string(), TempFile(), &out, compressionThreads);
+}
+
+}  // namespace detail
+}  // namespace model
+}  // namespace opc

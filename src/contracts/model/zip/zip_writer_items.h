@@ -1,0 +1,102 @@
+// The items of a ZipWriter: how new content is prepared (compressed in memory, spooled, or
+// streamed as is) and how libzip reads each item, new or copied.
+#ifndef OPC_MODEL_ZIP_ZIP_WRITER_ITEMS_H_
+#define OPC_MODEL_ZIP_ZIP_WRITER_ITEMS_H_
+
+#include <cstdint>
+#include <exception>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <zip.h>
+
+#include "zip_archive.h"
+
+namespace opc {
+namespace model {
+namespace detail {
+
+// Content of up to this size is compressed in one piece in memory.
+constexpr std::uint64_t kInMemoryLimit = std::uint64_t{64} << 20;
+
+struct WriterItem {
+  enum class Plan {
+    Raw,           // the stored bytes of an item of another archive
+    StreamReader,  // stored, read from the reader while libzip writes it
+    Memory,        // `data` holds the bytes to write, deflated or not
+    Spool,         // `spoolFd` holds the deflated bytes
+  };
+
+  std::string name;
+  Plan plan = Plan::StreamReader;
+  bool needsPreparation = false;
+
+  // Raw copies.
+  std::shared_ptr<ZipByteSource> rawSource;
+  ZipEntry rawEntry;
+
+  // New content.
+  interfaces::CompressionType compression = interfaces::CompressionType::Stored;
+  std::uint64_t size = 0;
+  ZipContentReader reader;
+  std::string spoolFolder;
+
+  // Results of preparation.
+  bool deflated = false;
+  std::uint32_t crc = 0;
+  bool crcKnown = false;
+  std::uint64_t compressedSize = 0;
+  std::vector<unsigned char> data;  // Memory: the bytes; StreamReader: what was sampled
+  int spoolFd = -1;
+
+  // Scheduling (guarded by the writer's mutex when it has workers).
+  enum class State { Pending, Running, Done };
+  State state = State::Pending;
+  std::size_t workIndex = 0;
+  std::exception_ptr error;
+
+  // libzip's view.
+  zip_t* archive = nullptr;
+  zip_uint64_t index = 0;
+  std::uint64_t readPosition = 0;  // bytes of the stored data given to libzip
+  std::uint64_t contentRead = 0;   // StreamReader: bytes taken from the reader
+  std::vector<unsigned char> staging;
+  std::size_t stagingBegin = 0;
+  std::size_t stagingEnd = 0;
+  zip_error_t zipError;
+
+  WriterItem();
+  ~WriterItem();
+  WriterItem(WriterItem const&) = delete;
+  WriterItem& operator=(WriterItem const&) = delete;
+
+  // Compresses or samples new content as its plan needs; throws opc::Exception on a reader
+  // that gives the wrong number of bytes, or whatever the reader throws.
+  void prepare();
+  // Frees what preparation and reading held.
+  void release();
+};
+
+// The hooks of the writer that an item's libzip source calls.
+class ItemSourceOwner {
+ public:
+  virtual ~ItemSourceOwner() = default;
+  // Blocks until `item` is prepared; rethrows its failure.
+  virtual void ensurePrepared(WriterItem& item) = 0;
+  // Called when libzip has read the item: its memory may go.
+  virtual void itemWritten(WriterItem& item) = 0;
+  // Keeps the first failure of a callback, which cannot throw through libzip.
+  virtual void recordFailure(WriterItem const& item, std::exception_ptr error) = 0;
+};
+
+// A libzip source reading `item`; libzip owns the source, the item and the owner must
+// outlive it.
+zip_source_t* makeItemSource(WriterItem& item, ItemSourceOwner& owner);
+
+}  // namespace detail
+}  // namespace model
+}  // namespace opc
+
+#endif  // OPC_MODEL_ZIP_ZIP_WRITER_ITEMS_H_

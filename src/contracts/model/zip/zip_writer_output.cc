@@ -1,0 +1,229 @@
+// The output of a ZipWriter and the file operations of an atomic save.  The archive is written
+// to a temporary file beside the target, flushed to disk and renamed over the target, so that
+// a crash, a full disk or an exception leaves the target as it was.
+#include "zip_writer_output.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <random>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace opc {
+namespace model {
+namespace detail {
+namespace {
+
+constexpr std::size_t kGatherSize = 1024 * 1024;
+
+std::string baseName(std::string const& path) {
+  std::size_t const slash = path.rfind('/');
+  return slash == std::string::npos ? path : path.substr(slash + 1);
+}
+
+}  // namespace
+
+ArchiveSink::ArchiveSink(int fd) : fd_(fd) { zip_error_init(&error_); }
+
+ArchiveSink::~ArchiveSink() { zip_error_fini(&error_); }
+
+zip_source_t* ArchiveSink::makeSource() {
+  return zip_source_function_create(&ArchiveSink::callback, this, nullptr);
+}
+
+bool ArchiveSink::writeOut(std::uint64_t position, unsigned char const* data, std::size_t count) {
+  if (fd_ < 0) {
+    if (bytes_.size() < position + count) bytes_.resize(position + count);
+    if (count > 0) std::memcpy(bytes_.data() + position, data, count);
+    return true;
+  }
+  if (!writeFully(fd_, position, data, count)) {
+    systemError_ = errno;
+    return false;
+  }
+  return true;
+}
+
+bool ArchiveSink::flush() {
+  if (pending_.empty()) return true;
+  bool const ok = writeOut(pendingStart_, pending_.data(), pending_.size());
+  pending_.clear();
+  return ok;
+}
+
+bool ArchiveSink::writeAt(std::uint64_t position, unsigned char const* data, std::size_t count) {
+  if (fd_ < 0) return writeOut(position, data, count);
+  if (position != pendingStart_ + pending_.size()) {
+    if (!flush()) return false;
+    pendingStart_ = position;
+  }
+  if (pending_.capacity() < kGatherSize) pending_.reserve(kGatherSize);
+  if (pending_.size() + count > kGatherSize) {
+    if (!flush()) return false;
+    pendingStart_ = position;
+    if (count >= kGatherSize) return writeOut(position, data, count);
+  }
+  pending_.insert(pending_.end(), data, data + count);
+  return true;
+}
+
+bool ArchiveSink::writeEmptyArchive() {
+  unsigned char record[22] = {0x50, 0x4b, 0x05, 0x06};
+  return writeAt(0, record, sizeof record) && flush();
+}
+
+zip_int64_t ArchiveSink::callback(void* state, void* data, zip_uint64_t length,
+                                  zip_source_cmd_t command) {
+  ArchiveSink& sink = *static_cast<ArchiveSink*>(state);
+  switch (command) {
+    case ZIP_SOURCE_SUPPORTS:
+      return zip_source_make_command_bitmap(
+          ZIP_SOURCE_OPEN, ZIP_SOURCE_READ, ZIP_SOURCE_CLOSE, ZIP_SOURCE_STAT, ZIP_SOURCE_ERROR,
+          ZIP_SOURCE_FREE, ZIP_SOURCE_SEEK, ZIP_SOURCE_TELL, ZIP_SOURCE_SUPPORTS,
+          ZIP_SOURCE_BEGIN_WRITE, ZIP_SOURCE_COMMIT_WRITE, ZIP_SOURCE_ROLLBACK_WRITE,
+          ZIP_SOURCE_WRITE, ZIP_SOURCE_SEEK_WRITE, ZIP_SOURCE_TELL_WRITE, ZIP_SOURCE_REMOVE, -1);
+    case ZIP_SOURCE_STAT: {
+      // The archive starts empty: libzip opens it with ZIP_TRUNCATE and never reads it.
+      zip_stat_t* stat = static_cast<zip_stat_t*>(data);
+      zip_stat_init(stat);
+      stat->valid = ZIP_STAT_SIZE;
+      stat->size = 0;
+      return sizeof(zip_stat_t);
+    }
+    case ZIP_SOURCE_OPEN:
+    case ZIP_SOURCE_CLOSE:
+    case ZIP_SOURCE_FREE:
+    case ZIP_SOURCE_REMOVE:
+    case ZIP_SOURCE_READ:
+    case ZIP_SOURCE_SEEK:
+    case ZIP_SOURCE_TELL:
+      return 0;
+    case ZIP_SOURCE_BEGIN_WRITE:
+      sink.position_ = sink.size_ = sink.pendingStart_ = 0;
+      sink.pending_.clear();
+      sink.bytes_.clear();
+      return 0;
+    case ZIP_SOURCE_WRITE:
+      if (!sink.writeAt(sink.position_, static_cast<unsigned char const*>(data),
+                        static_cast<std::size_t>(length))) {
+        zip_error_set(&sink.error_, ZIP_ER_WRITE, sink.systemError_);
+        return -1;
+      }
+      sink.position_ += length;
+      sink.size_ = std::max(sink.size_, sink.position_);
+      return static_cast<zip_int64_t>(length);
+    case ZIP_SOURCE_SEEK_WRITE: {
+      zip_int64_t const position =
+          zip_source_seek_compute_offset(sink.position_, sink.size_, data, length, &sink.error_);
+      if (position < 0) return -1;
+      sink.position_ = static_cast<std::uint64_t>(position);
+      return 0;
+    }
+    case ZIP_SOURCE_TELL_WRITE:
+      return static_cast<zip_int64_t>(sink.position_);
+    case ZIP_SOURCE_COMMIT_WRITE:
+      if (!sink.flush()) {
+        zip_error_set(&sink.error_, ZIP_ER_WRITE, sink.systemError_);
+        return -1;
+      }
+      return 0;
+    case ZIP_SOURCE_ROLLBACK_WRITE:
+      sink.pending_.clear();
+      return 0;
+    case ZIP_SOURCE_ERROR:
+      return zip_error_to_data(&sink.error_, data, length);
+    default:
+      zip_error_set(&sink.error_, ZIP_ER_OPNOTSUPP, 0);
+      return -1;
+  }
+}
+
+std::string folderOf(std::string const& path) {
+  std::size_t const slash = path.rfind('/');
+  if (slash == std::string::npos) return ".";
+  if (slash == 0) return "/";
+  return path.substr(0, slash);
+}
+
+int createTempFile(std::string const& target, TempFile& out) {
+  std::random_device random;
+  std::string const prefix = folderOf(target) + "/." + baseName(target) + ".";
+  for (int attempt = 0; attempt < 100; ++attempt) {
+    char suffix[16];
+    std::snprintf(suffix, sizeof suffix, "%08x", static_cast<unsigned>(random()));
+    std::string const path = prefix + suffix + ".tmp";
+    // 0666 here and the umask in the kernel give the mode of any new file.
+    int const fd = ::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+    if (fd >= 0) {
+      out.path = path;
+      out.fd = fd;
+      return 0;
+    }
+    if (errno != EEXIST) return errno;
+  }
+  return EEXIST;
+}
+
+int createSpoolFile(std::string const& folder) {
+  std::string pattern = folder + "/.opcvk-spool-XXXXXX";
+  int const fd = ::mkostemp(&pattern[0], O_CLOEXEC);
+  if (fd >= 0) ::unlink(pattern.c_str());
+  return fd;
+}
+
+bool writeFully(int fd, std::uint64_t offset, unsigned char const* data, std::size_t count) {
+  while (count > 0) {
+    ssize_t const n = ::pwrite(fd, data, count, static_cast<off_t>(offset));
+    if (n < 0) {
+      if (errno == EINTR) continue;
+      return false;
+    }
+    data += n;
+    count -= static_cast<std::size_t>(n);
+    offset += static_cast<std::uint64_t>(n);
+  }
+  return true;
+}
+
+bool readFully(int fd, std::uint64_t offset, unsigned char* data, std::size_t count) {
+  while (count > 0) {
+    ssize_t const n = ::pread(fd, data, count, static_cast<off_t>(offset));
+    if (n < 0) {
+      if (errno == EINTR) continue;
+      return false;
+    }
+    if (n == 0) {
+      errno = EIO;
+      return false;
+    }
+    data += n;
+    count -= static_cast<std::size_t>(n);
+    offset += static_cast<std::uint64_t>(n);
+  }
+  return true;
+}
+
+int syncAndRename(int fd, std::string const& temp, std::string const& target, std::string& step) {
+  // Data first, then the name: after a crash the target is either the old file or the whole
+  // new one, never a file whose blocks did not reach the disk.
+  step = "could not flush the temporary file";
+  if (::fsync(fd) != 0) return errno;
+  if (::rename(temp.c_str(), target.c_str()) != 0) {
+    step = "could not rename the temporary file over it";
+    return errno;
+  }
+  int const folder = ::open(folderOf(target).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (folder >= 0) {
+    // The rename is done; a folder that cannot be flushed (some file systems refuse) does not
+    // undo it, so this failure is not reported.
+    ::fsync(folder);
+    ::close(folder);
+  }
+  return 0;
+}
+
+}  // namespace detail
+}  // namespace model
+}  // namespace opc

@@ -1,0 +1,77 @@
+// Where a ZipWriter's archive goes: a libzip write source over a temporary file or a buffer,
+// and the file operations of an atomic save.
+#ifndef OPC_MODEL_ZIP_ZIP_WRITER_OUTPUT_H_
+#define OPC_MODEL_ZIP_ZIP_WRITER_OUTPUT_H_
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include <zip.h>
+
+namespace opc {
+namespace model {
+namespace detail {
+
+// The archive's bytes as libzip writes them: sequential writes are gathered in a large buffer
+// (libzip writes in small pieces, and goes back only to rewrite a local header), so that a
+// file sees few, large writes.  With a descriptor the bytes go to the file, else to bytes().
+class ArchiveSink {
+ public:
+  explicit ArchiveSink(int fd);
+  ArchiveSink(ArchiveSink const&) = delete;
+  ArchiveSink& operator=(ArchiveSink const&) = delete;
+  ~ArchiveSink();
+
+  // A new libzip source over this sink; libzip owns the source, the sink must outlive it.
+  zip_source_t* makeSource();
+  // Writes what is still buffered; false with systemError() set on failure.
+  bool flush();
+  // Writes an archive without items: the end record alone, which libzip does not write.
+  bool writeEmptyArchive();
+  std::vector<unsigned char>& bytes() { return bytes_; }
+  int systemError() const { return systemError_; }
+
+ private:
+  static zip_int64_t callback(void* state, void* data, zip_uint64_t length,
+                              zip_source_cmd_t command);
+  bool writeAt(std::uint64_t position, unsigned char const* data, std::size_t count);
+  bool writeOut(std::uint64_t position, unsigned char const* data, std::size_t count);
+
+  int fd_;
+  std::vector<unsigned char> bytes_;
+  std::vector<unsigned char> pending_;
+  std::uint64_t pendingStart_ = 0;
+  std::uint64_t position_ = 0;
+  std::uint64_t size_ = 0;
+  int systemError_ = 0;
+  zip_error_t error_;
+};
+
+// A temporary file beside `target`, for an atomic save.
+struct TempFile {
+  std::string path;
+  int fd = -1;
+};
+
+// Creates "<folder>/.<name>.<random>.tmp" exclusively, mode 0666 less the umask.  Returns the
+// errno on failure (0 on success).
+int createTempFile(std::string const& target, TempFile& out);
+// An unnamed file for spooled data in `folder`: created, then unlinked at once so that it
+// disappears with its descriptor whatever happens.  Returns -1 with errno set on failure.
+int createSpoolFile(std::string const& folder);
+// The folder that holds `path` ("." for a bare name).
+std::string folderOf(std::string const& path);
+// fsync and close `fd`, rename `temp` over `target` and fsync the folder.  Returns the errno
+// of the first failure and names the step in `step`.
+int syncAndRename(int fd, std::string const& temp, std::string const& target, std::string& step);
+// Writes all of `data` at `offset` of `fd`; false with errno set on failure.
+bool writeFully(int fd, std::uint64_t offset, unsigned char const* data, std::size_t count);
+// Reads exactly `count` bytes at `offset`; false with errno set on failure or a short file.
+bool readFully(int fd, std::uint64_t offset, unsigned char* data, std::size_t count);
+
+}  // namespace detail
+}  // namespace model
+}  // namespace opc
+
+#endif  // OPC_MODEL_ZIP_ZIP_WRITER_OUTPUT_H_
