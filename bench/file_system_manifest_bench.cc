@@ -1,0 +1,155 @@
+// How the file-system manifest scales: 100,000 entries (files, links and empty folders under
+// 1,000 folders, permissions and times mostly known) written to memory and read back into a
+// new tree, as the manager does at save and load.  Counters: time per entry, size of the
+// document, peak resident memory of the process so far (VmHWM).
+#include <cstddef>
+#include <fstream>
+#include <string>
+
+#include <benchmark/benchmark.h>
+#include <boost/date_time/gregorian/gregorian_types.hpp>
+#include <boost/date_time/posix_time/posix_time_types.hpp>
+
+#include <opc/core/input_stream.h>
+#include <opc/core/output_stream.h>
+#include <opc/core/perms.h>
+
+#include "filesystem/file_system_manifest_xml.h"
+#include "filesystem/file_system_node.h"
+#include "filesystem/file_system_tree.h"
+
+namespace {
+
+using opc::vkservices::FileSystemManifestXml;
+using opc::vkservices::FileSystemNode;
+using opc::vkservices::FileSystemTree;
+
+constexpr std::size_t kEntries = 100000;
+
+std::u16string number(std::size_t value) {
+  std::string const text = std::to_string(value);
+  return std::u16string(text.begin(), text.end());
+}
+
+void fill(FileSystemTree& tree) {
+  boost::posix_time::ptime const base(boost::gregorian::date(2023, 1, 1));
+  for (std::size_t i = 0; i < kEntries; ++i) {
+    std::u16string const folder = u"/dir" + number(i / 1000) + u"/sub" + number(i / 100 % 10);
+    auto const permissions = static_cast<opc::Perms::Perms_tag>(i % 7 == 0 ? 0xFFFF : 0644);
+    boost::posix_time::ptime const time =
+        base + boost::posix_time::microseconds(static_cast<long>(i) * 1000003);
+    if (i % 50 == 0) {
+      tree.addNode(
+          FileSystemNode::makeFolderNode(folder + u"/empty" + number(i), permissions, time));
+    } else if (i % 10 == 0) {
+      tree.addNode(FileSystemNode::makeLinkNode(folder + u"/link" + number(i),
+                                                u"../file" + number(i - 1), permissions, time));
+    } else {
+      tree.addNode(FileSystemNode::makeFileNode(folder + u"/file" + number(i) + u".txt",
+                                                u"/fsroot/" + number(i), permissions, time));
+    }
+  }
+}
+
+FileSystemTree const& sourceTree() {
+  static FileSystemTree const tree = [] {
+    FileSystemTree made;
+    fill(made);
+    return made;
+  }();
+  return tree;
+}
+
+// Plain memory streams: what is measured is the manifest, not a stream.
+class StringOutput : public opc::OutputStream {
+ public:
+  void write(unsigned char const* buffer, std::size_t count) override {
+    bytes.append(reinterpret_cast<char const*>(buffer), count);
+  }
+  void flush() override {}
+  void close() override {}
+  std::string bytes;
+};
+
+class StringInput : public opc::InputStream {
+ public:
+  explicit StringInput(std::string const& bytes) : bytes_(bytes) {}
+  void open() override { position_ = 0; }
+  std::size_t read(unsigned char* buffer, std::size_t count) override {
+    std::size_t const n = std::min(count, bytes_.size() - position_);
+    std::copy_n(bytes_.data() + position_, n, buffer);
+    position_ += n;
+    return n;
+  }
+  bool isDone() const override { return position_ == bytes_.size(); }
+  void close() override {}
+
+ private:
+  std::string const& bytes_;
+  std::size_t position_ = 0;
+};
+
+std::string const& document() {
+  static std::string const text = [] {
+    FileSystemManifestXml manifest;
+    StringOutput output;
+    manifest.write(sourceTree(), output);
+    return output.bytes;
+  }();
+  return text;
+}
+
+double peakResidentMiB() {
+  std::ifstream status("/proc/self/status");
+  std::string line;
+  while (std::getline(status, line)) {
+    if (line.rfind("VmHWM:", 0) == 0) return std::stod(line.substr(6)) / 1024.0;
+  }
+  return 0.0;
+}
+
+void perEntry(benchmark::State& state) {
+  state.counters["per_entry"] = benchmark::Counter(
+      static_cast<double>(kEntries),
+      benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+  state.counters["document_MiB"] = static_cast<double>(document().size()) / (1024.0 * 1024.0);
+  state.counters["peak_rss_MiB"] = peakResidentMiB();
+}
+
+void BM_WriteManifest(benchmark::State& state) {
+  FileSystemTree const& tree = sourceTree();
+  FileSystemManifestXml manifest;
+  for (auto _ : state) {
+    StringOutput output;
+    output.bytes.reserve(document().size());
+    manifest.write(tree, output);
+    benchmark::DoNotOptimize(output.bytes.data());
+  }
+  perEntry(state);
+}
+BENCHMARK(BM_WriteManifest)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+// Parsing, validation and filling a new tree, whose destruction is timed too.
+void BM_ReadManifest(benchmark::State& state) {
+  std::string const& text = document();
+  FileSystemManifestXml manifest;
+  for (auto _ : state) {
+    FileSystemTree tree;
+    StringInput input(text);
+    manifest.read(input, tree);
+    benchmark::DoNotOptimize(tree);
+  }
+  perEntry(state);
+}
+BENCHMARK(BM_ReadManifest)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+// What a manager pays once: making the parser and compiling both schemas.
+void BM_ConstructWithGrammars(benchmark::State& state) {
+  for (auto _ : state) {
+    FileSystemManifestXml manifest;
+    benchmark::DoNotOptimize(&manifest);
+  }
+}
+BENCHMARK(BM_ConstructWithGrammars)->Unit(benchmark::kMicrosecond)->UseRealTime();
+
+}  // namespace
