@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <string>
+#include <utility>
 
 #include <opc/core/stream_helper.h>
 #include <opc/core/string_conversions.h>
@@ -62,9 +63,12 @@ std::size_t SingleBufferTransformer::read(unsigned char* target, std::size_t siz
     // The reader's size is the chunk size: a transform sees chunks as large as the reads.
     bytes input(size);
     input.resize(wrapped_->read(input.data(), input.size()));
-    buffer_.clear();
+    // Transformed aside and kept only on success, so that what a failing transform wrote
+    // before it gave up is never read as content.
+    bytes output;
+    transform(input, output);
+    buffer_ = std::move(output);
     offset_ = 0;
-    transform(input, buffer_);
   }
   std::size_t const count = std::min(size, buffer_.size() - offset_);
   std::copy_n(buffer_.data() + offset_, count, target);

@@ -66,7 +66,7 @@ class OPCVK_EXPORT TransformSource : public IContentSource, private boost::nonco
   // transformData; a read of size 0 returns 0 and pulls nothing.  A chunk that transforms to
   // nothing makes read() return 0 although isDone() is false: readers go by isDone(), not by
   // a zero count.  A false transformData raises CouldNotTransformContentData as above from
-  // that read().
+  // that read(); what it wrote is dropped, and the chunk it was given is not read again.
   //
   // Exceptions of the wrapped source (a failed read) and of transformData pass through
   // unchanged.

@@ -138,6 +138,21 @@ TEST(TransformSourceChunksTest, FailureOnTheLastChunk) {
   EXPECT_THROW_MESSAGE(f.read(4), CouldNotTransformContentData, kDataFailure);
 }
 
+TEST(TransformSourceChunksTest, WhatAFailedTransformWroteIsNeverRead) {
+  Fixture f("abcdefgh");
+  f.transform.dataFunction = [](bytes const& input, bytes& output) {
+    if (input[0] != 'a') return ScriptedTransform::capitals(input, output);
+    output.assign({'j', 'u', 'n', 'k'});
+    return false;
+  };
+  EXPECT_THROW_MESSAGE(f.read(4), CouldNotTransformContentData, kDataFailure);
+  // The failed chunk is gone from the wrapped stream; the next read goes on after it.
+  EXPECT_FALSE(f.transform.getInputStream().isDone());
+  EXPECT_EQ(f.read(4), "EFGH");
+  EXPECT_TRUE(f.transform.getInputStream().isDone());
+  EXPECT_EQ(f.transform.inputs, (std::vector<std::string>{"abcd", "efgh"}));
+}
+
 TEST(TransformSourceChunksTest, FailureNamesTheWrappedTypeNotTheTransformedOne) {
   Fixture f("abc");
   f.record->type = opc::model::ContentType(u"application/octet-stream;encryption=aes");
