@@ -91,8 +91,10 @@ class OPC_MODEL_EXPORT CouldNotOpenPackage : public opc::Exception {
   ~CouldNotOpenPackage() override;
 };
 
-// Writing the package failed (disk full, no permission, a data manager's doSave threw).
-// The original package is intact.  The code is the system's where the system failed.
+// Writing the package failed (disk full, no permission).  The original package is intact.
+// (An exception of a data manager's doSave is not wrapped: it reaches the caller of save()
+// unchanged, so that callers can tell the manager's failure by its class.)  The code is the
+// system's where the system failed.
 class OPC_MODEL_EXPORT CouldNotSavePackage : public opc::Exception {
  public:
   explicit CouldNotSavePackage(std::string const& message,

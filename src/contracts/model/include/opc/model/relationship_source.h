@@ -81,6 +81,9 @@ class OPC_MODEL_EXPORT RelationshipSource {
   std::shared_ptr<detail::PackageState> const& sharedState() const;
 
  private:
+  Relationship addRelationship(std::u16string const& type, URI const& target,
+                               std::u16string const& id, TargetMode mode);
+
   std::shared_ptr<detail::PackageState> state_;
   URI sourceURI_;
 };

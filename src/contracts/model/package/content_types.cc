@@ -1,0 +1,179 @@
+#include "content_types.h"
+
+#include <algorithm>
+
+#include <opc/core/string_conversions.h>
+#include <opc/model/exceptions.h>
+#include <opc/model/xml/xerces_guard.h>
+#include <opc/model/xml/xerces_helper.h>
+#include <opc/model/xml/xml_exceptions.h>
+
+#include "../text_chars.h"
+
+namespace opc {
+namespace model {
+namespace detail {
+
+char const kContentTypesItemName[] = "[Content_Types].xml";
+char16_t const kContentTypesNamespace[] =
+    u"http://schemas.openxmlformats.org/package/2006/content-types";
+char16_t const kRelationshipsContentType[] =
+    u"application/vnd.openxmlformats-package.relationships+xml";
+
+namespace {
+
+std::u16string requiredAttribute(xercesc::DOMElement const* element, char16_t const* attribute,
+                                 char const* elementName, std::string const& context) {
+  std::u16string value;
+  if (!XercesHelper::getElementAttribute(element, attribute, value) || value.empty()) {
+    throw InvalidPackage(context + ": a " + elementName + " element has no " +
+                         toUDEString(attribute) + " attribute");
+  }
+  return value;
+}
+
+ContentType parseContentType(std::u16string const& text, std::string const& context) {
+  try {
+    return ContentType(text);
+  } catch (InvalidContentType const& e) {
+    throw InvalidPackage(context + ": " + e.what());
+  }
+}
+
+}  // namespace
+
+std::u16string asciiOnly(std::u16string const& text) {
+  // Every printable ASCII character stays as it is, so that escapes and reserved characters
+  // keep their meaning; only what readers may not take raw is escaped.
+  static std::string const kPrintableAscii = [] {
+    std::string keep;
+    for (char c = 0x20; c < 0x7F; ++c) keep += c;
+    return keep;
+  }();
+  return URI::encodeComponent(text, kPrintableAscii);
+}
+
+std::u16string partNameExtension(PartName const& name) {
+  std::u16string const text = name.toString();
+  std::size_t const slash = text.rfind(u'/');
+  std::size_t const dot = text.rfind(u'.');
+  if (dot == std::u16string::npos || dot < slash) return std::u16string();
+  return asciiLowered(text.substr(dot + 1));
+}
+
+ContentTypeMap ContentTypeMap::read(opc::InputStream& stream, std::string const& context) {
+  XercesGuard guard;
+  auto parser = XercesHelper::createParser();
+  xercesc::DOMDocument* document = nullptr;
+  try {
+    document = XercesHelper::readDocumentFromStream(parser.get(), stream, false, u"",
+                                                    kContentTypesNamespace);
+  } catch (InvalidXMLDocument const& e) {
+    throw InvalidPackage(context + ": " + e.what());
+  } catch (InvalidPartContent const& e) {
+    throw InvalidPackage(context + ": " + e.what());
+  }
+  xercesc::DOMElement const* root = document->getDocumentElement();
+  if (std::u16string(root->getLocalName()) != u"Types") {
+    throw InvalidPackage(context + ": the document element is not Types");
+  }
+
+  ContentTypeMap map;
+  for (xercesc::DOMElement const* element : XercesHelper::getElements(root, u"Default")) {
+    std::u16string const extension = requiredAttribute(element, u"Extension", "Default", context);
+    ContentType const type =
+        parseContentType(requiredAttribute(element, u"ContentType", "Default", context), context);
+    if (!map.defaults_.emplace(asciiLowered(extension), type).second) {
+      throw InvalidPackage(context + ": the extension " + quoted(extension) +
+                           " has more than one Default");
+    }
+  }
+  for (xercesc::DOMElement const* element : XercesHelper::getElements(root, u"Override")) {
+    std::u16string const nameText = requiredAttribute(element, u"PartName", "Override", context);
+    ContentType const type =
+        parseContentType(requiredAttribute(element, u"ContentType", "Override", context), context);
+    boost::optional<PartName> name;
+    try {
+      name = PartName(nameText);
+    } catch (InvalidPartName const& e) {
+      throw InvalidPackage(context + ": " + e.what());
+    }
+    if (!map.overrides_.emplace(*name, type).second) {
+      throw InvalidPackage(context + ": the part " + quoted(nameText) +
+                           " has more than one Override");
+    }
+  }
+  return map;
+}
+
+boost::optional<ContentType> ContentTypeMap::lookup(PartName const& name) const {
+  auto const override = overrides_.find(name);
+  if (override != overrides_.end()) return override->second;
+  std::u16string const extension = partNameExtension(name);
+  if (extension.empty()) return boost::none;
+  auto const found = defaults_.find(extension);
+  if (found == defaults_.end()) return boost::none;
+  return found->second;
+}
+
+void writeContentTypes(std::vector<std::pair<PartName, ContentType>> const& parts,
+                       opc::OutputStream& stream) {
+  // For each extension, how many parts have each type; the first type to reach the highest
+  // count becomes the Default, so the output does not depend on hash order.
+  struct Tally {
+    std::vector<std::pair<std::u16string, std::size_t>> counts;
+  };
+  std::map<std::u16string, Tally> tallies;
+  std::vector<std::u16string> extensionOrder;
+  for (auto const& part : parts) {
+    std::u16string const extension = partNameExtension(part.first);
+    if (extension.empty()) continue;
+    auto inserted = tallies.emplace(extension, Tally());
+    if (inserted.second) extensionOrder.push_back(extension);
+    std::u16string const type = part.second.toString();
+    auto& counts = inserted.first->second.counts;
+    auto found = std::find_if(counts.begin(), counts.end(),
+                              [&](auto const& entry) { return entry.first == type; });
+    if (found == counts.end()) {
+      counts.emplace_back(type, 1);
+    } else {
+      ++found->second;
+    }
+  }
+  std::map<std::u16string, std::u16string> defaults;
+  for (auto const& tally : tallies) {
+    auto const& counts = tally.second.counts;
+    auto best = counts.begin();
+    for (auto it = counts.begin(); it != counts.end(); ++it) {
+      if (it->second > best->second) best = it;
+    }
+    defaults.emplace(tally.first, best->first);
+  }
+
+  XercesGuard guard;
+  auto document = XercesHelper::createDocument();
+  document->setXmlStandalone(true);
+  xercesc::DOMElement* root =
+      XercesHelper::appendElementNS(document.get(), kContentTypesNamespace, u"Types");
+  for (std::u16string const& extension : extensionOrder) {
+    xercesc::DOMElement* element =
+        XercesHelper::appendElementNS(root, kContentTypesNamespace, u"Default");
+    XercesHelper::setElementAttribute(element, u"Extension", extension);
+    XercesHelper::setElementAttribute(element, u"ContentType", defaults[extension]);
+  }
+  for (auto const& part : parts) {
+    std::u16string const extension = partNameExtension(part.first);
+    std::u16string const type = part.second.toString();
+    if (!extension.empty() && defaults[extension] == type) continue;
+    xercesc::DOMElement* element =
+        XercesHelper::appendElementNS(root, kContentTypesNamespace, u"Override");
+    XercesHelper::setElementAttribute(element, u"PartName", asciiOnly(part.first.toString()));
+    XercesHelper::setElementAttribute(element, u"ContentType", type);
+  }
+  auto writer = XercesHelper::createPrettyPrintingWriter();
+  XercesHelper::writeDocumentToStream(writer.get(), document.get(), stream);
+}
+
+}  // namespace detail
+}  // namespace model
+}  // namespace opc

@@ -1,0 +1,161 @@
+// Writing the archive of a package: the second half of Package::save, after the managers.
+#include <utility>
+
+#include <opc/core/stream_adaptors.h>
+#include <opc/core/string_conversions.h>
+#include <opc/model/exceptions.h>
+#include <opc/model/zip_item_names.h>
+
+#include "content_types.h"
+#include "package_state.h"
+#include "relationships_xml.h"
+
+namespace opc {
+namespace model {
+namespace detail {
+namespace {
+
+// One item of the new archive, in the order of writing.
+struct PlannedItem {
+  PartName name;
+  ContentType contentType;
+  interfaces::CompressionType compression;
+  // Either the raw bytes of an item of the current archive...
+  boost::optional<ZipEntry> rawFrom;
+  // ...or new content.
+  std::shared_ptr<PartContent const> content;
+  // The set whose relationships part this is, to point it at the new archive afterwards.
+  RelationshipSet* relationships = nullptr;
+  std::shared_ptr<PartRecord> part;
+};
+
+// A reader for ZipWriter::add that opens the content only when first asked, so that a
+// package with many parts does not hold many readers at once.
+ZipContentReader lazyReader(std::shared_ptr<PartContent const> content) {
+  auto reader = std::make_shared<std::unique_ptr<ContentReader>>();
+  return [content, reader](unsigned char* buffer, std::size_t size) -> std::size_t {
+    if (!*reader) *reader = content->openReader();
+    return (*reader)->read(buffer, size);
+  };
+}
+
+void planRelationships(std::vector<PlannedItem>& plan, RelationshipSet& set,
+                       PartName const& setName) {
+  ContentType const type(kRelationshipsContentType);
+  if (set.entry && (!set.loaded || !set.changed)) {
+    PlannedItem item{setName,   type,    interfaces::CompressionType::DeflateMetadata,
+                     set.entry, nullptr, &set,
+                     nullptr};
+    plan.push_back(std::move(item));
+    return;
+  }
+  if (!set.loaded || set.relationships.empty()) return;
+  std::vector<unsigned char> bytes;
+  opc::ByteArrayOutAdaptor out(bytes);
+  writeRelationships(set.relationships, out);
+  PlannedItem item{setName,
+                   type,
+                   interfaces::CompressionType::DeflateMetadata,
+                   boost::none,
+                   makeMemoryContent(std::move(bytes)),
+                   &set,
+                   nullptr};
+  plan.push_back(std::move(item));
+}
+
+}  // namespace
+
+void PackageState::writeArchive() {
+  closeOutputStreams();
+
+  // The plan: the package's relationships first, then each part followed by its own, then
+  // relationships parts whose source is not a part (kept as they came).
+  std::vector<PlannedItem> plan;
+  planRelationships(plan, packageRelationships_, PartName::getPackageRelationshipsPartName());
+  for (auto const& record : parts_) {
+    PlannedItem item{record->name,
+                     record->contentType,
+                     record->compression,
+                     record->entry,
+                     record->entry ? nullptr : record->content,
+                     nullptr,
+                     record};
+    plan.push_back(std::move(item));
+    auto const set = partRelationships_.find(record->name);
+    if (set != partRelationships_.end()) {
+      planRelationships(plan, set->second, record->name.getRelationshipsPartName());
+    }
+  }
+  for (auto& set : partRelationships_) {
+    if (!findPart(set.first))
+      planRelationships(plan, set.second, set.first.getRelationshipsPartName());
+  }
+
+  std::vector<std::pair<PartName, ContentType>> types;
+  types.reserve(plan.size());
+  for (PlannedItem const& item : plan) types.emplace_back(item.name, item.contentType);
+  std::vector<unsigned char> typesXml;
+  {
+    opc::ByteArrayOutAdaptor out(typesXml);
+    writeContentTypes(types, out);
+  }
+  types.clear();
+
+  std::vector<unsigned char> newBuffer;
+  std::unique_ptr<ZipWriter> writer =
+      inMemory_ ? ZipWriter::toBuffer(newBuffer, options_.compressionThreads)
+                : ZipWriter::toFile(opc::detail::toUTF8String(path_), options_.compressionThreads);
+  std::uint64_t const typesSize = typesXml.size();
+  writer->add(kContentTypesItemName, interfaces::CompressionType::DeflateMetadata, typesSize,
+              lazyReader(makeMemoryContent(std::move(typesXml))));
+  for (PlannedItem const& item : plan) {
+    std::string const itemName = toZipItemName(item.name);
+    if (item.rawFrom) {
+      writer->addRaw(itemName, *archive_, *item.rawFrom);
+    } else {
+      writer->add(itemName, item.compression, item.content->size(), lazyReader(item.content));
+    }
+  }
+  writer->commit();
+  writer.reset();
+
+  // The new archive is now the source of every part: memory and spool files are released,
+  // and the next save copies everything that did not change since raw.  Should it not open
+  // (it was just written, so that would take a disk failing under us), the package keeps its
+  // current sources, which stay readable: the old file stays open even once renamed over.
+  std::shared_ptr<ZipArchive const> reopened;
+  try {
+    if (inMemory_) {
+      auto saved = std::make_shared<std::vector<unsigned char> const>(std::move(newBuffer));
+      saved_ = saved;
+      reopened = ZipArchive::open(openBufferSource(saved), options_.limits);
+    } else {
+      reopened =
+          ZipArchive::open(openFileSource(opc::detail::toUTF8String(path_)), options_.limits);
+    }
+  } catch (opc::Exception const&) {
+    return;
+  }
+  packageRelationships_.entry = boost::none;
+  packageRelationships_.changed = false;
+  for (auto& set : partRelationships_) {
+    set.second.entry = boost::none;
+    set.second.changed = false;
+  }
+  for (PlannedItem const& item : plan) {
+    std::int64_t const index = reopened->find(toZipItemName(item.name));
+    if (index < 0) continue;
+    ZipEntry const& entry = reopened->entries()[static_cast<std::size_t>(index)];
+    if (item.part) {
+      item.part->entry = entry;
+      item.part->content = makeArchiveContent(reopened, entry);
+    } else if (item.relationships) {
+      item.relationships->entry = entry;
+    }
+  }
+  archive_ = std::move(reopened);
+}
+
+}  // namespace detail
+}  // namespace model
+}  // namespace opc

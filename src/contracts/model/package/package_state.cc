@@ -1,0 +1,282 @@
+#include "package_state.h"
+
+#include <algorithm>
+#include <utility>
+
+#include <opc/core/local_file_system_ops.h>
+#include <opc/core/string_conversions.h>
+#include <opc/model/exceptions.h>
+#include <opc/model/zip_item_names.h>
+
+#include "../text_chars.h"
+#include "content_types.h"
+#include "part_streams.h"
+#include "relationships_xml.h"
+
+namespace opc {
+namespace model {
+namespace detail {
+namespace {
+
+bool isContentTypesItem(std::string const& name) {
+  std::string const expected = kContentTypesItemName;
+  if (name.size() != expected.size()) return false;
+  for (std::size_t i = 0; i < name.size(); ++i) {
+    char const a = name[i];
+    char const b = expected[i];
+    auto lower = [](char c) {
+      return (c >= 'A' && c <= 'Z') ? static_cast<char>(c - 'A' + 'a') : c;
+    };
+    if (lower(a) != lower(b)) return false;
+  }
+  return true;
+}
+
+// How a part read from the archive is stored again when it is rewritten: as it was stored,
+// with the level for metadata when it is XML, since the archive does not say which level
+// made it.
+interfaces::CompressionType compressionOf(ZipEntry const& entry, ContentType const& type) {
+  if (entry.method == 0) return interfaces::CompressionType::Stored;
+  std::u16string const subType = asciiLowered(type.getSubType());
+  bool const xml = subType == u"xml" ||
+                   (subType.size() > 4 && subType.compare(subType.size() - 4, 4, u"+xml") == 0);
+  return xml ? interfaces::CompressionType::DeflateMetadata
+             : interfaces::CompressionType::DeflateContent;
+}
+
+std::string quotedItem(std::string const& itemName) {
+  return quoted(opc::detail::toStringFromUTF8String(itemName, true));
+}
+
+}  // namespace
+
+std::vector<PartName> properPrefixes(PartName const& name) {
+  std::vector<PartName> prefixes;
+  std::u16string const text = name.toString();
+  for (std::size_t slash = text.find(u'/', 1); slash != std::u16string::npos;
+       slash = text.find(u'/', slash + 1)) {
+    prefixes.emplace_back(text.substr(0, slash));
+  }
+  return prefixes;
+}
+
+PackageState::PackageState(PackageAccess access, PackageOptions const& options, std::u16string path,
+                           bool inMemory)
+    : access_(access),
+      options_(options),
+      path_(std::move(path)),
+      inMemory_(inMemory),
+      label_(inMemory ? std::string("(in memory)") : quoted(path_)) {}
+
+PackageState::~PackageState() = default;
+
+Package& PackageState::package() const {
+  ensureOpen();
+  return *package_;
+}
+
+void PackageState::ensureOpen() const {
+  if (package_ == nullptr) throw InvalidPackageState("The package is closed");
+}
+
+void PackageState::ensureWritable(std::string const& what) const {
+  ensureOpen();
+  if (access_ == PackageAccess::Read) {
+    throw PackageNotWritable("Could not " + what + ": the package " + label_ + " is open for Read");
+  }
+}
+
+void PackageState::close() {
+  package_ = nullptr;
+  inputStreams_.clear();
+  outputStreams_.clear();
+  for (auto const& record : parts_) record->deleted = true;
+  parts_.clear();
+  byName_.clear();
+  prefixes_.clear();
+  packageRelationships_ = RelationshipSet();
+  partRelationships_.clear();
+  managers_.clear();
+  archive_.reset();
+  saved_.reset();
+}
+
+void PackageState::load(std::shared_ptr<ZipArchive const> archive) {
+  archive_ = std::move(archive);
+  std::string const context = "Invalid package " + label_;
+  std::vector<ZipEntry> const& entries = archive_->entries();
+  auto const contentTypesItem = std::find_if(
+      entries.begin(), entries.end(), [](ZipEntry const& e) { return isContentTypesItem(e.name); });
+  if (contentTypesItem == entries.end()) {
+    throw InvalidPackage(context + ": it has no " + kContentTypesItemName);
+  }
+  std::string const typesContext = context + ": " + kContentTypesItemName;
+  if (contentTypesItem->uncompressedSize > options_.limits.maxStructurePartSize) {
+    throw InvalidPackage(typesContext + ": it is larger than the limit of " +
+                         std::to_string(options_.limits.maxStructurePartSize) + " bytes");
+  }
+  ContentTypeMap types = [&] {
+    std::shared_ptr<opc::InputStream> stream(archive_->openEntry(*contentTypesItem));
+    return ContentTypeMap::read(*stream, typesContext);
+  }();
+
+  std::unordered_map<PartName, std::string> items;
+  for (ZipEntry const& entry : entries) {
+    if (&entry == &*contentTypesItem) continue;
+    // Folder entries hold nothing and name no part; some ZIP tools add them.
+    if (!entry.name.empty() && entry.name.back() == '/' && entry.uncompressedSize == 0) continue;
+    boost::optional<PartName> name;
+    try {
+      name = partNameFromZipItemName(entry.name);
+    } catch (InvalidPartName const& e) {
+      throw InvalidPackage(context + ": " + e.what());
+    }
+    auto const inserted = items.emplace(*name, entry.name);
+    if (!inserted.second) {
+      throw InvalidPackage(context + ": the items " + quotedItem(inserted.first->second) + " and " +
+                           quotedItem(entry.name) + " name the same part");
+    }
+    if (name->isRelationshipName()) {
+      boost::optional<PartName> source;
+      try {
+        source = name->getRelationshipsSourceName();
+      } catch (InvalidPartName const& e) {
+        throw InvalidPackage(context + ": " + e.what());
+      }
+      if (source && source->isRelationshipName()) {
+        throw InvalidPackage(context + ": the relationships part " + quoted(name->toString()) +
+                             " belongs to a relationships part, which cannot have relationships");
+      }
+      (source ? partRelationships_[*source] : packageRelationships_).entry = entry;
+      continue;
+    }
+    boost::optional<ContentType> type = types.lookup(*name);
+    if (!type) {
+      throw InvalidPackage(context + ": the part " + quoted(name->toString()) +
+                           " has no content type");
+    }
+    if (auto conflict = findDerivationConflict(*name)) {
+      throw InvalidPackage(context + ": the parts " + quoted(conflict->toString()) + " and " +
+                           quoted(name->toString()) +
+                           " cannot both exist, since one name is a folder of the other");
+    }
+    auto record = std::make_shared<PartRecord>(*name, *type, compressionOf(entry, *type));
+    record->content = makeArchiveContent(archive_, entry);
+    record->entry = entry;
+    addPart(std::move(record));
+  }
+}
+
+std::shared_ptr<PartRecord> PackageState::findPart(PartName const& name) const {
+  auto const found = byName_.find(name);
+  return found == byName_.end() ? nullptr : found->second;
+}
+
+std::shared_ptr<PartRecord> PackageState::partForHandle(PartName const& name) const {
+  ensureOpen();
+  std::shared_ptr<PartRecord> record = findPart(name);
+  if (!record) {
+    throw InvalidPackageState("The part " + quoted(name.toString()) + " no longer exists");
+  }
+  return record;
+}
+
+boost::optional<PartName> PackageState::findDerivationConflict(PartName const& name) const {
+  for (PartName const& prefix : properPrefixes(name)) {
+    if (auto record = findPart(prefix)) return record->name;
+  }
+  if (prefixes_.count(name) != 0) {
+    // Rare: only when there is a conflict does it cost a walk over the parts.
+    for (auto const& record : parts_) {
+      if (record->name.isDerivedFrom(name)) return record->name;
+    }
+  }
+  return boost::none;
+}
+
+void PackageState::addPart(std::shared_ptr<PartRecord> record) {
+  for (PartName const& prefix : properPrefixes(record->name)) ++prefixes_[prefix];
+  byName_.emplace(record->name, record);
+  parts_.push_back(std::move(record));
+}
+
+void PackageState::removePart(PartName const& name) {
+  auto const found = byName_.find(name);
+  if (found == byName_.end()) return;
+  std::shared_ptr<PartRecord> record = found->second;
+  for (PartName const& prefix : properPrefixes(record->name)) {
+    auto const count = prefixes_.find(prefix);
+    if (count != prefixes_.end() && --count->second == 0) prefixes_.erase(count);
+  }
+  byName_.erase(found);
+  parts_.erase(std::find(parts_.begin(), parts_.end(), record));
+  partRelationships_.erase(record->name);
+  record->deleted = true;
+  record->content.reset();
+  record->entry = boost::none;
+}
+
+RelationshipSet& PackageState::relationships(boost::optional<PartName> const& source) {
+  ensureOpen();
+  if (!source) {
+    if (!packageRelationships_.loaded) {
+      loadRelationships(packageRelationships_, URI(u"/"),
+                        PartName::getPackageRelationshipsPartName());
+    }
+    return packageRelationships_;
+  }
+  std::shared_ptr<PartRecord> record = partForHandle(*source);
+  RelationshipSet& set = partRelationships_[record->name];
+  if (!set.loaded) {
+    loadRelationships(set, record->name.getURI(), record->name.getRelationshipsPartName());
+  }
+  return set;
+}
+
+void PackageState::loadRelationships(RelationshipSet& set, URI const& sourceURI,
+                                     PartName const& setName) {
+  if (set.entry) {
+    std::string const context =
+        "Invalid package " + label_ + ": the relationships part " + quoted(setName.toString());
+    if (set.entry->uncompressedSize > options_.limits.maxStructurePartSize) {
+      throw InvalidPackage(context + ": it is larger than the limit of " +
+                           std::to_string(options_.limits.maxStructurePartSize) + " bytes");
+    }
+    std::shared_ptr<opc::InputStream> stream(archive_->openEntry(*set.entry));
+    set.relationships = readRelationships(*stream, sourceURI, context);
+  }
+  set.nextCounter = set.relationships.size() + 1;
+  set.loaded = true;
+}
+
+PartInputStream& PackageState::newInputStream(std::shared_ptr<PartContent const> content,
+                                              PartName const& name) {
+  inputStreams_.push_back(std::make_unique<PartInputStream>(std::move(content), name));
+  return *inputStreams_.back();
+}
+
+PartOutputStream& PackageState::newOutputStream(std::shared_ptr<PartRecord> const& record) {
+  outputStreams_.push_back(
+      std::make_unique<PartOutputStream>(record, options_.spoolThreshold, spoolFolder()));
+  return *outputStreams_.back();
+}
+
+void PackageState::closeOutputStreams() {
+  for (auto const& stream : outputStreams_) {
+    if (!stream->isClosed()) stream->close();
+  }
+}
+
+std::u16string PackageState::spoolFolder() const {
+  if (inMemory_) return std::u16string();
+  std::u16string const folder = opc::LocalFileSystemOps::getShared()->getParentPath(path_);
+  return folder.empty() ? std::u16string(u".") : folder;
+}
+
+bool PackageState::isRegistered(DataManager const* manager) const {
+  return std::find(managers_.begin(), managers_.end(), manager) != managers_.end();
+}
+
+}  // namespace detail
+}  // namespace model
+}  // namespace opc

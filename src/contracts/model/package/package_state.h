@@ -1,0 +1,158 @@
+// What a Package and every handle into it share: the parts, their relationships, the open
+// streams, the registered data managers and the archive that unchanged parts come from.
+// Internal to libopcmodel: nothing here is exported.
+#ifndef OPC_MODEL_PACKAGE_PACKAGE_STATE_H_
+#define OPC_MODEL_PACKAGE_PACKAGE_STATE_H_
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include <boost/optional.hpp>
+
+#include <opc/model/content_type.h>
+#include <opc/model/package_options.h>
+#include <opc/model/part_name.h>
+#include <opc/model/relationship.h>
+#include <opc/model/standard_part_info.h>
+
+#include "../zip/zip_archive.h"
+#include "part_content.h"
+
+namespace opc {
+namespace model {
+
+class DataManager;
+class Package;
+
+namespace detail {
+
+class PartInputStream;
+class PartOutputStream;
+
+struct PartRecord {
+  PartRecord(PartName partName, ContentType type, interfaces::CompressionType compressionType)
+      : name(std::move(partName)), contentType(std::move(type)), compression(compressionType) {}
+
+  PartName name;
+  ContentType contentType;
+  interfaces::CompressionType compression;
+  std::shared_ptr<PartContent const> content;
+  // The archive item whose bytes are the content as they stand, copied raw at save; null
+  // once the content was written.
+  boost::optional<ZipEntry> entry;
+  bool deleted = false;
+};
+
+// The relationships of one source.  They are read from the archive when first asked for;
+// a set that was never read, or read and never changed, is copied raw at save.
+struct RelationshipSet {
+  boost::optional<ZipEntry> entry;
+  bool loaded = false;
+  bool changed = false;
+  std::vector<Relationship> relationships;
+  // Where the search for a new id starts: above every id this set ever gave, so that the id
+  // of a deleted relationship is not given again.
+  std::uint64_t nextCounter = 1;
+};
+
+class PackageState {
+ public:
+  PackageState(PackageAccess access, PackageOptions const& options, std::u16string path,
+               bool inMemory);
+  ~PackageState();
+  PackageState(PackageState const&) = delete;
+  PackageState& operator=(PackageState const&) = delete;
+
+  PackageAccess access() const { return access_; }
+  PackageOptions const& options() const { return options_; }
+  bool inMemory() const { return inMemory_; }
+  std::u16string const& path() const { return path_; }
+  // "Invalid package <label>: ..." names the package this way.
+  std::string const& label() const { return label_; }
+
+  bool isOpen() const { return package_ != nullptr; }
+  void attach(Package* package) { package_ = package; }
+  // Throws InvalidPackageState if the package is closed.
+  Package& package() const;
+  void ensureOpen() const;
+  // Throws PackageNotWritable ("Could not <what>: ...") for a package open for Read.
+  void ensureWritable(std::string const& what) const;
+  // Drops everything: the package is gone.  Streams are destroyed, handles turn invalid.
+  void close();
+
+  // Reads the parts and content types of the archive; see Package::open.
+  void load(std::shared_ptr<ZipArchive const> archive);
+
+  // The part, or null.
+  std::shared_ptr<PartRecord> findPart(PartName const& name) const;
+  // The part; throws InvalidPackageState (for a handle) naming the part if it is gone.
+  std::shared_ptr<PartRecord> partForHandle(PartName const& name) const;
+  std::vector<std::shared_ptr<PartRecord>> const& parts() const { return parts_; }
+  // The existing part whose name is a leading run of the segments of `name` or the other way
+  // round, if any.
+  boost::optional<PartName> findDerivationConflict(PartName const& name) const;
+  void addPart(std::shared_ptr<PartRecord> record);
+  void removePart(PartName const& name);
+
+  // The relationships of "/" (none) or a part, read on first use.  Throws
+  // InvalidPackageState if the part does not exist, InvalidPackage if its relationships
+  // part cannot be read.
+  RelationshipSet& relationships(boost::optional<PartName> const& source);
+  // The sets of every source, the package's under none; for save.
+  RelationshipSet& packageRelationships() { return packageRelationships_; }
+  std::map<PartName, RelationshipSet>& partRelationships() { return partRelationships_; }
+
+  PartInputStream& newInputStream(std::shared_ptr<PartContent const> content, PartName const& name);
+  PartOutputStream& newOutputStream(std::shared_ptr<PartRecord> const& record);
+  // Commits every output stream left open; see Part::getOutputStream.
+  void closeOutputStreams();
+  // Where spool files go: the package's folder, or the temporary folder.
+  std::u16string spoolFolder() const;
+
+  std::vector<DataManager*>& managers() { return managers_; }
+  bool isRegistered(DataManager const* manager) const;
+
+  std::shared_ptr<std::vector<unsigned char> const> const& savedBuffer() const { return saved_; }
+  // Writes the archive (see Package::save, after the managers have run).
+  void writeArchive();
+
+ private:
+  void loadRelationships(RelationshipSet& set, URI const& sourceURI, PartName const& setName);
+  void adoptArchive(std::shared_ptr<ZipArchive const> archive);
+
+  PackageAccess access_;
+  PackageOptions options_;
+  std::u16string path_;
+  bool inMemory_;
+  std::string label_;
+  Package* package_ = nullptr;
+
+  std::shared_ptr<ZipArchive const> archive_;
+  std::shared_ptr<std::vector<unsigned char> const> saved_;
+
+  std::vector<std::shared_ptr<PartRecord>> parts_;
+  std::unordered_map<PartName, std::shared_ptr<PartRecord>> byName_;
+  // For every proper leading run of segments of a part's name, how many parts have it, so
+  // that a part "/a" cannot be made beside "/a/b" without a walk over all parts.
+  std::map<PartName, std::size_t> prefixes_;
+
+  RelationshipSet packageRelationships_;
+  std::map<PartName, RelationshipSet> partRelationships_;
+
+  std::vector<std::unique_ptr<PartInputStream>> inputStreams_;
+  std::vector<std::unique_ptr<PartOutputStream>> outputStreams_;
+  std::vector<DataManager*> managers_;
+};
+
+// The leading runs of segments of a name, shortest first, the name itself excluded.
+std::vector<PartName> properPrefixes(PartName const& name);
+
+}  // namespace detail
+}  // namespace model
+}  // namespace opc
+
+#endif  // OPC_MODEL_PACKAGE_PACKAGE_STATE_H_

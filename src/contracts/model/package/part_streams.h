@@ -1,0 +1,73 @@
+// The streams that Part::getInputStream and Part::getOutputStream give.  They belong to the
+// package state.  Internal to libopcmodel: nothing here is exported.
+#ifndef OPC_MODEL_PACKAGE_PART_STREAMS_H_
+#define OPC_MODEL_PACKAGE_PART_STREAMS_H_
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <opc/core/input_stream.h>
+#include <opc/core/output_stream.h>
+#include <opc/model/part_name.h>
+
+#include "part_content.h"
+
+namespace opc {
+namespace model {
+namespace detail {
+
+struct PartRecord;
+
+// Reads one content as it stood when the stream was made.  open() starts reading; read()
+// before open() opens.  close() releases the reader and the content, so that streams kept
+// until the package goes cost a few bytes each; a closed stream cannot be opened again
+// (InvalidPackageState): a part gives a new stream for each reading.
+class PartInputStream : public opc::InputStream {
+ public:
+  PartInputStream(std::shared_ptr<PartContent const> content, PartName name);
+  ~PartInputStream() override;
+
+  void open() override;
+  std::size_t read(unsigned char* buffer, std::size_t count) override;
+  bool isDone() const override;
+  void close() override;
+
+ private:
+  std::shared_ptr<PartContent const> content_;
+  std::unique_ptr<ContentReader> reader_;
+  PartName name_;
+  bool closed_ = false;
+};
+
+// Collects the new content of a part: in memory up to `threshold` bytes, then in a spool
+// file.  close() makes it the part's content, unless the part was deleted meanwhile; writing
+// to a closed stream throws InvalidPackageState.
+class PartOutputStream : public opc::OutputStream {
+ public:
+  PartOutputStream(std::shared_ptr<PartRecord> record, std::uint64_t threshold,
+                   std::u16string spoolFolder);
+  ~PartOutputStream() override;
+
+  void write(unsigned char const* buffer, std::size_t count) override;
+  void flush() override;
+  void close() override;
+
+  bool isClosed() const { return closed_; }
+
+ private:
+  std::shared_ptr<PartRecord> record_;
+  PartName name_;
+  std::uint64_t threshold_;
+  std::u16string spoolFolder_;
+  std::vector<unsigned char> buffer_;
+  std::unique_ptr<SpoolFile> spool_;
+  bool closed_ = false;
+};
+
+}  // namespace detail
+}  // namespace model
+}  // namespace opc
+
+#endif  // OPC_MODEL_PACKAGE_PART_STREAMS_H_
