@@ -1,0 +1,388 @@
+#!/usr/bin/env python3
+"""Interoperability of the package model with an independent OPC implementation.
+
+Usage: interop_test.py CASE OPCMODEL_PEER WORK_FOLDER
+
+Each case writes packages with one implementation and reads them with the other (through
+opcmodel_peer and opc_peer.py, which drives python3-docx's package layer), and compares
+what both see: parts with content types and SHA-256 of their bytes, relationships by
+source, id, type, target and mode, and core properties with dates compared as instants.
+Exits 0 when the case passes, 1 with the differences when it fails, and 77 (skipped) only
+when python3-docx is not installed for this interpreter.
+"""
+
+import datetime
+import hashlib
+import json
+import os
+import posixpath
+import random
+import shutil
+import subprocess
+import sys
+
+HERE = os.path.dirname(os.path.abspath(__file__))
+SKIP = 77
+CORE_TYPE = "http://schemas.openxmlformats.org/package/2006/relationships/metadata/core-properties"
+CORE_CONTENT_TYPE = "application/vnd.openxmlformats-package.core-properties+xml"
+CORE_PART = "/docProps/core.xml"
+MAIN_TYPE = "http://example.com/relationships/main"
+LINK_TYPE = "http://example.com/relationships/link"
+BIG_SIZE = 5 * 1024 * 1024 + 123
+
+
+class Failure(Exception):
+    pass
+
+
+def check(condition, message):
+    if not condition:
+        raise Failure(message)
+
+
+def run(args):
+    result = subprocess.run(args, capture_output=True)
+    if result.returncode != 0:
+        raise Failure("%s failed (%d): %s" % (" ".join(args), result.returncode,
+                                              result.stderr.decode("utf-8", "replace")))
+    return result.stdout
+
+
+class Peers:
+    def __init__(self, ours, work):
+        self.ours = ours
+        self.work = work
+
+    def ours_write(self, spec, package):
+        run([self.ours, "write", spec, package])
+
+    def ours_modify(self, spec, package):
+        run([self.ours, "modify", spec, package])
+
+    def ours_dump(self, package):
+        return json.loads(run([self.ours, "dump", package]))
+
+    def peer_write(self, spec, package):
+        run([sys.executable, os.path.join(HERE, "opc_peer.py"), "write", spec, package])
+
+    def peer_dump(self, package):
+        return json.loads(run([sys.executable, os.path.join(HERE, "opc_peer.py"), "dump",
+                               package]))
+
+
+def write_spec(work, name, spec, files):
+    for file_name, data in files.items():
+        with open(os.path.join(work, file_name), "wb") as f:
+            f.write(data)
+    path = os.path.join(work, name)
+    with open(path, "w", encoding="utf-8") as f:
+        json.dump(spec, f, ensure_ascii=False, indent=1)
+    return path
+
+
+def rich_spec():
+    """Parts with non-ASCII names, a blank, a large one and one that nothing reaches;
+    internal and external relationships from the package and from a part; every core
+    property.  Relationships to the non-ASCII parts are the subject of their own case."""
+    big = random.Random(20240517).randbytes(BIG_SIZE)
+    files = {"big.bin": big, "binary.dat": bytes(range(256)) * 3}
+    spec = {
+        "parts": [
+            {"name": "/docs/readme.txt", "contentType": "text/plain", "text": "hello\n"},
+            {"name": "/docs/données/résumé.xml", "contentType": "application/xml",
+             "text": "<r>é</r>"},
+            {"name": "/docs/a%20b.txt", "contentType": "text/plain", "text": "blank in name"},
+            {"name": "/media/big.bin", "contentType": "application/octet-stream",
+             "file": "big.bin"},
+            {"name": "/媒体/图像.dat", "contentType": "application/x-opcvk-test",
+             "file": "binary.dat"},
+            {"name": "/orphan/unreached.dat", "contentType": "application/x-opcvk-orphan",
+             "text": "no relationship reaches me"},
+        ],
+        "relationships": [
+            {"source": "/", "id": "rId1", "type": MAIN_TYPE, "target": "docs/readme.txt"},
+            {"source": "/", "id": "rId2", "type": LINK_TYPE, "target": "media/big.bin"},
+            {"source": "/", "id": "rId3", "type": LINK_TYPE, "target": "docs/a%20b.txt"},
+            {"source": "/", "id": "ext1", "type": LINK_TYPE, "mode": "External",
+             "target": "https://example.com/path?q=1#frag"},
+            {"source": "/docs/readme.txt", "id": "rId1", "type": LINK_TYPE,
+             "target": "../media/big.bin"},
+            {"source": "/docs/readme.txt", "id": "ext2", "type": LINK_TYPE, "mode": "External",
+             "target": "file:///C:/My%20Documents/x.txt"},
+        ],
+        "coreProperties": {
+            "title": "Titre — été 日本",
+            "creator": "Zoë Ångström",
+            "description": "Line one\nline two & <three>",
+            "subject": "Interoperability",
+            "keywords": "alpha, beta; gamma",
+            "category": "Tests",
+            "contentStatus": "Draft",
+            "identifier": "urn:example:1234",
+            "language": "fr-FR",
+            "lastModifiedBy": "editor",
+            "revision": "4",
+            "version": "1.2",
+            "created": "2024-05-17T10:20:30Z",
+            "modified": "2024-06-01T23:59:59Z",
+            "lastPrinted": "2023-01-02T03:04:05Z",
+        },
+    }
+    return spec, files
+
+
+def instant(text):
+    if not isinstance(text, str) or not text.endswith("Z"):
+        return text
+    body = text[:-1]
+    for form in ("%Y-%m-%dT%H:%M:%S.%f", "%Y-%m-%dT%H:%M:%S"):
+        try:
+            return datetime.datetime.strptime(body, form)
+        except ValueError:
+            pass
+    return text
+
+
+def canonical_core(core):
+    if core is None:
+        return None
+    return {key: instant(value) if key in ("created", "modified", "lastPrinted") else value
+            for key, value in core.items()}
+
+
+def relationship_key(rel, with_id=True, with_raw_target=False):
+    target = rel["targetPart"] if rel["mode"] == "Internal" else rel["target"]
+    key = (rel["source"], rel["type"], target, rel["mode"])
+    if with_id:
+        key += (rel["id"],)
+    if with_raw_target:
+        key += (rel["target"],)
+    return key
+
+
+def expected_from_spec(spec, files):
+    parts = {}
+    for part in spec["parts"]:
+        data = part["text"].encode("utf-8") if "text" in part else files[part["file"]]
+        parts[part["name"]] = {"contentType": part["contentType"], "size": len(data),
+                               "sha256": hashlib.sha256(data).hexdigest()}
+    rels = set()
+    for rel in spec["relationships"]:
+        mode = rel.get("mode", "Internal")
+        base = "/" if rel["source"] == "/" else posixpath.dirname(rel["source"])
+        target = (posixpath.normpath(posixpath.join(base, rel["target"]))
+                  if mode == "Internal" else rel["target"])
+        rels.add((rel["source"], rel["type"], target, mode, rel["id"]))
+    return parts, rels
+
+
+def diff_sets(label, expected, actual):
+    missing = expected - actual
+    extra = actual - expected
+    check(not missing and not extra,
+          "%s differ:\n  missing: %s\n  unexpected: %s" % (label, sorted(missing, key=str),
+                                                           sorted(extra, key=str)))
+
+
+def compare_with_spec(label, dump, spec, files):
+    """The dump shows exactly the spec's parts, relationships and core properties, plus the
+    core properties part and its relationship, whose id each writer chooses."""
+    parts, rels = expected_from_spec(spec, files)
+    core_part = dict(dump["parts"]).pop(CORE_PART, None)
+    check(core_part is not None, "%s: no %s" % (label, CORE_PART))
+    check(core_part["contentType"] == CORE_CONTENT_TYPE,
+          "%s: core part content type %s" % (label, core_part["contentType"]))
+    actual_parts = {name: info for name, info in dump["parts"].items() if name != CORE_PART}
+    diff_sets(label + ": parts",
+              {(n, i["contentType"], i["size"], i["sha256"]) for n, i in parts.items()},
+              {(n, i["contentType"], i["size"], i["sha256"]) for n, i in actual_parts.items()})
+    core_rels = [r for r in dump["relationships"] if r["type"] == CORE_TYPE]
+    check(len(core_rels) == 1 and core_rels[0]["source"] == "/" and
+          core_rels[0]["targetPart"] == CORE_PART,
+          "%s: core properties relationship %s" % (label, core_rels))
+    diff_sets(label + ": relationships", rels,
+              {relationship_key(r) for r in dump["relationships"] if r["type"] != CORE_TYPE})
+    check(canonical_core(dump["coreProperties"]) == canonical_core(spec["coreProperties"]),
+          "%s: core properties differ:\n  expected %s\n  actual   %s" %
+          (label, spec["coreProperties"], dump["coreProperties"]))
+
+
+def compare_dumps(label, ours, peer, same_bytes_for_core=True):
+    """Both implementations see the same package."""
+    def parts(dump):
+        return {(n, i["contentType"], i["size"],
+                 i["sha256"] if same_bytes_for_core or n != CORE_PART else "")
+                for n, i in dump["parts"].items()}
+    diff_sets(label + ": parts (ours vs peer)", parts(ours), parts(peer))
+    diff_sets(label + ": relationships (ours vs peer)",
+              {relationship_key(r, with_raw_target=True) for r in ours["relationships"]},
+              {relationship_key(r, with_raw_target=True) for r in peer["relationships"]})
+    check(canonical_core(ours["coreProperties"]) == canonical_core(peer["coreProperties"]),
+          "%s: core properties (ours vs peer):\n  ours %s\n  peer %s" %
+          (label, ours["coreProperties"], peer["coreProperties"]))
+
+
+def case_ours_write_peer_read(peers):
+    spec, files = rich_spec()
+    spec_path = write_spec(peers.work, "spec.json", spec, files)
+    package = os.path.join(peers.work, "ours.zip")
+    peers.ours_write(spec_path, package)
+    peer = peers.peer_dump(package)
+    compare_with_spec("written by ours, read by peer", peer, spec, files)
+    compare_dumps("written by ours", peers.ours_dump(package), peer)
+
+
+def case_peer_write_ours_read(peers):
+    spec, files = rich_spec()
+    spec_path = write_spec(peers.work, "spec.json", spec, files)
+    package = os.path.join(peers.work, "peer.zip")
+    peers.peer_write(spec_path, package)
+    ours = peers.ours_dump(package)
+    compare_with_spec("written by peer, read by ours", ours, spec, files)
+    compare_dumps("written by peer", ours, peers.peer_dump(package))
+
+
+def case_modify_round_trip(peers):
+    spec, files = rich_spec()
+    spec_path = write_spec(peers.work, "spec.json", spec, files)
+    original = os.path.join(peers.work, "original.zip")
+    peers.peer_write(spec_path, original)
+    before = peers.peer_dump(original)
+
+    modified = os.path.join(peers.work, "modified.zip")
+    shutil.copyfile(original, modified)
+    change = {
+        "parts": [
+            {"name": "/docs/readme.txt", "contentType": "text/plain", "text": "changed\n"},
+            {"name": "/added/new%20part.txt", "contentType": "text/plain", "text": "new"},
+            {"name": "/added/ajouté.dat", "contentType": "application/x-opcvk-test",
+             "text": "unreached, non-ASCII"},
+        ],
+        "relationships": [
+            {"source": "/", "id": "rIdAdded", "type": LINK_TYPE, "target": "added/new%20part.txt"},
+        ],
+    }
+    change_path = write_spec(peers.work, "change.json", change, {})
+    peers.ours_modify(change_path, modified)
+    after = peers.peer_dump(modified)
+
+    expected_parts = dict(before["parts"])
+    for part in change["parts"]:
+        data = part["text"].encode("utf-8")
+        expected_parts[part["name"]] = {"contentType": part["contentType"], "size": len(data),
+                                        "sha256": hashlib.sha256(data).hexdigest()}
+    diff_sets("modified package: parts",
+              {(n, i["contentType"], i["size"], i["sha256"]) for n, i in expected_parts.items()},
+              {(n, i["contentType"], i["size"], i["sha256"]) for n, i in after["parts"].items()})
+    expected_rels = {relationship_key(r, with_raw_target=True) for r in before["relationships"]}
+    expected_rels.add(("/", LINK_TYPE, "/added/new%20part.txt", "Internal", "rIdAdded",
+                       "added/new%20part.txt"))
+    diff_sets("modified package: relationships", expected_rels,
+              {relationship_key(r, with_raw_target=True) for r in after["relationships"]})
+    check(after["coreProperties"] == before["coreProperties"],
+          "modified package: core properties changed:\n  before %s\n  after  %s" %
+          (before["coreProperties"], after["coreProperties"]))
+    compare_dumps("modified package", peers.ours_dump(modified), after)
+
+
+def case_core_properties_both_ways(peers):
+    """Keywords with languages and every property, written by each side and read by the
+    other, including an update of existing core properties by ours."""
+    spec = {
+        "parts": [{"name": "/a.xml", "contentType": "application/xml", "text": "<a/>"}],
+        "relationships": [{"source": "/", "id": "rId1", "type": MAIN_TYPE, "target": "a.xml"}],
+        "coreProperties": {
+            "title": "",
+            "keywords": [["one", ""], ["zwei", "de"], ["trois", "fr-CA"]],
+            "contentType": "Whitepaper",
+            "revision": "draft-2",
+            "modified": "2001-02-03T04:05:06Z",
+        },
+    }
+    spec_path = write_spec(peers.work, "spec.json", spec, {})
+    for writer in ("ours", "peer"):
+        package = os.path.join(peers.work, writer + ".zip")
+        (peers.ours_write if writer == "ours" else peers.peer_write)(spec_path, package)
+        ours = peers.ours_dump(package)
+        peer = peers.peer_dump(package)
+        compare_with_spec("written by " + writer + ", read by ours", ours, spec, {})
+        compare_with_spec("written by " + writer + ", read by peer", peer, spec, {})
+
+    update = {"coreProperties": {"title": "updated", "created": "1999-12-31T23:59:59Z"}}
+    update_path = write_spec(peers.work, "update.json", update, {})
+    package = os.path.join(peers.work, "peer.zip")
+    peers.ours_modify(update_path, package)
+    peer = peers.peer_dump(package)
+    check(canonical_core(peer["coreProperties"]) == canonical_core(update["coreProperties"]),
+          "updated core properties: %s" % peer["coreProperties"])
+    check(len([r for r in peer["relationships"] if r["type"] == CORE_TYPE]) == 1,
+          "updated core properties: one relationship expected")
+
+
+def case_non_ascii_relationship_targets(peers):
+    """Relationships to parts with non-ASCII names, relative and absolute, from the package
+    and from a part, written by each side and read by the other."""
+    spec = {
+        "parts": [
+            {"name": "/docs/readme.txt", "contentType": "text/plain", "text": "hello"},
+            {"name": "/docs/données/résumé.xml", "contentType": "application/xml",
+             "text": "<r>é</r>"},
+            {"name": "/媒体/图像.dat", "contentType": "application/x-opcvk-test",
+             "text": "image"},
+            {"name": "/é%20x.txt", "contentType": "text/plain", "text": "blank and accent"},
+        ],
+        "relationships": [
+            {"source": "/", "id": "rId1", "type": MAIN_TYPE, "target": "docs/readme.txt"},
+            {"source": "/", "id": "rId2", "type": LINK_TYPE, "target": "/媒体/图像.dat"},
+            {"source": "/", "id": "rId3", "type": LINK_TYPE, "target": "é%20x.txt"},
+            {"source": "/docs/readme.txt", "id": "rId1", "type": LINK_TYPE,
+             "target": "données/résumé.xml"},
+            {"source": "/docs/readme.txt", "id": "R7", "type": LINK_TYPE,
+             "target": "../媒体/图像.dat"},
+        ],
+        "coreProperties": {"title": "ü"},
+    }
+    spec_path = write_spec(peers.work, "spec.json", spec, {})
+    for writer in ("peer", "ours"):
+        package = os.path.join(peers.work, writer + ".zip")
+        (peers.ours_write if writer == "ours" else peers.peer_write)(spec_path, package)
+        compare_with_spec("written by %s, read by ours" % writer, peers.ours_dump(package),
+                          spec, {})
+        compare_with_spec("written by %s, read by peer" % writer, peers.peer_dump(package),
+                          spec, {})
+
+
+CASES = {
+    "ours_write_peer_read": case_ours_write_peer_read,
+    "peer_write_ours_read": case_peer_write_ours_read,
+    "modify_round_trip": case_modify_round_trip,
+    "core_properties_both_ways": case_core_properties_both_ways,
+    "non_ascii_relationship_targets": case_non_ascii_relationship_targets,
+}
+
+
+def main(argv):
+    if len(argv) != 4 or argv[1] not in CASES:
+        sys.stderr.write("usage: interop_test.py {%s} OPCMODEL_PEER WORK_FOLDER\n" %
+                         "|".join(CASES))
+        return 2
+    try:
+        import docx.opc.package  # noqa: F401
+    except ImportError as e:
+        print("SKIP: python3-docx is not available to %s (%s); install the Debian package "
+              "python3-docx (scripts/setup-deps does)" % (sys.executable, e))
+        return SKIP
+    work = argv[3]
+    shutil.rmtree(work, ignore_errors=True)
+    os.makedirs(work)
+    try:
+        CASES[argv[1]](Peers(argv[2], work))
+    except Failure as e:
+        print("FAIL %s: %s" % (argv[1], e))
+        return 1
+    print("PASS %s" % argv[1])
+    return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main(sys.argv))
