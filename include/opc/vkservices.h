@@ -17,6 +17,7 @@
 #include <opc/core/time_conversions.h>
 #include <opc/vkservices/errors.h>
 #include <opc/vkservices/file_system_entry.h>
+#include <opc/vkservices/schema_base.h>
 #include <opc/vkservices/version.h>
 
 #endif  // OPC_VKSERVICES_H_
