@@ -117,7 +117,10 @@ DirectoryLocation readEndRecords(ZipByteSource const& source) {
 class DirectoryCursor {
  public:
   DirectoryCursor(ZipByteSource const& source, std::uint64_t offset, std::uint64_t size)
-      : source_(source), next_(offset), left_(size), window_(kWindow) {}
+      : source_(source),
+        next_(offset),
+        left_(size),
+        window_(static_cast<std::size_t>(std::min<std::uint64_t>(kWindow, size))) {}
 
   // The next `count` bytes, or nullptr if the directory holds fewer.  The pointer stays
   // valid until the next call.

@@ -133,7 +133,9 @@ class DeflatedEntryStream : public EntryStreamBase {
     zstream_ = z_stream();
     if (inflateInit2(&zstream_, -MAX_WBITS) != Z_OK) fail("the decompressor could not start");
     started_ = true;
-    input_.resize(kInputWindow);
+    // A small item needs no more than its own size.
+    input_.resize(static_cast<std::size_t>(
+        std::min<std::uint64_t>(kInputWindow, std::max<std::uint64_t>(entry_.compressedSize, 1))));
   }
 
   void release() {
