@@ -74,8 +74,9 @@ class OPCVK_EXPORT StreamContentSource : public IContentSource {
 //
 // The part's handle is not kept.  The stream is the one that Part::getInputStream() gave at
 // construction; it belongs to the package, so the package must stay open while the source
-// is used.  A stream that had been read to its end is closed and opened again, so that a
-// part can be read once more; a stream that is not at its end is taken where it stands.
+// is used.  A stream that had been read to its end is closed, asked for again and opened, so
+// that a part can be read once more (an empty part is read as empty); a stream that is not
+// at its end is taken where it stands.
 class OPCVK_EXPORT PartContentSource : public IContentSource, private boost::noncopyable {
  public:
   // Copies the part's content type and takes its input stream.  Raises what the package
