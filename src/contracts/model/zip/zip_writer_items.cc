@@ -235,7 +235,7 @@ std::size_t readItem(WriterItem& item, unsigned char* out, std::size_t length) {
   if (item.plan == WriterItem::Plan::Memory) {
     std::size_t const n =
         static_cast<std::size_t>(std::min<std::uint64_t>(length, total - item.readPosition));
-    std::memcpy(out, item.data.data() + item.readPosition, n);
+    if (n > 0) std::memcpy(out, item.data.data() + item.readPosition, n);
     item.readPosition += n;
     return n;
   }
@@ -276,7 +276,7 @@ std::size_t readItem(WriterItem& item, unsigned char* out, std::size_t length) {
     item.stagingEnd = got;
   }
   std::size_t const n = std::min(length, item.stagingEnd - item.stagingBegin);
-  std::memcpy(out, item.staging.data() + item.stagingBegin, n);
+  if (n > 0) std::memcpy(out, item.staging.data() + item.stagingBegin, n);
   item.stagingBegin += n;
   item.readPosition += n;
   return n;
