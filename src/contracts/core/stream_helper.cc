@@ -13,6 +13,11 @@ namespace {
 
 constexpr std::size_t kBlockSize = 64 * 1024;
 
+// A transform may turn a chunk of its input into nothing, so a read that gives no byte
+// before the end is progress, not failure.  A stream that does nothing else for this many
+// reads in a row is stuck, and looping on would never end.
+constexpr std::size_t kMaxEmptyReadsInARow = 1 << 16;
+
 // Closes the input when the copy ends by an exception; the copy's own failure is the one
 // the caller must see, so a failing close is swallowed here.
 class CloseGuard {
@@ -45,14 +50,15 @@ bool StreamHelper::copyStreamToStream(InputStream& input, OutputStream& output) 
   input.open();
   CloseGuard guard(input);
   std::vector<unsigned char> block(kBlockSize);
+  std::size_t emptyReads = 0;
   while (!input.isDone()) {
     std::size_t count = input.read(block.data(), block.size());
     if (count == 0) {
-      if (input.isDone()) break;
-      // Looping on would never end.
+      if (++emptyReads < kMaxEmptyReadsInARow) continue;
       throw Exception("Could not copy stream: the input stream gave no bytes before its end",
                       detail::systemError(EIO));
     }
+    emptyReads = 0;
     output.write(block.data(), count);
   }
   output.flush();

@@ -1,6 +1,7 @@
 #include <sstream>
 #include <streambuf>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -150,6 +151,36 @@ TEST(StreamHelperTest, FailingCloseAfterASuccessfulCopyRaises) {
                        "close failed");
   EXPECT_EQ(input.closes, 1);
   EXPECT_EQ(out, pattern(10));
+}
+
+// Gives nothing for `emptyReads` reads, then its bytes one read at a time.
+class SlowStartInput : public opc::InputStream {
+ public:
+  SlowStartInput(Bytes bytes, int emptyReads) : bytes_(std::move(bytes)), empty_(emptyReads) {}
+  void open() override {}
+  std::size_t read(unsigned char* buffer, std::size_t) override {
+    if (empty_ > 0) {
+      --empty_;
+      return 0;
+    }
+    buffer[0] = bytes_[next_++];
+    return 1;
+  }
+  bool isDone() const override { return next_ == bytes_.size(); }
+  void close() override {}
+
+ private:
+  Bytes bytes_;
+  int empty_;
+  std::size_t next_ = 0;
+};
+
+TEST(StreamHelperTest, ReadsThatGiveNothingBeforeTheEndAreProgressNotFailure) {
+  SlowStartInput input(pattern(5), 1000);
+  Bytes out;
+  opc::ByteArrayOutAdaptor output(out);
+  EXPECT_TRUE(opc::StreamHelper::copyStreamToStream(input, output));
+  EXPECT_EQ(out, pattern(5));
 }
 
 TEST(StreamHelperTest, InputThatGivesNothingBeforeItsEndRaisesInsteadOfLooping) {

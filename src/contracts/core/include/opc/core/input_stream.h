@@ -23,8 +23,9 @@ class OPC_CORE_EXPORT InputStream {
   // Prepares reading.  Streams that wrap another stream pass it on to their source.
   virtual void open() = 0;
 
-  // Copies up to `count` bytes into `buffer` and returns how many it copied.  Returns 0
-  // only when no byte is left (then `isDone()` is true) or when `count` is 0.
+  // Copies up to `count` bytes into `buffer` and returns how many it copied.  A stream that
+  // transforms its input may return 0 before its end, when a piece of input gave no output;
+  // readers loop until `isDone()` is true.
   virtual std::size_t read(unsigned char* buffer, std::size_t count) = 0;
 
   // True when no byte is left to read.

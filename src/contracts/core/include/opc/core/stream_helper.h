@@ -22,10 +22,11 @@ class OPC_CORE_EXPORT StreamHelper {
   //
   // Every failure raises, since callers do not look at the result: failures of either stream
   // pass through as they are (the adaptors' "Could not read from the input stream" and
-  // "Could not write to the output stream" for std streams), and an input that gives no
-  // byte before its end raises opc::Exception ("Could not copy stream: the input stream gave
-  // no bytes before its end", code io_error).  `input` is closed on every path; a failure of
-  // that close is raised only when nothing else failed before.
+  // "Could not write to the output stream" for std streams).  A read that gives no byte before
+  // the end is taken as progress (a transform can turn a chunk into nothing), but an input
+  // that gives nothing for 65,536 reads in a row is stuck and raises opc::Exception ("Could
+  // not copy stream: the input stream gave no bytes before its end", code io_error).  `input` is
+  // closed on every path; a failure of that close is raised only when nothing else failed before.
   static bool copyStreamToStream(InputStream& input, OutputStream& output);
 
   // As above; `output` is flushed, and goes through StdOStreamAdaptor.
