@@ -3,6 +3,7 @@
 #ifndef OPC_VKSERVICES_H_
 #define OPC_VKSERVICES_H_
 
+// Core services: exceptions, values, conversions, file systems and byte streams.
 #include <opc/core/exception.h>
 #include <opc/core/file_system_ops.h>
 #include <opc/core/file_system_ops_selector.h>
@@ -15,9 +16,32 @@
 #include <opc/core/stream_helper.h>
 #include <opc/core/string_conversions.h>
 #include <opc/core/time_conversions.h>
+
+// The package model: packages, parts, names, content types, relationships, core properties.
+#include <opc/model/content_type.h>
+#include <opc/model/core_properties.h>
+#include <opc/model/data_manager.h>
+#include <opc/model/enumerator.h>
+#include <opc/model/exceptions.h>
+#include <opc/model/package.h>
+#include <opc/model/package_helper.h>
+#include <opc/model/package_options.h>
+#include <opc/model/part.h>
+#include <opc/model/part_name.h>
+#include <opc/model/relationship.h>
+#include <opc/model/relationship_selector.h>
+#include <opc/model/relationship_source.h>
+#include <opc/model/standard_part_info.h>
+#include <opc/model/uri.h>
+#include <opc/model/xml/xml_exceptions.h>
+
+// The services of this library.
+#include <opc/vkservices/content_sources.h>
+#include <opc/vkservices/content_types.h>
 #include <opc/vkservices/errors.h>
 #include <opc/vkservices/file_system_entry.h>
 #include <opc/vkservices/schema_base.h>
+#include <opc/vkservices/transform_source.h>
 #include <opc/vkservices/version.h>
 
 #endif  // OPC_VKSERVICES_H_
