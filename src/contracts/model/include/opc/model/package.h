@@ -56,20 +56,25 @@ class OPC_MODEL_EXPORT Package : public RelationshipSource {
   bool isCreateOnly() const override;
   Package& getPackage() const override;
 
-  // True if a part of that name exists (names compare without regard to ASCII case).
+  // True if a part of that name exists (names compare by PartName equivalence, so without
+  // regard to ASCII case).  Relationships parts are not parts here: they are reached
+  // through the relationships of their source.
   bool hasPart(PartName const& name) const;
   // True if `name` cannot be used because an existing part's name is a leading run of its
   // segments ("/a" exists and "/a/b" is asked for), or `name` is itself a leading run of an
   // existing part's segments.  `existing` then receives that part's name.
   bool isPartDerivedFromExistingPartName(PartName const& name, std::u16string& existing) const;
-  // The part of that name; throws PartNotFound if there is none.
+  // The part of that name; throws PartNotFound if there is none.  The handle carries the
+  // name as the part has it, which may differ in ASCII case from `name`.
   Part getPart(PartName const& name) const;
   // Every part, relationships parts excluded, in archive order then order of creation.
   Enumerator<std::vector<Part>> getParts() const;
 
   // Makes a part with empty content.  Throws PackageNotWritable for a package open for Read,
   // InvalidPartName if the name is taken (ASCII case ignored), derived from an existing
-  // name, or a relationships part name.
+  // name, a relationships part name, lies inside a relationships part ("/_rels/.rels/x"),
+  // or ends in a "_rels" segment (the folder of relationships parts), and InvalidPartInfo
+  // for an unknown compression type.
   Part createPart(PartName const& name, ContentType const& contentType,
                   interfaces::IPhysicalPartInfo const& info);
   // Removes the part, its content and its relationships part.  Relationships that target
@@ -79,6 +84,14 @@ class OPC_MODEL_EXPORT Package : public RelationshipSource {
   // Runs doSave of every registered data manager that is dirty, in order of registration,
   // then writes the package.  Throws PackageNotWritable for a package open for Read, and
   // CouldNotSavePackage (with the cause) if writing fails; the original stays intact.
+  //
+  // An exception of a manager's doSave passes unchanged, before anything is written: the
+  // file stays as it was, what the managers changed in the model stays changed, and every
+  // manager stays dirty.  Output streams left open are closed, so their content is saved.
+  // Written: [Content_Types].xml first, then the package's relationships part, then each
+  // part followed by its relationships part.  Parts and relationships parts that were not
+  // changed are copied without being decompressed.  After a save the package goes on
+  // working from what it wrote, and streams opened before it keep reading what they began.
   void save();
 
   // The archive written by the last save() of a buffer package (empty before the first).

@@ -19,7 +19,8 @@ namespace model {
 // A copyable handle to a part.  Copies refer to the same part: content written through one
 // is read through another.  A handle stays safe to hold after its part is deleted or its
 // package is destroyed; it is then no longer valid (isValid() is false) and every operation
-// but isValid/isOpen throws InvalidPackageState.
+// but isValid/isOpen throws InvalidPackageState.  A handle names its part by name: if a
+// part of the same name is made again, the handle refers to the new part.
 class OPC_MODEL_EXPORT Part : public RelationshipSource {
  public:
   Part(Part const& other);
@@ -45,12 +46,17 @@ class OPC_MODEL_EXPORT Part : public RelationshipSource {
   // archive as it is read, never held whole in memory; its CRC and size are checked at the
   // end (InvalidPartContent on a mismatch).  The stream belongs to the package: the
   // reference stays valid, after this handle is gone, for as long as the package lives.
+  // It reads the content as it was when the stream was made, even if the part is written or
+  // deleted meanwhile.  read() before open() opens.  close() releases everything the stream
+  // holds; a closed stream cannot be opened again (InvalidPackageState): ask for a new one.
   opc::InputStream& getInputStream();
 
   // A new stream that replaces the part's content with what is written to it, committed
   // when the stream is closed (or when the package is saved, for a stream left open).
   // Content is kept in memory up to PackageOptions::spoolThreshold, then spooled to a
-  // temporary file.  The same rule of life as getInputStream holds.  Throws
+  // temporary file, which is removed from its folder as soon as it is made (nothing is left
+  // behind).  The same rule of life as getInputStream holds.  Writing to a closed stream
+  // throws InvalidPackageState; a stream whose part was deleted commits nothing.  Throws
   // PackageNotWritable for a package open for Read.
   opc::OutputStream& getOutputStream();
 
