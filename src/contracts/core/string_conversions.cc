@@ -225,9 +225,15 @@ class OutputBuffer {
   std::size_t left_ = data_.size() * sizeof(Unit);
 };
 
+// The language tag characters U+E0000..U+E007F, which glibc's converters drop without an
+// error when the codeset cannot hold them.
+bool isTagCharacter(char32_t c) { return c >= 0xE0000 && c <= 0xE007F; }
+
 // UTF-16 to `codeset`.  The text goes in as UTF-32 so that an unrepresentable character
 // can be stepped over whole: iconv stops at it with EILSEQ, a "?" is converted in its place
 // through the same descriptor (which keeps any shift state right) and conversion resumes.
+// A tag character goes through on its own, so that a silent drop is seen and also becomes
+// "?": no character of the text may vanish from a message.
 // //TRANSLIT is avoided on purpose: its replacements vary with the locale.
 std::string encodeWithIconv(std::u16string const& text, std::string const& codeset) {
   std::vector<char32_t> input;
@@ -242,23 +248,39 @@ std::string encodeWithIconv(std::u16string const& text, std::string const& codes
     return out;
   }
   OutputBuffer<char> out(text.size() * 2);
-  char* in = reinterpret_cast<char*>(input.data());
-  std::size_t inLeft = input.size() * sizeof(char32_t);
-  while (inLeft > 0) {
-    if (iconv(converter.get(), &in, &inLeft, out.next(), out.left()) != kIconvError) break;
-    if (errno == E2BIG) {
-      out.grow();
-    } else {
-      // EILSEQ: the character has no form in the codeset (EINVAL cannot occur, as the
-      // input holds whole code points only).
-      char32_t question = kQuestionMark;
-      char* q = reinterpret_cast<char*>(&question);
-      std::size_t qLeft = sizeof(question);
-      out.reserve(16);
-      iconv(converter.get(), &q, &qLeft, out.next(), out.left());
-      in += sizeof(char32_t);
-      inLeft -= sizeof(char32_t);
+  auto convert = [&converter, &out](char32_t* begin, std::size_t count) {
+    char* in = reinterpret_cast<char*>(begin);
+    std::size_t inLeft = count * sizeof(char32_t);
+    while (inLeft > 0) {
+      if (iconv(converter.get(), &in, &inLeft, out.next(), out.left()) != kIconvError) break;
+      if (errno == E2BIG) {
+        out.grow();
+      } else {
+        // EILSEQ: the character has no form in the codeset (EINVAL cannot occur, as the
+        // input holds whole code points only).
+        char32_t question = kQuestionMark;
+        char* q = reinterpret_cast<char*>(&question);
+        std::size_t qLeft = sizeof(question);
+        out.reserve(16);
+        iconv(converter.get(), &q, &qLeft, out.next(), out.left());
+        in += sizeof(char32_t);
+        inLeft -= sizeof(char32_t);
+      }
     }
+  };
+  char32_t replacement = kQuestionMark;
+  for (std::size_t start = 0; start < input.size();) {
+    std::size_t end = start;
+    while (end < input.size() && !isTagCharacter(input[end])) ++end;
+    if (end > start) {
+      convert(input.data() + start, end - start);
+      start = end;
+      continue;
+    }
+    std::size_t const before = out.usedBytes();
+    convert(input.data() + start, 1);
+    if (out.usedBytes() == before) convert(&replacement, 1);
+    ++start;
   }
   // Return a stateful encoding to its initial shift state.
   out.reserve(16);

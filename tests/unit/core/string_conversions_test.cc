@@ -300,7 +300,11 @@ INSTANTIATE_TEST_SUITE_P(
                       EncodeCase{kLatin1, u"caf\u00e9", "caf\xe9"},
                       EncodeCase{kLatin1, u"\u00a0\u00ff", "\xa0\xff"},
                       EncodeCase{kLatin1, u"5\u20ac \u0141\U0001F600", "5? ??"},
-                      EncodeCase{kLatin1, u"\xdc00\u00e9", "?\xe9"}));
+                      EncodeCase{kLatin1, u"\xdc00\u00e9", "?\xe9"},
+                      // Tag characters, which the system's converters would drop silently.
+                      EncodeCase{"C", u"a\U000E0001b\U000E007F", "a?b?"},
+                      EncodeCase{kLatin1, u"\U000E0000\u00e9", "?\xe9"},
+                      EncodeCase{"C.UTF-8", u"\U000E0020", "\xf3\xa0\x80\xa0"}));
 
 struct DecodeCase {
   char const* locale;
