@@ -12,7 +12,7 @@
 
 #include <benchmark/benchmark.h>
 
-#include "../src/contracts/model/zip/zip_archive.h"
+#include "zip/zip_archive.h"
 
 namespace {
 

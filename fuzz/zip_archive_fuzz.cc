@@ -12,7 +12,7 @@
 #include <opc/model/exceptions.h>
 #include <opc/model/xml/xml_exceptions.h>
 
-#include "../src/contracts/model/zip/zip_archive.h"
+#include "zip/zip_archive.h"
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
   using opc::model::detail::ZipArchive;

@@ -15,7 +15,7 @@
 #include <opc/core/output_stream.h>
 #include <opc/core/string_conversions.h>
 
-#include "../../../src/contracts/model/zip/zip_archive.h"
+#include "zip/zip_archive.h"
 
 namespace opcvk_test {
 

@@ -1,6 +1,6 @@
 // The reader of the ZIP container: valid archives of every shape read back exactly, and each
 // hostile archive is refused with the exception and message that name the item and problem.
-#include "../../../src/contracts/model/zip/zip_archive.h"
+#include "zip/zip_archive.h"
 
 #include <functional>
 #include <memory>

@@ -20,10 +20,10 @@
 
 #include <opc/model/exceptions.h>
 
-#include "../../../src/contracts/model/zip/zip_archive.h"
 #include "support/expect_exception.h"
 #include "support/temp_dir.h"
 #include "support/zip_builder.h"
+#include "zip/zip_archive.h"
 
 namespace {
 
