@@ -29,7 +29,21 @@ std::string describeBytes(std::string const& bytes) {
 }  // namespace
 
 std::string toZipItemName(PartName const& name) {
-  return opc::detail::toUTF8String(name.toString().substr(1));
+  static char const kHex[] = "0123456789ABCDEF";
+  std::string const utf8 = opc::detail::toUTF8String(name.toString().substr(1));
+  std::string item;
+  item.reserve(utf8.size());
+  for (char byte : utf8) {
+    unsigned char const value = static_cast<unsigned char>(byte);
+    if (value < 0x80) {
+      item += byte;
+    } else {
+      item += '%';
+      item += kHex[value >> 4];
+      item += kHex[value & 0xF];
+    }
+  }
+  return item;
 }
 
 PartName partNameFromZipItemName(std::string const& itemName) {

@@ -150,9 +150,29 @@ def canonical_core(core):
             for key, value in core.items()}
 
 
+def uri_form(name):
+    """A part name in its URI form: non-ASCII characters percent-encoded as UTF-8, escapes in
+    upper case.  Two spellings of one part name (an IRI and its URI) give the same text, so
+    a writer may store either: ZIP item names and targets are written in this form."""
+    out = []
+    i = 0
+    while i < len(name):
+        c = name[i]
+        if c == "%" and i + 3 <= len(name):
+            out.append("%" + name[i + 1:i + 3].upper())
+            i += 3
+            continue
+        if ord(c) < 0x80:
+            out.append(c)
+        else:
+            out.extend("%%%02X" % b for b in c.encode("utf-8"))
+        i += 1
+    return "".join(out)
+
+
 def relationship_key(rel, with_id=True, with_raw_target=False):
-    target = rel["targetPart"] if rel["mode"] == "Internal" else rel["target"]
-    key = (rel["source"], rel["type"], target, rel["mode"])
+    target = uri_form(rel["targetPart"]) if rel["mode"] == "Internal" else rel["target"]
+    key = (uri_form(rel["source"]), rel["type"], target, rel["mode"])
     if with_id:
         key += (rel["id"],)
     if with_raw_target:
@@ -164,15 +184,17 @@ def expected_from_spec(spec, files):
     parts = {}
     for part in spec["parts"]:
         data = part["text"].encode("utf-8") if "text" in part else files[part["file"]]
-        parts[part["name"]] = {"contentType": part["contentType"], "size": len(data),
-                               "sha256": hashlib.sha256(data).hexdigest()}
+        parts[uri_form(part["name"])] = {"contentType": part["contentType"], "size": len(data),
+                                         "sha256": hashlib.sha256(data).hexdigest()}
     rels = set()
     for rel in spec["relationships"]:
         mode = rel.get("mode", "Internal")
         base = "/" if rel["source"] == "/" else posixpath.dirname(rel["source"])
         target = (posixpath.normpath(posixpath.join(base, rel["target"]))
                   if mode == "Internal" else rel["target"])
-        rels.add((rel["source"], rel["type"], target, mode, rel["id"]))
+        if mode == "Internal":
+            target = uri_form(target)
+        rels.add((uri_form(rel["source"]), rel["type"], target, mode, rel["id"]))
     return parts, rels
 
 
@@ -192,7 +214,8 @@ def compare_with_spec(label, dump, spec, files):
     check(core_part is not None, "%s: no %s" % (label, CORE_PART))
     check(core_part["contentType"] == CORE_CONTENT_TYPE,
           "%s: core part content type %s" % (label, core_part["contentType"]))
-    actual_parts = {name: info for name, info in dump["parts"].items() if name != CORE_PART}
+    actual_parts = {uri_form(name): info for name, info in dump["parts"].items()
+                    if name != CORE_PART}
     diff_sets(label + ": parts",
               {(n, i["contentType"], i["size"], i["sha256"]) for n, i in parts.items()},
               {(n, i["contentType"], i["size"], i["sha256"]) for n, i in actual_parts.items()})
@@ -210,7 +233,7 @@ def compare_with_spec(label, dump, spec, files):
 def compare_dumps(label, ours, peer, same_bytes_for_core=True):
     """Both implementations see the same package."""
     def parts(dump):
-        return {(n, i["contentType"], i["size"],
+        return {(uri_form(n), i["contentType"], i["size"],
                  i["sha256"] if same_bytes_for_core or n != CORE_PART else "")
                 for n, i in dump["parts"].items()}
     diff_sets(label + ": parts (ours vs peer)", parts(ours), parts(peer))
@@ -272,8 +295,15 @@ def case_modify_round_trip(peers):
         expected_parts[part["name"]] = {"contentType": part["contentType"], "size": len(data),
                                         "sha256": hashlib.sha256(data).hexdigest()}
     diff_sets("modified package: parts",
-              {(n, i["contentType"], i["size"], i["sha256"]) for n, i in expected_parts.items()},
-              {(n, i["contentType"], i["size"], i["sha256"]) for n, i in after["parts"].items()})
+              {(uri_form(n), i["contentType"], i["size"], i["sha256"])
+               for n, i in expected_parts.items()},
+              {(uri_form(n), i["contentType"], i["size"], i["sha256"])
+               for n, i in after["parts"].items()})
+    # Items that were there keep their names byte for byte, so that the other writer's own
+    # targets still find them.
+    kept = set(before["parts"])
+    check(kept <= set(after["parts"]),
+          "modified package: items renamed: %s" % sorted(kept - set(after["parts"])))
     expected_rels = {relationship_key(r, with_raw_target=True) for r in before["relationships"]}
     expected_rels.add(("/", LINK_TYPE, "/added/new%20part.txt", "Internal", "rIdAdded",
                        "added/new%20part.txt"))

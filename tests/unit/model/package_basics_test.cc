@@ -135,6 +135,57 @@ TEST(PackageTest, ModifyKeepsEveryPartTypeAndRelationship) {
   EXPECT_EQ(partRels[0].getTargetPartName(), PartName(u"/docs/odd.xml"));
 }
 
+TEST(PackageTest, ModifyKeepsTheItemNamesOfOtherWritersAndWritesNewOnesInUriForm) {
+  // Other writers store non-ASCII names as UTF-8 and point at them with UTF-8 targets; they
+  // look items up by those targets, so the items must keep their names.
+  Bytes const original = opcvk_test::makeZip({
+      {"[Content_Types].xml", opcvk_test::minimalTypes()},
+      {"_rels/.rels", opcvk_test::relationshipsXml("<Relationship Id=\"r1\" Type=\"http://t/1\" "
+                                                   "Target=\"donn\xC3\xA9"
+                                                   "es/r\xC3\xA9"
+                                                   "sum\xC3\xA9.xml\"/>")},
+      {"donn\xC3\xA9"
+       "es/r\xC3\xA9"
+       "sum\xC3\xA9.xml",
+       "<r/>"},
+      {"donn\xC3\xA9"
+       "es/_rels/r\xC3\xA9"
+       "sum\xC3\xA9.xml.rels",
+       opcvk_test::relationshipsXml("<Relationship Id=\"a\" Type=\"http://t/2\" "
+                                    "Target=\"http://x/\" TargetMode=\"External\"/>")},
+  });
+  opcvk_test::TempDir dir;
+  opcvk_test::writeFile(dir / "m.zip", original);
+  std::u16string const path = u16(dir / "m.zip");
+  {
+    auto package = Package::open(path, PackageAccess::Modify);
+    writeAll(package->getPart(PartName(u"/donn\u00e9es/r\u00e9sum\u00e9.xml")).getOutputStream(),
+             "<changed/>");
+    package->createPart(
+        PartName(u"/nouveau/\u00e9t\u00e9.xml"), ContentType(u"application/xml"),
+        opc::model::StandardPartInfo(opc::interfaces::CompressionType::DeflateMetadata, 0));
+    package->save();
+  }
+  std::vector<std::string> const names =
+      opcvk_test::itemNames(opcvk_test::fileBytes(dir / "m.zip"));
+  EXPECT_NE(std::find(names.begin(), names.end(),
+                      "donn\xC3\xA9"
+                      "es/r\xC3\xA9"
+                      "sum\xC3\xA9.xml"),
+            names.end());
+  EXPECT_NE(std::find(names.begin(), names.end(),
+                      "donn\xC3\xA9"
+                      "es/_rels/r\xC3\xA9"
+                      "sum\xC3\xA9.xml.rels"),
+            names.end());
+  EXPECT_NE(std::find(names.begin(), names.end(), "nouveau/%C3%A9t%C3%A9.xml"), names.end());
+  auto package = Package::open(path, PackageAccess::Read);
+  EXPECT_EQ(contentOf(*package, u"/donn\u00e9es/r\u00e9sum\u00e9.xml"), "<changed/>");
+  EXPECT_EQ(
+      package->getPart(PartName(u"/donn\u00e9es/r\u00e9sum\u00e9.xml")).getRelationships().size(),
+      1u);
+}
+
 TEST(PackageTest, SavedPackageKeepsWorkingAndSavesAgain) {
   opcvk_test::TempDir dir;
   std::u16string const path = u16(dir / "s.zip");

@@ -27,7 +27,13 @@ struct PlannedItem {
   // The set whose relationships part this is, to point it at the new archive afterwards.
   RelationshipSet* relationships = nullptr;
   std::shared_ptr<PartRecord> part;
+  // The archive item name to write under; see PartRecord::itemName.
+  std::string itemName;
 };
+
+std::string itemNameFor(PartName const& name, std::string const& keptName) {
+  return keptName.empty() ? toZipItemName(name) : keptName;
+}
 
 // A reader for ZipWriter::add that opens the content only when first asked, so that a
 // package with many parts does not hold many readers at once.
@@ -46,6 +52,7 @@ void planRelationships(std::vector<PlannedItem>& plan, RelationshipSet& set,
     PlannedItem item{setName,   type,    interfaces::CompressionType::DeflateMetadata,
                      set.entry, nullptr, &set,
                      nullptr};
+    item.itemName = itemNameFor(setName, set.itemName);
     plan.push_back(std::move(item));
     return;
   }
@@ -60,6 +67,7 @@ void planRelationships(std::vector<PlannedItem>& plan, RelationshipSet& set,
                    makeMemoryContent(std::move(bytes)),
                    &set,
                    nullptr};
+  item.itemName = itemNameFor(setName, set.itemName);
   plan.push_back(std::move(item));
 }
 
@@ -80,6 +88,7 @@ void PackageState::writeArchive() {
                      record->entry ? nullptr : record->content,
                      nullptr,
                      record};
+    item.itemName = itemNameFor(record->name, record->itemName);
     plan.push_back(std::move(item));
     auto const set = partRelationships_.find(record->name);
     if (set != partRelationships_.end()) {
@@ -109,11 +118,10 @@ void PackageState::writeArchive() {
   writer->add(kContentTypesItemName, interfaces::CompressionType::DeflateMetadata, typesSize,
               lazyReader(makeMemoryContent(std::move(typesXml))));
   for (PlannedItem const& item : plan) {
-    std::string const itemName = toZipItemName(item.name);
     if (item.rawFrom) {
-      writer->addRaw(itemName, *archive_, *item.rawFrom);
+      writer->addRaw(item.itemName, *archive_, *item.rawFrom);
     } else {
-      writer->add(itemName, item.compression, item.content->size(), lazyReader(item.content));
+      writer->add(item.itemName, item.compression, item.content->size(), lazyReader(item.content));
     }
   }
   writer->commit();
@@ -143,7 +151,7 @@ void PackageState::writeArchive() {
     set.second.changed = false;
   }
   for (PlannedItem const& item : plan) {
-    std::int64_t const index = reopened->find(toZipItemName(item.name));
+    std::int64_t const index = reopened->find(item.itemName);
     if (index < 0) continue;
     ZipEntry const& entry = reopened->entries()[static_cast<std::size_t>(index)];
     if (item.part) {

@@ -147,7 +147,9 @@ void PackageState::load(std::shared_ptr<ZipArchive const> archive) {
         throw InvalidPackage(context + ": the relationships part " + quoted(name->toString()) +
                              " belongs to a relationships part, which cannot have relationships");
       }
-      (source ? partRelationships_[*source] : packageRelationships_).entry = entry;
+      RelationshipSet& set = source ? partRelationships_[*source] : packageRelationships_;
+      set.entry = entry;
+      set.itemName = entry.name;
       continue;
     }
     boost::optional<ContentType> type = types.lookup(*name);
@@ -163,6 +165,7 @@ void PackageState::load(std::shared_ptr<ZipArchive const> archive) {
     auto record = std::make_shared<PartRecord>(*name, *type, compressionOf(entry, *type));
     record->content = makeArchiveContent(archive_, entry);
     record->entry = entry;
+    record->itemName = entry.name;
     addPart(std::move(record));
   }
 }

@@ -44,6 +44,11 @@ struct PartRecord {
   // The archive item whose bytes are the content as they stand, copied raw at save; null
   // once the content was written.
   boost::optional<ZipEntry> entry;
+  // The name of the archive item the part was read from, which saving keeps: readers find
+  // items by the targets that point at them, and other writers spell those targets (and so
+  // their item names) in UTF-8 rather than percent-encoded.  Empty for a part made here,
+  // which is stored under toZipItemName of its name.
+  std::string itemName;
   bool deleted = false;
 };
 
@@ -51,6 +56,8 @@ struct PartRecord {
 // a set that was never read, or read and never changed, is copied raw at save.
 struct RelationshipSet {
   boost::optional<ZipEntry> entry;
+  // As PartRecord::itemName, for the relationships part.
+  std::string itemName;
   bool loaded = false;
   bool changed = false;
   std::vector<Relationship> relationships;

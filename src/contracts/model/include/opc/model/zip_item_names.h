@@ -12,14 +12,18 @@ namespace opc {
 namespace model {
 
 // The rule, both ways:
-// - part name -> ZIP item name: drop the leading "/" and write the rest in UTF-8.  Non-ASCII
-//   characters become their UTF-8 bytes; percent-escapes stay as they are, three ASCII
-//   characters.  So "/docs/é%20x.xml" becomes the bytes "docs/\xC3\xA9%20x.xml".
-// - ZIP item name -> part name: the bytes must be well-formed UTF-8; "/" is put in front
-//   and the result must be a valid part name.  Nothing is decoded or re-encoded, so an
-//   item name made from a part name maps back to the same text.
-// An item name with non-ASCII bytes must be stored with the ZIP "language encoding" flag
-// (general purpose bit 11) set, which says that it is UTF-8; that is the ZIP layer's task.
+// - part name -> ZIP item name: drop the leading "/" and write the name in its URI form:
+//   the UTF-8 bytes of every non-ASCII character percent-encoded (upper-case hex), ASCII
+//   (percent-escapes included) as it is.  So "/docs/\u00e9 x.xml" is not a part name, but
+//   "/docs/\u00e9%20x.xml" becomes "docs/%C3%A9%20x.xml".  Item names are then plain ASCII
+//   and match, byte for byte, the percent-encoded relationship targets that point at them,
+//   which is how other OPC readers look items up.
+// - ZIP item name -> part name: the bytes must be well-formed UTF-8; "/" is put in front and
+//   the result must be a valid part name.  Nothing is decoded, so raw UTF-8 item names that
+//   other writers produce (with the ZIP "language encoding" flag) give part names in their
+//   IRI form, and an item we wrote gives back the URI form of the name it was made from:
+//   the same part name (names compare as their URI forms), and the same text whenever the
+//   name was ASCII.
 // Since part names are compared without regard to ASCII case while item names are not,
 // two items whose names map to equivalent part names cannot both be parts of one package.
 
