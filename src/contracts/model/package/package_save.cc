@@ -49,10 +49,14 @@ void planRelationships(std::vector<PlannedItem>& plan, RelationshipSet& set,
                        PartName const& setName) {
   ContentType const type(kRelationshipsContentType);
   if (set.entry && (!set.loaded || !set.changed)) {
-    PlannedItem item{setName,   type,    interfaces::CompressionType::DeflateMetadata,
-                     set.entry, nullptr, &set,
-                     nullptr};
-    item.itemName = itemNameFor(setName, set.itemName);
+    PlannedItem item{setName,
+                     type,
+                     interfaces::CompressionType::DeflateMetadata,
+                     set.entry,
+                     nullptr,
+                     &set,
+                     nullptr,
+                     itemNameFor(setName, set.itemName)};
     plan.push_back(std::move(item));
     return;
   }
@@ -66,8 +70,8 @@ void planRelationships(std::vector<PlannedItem>& plan, RelationshipSet& set,
                    boost::none,
                    makeMemoryContent(std::move(bytes)),
                    &set,
-                   nullptr};
-  item.itemName = itemNameFor(setName, set.itemName);
+                   nullptr,
+                   itemNameFor(setName, set.itemName)};
   plan.push_back(std::move(item));
 }
 
@@ -87,8 +91,8 @@ void PackageState::writeArchive() {
                      record->entry,
                      record->entry ? nullptr : record->content,
                      nullptr,
-                     record};
-    item.itemName = itemNameFor(record->name, record->itemName);
+                     record,
+                     itemNameFor(record->name, record->itemName)};
     plan.push_back(std::move(item));
     auto const set = partRelationships_.find(record->name);
     if (set != partRelationships_.end()) {
