@@ -1,5 +1,5 @@
 // ZIP item names as they come from an archive: which of them name parts, and the way back
-// from a part name to the exact same bytes.
+// from a part name to an item name: its URI form, plain ASCII, naming the same part.
 //
 // Input: the raw bytes of an item name, as an archive's directory would give them.
 #include <cstddef>
@@ -53,8 +53,16 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
 
   check(name->toString() == expected, "the part name is \"/\" and the decoded item name", shown);
   opcvk_fuzz::mustNotThrow("toZipItemName", shown, [&] {
-    check(opc::model::toZipItemName(*name) == item, "a part maps back to the same item bytes",
-          shown);
+    std::string const written = opc::model::toZipItemName(*name);
+    bool ascii = true;
+    for (char byte : written) ascii = ascii && static_cast<unsigned char>(byte) < 0x80;
+    check(ascii, "a part's item name is plain ASCII", shown);
+    bool itemIsAscii = true;
+    for (char byte : item) itemIsAscii = itemIsAscii && static_cast<unsigned char>(byte) < 0x80;
+    if (itemIsAscii)
+      check(written == item, "an ASCII item name maps back to the same bytes", shown);
+    check(opc::model::partNameFromZipItemName(written) == *name,
+          "the item name written for a part names the same part", shown);
   });
   return 0;
 }
