@@ -87,10 +87,10 @@ boost::optional<PartName> checkOne(std::u16string const& text) {
     check(PartName(name->getURI()) == *name, "the URI of a name gives the name back", shown);
   });
 
-  // The ZIP item name maps back to exactly the same text.
+  // The ZIP item name (the URI form) maps back to the same part name.
   opcvk_fuzz::mustNotThrow("ZIP item name round trip", shown, [&] {
     std::string const item = opc::model::toZipItemName(*name);
-    check(opc::model::partNameFromZipItemName(item).toString() == text,
+    check(opc::model::partNameFromZipItemName(item) == *name,
           "the ZIP item name of a part maps back to its name", shown);
   });
 
