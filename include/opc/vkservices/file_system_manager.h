@@ -1,0 +1,269 @@
+// FileSystemManager: the file system of files, folders and symbolic links kept in a package.
+#ifndef OPC_VKSERVICES_FILE_SYSTEM_MANAGER_H_
+#define OPC_VKSERVICES_FILE_SYSTEM_MANAGER_H_
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <boost/date_time/posix_time/ptime.hpp>
+
+#include <opc/core/file_system_ops.h>
+#include <opc/core/file_system_ops_selector.h>
+#include <opc/core/output_stream.h>
+#include <opc/core/perms.h>
+#include <opc/model/content_type.h>
+#include <opc/model/data_manager.h>
+#include <opc/model/enumerator.h>
+#include <opc/model/package.h>
+#include <opc/model/part_name.h>
+#include <opc/model/uri.h>
+#include <opc/vkservices/content_sources.h>
+#include <opc/vkservices/export.h>
+#include <opc/vkservices/file_system_entry.h>
+
+namespace opc {
+namespace vkservices {
+
+class FileSystemTree;
+class FileSystemManifestXml;
+// The engines of encryption.  A manager holds them once encryption is switched on; this
+// build never switches it on, so only their names are needed here.
+class IVGenerator;
+class IEncryptor;
+class IDecryptor;
+class IDigestEngine;
+
+namespace detail {
+class FileSystemManagerAccess;
+}  // namespace detail
+
+// How content passes into and out of the file system.  Only ApplyTransforms is tested for:
+// any other value counts as NoTransforms.
+enum class TransformMode : std::int32_t {
+  // Content passes unchanged, stored bytes and stored content type as they are.
+  NoTransforms = 0,
+  // Content passes through the transforms that apply to it (on the way out, decryption of
+  // encrypted content).
+  ApplyTransforms = 1,
+};
+
+// The data manager of a package file system: a tree of files, folders and symbolic links
+// whose manifest is the part "/metadata/filesystemManifest.xml", reached by a package
+// relationship.  Each file's bytes lie in a part of their own under "/fsroot"; folders and
+// links exist only in the manifest.
+//
+// Paths are absolute, "/" is the root, components are separated by "/" and compared by
+// UTF-16 code unit, case included.  A backslash in a caller's path is read as "/".  Operations
+// that create an entry put "/" in front of a relative path; operations that look an entry up
+// do not, so that "a/b" is stored as "/a/b" but only found as "/a/b".
+//
+// Loading is lazy: construction reads nothing, and the first operation that needs the tree
+// reads the manifest, so that a failed load surfaces in that operation (and the next one
+// tries again).  Every change marks the manager dirty; the package writes the manifest when
+// it is saved.  The destructor writes nothing.
+//
+// Lifetime: the package must stay open for as long as the manager lives.  Entries returned
+// are snapshots that own their data and outlive the manager.
+//
+// Thread safety: none.  One thread at a time, const operations included, since any of them
+// may load the tree.
+class OPCVK_EXPORT FileSystemManager : public opc::model::DataManager {
+ public:
+  // Registers with `package` (which must be open, else opc::model::InvalidPackageState) and
+  // copies `selector`.  Reads nothing from the package.  Raises
+  // opc::model::InvalidXMLSchema if the manifest schemas do not load.
+  FileSystemManager(opc::model::Package& package, opc::FileSystemOpsSelector const& selector);
+  // Releases everything; writes nothing.
+  ~FileSystemManager() override;
+
+  // --- Document strings.  Each loads the tree first; a failed load raises what the load
+  // raised (see the class comment and the load section below).
+
+  // The manifest version: "2.0" for a new file system.
+  std::u16string getVersion() const;
+  // The platform tag the file system was made on: this build's tag for a new one.
+  std::u16string getCreatedByPlatform() const;
+  // The text encoding the file system was made under: that of the process's global locale
+  // for a new one.
+  std::u16string getCreatedByEncoding() const;
+
+  // Also write the older form of the manifest on save, and keep its part and relationship
+  // when an older package is loaded.  Does not load and does not mark the manager dirty; set
+  // it before the first operation for it to decide about the older parts.
+  void setSaveV1Manifest(bool saveV1Manifest);
+
+  // True once an encryptor is set.  Never in this build.  Does not load.
+  bool isEncryptionEnabled() const;
+  // True once a decryptor is set.  Never in this build.  Does not load.
+  bool isDecryptionEnabled() const;
+
+  // --- Queries.  The path forms load the tree first and take the path with backslashes
+  // read as "/" and nothing else changed.  The entry forms do not load and use the entry's
+  // path as it stands.
+
+  // The entry at `path`.  Raises FileSystemEntryNotFound "File system entry does not exist:
+  // <path>" if there is none.
+  FileSystemEntry getEntry(std::u16string const& path) const;
+  // Whether an entry is at `path`.  hasEntry("") is false.
+  bool hasEntry(std::u16string const& path) const;
+  // The root folder "/".
+  FileSystemEntry getRoot() const;
+  // The direct children of the entry at `path`, in the order they entered the tree.  Raises
+  // FileSystemEntryNotFound as getEntry.  Empty for a file or a link.
+  opc::model::Enumerator<std::vector<FileSystemEntry>> getChildren(
+      std::u16string const& path) const;
+  // The direct children of `entry`; empty if it has none or is no longer in the tree.
+  opc::model::Enumerator<std::vector<FileSystemEntry>> getChildren(
+      FileSystemEntry const& entry) const;
+  // Whether the entry at `path` has children.  Raises FileSystemEntryNotFound as getEntry.
+  bool hasChildren(std::u16string const& path) const;
+  // Whether `entry` has children; false if it is no longer in the tree.
+  bool hasChildren(FileSystemEntry const& entry) const;
+  // The folder that holds the entry at `path`.  Raises FileSystemEntryNotFound as getEntry,
+  // and FileSystemEntryHasNoParent "File system entry has no parent" for the root.
+  FileSystemEntry getParent(std::u16string const& path) const;
+  // The folder that holds `entry`.  Raises FileSystemEntryHasNoParent "File system entry has
+  // no parent" for the root and for an entry no longer in the tree.
+  FileSystemEntry getParent(FileSystemEntry const& entry) const;
+  // Whether the entry at `path` has a parent (false for the root only).  Raises
+  // FileSystemEntryNotFound as getEntry.
+  bool hasParent(std::u16string const& path) const;
+  // Whether `entry` has a parent; false for the root and an entry no longer in the tree.
+  bool hasParent(FileSystemEntry const& entry) const;
+  // Every entry without children (files, links and empty folders, never the root), in
+  // ascending UTF-16 order of the full path.
+  opc::model::Enumerator<std::vector<FileSystemEntry>> getAllLeafs() const;
+
+  // --- Create, delete and read.  Creating loads the tree first, puts "/" in front of a
+  // relative path, reads backslashes as "/", makes every missing parent folder, and marks the
+  // manager dirty.  Each raises FileSystemEntryAlreadyExists "File system entry already
+  // exists: <path>" if the path is taken, the root and existing folders included.
+
+  // Makes an empty file: a new part of `contentType` under "/fsroot", named after the path
+  // (a taken or otherwise unusable name gets a numbered suffix), compressed as content.
+  // `permissions` 65535 and `lastModifiedTime` not_a_date_time mean unknown.  Write the bytes
+  // through getFileOutputStream.  A path that gives no valid part name raises the model's
+  // opc::model::InvalidPartName, and nothing changes.
+  FileSystemEntry createFile(std::u16string const& path, opc::model::ContentType const& contentType,
+                             opc::Perms::Perms_tag permissions,
+                             boost::posix_time::ptime const& lastModifiedTime);
+  // Makes a folder without permissions or time.
+  FileSystemEntry createFolder(std::u16string const& path);
+  // Makes a symbolic link to `target`, which is text only: it is never looked up or
+  // followed, and stays relative if it is.  Backslashes in it are read as "/".
+  FileSystemEntry createLink(std::u16string const& path, std::u16string const& target);
+
+  // Removes the file `entry` from the tree and its part from the package.  Raises
+  // FileSystemEntryMustBeFile "File system entry must be a file" for any other kind, before
+  // anything changes; FileSystemEntryNotFound if it is no longer in the tree.
+  void deleteFile(FileSystemEntry const& entry);
+  // Removes the folder `entry` and everything in it, children before their parent, with the
+  // parts of its files.  Raises FileSystemEntryMustBeFolder "File system entry must be a
+  // folder" for any other kind; FileSystemEntryNotFound if it is no longer in the tree;
+  // FileSystemEntryHasNoParent "File system entry has no parent" for the root, which stays.
+  void deleteFolder(FileSystemEntry const& entry);
+  // Removes the link `entry`.  Raises FileSystemEntryMustBeLink "File system entry must be a
+  // link" for any other kind; FileSystemEntryNotFound if it is no longer in the tree.
+  void deleteLink(FileSystemEntry const& entry);
+
+  // The output stream of the part of the file `entry`: what is written replaces the part's
+  // bytes.  Valid as long as the package is open; owned by the package.  Does not mark the
+  // manager dirty.  Raises FileSystemEntryMustBeFile "File system entry must be a file" for
+  // another kind, and the model's opc::model::PartNotFound if the part has gone.
+  opc::OutputStream& getFileOutputStream(FileSystemEntry const& entry);
+  // A new source over the content of the file `entry`, owned by the caller, valid while the
+  // package is open.  With NoTransforms: the stored bytes and the stored content type.  With
+  // ApplyTransforms encrypted content would be decrypted; as no decryptor can be set in this
+  // build, encrypted content raises CouldNotDecryptContent "Content is encrypted but
+  // enableDecryption() has not been called yet".  Raises FileSystemEntryMustBeFile "File
+  // system entry must be a file" for another kind.
+  std::unique_ptr<IContentSource> getFileContentSource(FileSystemEntry const& entry,
+                                                       TransformMode mode);
+  // The target text of the link `entry`.  Raises FileSystemEntryMustBeLink "File system
+  // entry must be a symbolic link" for another kind.
+  std::u16string getLinkTarget(FileSystemEntry const& entry) const;
+
+ protected:
+  // The file system that add operations read from; valid once one of them has chosen it.
+  virtual opc::FileSystemOps& getSourceFSImpl() const;
+  // The file system that extract operations write to; valid once one of them has chosen it.
+  virtual opc::FileSystemOps& getDestFSImpl() const;
+
+ private:
+  friend class detail::FileSystemManagerAccess;
+
+  // --- Load and save, called by the package model.
+  // Reads the manifest into a new tree.  Raises CouldNotDecryptContent "Manifest is
+  // encrypted but enableDecryption() has not been called yet" for an encrypted manifest,
+  // opc::model::InvalidPartContent for a manifest that does not parse, and
+  // CouldNotConvertFileSystemManifest if an older manifest cannot be converted.
+  void doLoad() override;
+  // Writes the manifest part, creating it and its relationship if needed.
+  void doSave() override;
+  // The manifest part names and the part names of all files.  Loads the tree.
+  std::vector<std::u16string> doGetManagedPartNames() const override;
+  // The manifest relationship types.  Does not load.
+  std::vector<std::u16string> doGetManagedRelationshipTypes() const override;
+
+  // Loads the tree if needed and deals with the parts of an older manifest once.
+  void ensureLoaded() const;
+  FileSystemEntry makeEntry(FileSystemNode const& node) const;
+
+  // The older form of the manifest.
+  void doSaveV1();
+  void convertVersion1ToCurrentVersion();
+  void cleanupOldPartsAndRelationships();
+
+  static opc::model::URI getPartURI();
+  static opc::model::URI getPartURIV1();
+  static opc::model::ContentType getPartContentType();
+  static opc::model::ContentType getPartContentTypeV1();
+  static std::u16string getRelationshipType();
+  static std::u16string getRelationshipTypeV1();
+
+  // Paths.
+  std::u16string normalizeFileName(std::u16string const& name) const;
+  std::u16string normalizeLinkTarget(std::u16string const& target) const;
+  std::u16string normalizePath(std::u16string const& path) const;
+
+  opc::model::Enumerator<std::vector<FileSystemEntry>> getChildrenInternal(
+      std::u16string const& path) const;
+  FileSystemEntry getParentInternal(std::u16string const& path) const;
+  bool hasChildrenInternal(std::u16string const& path) const;
+  bool hasParentInternal(std::u16string const& path) const;
+  void throwIfAlreadyExists(std::u16string const& path) const;
+  void throwIfNotFound(std::u16string const& path) const;
+
+  // The part name for a new file at the normalised `path`, free in the package now.
+  opc::model::PartName makeUniquePartName(std::u16string const& path) const;
+
+  FileSystemEntry createFileInternal(std::u16string const& path,
+                                     opc::model::ContentType const& contentType,
+                                     opc::Perms::Perms_tag permissions,
+                                     boost::posix_time::ptime const& lastModifiedTime);
+  FileSystemEntry createLinkInternal(std::u16string const& path, std::u16string const& target);
+  // Removes the node of `entry`, raising FileSystemEntryNotFound if it is not in the tree.
+  void removeEntryNode(FileSystemEntry const& entry);
+
+  // Set by a load that converted an older manifest, until its parts have been dealt with.
+  mutable bool pendingV1Cleanup_;
+  opc::FileSystemOpsSelector fileSystemOpsSelector_;
+  opc::FileSystemOps* sourceFS_;
+  opc::FileSystemOps* destFS_;
+  std::unique_ptr<FileSystemTree> tree_;
+  std::unique_ptr<FileSystemManifestXml> manifestXml_;
+  bool saveV1Manifest_;
+  std::string encryptionTypeAndMode_;
+  std::shared_ptr<IVGenerator> ivGenerator_;
+  std::shared_ptr<IEncryptor> encryptor_;
+  std::shared_ptr<IDecryptor> decryptor_;
+  std::string digestAlgorithm_;
+  std::shared_ptr<IDigestEngine> digestEngine_;
+};
+
+}  // namespace vkservices
+}  // namespace opc
+
+#endif  // OPC_VKSERVICES_FILE_SYSTEM_MANAGER_H_

@@ -1,0 +1,66 @@
+// Part naming of FileSystemManager: the part that holds a new file's bytes.
+#include <string>
+
+#include <opc/core/exception.h>
+#include <opc/model/uri.h>
+#include <opc/vkservices/file_system_manager.h>
+
+namespace opc {
+namespace vkservices {
+
+namespace {
+
+// All file parts live under one root, apart from the manager's "/metadata" parts and from the
+// package's relationships parts.
+constexpr char16_t kPartNameRoot[] = u"/fsroot";
+constexpr char16_t kRelationshipsFolder[] = u"/_rels";
+
+std::u16string suffix(std::int32_t counter) {
+  std::string const digits = std::to_string(counter);
+  std::u16string result(1, u'_');
+  result.append(digits.begin(), digits.end());
+  return result;
+}
+
+}  // namespace
+
+// The name is judged against the parts of the package, never the tree: a name freed by a
+// deleted file can be given again.  Edits accumulate on the candidate so that a series of
+// clashes stacks its suffixes ("a_1_2.txt"); nothing searches for the smallest free number,
+// because nothing derives anything from the shape of the name.
+opc::model::PartName FileSystemManager::makeUniquePartName(std::u16string const& path) const {
+  std::u16string encoded = opc::model::URI::encodeComponent(path, "/+@");
+  if (isEncryptionEnabled()) {
+    // With encryption the name is a digest of `encoded` that shows nothing of the path.  An
+    // encryptor is only ever set together with the digest engine that makes it, and neither
+    // exists in this build, so this point is not reached.
+    throw opc::Exception("Part names of encrypted file systems are not available in this build",
+                         boost::system::error_code());
+  }
+  std::u16string candidate = kPartNameRoot + encoded;
+
+  auto& package = getPackage();
+  std::int32_t counter = 1;
+  for (;;) {
+    // An invalid candidate raises the model's exception here: that is how such a path fails.
+    opc::model::PartName name(candidate);
+    std::u16string existing;
+    if (package.hasPart(name)) {
+      // The last "." of the whole candidate, on purpose not only of its last segment.
+      auto const dot = candidate.rfind(opc::model::URI::getDot());
+      candidate.insert(dot == std::u16string::npos ? candidate.size() : dot, suffix(counter));
+    } else if (package.isPartDerivedFromExistingPartName(name, existing)) {
+      candidate.insert(existing.size(), suffix(counter));
+    } else if (name.isRelationshipName()) {
+      auto const at = candidate.rfind(kRelationshipsFolder);
+      candidate.insert(at + std::char_traits<char16_t>::length(kRelationshipsFolder),
+                       suffix(counter));
+    } else {
+      return name;
+    }
+    ++counter;
+  }
+}
+
+}  // namespace vkservices
+}  // namespace opc
