@@ -15,6 +15,30 @@
 #include <opc/model/package.h>
 #include <opc/vkservices/file_system_manager.h>
 
+namespace opc {
+namespace vkservices {
+namespace detail {
+
+// Reaches the manager's private steps that a test checks on their own: part naming and what
+// the manager claims of its package.
+class FileSystemManagerAccess {
+ public:
+  static opc::model::PartName makeUniquePartName(FileSystemManager const& manager,
+                                                 std::u16string const& path) {
+    return manager.makeUniquePartName(path);
+  }
+  static std::vector<std::u16string> managedPartNames(FileSystemManager const& manager) {
+    return manager.doGetManagedPartNames();
+  }
+  static std::vector<std::u16string> managedRelationshipTypes(FileSystemManager const& manager) {
+    return manager.doGetManagedRelationshipTypes();
+  }
+};
+
+}  // namespace detail
+}  // namespace vkservices
+}  // namespace opc
+
 namespace opcvk_test {
 
 inline opc::model::ContentType textType() { return opc::model::ContentType(u"text/plain"); }
