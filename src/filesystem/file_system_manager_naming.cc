@@ -1,4 +1,5 @@
 // Part naming of FileSystemManager: the part that holds a new file's bytes.
+#include <algorithm>
 #include <string>
 
 #include <opc/core/exception.h>
@@ -50,7 +51,10 @@ opc::model::PartName FileSystemManager::makeUniquePartName(std::u16string const&
       auto const dot = candidate.rfind(opc::model::URI::getDot());
       candidate.insert(dot == std::u16string::npos ? candidate.size() : dot, suffix(counter));
     } else if (package.isPartDerivedFromExistingPartName(name, existing)) {
-      candidate.insert(existing.size(), suffix(counter));
+      // Right behind the run of segments that the two names share: the existing name when
+      // it is a leading run of the candidate, the whole candidate when it is the other way
+      // round (an existing "/fsroot/a/b" against "/fsroot/a").
+      candidate.insert(std::min(existing.size(), candidate.size()), suffix(counter));
     } else if (name.isRelationshipName()) {
       auto const at = candidate.rfind(kRelationshipsFolder);
       candidate.insert(at + std::char_traits<char16_t>::length(kRelationshipsFolder),
