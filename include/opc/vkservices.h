@@ -40,6 +40,7 @@
 #include <opc/vkservices/content_types.h>
 #include <opc/vkservices/errors.h>
 #include <opc/vkservices/file_system_entry.h>
+#include <opc/vkservices/file_system_manager.h>
 #include <opc/vkservices/schema_base.h>
 #include <opc/vkservices/transform_source.h>
 #include <opc/vkservices/version.h>
