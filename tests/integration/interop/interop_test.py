@@ -1,7 +1,10 @@
 #!/usr/bin/env python3
 """Interoperability of the package model with an independent OPC implementation.
 
-Usage: interop_test.py CASE OPCMODEL_PEER WORK_FOLDER
+Usage: interop_test.py CASE OURS WORK_FOLDER
+
+OURS is opcmodel_peer for every case but file_system_manager_package, which drives
+fsmanager_peer (a package file system made through FileSystemManager).
 
 Each case writes packages with one implementation and reads them with the other (through
 opcmodel_peer and opc_peer.py, which drives python3-docx's package layer), and compares
@@ -11,6 +14,7 @@ Exits 0 when the case passes, 1 with the differences when it fails, and 77 (skip
 when python3-docx is not installed for this interpreter.
 """
 
+import collections
 import datetime
 import hashlib
 import json
@@ -20,6 +24,8 @@ import random
 import shutil
 import subprocess
 import sys
+import xml.etree.ElementTree
+import zipfile
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 SKIP = 77
@@ -29,6 +35,13 @@ CORE_PART = "/docProps/core.xml"
 MAIN_TYPE = "http://example.com/relationships/main"
 LINK_TYPE = "http://example.com/relationships/link"
 BIG_SIZE = 5 * 1024 * 1024 + 123
+MANIFEST_PART = "/metadata/filesystemManifest.xml"
+MANIFEST_CONTENT_TYPE = "application/vnd.veltrance.package.filesystemManifest+xml"
+MANIFEST_TYPE_SUFFIX = "/package/2013/relationships/filesystemManifest"
+# Registered media types that the content type catalogue must give for these extensions,
+# whatever else it holds.
+REGISTERED_TYPES = {"txt": "text/plain", "png": "image/png", "json": "application/json",
+                    "xml": "application/xml"}
 
 
 class Failure(Exception):
@@ -382,18 +395,84 @@ def case_non_ascii_relationship_targets(peers):
                           spec, {})
 
 
+def extension_of(path):
+    base = posixpath.basename(path)
+    return base.rsplit(".", 1)[1] if "." in base else ""
+
+
+def case_file_system_manager_package(peers):
+    """A package file system of about 200 files of several kinds, nested folders, links and
+    an empty folder, made through FileSystemManager: the other implementation opens it and
+    finds the manifest reached from the package, and one part for each file with the file's
+    bytes under the content type that the catalogue gives for its extension.  Our reader
+    finds the same file system again."""
+    package = os.path.join(peers.work, "filesystem.zip")
+    made = json.loads(run([peers.ours, "make", package]))
+    files = made["files"]
+    check(len(files) >= 200, "only %d files made" % len(files))
+    check(len(made["links"]) >= 3 and made["folders"],
+          "links or empty folders missing: %s %s" % (made["links"], made["folders"]))
+
+    by_extension = {}
+    for f in files:
+        by_extension.setdefault(extension_of(f["path"]), set()).add(f["contentType"])
+    for extension, types in by_extension.items():
+        check(len(types) == 1, "extension %r made with several types: %s" % (extension, types))
+    for extension, expected in REGISTERED_TYPES.items():
+        check(by_extension.get(extension) == {expected},
+              "catalogue gives %s for %r, expected %s" % (by_extension.get(extension),
+                                                          extension, expected))
+    check(len({f["contentType"] for f in files}) >= 5,
+          "too few content types to tell parts apart: %s" % by_extension)
+
+    peer = peers.peer_dump(package)
+    manifest = peer["parts"].get(MANIFEST_PART)
+    check(manifest is not None, "no %s among %d parts" % (MANIFEST_PART, len(peer["parts"])))
+    check(manifest["contentType"] == MANIFEST_CONTENT_TYPE,
+          "manifest content type %s" % manifest["contentType"])
+    manifest_rels = [r for r in peer["relationships"]
+                     if r["type"].endswith(MANIFEST_TYPE_SUFFIX)]
+    check(len(manifest_rels) == 1 and manifest_rels[0]["source"] == "/" and
+          manifest_rels[0]["mode"] == "Internal" and
+          manifest_rels[0]["targetPart"] == MANIFEST_PART,
+          "manifest relationships: %s" % manifest_rels)
+    with zipfile.ZipFile(package) as archive:
+        try:
+            xml.etree.ElementTree.fromstring(archive.read(MANIFEST_PART[1:]))
+        except xml.etree.ElementTree.ParseError as e:
+            raise Failure("manifest is not well-formed XML: %s" % e)
+
+    content = {name: info for name, info in peer["parts"].items() if name != MANIFEST_PART}
+    check(len(content) == len(files),
+          "%d content parts for %d files" % (len(content), len(files)))
+    outside = sorted(name for name in content if not name.startswith("/fsroot/"))
+    check(not outside, "content parts outside /fsroot: %s" % outside)
+    # Multisets: two files share their bytes, and each needs a part of its own.
+    parts = collections.Counter((i["sha256"], i["size"], i["contentType"])
+                                for i in content.values())
+    wanted = collections.Counter((f["sha256"], f["size"], f["contentType"]) for f in files)
+    check(parts == wanted, "content parts differ from the files:\n  missing: %s\n  "
+          "unexpected: %s" % (sorted(wanted - parts), sorted(parts - wanted)))
+
+    listed = json.loads(run([peers.ours, "list", package]))
+    for key in ("files", "folders", "links"):
+        check(listed[key] == made[key], "read back, %s differ:\n  made %s\n  read %s" %
+              (key, made[key], listed[key]))
+
+
 CASES = {
     "ours_write_peer_read": case_ours_write_peer_read,
     "peer_write_ours_read": case_peer_write_ours_read,
     "modify_round_trip": case_modify_round_trip,
     "core_properties_both_ways": case_core_properties_both_ways,
     "non_ascii_relationship_targets": case_non_ascii_relationship_targets,
+    "file_system_manager_package": case_file_system_manager_package,
 }
 
 
 def main(argv):
     if len(argv) != 4 or argv[1] not in CASES:
-        sys.stderr.write("usage: interop_test.py {%s} OPCMODEL_PEER WORK_FOLDER\n" %
+        sys.stderr.write("usage: interop_test.py {%s} OURS WORK_FOLDER\n" %
                          "|".join(CASES))
         return 2
     try:
