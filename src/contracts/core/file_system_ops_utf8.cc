@@ -5,29 +5,13 @@
 
 #include <opc/core/string_conversions.h>
 
+#include "utf8_append.h"
+
 namespace opc {
 namespace detail {
 namespace {
 
 constexpr char16_t kEscapeBase = 0xDC00;  // U+DC80..U+DCFF stand for the bytes 0x80..0xFF.
-
-void appendUtf8(std::u32string::value_type c, std::string& out) {
-  if (c < 0x80) {
-    out.push_back(static_cast<char>(c));
-  } else if (c < 0x800) {
-    out.push_back(static_cast<char>(0xC0 | (c >> 6)));
-    out.push_back(static_cast<char>(0x80 | (c & 0x3F)));
-  } else if (c < 0x10000) {
-    out.push_back(static_cast<char>(0xE0 | (c >> 12)));
-    out.push_back(static_cast<char>(0x80 | ((c >> 6) & 0x3F)));
-    out.push_back(static_cast<char>(0x80 | (c & 0x3F)));
-  } else {
-    out.push_back(static_cast<char>(0xF0 | (c >> 18)));
-    out.push_back(static_cast<char>(0x80 | ((c >> 12) & 0x3F)));
-    out.push_back(static_cast<char>(0x80 | ((c >> 6) & 0x3F)));
-    out.push_back(static_cast<char>(0x80 | (c & 0x3F)));
-  }
-}
 
 bool isHighSurrogate(char16_t c) { return c >= 0xD800 && c <= 0xDBFF; }
 bool isLowSurrogate(char16_t c) { return c >= 0xDC00 && c <= 0xDFFF; }
@@ -43,12 +27,12 @@ bool convert(std::u16string const& text, std::string& out, Lone lone) {
     if (isHighSurrogate(c) && i + 1 < text.size() && isLowSurrogate(text[i + 1])) {
       char32_t full = 0x10000 + ((static_cast<char32_t>(c) - 0xD800) << 10) +
                       (static_cast<char32_t>(text[i + 1]) - 0xDC00);
-      appendUtf8(full, out);
+      appendUtf8(out, full);
       ++i;
     } else if (isHighSurrogate(c) || isLowSurrogate(c) || c == 0) {
       if (!lone(c, out)) return false;
     } else {
-      appendUtf8(c, out);
+      appendUtf8(out, c);
     }
   }
   return true;

@@ -11,6 +11,8 @@
 
 #include <opc/core/string_conversions.h>
 
+#include "utf8_append.h"
+
 namespace opc {
 namespace {
 
@@ -64,28 +66,11 @@ void appendUtf16(std::u16string& out, char32_t c) {
   }
 }
 
-void appendUtf8(std::string& out, char32_t c) {
-  if (c < 0x80) {
-    out.push_back(static_cast<char>(c));
-  } else if (c < 0x800) {
-    out.push_back(static_cast<char>(0xC0 | (c >> 6)));
-    out.push_back(static_cast<char>(0x80 | (c & 0x3F)));
-  } else if (c < 0x10000) {
-    out.push_back(static_cast<char>(0xE0 | (c >> 12)));
-    out.push_back(static_cast<char>(0x80 | ((c >> 6) & 0x3F)));
-    out.push_back(static_cast<char>(0x80 | (c & 0x3F)));
-  } else {
-    out.push_back(static_cast<char>(0xF0 | (c >> 18)));
-    out.push_back(static_cast<char>(0x80 | ((c >> 12) & 0x3F)));
-    out.push_back(static_cast<char>(0x80 | ((c >> 6) & 0x3F)));
-    out.push_back(static_cast<char>(0x80 | (c & 0x3F)));
-  }
-}
-
 std::string encodeUtf8(std::u16string const& text, char32_t unpaired) {
   std::string out;
   out.reserve(text.size() + text.size() / 2);
-  for (std::size_t i = 0; i < text.size();) appendUtf8(out, nextCodePoint(text, i, unpaired));
+  for (std::size_t i = 0; i < text.size();)
+    detail::appendUtf8(out, nextCodePoint(text, i, unpaired));
   return out;
 }
 
