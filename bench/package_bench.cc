@@ -217,11 +217,11 @@ void BM_SmallParts(benchmark::State& state) {
       auto package = openPackage(path, PackageAccess::Create, threads);
       expected = 0;
       for (std::size_t i = 0; i < kSmallPartCount; ++i) {
-        SmallPart const spec = smallPart(i);
+        SmallPart const plan = smallPart(i);
         Part part =
-            package->createPart(PartName(opc::toString(spec.name)), spec.text ? text : binary,
-                                StandardPartInfo(CompressionType::DeflateContent, spec.size));
-        Content content(spec.text, spec.size, spec.seed);
+            package->createPart(PartName(opc::toString(plan.name)), plan.text ? text : binary,
+                                StandardPartInfo(CompressionType::DeflateContent, plan.size));
+        Content content(plan.text, plan.size, plan.seed);
         std::size_t const n = content.fill(buffer.data(), buffer.size());
         opc::OutputStream& out = part.getOutputStream();
         out.write(buffer.data(), n);
@@ -360,8 +360,8 @@ int main(int argc, char** argv) {
     bool exported = false;
     if (takeFlag(argc, argv, "export-small", value)) {
       for (std::size_t i = 0; i < kSmallPartCount; ++i) {
-        SmallPart const spec = smallPart(i);
-        writeFile(value + spec.name, Content(spec.text, spec.size, spec.seed));
+        SmallPart const plan = smallPart(i);
+        writeFile(value + plan.name, Content(plan.text, plan.size, plan.seed));
       }
       exported = true;
     }

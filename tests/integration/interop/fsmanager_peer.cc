@@ -159,11 +159,11 @@ int make(std::string const& packagePath) {
     output.close();
     files.push_back(fileJson(entry.getPathName(), bytes, type));
   }
-  struct LinkSpec {
+  struct LinkPlan {
     char16_t const* path;
     char16_t const* target;
   };
-  LinkSpec const kLinks[] = {
+  LinkPlan const kLinks[] = {
       {u"/links/to-readme", u"../docs/file 1"},
       {u"/links/absolute", u"/media/images/file 5.xml"},
       {u"/docs/latest", u"2024/notes"},

@@ -66,40 +66,40 @@ class Peers:
         self.ours = ours
         self.work = work
 
-    def ours_write(self, spec, package):
-        run([self.ours, "write", spec, package])
+    def ours_write(self, plan, package):
+        run([self.ours, "write", plan, package])
 
-    def ours_modify(self, spec, package):
-        run([self.ours, "modify", spec, package])
+    def ours_modify(self, plan, package):
+        run([self.ours, "modify", plan, package])
 
     def ours_dump(self, package):
         return json.loads(run([self.ours, "dump", package]))
 
-    def peer_write(self, spec, package):
-        run([sys.executable, os.path.join(HERE, "opc_peer.py"), "write", spec, package])
+    def peer_write(self, plan, package):
+        run([sys.executable, os.path.join(HERE, "opc_peer.py"), "write", plan, package])
 
     def peer_dump(self, package):
         return json.loads(run([sys.executable, os.path.join(HERE, "opc_peer.py"), "dump",
                                package]))
 
 
-def write_spec(work, name, spec, files):
+def write_plan(work, name, plan, files):
     for file_name, data in files.items():
         with open(os.path.join(work, file_name), "wb") as f:
             f.write(data)
     path = os.path.join(work, name)
     with open(path, "w", encoding="utf-8") as f:
-        json.dump(spec, f, ensure_ascii=False, indent=1)
+        json.dump(plan, f, ensure_ascii=False, indent=1)
     return path
 
 
-def rich_spec():
+def rich_plan():
     """Parts with non-ASCII names, a blank, a large one and one that nothing reaches;
     internal and external relationships from the package and from a part; every core
     property.  Relationships to the non-ASCII parts are the subject of their own case."""
     big = random.Random(20240517).randbytes(BIG_SIZE)
     files = {"big.bin": big, "binary.dat": bytes(range(256)) * 3}
-    spec = {
+    plan = {
         "parts": [
             {"name": "/docs/readme.txt", "contentType": "text/plain", "text": "hello\n"},
             {"name": "/docs/données/résumé.xml", "contentType": "application/xml",
@@ -141,7 +141,7 @@ def rich_spec():
             "lastPrinted": "2023-01-02T03:04:05Z",
         },
     }
-    return spec, files
+    return plan, files
 
 
 def instant(text):
@@ -193,14 +193,14 @@ def relationship_key(rel, with_id=True, with_raw_target=False):
     return key
 
 
-def expected_from_spec(spec, files):
+def expected_from_plan(plan, files):
     parts = {}
-    for part in spec["parts"]:
+    for part in plan["parts"]:
         data = part["text"].encode("utf-8") if "text" in part else files[part["file"]]
         parts[uri_form(part["name"])] = {"contentType": part["contentType"], "size": len(data),
                                          "sha256": hashlib.sha256(data).hexdigest()}
     rels = set()
-    for rel in spec["relationships"]:
+    for rel in plan["relationships"]:
         mode = rel.get("mode", "Internal")
         base = "/" if rel["source"] == "/" else posixpath.dirname(rel["source"])
         target = (posixpath.normpath(posixpath.join(base, rel["target"]))
@@ -219,10 +219,10 @@ def diff_sets(label, expected, actual):
                                                            sorted(extra, key=str)))
 
 
-def compare_with_spec(label, dump, spec, files):
-    """The dump shows exactly the spec's parts, relationships and core properties, plus the
+def compare_with_plan(label, dump, plan, files):
+    """The dump shows exactly the plan's parts, relationships and core properties, plus the
     core properties part and its relationship, whose id each writer chooses."""
-    parts, rels = expected_from_spec(spec, files)
+    parts, rels = expected_from_plan(plan, files)
     core_part = dict(dump["parts"]).pop(CORE_PART, None)
     check(core_part is not None, "%s: no %s" % (label, CORE_PART))
     check(core_part["contentType"] == CORE_CONTENT_TYPE,
@@ -238,9 +238,9 @@ def compare_with_spec(label, dump, spec, files):
           "%s: core properties relationship %s" % (label, core_rels))
     diff_sets(label + ": relationships", rels,
               {relationship_key(r) for r in dump["relationships"] if r["type"] != CORE_TYPE})
-    check(canonical_core(dump["coreProperties"]) == canonical_core(spec["coreProperties"]),
+    check(canonical_core(dump["coreProperties"]) == canonical_core(plan["coreProperties"]),
           "%s: core properties differ:\n  expected %s\n  actual   %s" %
-          (label, spec["coreProperties"], dump["coreProperties"]))
+          (label, plan["coreProperties"], dump["coreProperties"]))
 
 
 def compare_dumps(label, ours, peer, same_bytes_for_core=True):
@@ -259,30 +259,30 @@ def compare_dumps(label, ours, peer, same_bytes_for_core=True):
 
 
 def case_ours_write_peer_read(peers):
-    spec, files = rich_spec()
-    spec_path = write_spec(peers.work, "spec.json", spec, files)
+    plan, files = rich_plan()
+    plan_path = write_plan(peers.work, "plan.json", plan, files)
     package = os.path.join(peers.work, "ours.zip")
-    peers.ours_write(spec_path, package)
+    peers.ours_write(plan_path, package)
     peer = peers.peer_dump(package)
-    compare_with_spec("written by ours, read by peer", peer, spec, files)
+    compare_with_plan("written by ours, read by peer", peer, plan, files)
     compare_dumps("written by ours", peers.ours_dump(package), peer)
 
 
 def case_peer_write_ours_read(peers):
-    spec, files = rich_spec()
-    spec_path = write_spec(peers.work, "spec.json", spec, files)
+    plan, files = rich_plan()
+    plan_path = write_plan(peers.work, "plan.json", plan, files)
     package = os.path.join(peers.work, "peer.zip")
-    peers.peer_write(spec_path, package)
+    peers.peer_write(plan_path, package)
     ours = peers.ours_dump(package)
-    compare_with_spec("written by peer, read by ours", ours, spec, files)
+    compare_with_plan("written by peer, read by ours", ours, plan, files)
     compare_dumps("written by peer", ours, peers.peer_dump(package))
 
 
 def case_modify_round_trip(peers):
-    spec, files = rich_spec()
-    spec_path = write_spec(peers.work, "spec.json", spec, files)
+    plan, files = rich_plan()
+    plan_path = write_plan(peers.work, "plan.json", plan, files)
     original = os.path.join(peers.work, "original.zip")
-    peers.peer_write(spec_path, original)
+    peers.peer_write(plan_path, original)
     before = peers.peer_dump(original)
 
     modified = os.path.join(peers.work, "modified.zip")
@@ -298,7 +298,7 @@ def case_modify_round_trip(peers):
             {"source": "/", "id": "rIdAdded", "type": LINK_TYPE, "target": "added/new%20part.txt"},
         ],
     }
-    change_path = write_spec(peers.work, "change.json", change, {})
+    change_path = write_plan(peers.work, "change.json", change, {})
     peers.ours_modify(change_path, modified)
     after = peers.peer_dump(modified)
 
@@ -331,7 +331,7 @@ def case_modify_round_trip(peers):
 def case_core_properties_both_ways(peers):
     """Keywords with languages and every property, written by each side and read by the
     other, including an update of existing core properties by ours."""
-    spec = {
+    plan = {
         "parts": [{"name": "/a.xml", "contentType": "application/xml", "text": "<a/>"}],
         "relationships": [{"source": "/", "id": "rId1", "type": MAIN_TYPE, "target": "a.xml"}],
         "coreProperties": {
@@ -342,17 +342,17 @@ def case_core_properties_both_ways(peers):
             "modified": "2001-02-03T04:05:06Z",
         },
     }
-    spec_path = write_spec(peers.work, "spec.json", spec, {})
+    plan_path = write_plan(peers.work, "plan.json", plan, {})
     for writer in ("ours", "peer"):
         package = os.path.join(peers.work, writer + ".zip")
-        (peers.ours_write if writer == "ours" else peers.peer_write)(spec_path, package)
+        (peers.ours_write if writer == "ours" else peers.peer_write)(plan_path, package)
         ours = peers.ours_dump(package)
         peer = peers.peer_dump(package)
-        compare_with_spec("written by " + writer + ", read by ours", ours, spec, {})
-        compare_with_spec("written by " + writer + ", read by peer", peer, spec, {})
+        compare_with_plan("written by " + writer + ", read by ours", ours, plan, {})
+        compare_with_plan("written by " + writer + ", read by peer", peer, plan, {})
 
     update = {"coreProperties": {"title": "updated", "created": "1999-12-31T23:59:59Z"}}
-    update_path = write_spec(peers.work, "update.json", update, {})
+    update_path = write_plan(peers.work, "update.json", update, {})
     package = os.path.join(peers.work, "peer.zip")
     peers.ours_modify(update_path, package)
     peer = peers.peer_dump(package)
@@ -365,7 +365,7 @@ def case_core_properties_both_ways(peers):
 def case_non_ascii_relationship_targets(peers):
     """Relationships to parts with non-ASCII names, relative and absolute, from the package
     and from a part, written by each side and read by the other."""
-    spec = {
+    plan = {
         "parts": [
             {"name": "/docs/readme.txt", "contentType": "text/plain", "text": "hello"},
             {"name": "/docs/données/résumé.xml", "contentType": "application/xml",
@@ -385,14 +385,14 @@ def case_non_ascii_relationship_targets(peers):
         ],
         "coreProperties": {"title": "ü"},
     }
-    spec_path = write_spec(peers.work, "spec.json", spec, {})
+    plan_path = write_plan(peers.work, "plan.json", plan, {})
     for writer in ("peer", "ours"):
         package = os.path.join(peers.work, writer + ".zip")
-        (peers.ours_write if writer == "ours" else peers.peer_write)(spec_path, package)
-        compare_with_spec("written by %s, read by ours" % writer, peers.ours_dump(package),
-                          spec, {})
-        compare_with_spec("written by %s, read by peer" % writer, peers.peer_dump(package),
-                          spec, {})
+        (peers.ours_write if writer == "ours" else peers.peer_write)(plan_path, package)
+        compare_with_plan("written by %s, read by ours" % writer, peers.ours_dump(package),
+                          plan, {})
+        compare_with_plan("written by %s, read by peer" % writer, peers.peer_dump(package),
+                          plan, {})
 
 
 def extension_of(path):

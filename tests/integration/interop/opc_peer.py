@@ -5,7 +5,7 @@ Drives the package layer of python3-docx (docx.opc), which reads and writes any 
 with the same commands as opcmodel_peer:
 
   opc_peer.py dump PACKAGE        prints the package as canonical JSON
-  opc_peer.py write SPEC PACKAGE  writes PACKAGE from a JSON description
+  opc_peer.py write PLAN PACKAGE  writes PACKAGE from a JSON description
 
 The JSON forms are described in opcmodel_peer.cc.  python3-docx reaches parts only through
 relationships, so the dump also lists the ZIP items that no relationship reaches, with their
@@ -160,10 +160,10 @@ def dump(path):
     sys.stdout.write("\n")
 
 
-def content_of(spec, folder):
-    if "text" in spec:
-        return spec["text"].encode("utf-8")
-    with open(os.path.join(folder, spec["file"]), "rb") as f:
+def content_of(plan, folder):
+    if "text" in plan:
+        return plan["text"].encode("utf-8")
+    with open(os.path.join(folder, plan["file"]), "rb") as f:
         return f.read()
 
 
@@ -171,10 +171,10 @@ def parse_time(text):
     return datetime.datetime.strptime(text, "%Y-%m-%dT%H:%M:%SZ")
 
 
-def set_core_properties(part, spec):
+def set_core_properties(part, plan):
     core = part.core_properties
     element = core._element
-    for key, value in spec.items():
+    for key, value in plan.items():
         if key in DOCX_TEXT_SETTERS:
             setattr(core, DOCX_TEXT_SETTERS[key], value)
         elif key in TIME_PROPERTIES:
@@ -198,16 +198,16 @@ def set_core_properties(part, spec):
                         entry.set(XML_LANG, lang)
 
 
-def write(spec_path, path):
-    with open(spec_path, encoding="utf-8") as f:
-        spec = json.load(f)
-    folder = os.path.dirname(os.path.abspath(spec_path))
+def write(plan_path, path):
+    with open(plan_path, encoding="utf-8") as f:
+        plan = json.load(f)
+    folder = os.path.dirname(os.path.abspath(plan_path))
     package = OpcPackage()
     parts = {}
-    for part_spec in spec.get("parts", []):
-        name = PackURI(part_spec["name"])
-        parts[name] = Part(name, part_spec["contentType"], content_of(part_spec, folder), package)
-    for rel in spec.get("relationships", []):
+    for part_plan in plan.get("parts", []):
+        name = PackURI(part_plan["name"])
+        parts[name] = Part(name, part_plan["contentType"], content_of(part_plan, folder), package)
+    for rel in plan.get("relationships", []):
         source = package if rel["source"] == "/" else parts[PackURI(rel["source"])]
         external = rel.get("mode", "Internal") == "External"
         if external:
@@ -217,10 +217,10 @@ def write(spec_path, path):
             target = parts[PackURI.from_rel_ref(base, rel["target"])]
         source.rels.add_relationship(rel["type"], target, rel["id"], external)
     all_parts = list(parts.values())
-    if "coreProperties" in spec:
+    if "coreProperties" in plan:
         core_part = CorePropertiesPart(PackURI("/docProps/core.xml"), CT.OPC_CORE_PROPERTIES,
                                        CT_CoreProperties.new(), package)
-        set_core_properties(core_part, spec["coreProperties"])
+        set_core_properties(core_part, plan["coreProperties"])
         package.relate_to(core_part, RT.CORE_PROPERTIES)
         all_parts.append(core_part)
     for part in all_parts:
@@ -234,7 +234,7 @@ def main(argv):
     elif len(argv) == 4 and argv[1] == "write":
         write(argv[2], argv[3])
     else:
-        sys.stderr.write("usage: opc_peer.py dump PACKAGE | write SPEC PACKAGE\n")
+        sys.stderr.write("usage: opc_peer.py dump PACKAGE | write PLAN PACKAGE\n")
         return 2
     return 0
 

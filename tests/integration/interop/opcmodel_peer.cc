@@ -2,12 +2,12 @@
 // implementation can check what it writes and write what it reads.
 //
 //   opcmodel_peer dump PACKAGE          prints the package as canonical JSON
-//   opcmodel_peer write SPEC PACKAGE    creates PACKAGE from a JSON description
-//   opcmodel_peer modify SPEC PACKAGE   opens PACKAGE for Modify, applies SPEC, saves
+//   opcmodel_peer write PLAN PACKAGE    creates PACKAGE from a JSON description
+//   opcmodel_peer modify PLAN PACKAGE   opens PACKAGE for Modify, applies PLAN, saves
 //
-// SPEC: {"parts": [{"name", "contentType", "text" | "file"}], "relationships": [{"source",
+// PLAN: {"parts": [{"name", "contentType", "text" | "file"}], "relationships": [{"source",
 // "id", "type", "target", "mode"}], "coreProperties": {...}}.  "file" is relative to the
-// SPEC's folder.  For modify, a part that exists gets the new content (its content type must
+// PLAN's folder.  For modify, a part that exists gets the new content (its content type must
 // stay), others are created.  The dump has "parts" (name -> contentType, size, sha256),
 // "relationships" (source, id, type, target as written, targetPart resolved, mode) and
 // "coreProperties" (null when the package has none).  Exit code 0 on success, 1 with the
@@ -105,26 +105,26 @@ json dumpCoreProperties(CoreProperties const& properties) {
   return out;
 }
 
-CoreProperties parseCoreProperties(json const& spec) {
+CoreProperties parseCoreProperties(json const& plan) {
   CoreProperties properties;
   for (auto const& property : kTextProperties) {
-    if (spec.contains(property.key)) {
-      (properties.*property.set)(utf16(spec[property.key].get<std::string>()));
+    if (plan.contains(property.key)) {
+      (properties.*property.set)(utf16(plan[property.key].get<std::string>()));
     }
   }
   for (auto const& property : kTimeProperties) {
-    if (!spec.contains(property.key)) continue;
+    if (!plan.contains(property.key)) continue;
     boost::posix_time::ptime time =
-        opc::convertStringToTime(utf16(spec[property.key].get<std::string>()));
+        opc::convertStringToTime(utf16(plan[property.key].get<std::string>()));
     if (time.is_special()) throw std::runtime_error(std::string("bad time in ") + property.key);
     (properties.*property.set)(time);
   }
-  if (spec.contains("keywords")) {
+  if (plan.contains("keywords")) {
     CoreProperties::Keywords keywords;
-    if (spec["keywords"].is_string()) {
-      keywords.emplace_back(utf16(spec["keywords"].get<std::string>()), u"");
+    if (plan["keywords"].is_string()) {
+      keywords.emplace_back(utf16(plan["keywords"].get<std::string>()), u"");
     } else {
-      for (auto const& pair : spec["keywords"]) {
+      for (auto const& pair : plan["keywords"]) {
         keywords.emplace_back(utf16(pair[0].get<std::string>()), utf16(pair[1].get<std::string>()));
       }
     }
@@ -195,13 +195,13 @@ std::string folderOf(std::string const& path) {
   return slash == std::string::npos ? std::string(".") : path.substr(0, slash);
 }
 
-void writeContent(Part& part, json const& spec, std::string const& folder) {
+void writeContent(Part& part, json const& plan, std::string const& folder) {
   opc::OutputStream& out = part.getOutputStream();
-  if (spec.contains("text")) {
-    std::string const text = spec["text"].get<std::string>();
+  if (plan.contains("text")) {
+    std::string const text = plan["text"].get<std::string>();
     out.write(reinterpret_cast<unsigned char const*>(text.data()), text.size());
   } else {
-    std::string const file = folder + "/" + spec["file"].get<std::string>();
+    std::string const file = folder + "/" + plan["file"].get<std::string>();
     std::ifstream in(file, std::ios::binary);
     if (!in) throw std::runtime_error("cannot read " + file);
     std::vector<char> buffer(1 << 16);
@@ -214,29 +214,29 @@ void writeContent(Part& part, json const& spec, std::string const& folder) {
   out.close();
 }
 
-void apply(Package& package, json const& spec, std::string const& folder) {
+void apply(Package& package, json const& plan, std::string const& folder) {
   opc::interfaces::StandardPartInfo const info(opc::interfaces::CompressionType::DeflateContent, 0);
-  for (auto const& partSpec : spec.value("parts", json::array())) {
-    PartName const name(utf16(partSpec["name"].get<std::string>()));
-    opc::model::ContentType const contentType(utf16(partSpec["contentType"].get<std::string>()));
+  for (auto const& partPlan : plan.value("parts", json::array())) {
+    PartName const name(utf16(partPlan["name"].get<std::string>()));
+    opc::model::ContentType const contentType(utf16(partPlan["contentType"].get<std::string>()));
     if (package.hasPart(name)) {
       Part part = package.getPart(name);
       if (part.getContentType() != contentType) {
-        throw std::runtime_error("content type of " + partSpec["name"].get<std::string>() +
+        throw std::runtime_error("content type of " + partPlan["name"].get<std::string>() +
                                  " cannot change");
       }
-      writeContent(part, partSpec, folder);
+      writeContent(part, partPlan, folder);
     } else {
       Part part = package.createPart(name, contentType, info);
-      writeContent(part, partSpec, folder);
+      writeContent(part, partPlan, folder);
     }
   }
-  for (auto const& relSpec : spec.value("relationships", json::array())) {
-    std::u16string const source = utf16(relSpec["source"].get<std::string>());
-    std::u16string const type = utf16(relSpec["type"].get<std::string>());
-    URI const target(utf16(relSpec["target"].get<std::string>()));
-    std::u16string const id = utf16(relSpec.value("id", std::string()));
-    bool const external = relSpec.value("mode", std::string("Internal")) == "External";
+  for (auto const& relPlan : plan.value("relationships", json::array())) {
+    std::u16string const source = utf16(relPlan["source"].get<std::string>());
+    std::u16string const type = utf16(relPlan["type"].get<std::string>());
+    URI const target(utf16(relPlan["target"].get<std::string>()));
+    std::u16string const id = utf16(relPlan.value("id", std::string()));
+    bool const external = relPlan.value("mode", std::string("Internal")) == "External";
     if (source == u"/") {
       external ? package.createExternalRelationship(type, target, id)
                : package.createInternalRelationship(type, target, id);
@@ -246,18 +246,18 @@ void apply(Package& package, json const& spec, std::string const& folder) {
                : part.createInternalRelationship(type, target, id);
     }
   }
-  if (spec.contains("coreProperties")) {
+  if (plan.contains("coreProperties")) {
     PackageHelper::createOrUpdateCoreProperties(package,
-                                                parseCoreProperties(spec["coreProperties"]));
+                                                parseCoreProperties(plan["coreProperties"]));
   }
 }
 
-int write(std::string const& specPath, std::string const& path, PackageAccess access) {
-  std::ifstream in(specPath);
-  if (!in) throw std::runtime_error("cannot read " + specPath);
-  json const spec = json::parse(in);
+int write(std::string const& planPath, std::string const& path, PackageAccess access) {
+  std::ifstream in(planPath);
+  if (!in) throw std::runtime_error("cannot read " + planPath);
+  json const plan = json::parse(in);
   auto package = Package::open(utf16(path), access);
-  apply(*package, spec, folderOf(specPath));
+  apply(*package, plan, folderOf(planPath));
   package->save();
   return 0;
 }
@@ -278,6 +278,6 @@ int main(int argc, char** argv) {
     std::cerr << "opcmodel_peer: " << e.what() << "\n";
     return 1;
   }
-  std::cerr << "usage: opcmodel_peer dump PACKAGE | write SPEC PACKAGE | modify SPEC PACKAGE\n";
+  std::cerr << "usage: opcmodel_peer dump PACKAGE | write PLAN PACKAGE | modify PLAN PACKAGE\n";
   return 2;
 }
