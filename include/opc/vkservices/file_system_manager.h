@@ -49,6 +49,28 @@ enum class TransformMode : std::int32_t {
   ApplyTransforms = 1,
 };
 
+// What extraction restores beside the content.  Only RestoreTimeAndPermissions is tested for:
+// any other value counts as RestoreNothing.
+enum class RestoreMode : std::int32_t {
+  // A file gets the time and permissions that the destination file system gives it.
+  RestoreNothing = 0,
+  // A file gets the entry's last modified time, then its permissions, each where the entry
+  // knows it.  Folders and links never get either.
+  RestoreTimeAndPermissions = 1,
+};
+
+// What extraction does when an output file cannot be opened for writing, the usual case being
+// an existing read-only file.  A file that can be opened is overwritten in every mode.  To
+// clobber is to set the destination's permissions to 0777 and open it once more.
+enum class ReplaceMode : std::int32_t {
+  // A failed open is an error.
+  ReplaceNever = 0,
+  // Clobber if the destination exists; if it does not, a failed open is an error.
+  ReplaceExisting = 1,
+  // Clobber whether or not the destination exists.  Any value other than 0 and 1 acts so.
+  ReplaceAlways = 2,
+};
+
 // The data manager of a package file system: a tree of files, folders and symbolic links
 // whose manifest is the part "/metadata/filesystemManifest.xml", reached by a package
 // relationship.  Each file's bytes lie in a part of their own under "/fsroot"; folders and
@@ -185,6 +207,51 @@ class OPCVK_EXPORT FileSystemManager : public opc::model::DataManager {
   // entry must be a symbolic link" for another kind.
   std::u16string getLinkTarget(FileSystemEntry const& entry) const;
 
+  // --- Add from a real file system.  The file system is the one the selector picks for the
+  // source path; real paths are used as given.  Stops at the first error: what was added
+  // before stays, and the manager is dirty.  Two add operations on one manager must not
+  // overlap.
+
+  // Adds the file `sourceFileName` at the package path `path` with the permissions and the
+  // last modified time it has on disk.  With ApplyTransforms a text/plain file is recoded to
+  // UTF-8 (UDEToUTF8Transform) and gets that transform's content type; anything else is
+  // stored as it is.  Raises FileSystemEntryAlreadyExists before touching the file if the
+  // path is taken; CouldNotGetPermissions / CouldNotGetLastModifiedTime if the disk does not
+  // give them; the source's own errors if it cannot be read.
+  FileSystemEntry addFile(std::u16string const& sourceFileName, std::u16string const& path,
+                          TransformMode mode);
+  // Adds the content of `source` at `path` with the given permissions and time (unknown
+  // values make unset fields).  Raises FileSystemEntryAlreadyExists if the path is taken.
+  FileSystemEntry addFile(std::unique_ptr<IContentSource> source, std::u16string const& path,
+                          opc::Perms::Perms_tag permissions, boost::posix_time::ptime time);
+  // Adds every regular file and symbolic link below the folder `sourceRoot`, at the same
+  // relative paths, in the order the file system lists them.  Folders are never added as
+  // such: empty folders are passed over, and the others come into being as parents.  A link
+  // keeps a relative target as text; an absolute target under the root becomes a package
+  // path, and one outside it raises CouldNotMakeRelativeToSourceRoot.  Raises
+  // CouldNotGetSourceFilesAndLinks if the folder cannot be listed.
+  void addAll(std::u16string const& sourceRoot, TransformMode mode);
+  // As addAll for the package paths of `list` only, each read at `sourceRoot` followed by the
+  // path.  An item that is a folder or missing is passed over in silence.
+  void addList(std::u16string const& sourceRoot, std::vector<std::u16string> const& list,
+               TransformMode mode);
+
+  // --- Extraction to a real file system below the folder `destination`, which is made if
+  // missing.  The file system is the one the selector picks for it.  No transaction: what was
+  // extracted before a failure stays.  Nothing is ever written outside `destination`: an
+  // entry whose path would leave it, or would pass through a symbolic link found inside it,
+  // is refused with the error class of its kind (CouldNotCreateFile, CouldNotCreateFolder,
+  // CouldNotCreateLink), naming the entry.  A link whose target text points outside is made,
+  // as archivers do; nothing is written through it.
+
+  // Extracts every leaf (files, links, empty folders) in ascending path order; the folders
+  // above them are made on the way and get neither time nor permissions.
+  void extractAll(std::u16string const& destination, RestoreMode restoreMode,
+                  TransformMode transformMode, ReplaceMode replaceMode);
+  // Extracts the one entry (a folder alone, without what lies below it), making its parents.
+  void extractEntry(std::u16string const& destination, FileSystemEntry const& entry,
+                    RestoreMode restoreMode, TransformMode transformMode, ReplaceMode replaceMode);
+
  protected:
   // The file system that add operations read from; valid once one of them has chosen it.
   virtual opc::FileSystemOps& getSourceFSImpl() const;
@@ -246,6 +313,32 @@ class OPCVK_EXPORT FileSystemManager : public opc::model::DataManager {
   FileSystemEntry createLinkInternal(std::u16string const& path, std::u16string const& target);
   // Removes the node of `entry`, raising FileSystemEntryNotFound if it is not in the tree.
   void removeEntryNode(FileSystemEntry const& entry);
+
+  // Add from disk.
+  FileSystemEntry addFileInternal(std::unique_ptr<IContentSource> source,
+                                  std::u16string const& path, opc::Perms::Perms_tag permissions,
+                                  boost::posix_time::ptime time);
+  // Adds the file or link at `fullPath` (below `root`) at `packagePath`; anything else is
+  // passed over.
+  void addFileOrLink(std::u16string const& root, std::u16string const& fullPath,
+                     std::u16string const& packagePath, TransformMode mode);
+  // `fullPath` without the leading `root` and without the "/" that may then begin it.
+  // Raises CouldNotMakeRelativeToSourceRoot if `fullPath` does not begin with `root`.
+  std::u16string makeRelativePath(std::u16string const& root, std::u16string const& fullPath) const;
+
+  // Extraction.
+  void extractEntryInternal(std::u16string const& destination, FileSystemEntry const& entry,
+                            RestoreMode restoreMode, TransformMode transformMode,
+                            ReplaceMode replaceMode);
+  void extractFileInternal(std::u16string const& destination, FileSystemEntry const& entry,
+                           RestoreMode restoreMode, TransformMode transformMode,
+                           ReplaceMode replaceMode);
+  void extractFolderInternal(std::u16string const& destination, FileSystemEntry const& entry);
+  void extractLinkInternal(std::u16string const& destination, FileSystemEntry const& entry);
+  void ensureDestinationRootExists(std::u16string const& destination) const;
+  // Makes the folders above the entry at `pathName` and returns the entry's real path.
+  std::u16string ensureDestinationParentExists(std::u16string const& destination,
+                                               std::u16string const& pathName) const;
 
   // Set by a load that converted an older manifest, until its parts have been dealt with.
   mutable bool pendingV1Cleanup_;

@@ -1,0 +1,72 @@
+// fl::i18n charset detection and conversion: from text in any encoding to UTF-16 and UTF-8.
+#ifndef FL_I18N_CHARSET_H_
+#define FL_I18N_CHARSET_H_
+
+#include <cstddef>
+#include <memory>
+#include <ostream>
+#include <stdexcept>
+#include <string>
+
+#include <fl/i18n/export.h>
+
+namespace fl {
+namespace i18n {
+
+// What the detection and conversion operations raise: an encoding name that is not known,
+// a converter that cannot be opened, bytes that cannot be converted.
+class FL_I18N_EXPORT I18nError : public std::runtime_error {
+ public:
+  explicit I18nError(std::string const& message);
+  ~I18nError() override;
+};
+
+// The canonical name of the encoding that the `size` bytes at `data` are most likely in:
+// exactly "UTF-8" for UTF-8 (and for plain ASCII, which is valid UTF-8), "UTF-16LE",
+// "UTF-16BE", "ISO-8859-1", "windows-1252", "Shift_JIS", ...  The whole text is the sample.
+// A byte order mark decides on its own.  Empty input gives "UTF-8".
+//
+// The detector writes its remarks (what it chose, how sure it was, the runners-up) to
+// `remarks`, one line each, naming the data `dataName`.  Raises I18nError if detection
+// cannot run at all.
+FL_I18N_EXPORT std::string detect_charset(char const* data, std::size_t size, std::ostream& remarks,
+                                          std::string const& dataName);
+
+// A converter of strings of `From` to strings of `To`.
+template <typename To, typename From>
+class converter {
+ public:
+  virtual ~converter() = default;
+  // The `size` units at `data` converted.  Raises I18nError for input that the converter's
+  // policy refuses.
+  virtual std::basic_string<To> convert(From const* data, std::size_t size) const = 0;
+};
+
+// Bytes in the encoding `charset` to UTF-16.  Not copyable; one object may be used from one
+// thread at a time.
+class FL_I18N_EXPORT codecvt_string_to_ustring : public converter<char16_t, char> {
+ public:
+  // Opens a converter for `charset` (any name or alias that ICU knows).  With
+  // `dropByteOrderMark`, a byte order mark at the start of the input is not part of the
+  // result.  Raises I18nError for an unknown encoding.
+  codecvt_string_to_ustring(std::string const& charset, bool dropByteOrderMark);
+  ~codecvt_string_to_ustring() override;
+  codecvt_string_to_ustring(codecvt_string_to_ustring const&) = delete;
+  codecvt_string_to_ustring& operator=(codecvt_string_to_ustring const&) = delete;
+
+  // Bytes that are not valid in the encoding become U+FFFD: recoding text never loses the
+  // rest of it for one bad byte.
+  std::u16string convert(char const* data, std::size_t size) const override;
+
+ private:
+  struct Impl;
+  std::unique_ptr<Impl> impl_;
+};
+
+// UTF-16 to UTF-8.  An unpaired surrogate becomes U+FFFD.
+FL_I18N_EXPORT std::string ustring_to_utf8(std::u16string const& text);
+
+}  // namespace i18n
+}  // namespace fl
+
+#endif  // FL_I18N_CHARSET_H_
