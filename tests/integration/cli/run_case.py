@@ -1,0 +1,430 @@
+#!/usr/bin/env python3
+"""Runs one data-driven case of the opcvk command-line tool.
+
+    run_case.py OPCVK CASE.json [--keep]
+
+A case is a JSON object:
+
+  "description"  what the case shows (free text)
+  "fixture"      trees to lay out before anything runs, keyed by where they go:
+                 "src" ({src}), "dest" ({dest}), "tmp" ({tmp} itself); each a list of
+                 entries (see below)
+  "setup"        steps run in order, each of which must succeed:
+                   {"opcvk": [args...]}            the tool, exit 0 required
+                   {"sh": "script"}                bash, with $OPCVK $PKG $SRC $DEST $TMP set
+                   {"truncate": path, "size": n}   cut a file to n bytes
+                   {"zip_replace": path, "item": name, "replace": [[old, new], ...]}
+                                                   rewrite one item of a ZIP file, text
+                                                   replacements in UTF-8, everything else
+                                                   copied as it stands
+                   {"zip_add": path, "item": name, "text"|"base64": ...}
+                                                   append an item to a ZIP file
+  "command"      the tool's arguments, a list of strings
+  "as_nobody"    run the command as uid/gid 65534 (the tests run as root otherwise)
+  "env"          extra environment of the command
+  "exit"         the expected exit code
+  "stdout"       "exact text" | {"lines": [...]} | {"regex": re} | {"json": value} |
+                 {"text": t, "encoding": e} | {"base64": b} | {"any": true};
+                 absent means empty
+  "stderr"       "the one line" (without its newline) | {"regex": re} | {"any": true};
+                 absent means empty
+  "folder"       {"path": p, "entries": [...], "times": bool, "exact": bool (default true)}:
+                 the tree at p compared semantically with the entries; with "times" the
+                 mtime of every file entry that gives one is compared to the microsecond
+  "package"      {"path": p, "list": [{"path":..., other keys compared when given}],
+                  "cat": {package path: content spec}, "cat_raw": {...}}: the package seen
+                 through "opcvk list --json" (every entry, in order) and "opcvk cat"
+                 ("cat_raw" adds --no-transforms)
+  "absent"       paths that must not exist afterwards
+  "unchanged"    paths whose bytes must be what they were before the command
+
+Placeholders in strings: {pkg} ({tmp}/package.zip), {src}, {dest}, {tmp}.
+
+An entry of a tree: {"path": "a/b.txt"} with one of
+  "text": t (with "encoding": e, default utf-8) | "base64": b | "hex": h  -> a file
+  "folder": true                                                        -> a folder
+  "link": target                                                        -> a symbolic link
+and optionally "mode": "0644" and "mtime": "2021-02-03T04:05:06.123456Z" (files and
+folders), "owner": "nobody".  Missing parent folders are made.
+"""
+
+import base64
+import json
+import os
+import re
+import shutil
+import subprocess
+import sys
+import tempfile
+import zipfile
+from datetime import datetime, timezone
+import importlib.util
+from importlib.machinery import SourceFileLoader
+
+HERE = os.path.dirname(os.path.abspath(__file__))
+REPO = os.path.normpath(os.path.join(HERE, "..", "..", ".."))
+
+
+def load_compare_trees():
+    """scripts/compare-trees has no .py suffix, so it is loaded by hand."""
+    loader = SourceFileLoader("compare_trees", os.path.join(REPO, "scripts", "compare-trees"))
+    spec = importlib.util.spec_from_loader("compare_trees", loader)
+    module = importlib.util.module_from_spec(spec)
+    loader.exec_module(module)
+    return module
+
+
+compare_trees = load_compare_trees()
+
+NOBODY = 65534
+TIMEOUT = 120
+
+
+class CaseFailure(Exception):
+    pass
+
+
+def parse_time_us(text):
+    """"2021-02-03T04:05:06.123456Z" -> microseconds since the epoch (UTC)."""
+    match = re.fullmatch(r"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d)(?:\.(\d{1,6}))?Z", text)
+    if not match:
+        raise CaseFailure("bad time in case: %r" % text)
+    base = datetime.strptime(match.group(1), "%Y-%m-%dT%H:%M:%S").replace(tzinfo=timezone.utc)
+    seconds = int((base - datetime(1970, 1, 1, tzinfo=timezone.utc)).total_seconds())
+    micros = int((match.group(2) or "0").ljust(6, "0"))
+    return seconds * 1_000_000 + micros
+
+
+def content_bytes(spec):
+    """The bytes a content spec stands for, or None if it names no content."""
+    if "text" in spec:
+        return spec["text"].encode(spec.get("encoding", "utf-8"))
+    if "base64" in spec:
+        return base64.b64decode(spec["base64"])
+    if "hex" in spec:
+        return bytes.fromhex(spec["hex"])
+    return None
+
+
+class Case:
+    def __init__(self, opcvk, path, tmp):
+        with open(path, "rb") as f:
+            self.data = json.load(f)
+        self.opcvk = opcvk
+        self.tmp = tmp
+        self.places = {
+            "pkg": os.path.join(tmp, "package.zip"),
+            "src": os.path.join(tmp, "src"),
+            "dest": os.path.join(tmp, "dest"),
+            "tmp": tmp,
+        }
+
+    # --- placeholders
+
+    def sub(self, value):
+        if isinstance(value, str):
+            for key, place in self.places.items():
+                value = value.replace("{%s}" % key, place)
+            return value
+        if isinstance(value, list):
+            return [self.sub(v) for v in value]
+        if isinstance(value, dict):
+            return {k: self.sub(v) for k, v in value.items()}
+        return value
+
+    # --- fixtures
+
+    def lay_out(self, root, entries):
+        os.makedirs(root, exist_ok=True)
+        late = []  # folder modes and times go last, once nothing more is made inside them
+        for entry in entries:
+            full = os.path.join(root, entry["path"])
+            os.makedirs(os.path.dirname(full), exist_ok=True)
+            data = content_bytes(entry)
+            if data is not None:
+                with open(full, "wb") as f:
+                    f.write(data)
+            elif entry.get("folder"):
+                os.makedirs(full, exist_ok=True)
+            elif "link" in entry:
+                os.symlink(self.sub(entry["link"]), full)
+                continue
+            else:
+                raise CaseFailure("fixture entry without content: %r" % entry)
+            if entry.get("owner") == "nobody":
+                os.chown(full, NOBODY, NOBODY)
+            if entry.get("folder"):
+                late.append((full, entry))
+            else:
+                self.set_mode_and_time(full, entry)
+        for full, entry in reversed(late):
+            self.set_mode_and_time(full, entry)
+
+    @staticmethod
+    def set_mode_and_time(full, entry):
+        if "mode" in entry:
+            os.chmod(full, int(entry["mode"], 8))
+        if "mtime" in entry:
+            ns = parse_time_us(entry["mtime"]) * 1000
+            os.utime(full, ns=(ns, ns))
+
+    # --- running
+
+    def environment(self, extra=None):
+        env = dict(os.environ)
+        env.update({"OPCVK": self.opcvk, "PKG": self.places["pkg"], "SRC": self.places["src"],
+                    "DEST": self.places["dest"], "TMP": self.tmp})
+        env.setdefault("LC_ALL", "C.UTF-8")
+        for key, value in (extra or {}).items():
+            env[key] = self.sub(value)
+        return env
+
+    def run_tool(self, args, as_nobody=False, env=None):
+        argv = [self.opcvk] + self.sub(args)
+        if as_nobody:
+            argv = ["setpriv", "--reuid=%d" % NOBODY, "--regid=%d" % NOBODY,
+                    "--clear-groups"] + argv
+        return subprocess.run(argv, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                              stderr=subprocess.PIPE, env=self.environment(env),
+                              timeout=TIMEOUT, cwd=self.tmp)
+
+    def setup(self):
+        for step in self.data.get("setup", []):
+            if "opcvk" in step:
+                result = self.run_tool(step["opcvk"])
+                if result.returncode != 0:
+                    raise CaseFailure("setup step %r exited %d: %s" % (
+                        step["opcvk"], result.returncode, result.stderr.decode(errors="replace")))
+            elif "sh" in step:
+                result = subprocess.run(["bash", "-euo", "pipefail", "-c", step["sh"]],
+                                        env=self.environment(), cwd=self.tmp,
+                                        stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+                                        timeout=TIMEOUT)
+                if result.returncode != 0:
+                    raise CaseFailure("setup script exited %d: %s\n%s" % (
+                        result.returncode, step["sh"], result.stdout.decode(errors="replace")))
+            elif "truncate" in step:
+                os.truncate(self.sub(step["truncate"]), step["size"])
+            elif "zip_replace" in step:
+                self.zip_rewrite(self.sub(step["zip_replace"]), step["item"],
+                                 lambda data: self.replace_all(data, step["replace"]))
+            elif "zip_add" in step:
+                with zipfile.ZipFile(self.sub(step["zip_add"]), "a", zipfile.ZIP_DEFLATED) as z:
+                    z.writestr(step["item"], content_bytes(step))
+            else:
+                raise CaseFailure("unknown setup step %r" % step)
+
+    def replace_all(self, data, pairs):
+        text = data.decode("utf-8")
+        for old, new in pairs:
+            if old not in text:
+                raise CaseFailure("zip_replace: %r not found in the item" % old)
+            text = text.replace(old, self.sub(new))
+        return text.encode("utf-8")
+
+    @staticmethod
+    def zip_rewrite(path, item, change):
+        """Copies the ZIP at path with one item changed, items and their order kept."""
+        with zipfile.ZipFile(path) as old:
+            infos = old.infolist()
+            contents = [old.read(info) for info in infos]
+        if item not in [info.filename for info in infos]:
+            raise CaseFailure("zip_replace: no item %r in %s" % (item, path))
+        with zipfile.ZipFile(path + ".new", "w") as new:
+            for info, data in zip(infos, contents):
+                if info.filename == item:
+                    data = change(data)
+                new.writestr(info, data, compress_type=info.compress_type)
+        os.replace(path + ".new", path)
+
+    # --- checks
+
+    def check_stream(self, name, actual, expected, failures):
+        text = actual.decode("utf-8", errors="replace")
+        if expected is None:
+            if actual:
+                failures.append("%s: expected nothing, got:\n%s" % (name, text))
+            return
+        if isinstance(expected, str):
+            expected = self.sub(expected)
+            if name == "stderr":
+                ok = text == expected + "\n"
+            else:
+                ok = text == expected
+            if not ok:
+                failures.append("%s: expected exactly:\n%r\ngot:\n%r" % (name, expected, text))
+            return
+        expected = self.sub(expected)
+        if expected.get("any"):
+            return
+        if "lines" in expected:
+            lines = text.split("\n")
+            if lines and lines[-1] == "":
+                lines.pop()
+            else:
+                failures.append("%s: the output does not end with a newline" % name)
+            if lines != expected["lines"]:
+                failures.append("%s: lines differ:\n%s" % (name, line_diff(expected["lines"], lines)))
+        elif "regex" in expected:
+            if not re.fullmatch(expected["regex"], text, re.S):
+                failures.append("%s: %r does not match /%s/" % (name, text, expected["regex"]))
+        elif "json" in expected:
+            try:
+                value = json.loads(text)
+            except ValueError as e:
+                failures.append("%s: not JSON (%s):\n%s" % (name, e, text))
+                return
+            if value != expected["json"]:
+                failures.append("%s: JSON differs:\nexpected %s\ngot      %s" % (
+                    name, json.dumps(expected["json"], ensure_ascii=False),
+                    json.dumps(value, ensure_ascii=False)))
+        else:
+            want = content_bytes(expected)
+            if want is None:
+                raise CaseFailure("bad %s expectation %r" % (name, expected))
+            if actual != want:
+                failures.append("%s: bytes differ:\nexpected %r\ngot      %r" % (name, want, actual))
+
+    def check_folder(self, spec, failures):
+        root = self.sub(spec["path"])
+        if not os.path.isdir(root):
+            failures.append("folder %s does not exist" % root)
+            return
+        actual = compare_trees.scan(root)
+        expected = {}
+        for entry in spec.get("entries", []):
+            parts = entry["path"].split("/")
+            for i in range(1, len(parts)):
+                expected.setdefault("/".join(parts[:i]), {"path": "/".join(parts[:i]),
+                                                          "folder": True, "implied": True})
+            expected[entry["path"]] = entry
+        if spec.get("exact", True):
+            for rel in sorted(set(actual) - set(expected)):
+                failures.append("folder: unexpected %s %s" % (actual[rel].kind, rel))
+        for rel, entry in sorted(expected.items()):
+            got = actual.get(rel)
+            if got is None:
+                failures.append("folder: missing %s" % rel)
+                continue
+            data = content_bytes(entry)
+            kind = "file" if data is not None else "link" if "link" in entry else "folder"
+            if got.kind != kind:
+                failures.append("folder: %s is a %s, expected a %s" % (rel, got.kind, kind))
+                continue
+            if data is not None and got.data != data:
+                failures.append("folder: %s has %r, expected %r" % (rel, got.data, data))
+            if kind == "link" and got.target != self.sub(entry["link"]):
+                failures.append("folder: link %s has the text %r, expected %r" % (
+                    rel, got.target, self.sub(entry["link"])))
+            if "mode" in entry and kind != "link" and got.mode != int(entry["mode"], 8):
+                failures.append("folder: %s has mode %04o, expected %s" % (rel, got.mode,
+                                                                          entry["mode"]))
+            if spec.get("times") and "mtime" in entry:
+                want = parse_time_us(entry["mtime"])
+                if got.mtime_us != want:
+                    failures.append("folder: %s has time %s, expected %s" % (
+                        rel, compare_trees.format_time(got.mtime_us),
+                        compare_trees.format_time(want)))
+            if kind == "folder" and entry.get("empty") and not got.empty:
+                failures.append("folder: %s is not empty" % rel)
+
+    def check_package(self, spec, failures):
+        pkg = self.sub(spec.get("path", "{pkg}"))
+        if "list" in spec:
+            result = self.run_tool(["list", "--json", pkg])
+            if result.returncode != 0:
+                failures.append("package: list --json exited %d: %s" % (
+                    result.returncode, result.stderr.decode(errors="replace")))
+            else:
+                entries = json.loads(result.stdout.decode("utf-8"))
+                want = self.sub(spec["list"])
+                paths = [e.get("path") for e in entries]
+                if paths != [w["path"] for w in want]:
+                    failures.append("package: paths differ:\n%s" % line_diff(
+                        [w["path"] for w in want], paths))
+                else:
+                    for got, w in zip(entries, want):
+                        for key, value in w.items():
+                            if got.get(key, "<absent>") != value:
+                                failures.append("package: %s has %s %r, expected %r" % (
+                                    w["path"], key, got.get(key, "<absent>"), value))
+        for key, extra in (("cat", []), ("cat_raw", ["--no-transforms"])):
+            for path, content in spec.get(key, {}).items():
+                result = self.run_tool(["cat", pkg, path] + extra)
+                want = content_bytes(content)
+                if result.returncode != 0:
+                    failures.append("package: cat %s exited %d: %s" % (
+                        path, result.returncode, result.stderr.decode(errors="replace")))
+                elif result.stdout != want:
+                    failures.append("package: cat %s gave %r, expected %r" % (
+                        path, result.stdout, want))
+
+    def run(self):
+        for where, entries in self.data.get("fixture", {}).items():
+            self.lay_out(self.places[where], entries)
+        if self.data.get("as_nobody"):
+            # The command runs as nobody: let it reach the work folder.
+            os.chmod(self.tmp, 0o777)
+        self.setup()
+        before = {}
+        for path in self.sub(self.data.get("unchanged", [])):
+            with open(path, "rb") as f:
+                before[path] = f.read()
+        command = self.data["command"]
+        result = self.run_tool(command, self.data.get("as_nobody", False), self.data.get("env"))
+        failures = []
+        if result.returncode != self.data["exit"]:
+            failures.append("exit code %d, expected %d" % (result.returncode, self.data["exit"]))
+        self.check_stream("stdout", result.stdout, self.data.get("stdout"), failures)
+        self.check_stream("stderr", result.stderr, self.data.get("stderr"), failures)
+        if "folder" in self.data:
+            self.check_folder(self.data["folder"], failures)
+        if "package" in self.data:
+            self.check_package(self.data["package"], failures)
+        for path in self.sub(self.data.get("absent", [])):
+            if os.path.lexists(path):
+                failures.append("%s exists, and must not" % path)
+        for path, data in before.items():
+            with open(path, "rb") as f:
+                if f.read() != data:
+                    failures.append("%s was changed" % path)
+        if failures:
+            raise CaseFailure("opcvk %s\n%s" % (" ".join(self.sub(command)),
+                                                "\n".join("  - " + f for f in failures)))
+
+
+def line_diff(expected, actual):
+    import difflib
+    return "\n".join(difflib.unified_diff(expected, actual, "expected", "actual", lineterm=""))
+
+
+def main(argv):
+    if len(argv) < 2:
+        print(__doc__, file=sys.stderr)
+        return 2
+    opcvk, case_path = os.path.abspath(argv[0]), argv[1]
+    keep = "--keep" in argv[2:]
+    # Files made without --restore get the permissions of this mask; cases count on it.
+    os.umask(0o022)
+    tmp = tempfile.mkdtemp(prefix="opcvk-cli-")
+    try:
+        Case(opcvk, case_path, tmp).run()
+    except CaseFailure as e:
+        print("FAIL %s\n%s" % (os.path.basename(case_path), e))
+        print("work folder: %s" % tmp if keep else "(run with --keep to keep the work folder)")
+        return 1
+    finally:
+        if not keep:
+            # Fixtures may hold read-only folders; open them up so that all of it can go.
+            for folder, dirs, _ in os.walk(tmp):
+                for d in dirs:
+                    full = os.path.join(folder, d)
+                    if not os.path.islink(full):
+                        os.chmod(full, 0o755)
+            shutil.rmtree(tmp, ignore_errors=True)
+    print("PASS %s" % os.path.basename(case_path))
+    return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main(sys.argv[1:]))
