@@ -35,6 +35,10 @@
 #include <opc/model/uri.h>
 #include <opc/model/xml/xml_exceptions.h>
 
+// Internationalisation: charset detection and conversion, and I18nError, which text
+// recoding raises.
+#include <fl/i18n/charset.h>
+
 // The services of this library.
 #include <opc/vkservices/content_sources.h>
 #include <opc/vkservices/content_types.h>
@@ -43,6 +47,7 @@
 #include <opc/vkservices/file_system_manager.h>
 #include <opc/vkservices/schema_base.h>
 #include <opc/vkservices/transform_source.h>
+#include <opc/vkservices/ude_to_utf8_transform.h>
 #include <opc/vkservices/version.h>
 
 #endif  // OPC_VKSERVICES_H_

@@ -26,9 +26,15 @@ class FL_I18N_EXPORT I18nError : public std::runtime_error {
 // "UTF-16BE", "ISO-8859-1", "windows-1252", "Shift_JIS", ...  The whole text is the sample.
 // A byte order mark decides on its own.  Empty input gives "UTF-8".
 //
-// The detector writes its remarks (what it chose, how sure it was, the runners-up) to
-// `remarks`, one line each, naming the data `dataName`.  Raises I18nError if detection
-// cannot run at all.
+// Text that is not well-formed UTF-8 goes to ICU's detector, whose best match that ICU can
+// also convert is the answer, by its MIME name where it has one; if nothing matches,
+// "ISO-8859-1", in which every byte is a character.  Well-formed UTF-8 that holds zero bytes
+// is asked about too, and is UTF-16 or UTF-32 without a byte order mark if the detector is
+// sure of that.  Linear in `size`; beyond 2 GiB the detector sees the first 2 GiB.
+//
+// The detector writes its remarks (what it chose and why, how sure it was, the runners-up)
+// to `remarks`, one line each, naming the data `dataName`.  Raises I18nError if detection
+// cannot run at all.  Thread-safe: each call has a detector of its own.
 FL_I18N_EXPORT std::string detect_charset(char const* data, std::size_t size, std::ostream& remarks,
                                           std::string const& dataName);
 
@@ -54,8 +60,9 @@ class FL_I18N_EXPORT codecvt_string_to_ustring : public converter<char16_t, char
   codecvt_string_to_ustring(codecvt_string_to_ustring const&) = delete;
   codecvt_string_to_ustring& operator=(codecvt_string_to_ustring const&) = delete;
 
-  // Bytes that are not valid in the encoding become U+FFFD: recoding text never loses the
-  // rest of it for one bad byte.
+  // Bytes that are not valid in the encoding, or that it maps to nothing, become U+FFFD:
+  // recoding text never loses the rest of it for one bad byte.  Each call converts a text of
+  // its own; input of any size is fed to ICU in pieces.
   std::u16string convert(char const* data, std::size_t size) const override;
 
  private:
@@ -63,7 +70,8 @@ class FL_I18N_EXPORT codecvt_string_to_ustring : public converter<char16_t, char
   std::unique_ptr<Impl> impl_;
 };
 
-// UTF-16 to UTF-8.  An unpaired surrogate becomes U+FFFD.
+// UTF-16 to UTF-8.  An unpaired surrogate becomes U+FFFD, so the result is always
+// well-formed.  Thread-safe.
 FL_I18N_EXPORT std::string ustring_to_utf8(std::u16string const& text);
 
 }  // namespace i18n

@@ -1,0 +1,166 @@
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include <unicode/ucnv.h>
+#include <unicode/ucsdet.h>
+
+#include <fl/i18n/charset.h>
+
+#include "icu_handles.h"
+#include "utf8.h"
+
+namespace fl {
+namespace i18n {
+namespace {
+
+constexpr char const kUtf8[] = "UTF-8";
+// What text is taken as when nothing else fits: every byte is a character of it, so no byte
+// is lost in a conversion.
+constexpr char const kEveryByte[] = "ISO-8859-1";
+// How many of the other candidates a remark names.
+constexpr std::size_t kRunnersUp = 3;
+// The confidence (of 100) with which the detector must see UTF-16 or UTF-32 in text that is
+// also well-formed UTF-8 before it wins over UTF-8.
+constexpr int32_t kWideOverUtf8 = 50;
+
+struct Candidate {
+  std::string name;
+  int32_t confidence;
+};
+
+// The encoding that a byte order mark at the start of the text announces, or null.  The
+// UTF-32LE mark begins with the UTF-16LE one, so it is tried first.
+char const* byteOrderMark(unsigned char const* p, std::size_t size) {
+  if (size >= 3 && p[0] == 0xEF && p[1] == 0xBB && p[2] == 0xBF) return "UTF-8";
+  if (size >= 4 && p[0] == 0xFF && p[1] == 0xFE && p[2] == 0x00 && p[3] == 0x00) {
+    return "UTF-32LE";
+  }
+  if (size >= 4 && p[0] == 0x00 && p[1] == 0x00 && p[2] == 0xFE && p[3] == 0xFF) {
+    return "UTF-32BE";
+  }
+  if (size >= 2 && p[0] == 0xFF && p[1] == 0xFE) return "UTF-16LE";
+  if (size >= 2 && p[0] == 0xFE && p[1] == 0xFF) return "UTF-16BE";
+  return nullptr;
+}
+
+// The detector's name as the MIME name where there is one ("ISO-8859-8-I" is converted as
+// "ISO-8859-8"), else as the detector gives it; empty if no converter opens for it (the
+// detector knows a few EBCDIC variants, such as "IBM420_rtl", that ICU cannot convert).
+std::string convertibleName(char const* detected) {
+  UErrorCode status = U_ZERO_ERROR;
+  detail::ConverterHandle converter(ucnv_open(detected, &status));
+  if (U_FAILURE(status) || !converter) return std::string();
+  status = U_ZERO_ERROR;
+  char const* mime = ucnv_getStandardName(detected, "MIME", &status);
+  if (U_SUCCESS(status) && mime != nullptr) return mime;
+  return detected;
+}
+
+// ICU's candidates for the text, best first, each encoding once, only those that can be
+// converted.
+std::vector<Candidate> askDetector(char const* data, std::size_t size) {
+  UErrorCode status = U_ZERO_ERROR;
+  detail::DetectorHandle detector(ucsdet_open(&status));
+  if (U_FAILURE(status) || !detector) {
+    throw I18nError(std::string("Cannot open the charset detector: ") + u_errorName(status));
+  }
+  // ICU takes the length as int32_t; beyond 2 GiB the start of the text is sample enough.
+  auto const length = static_cast<int32_t>(
+      std::min<std::size_t>(size, static_cast<std::size_t>(std::numeric_limits<int32_t>::max())));
+  ucsdet_setText(detector.get(), data, length, &status);
+  int32_t count = 0;
+  UCharsetMatch const** matches = ucsdet_detectAll(detector.get(), &count, &status);
+  if (U_FAILURE(status)) {
+    throw I18nError(std::string("Cannot detect the charset: ") + u_errorName(status));
+  }
+  std::vector<Candidate> candidates;
+  for (int32_t i = 0; i < count && matches != nullptr; ++i) {
+    UErrorCode matchStatus = U_ZERO_ERROR;
+    char const* name = ucsdet_getName(matches[i], &matchStatus);
+    int32_t const confidence = ucsdet_getConfidence(matches[i], &matchStatus);
+    if (U_FAILURE(matchStatus) || name == nullptr) continue;
+    std::string canonical = convertibleName(name);
+    if (canonical.empty()) continue;
+    bool const seen = std::any_of(candidates.begin(), candidates.end(),
+                                  [&](Candidate const& c) { return c.name == canonical; });
+    if (!seen) candidates.push_back(Candidate{std::move(canonical), confidence});
+  }
+  return candidates;
+}
+
+bool isWide(std::string const& name) {
+  return name == "UTF-16LE" || name == "UTF-16BE" || name == "UTF-32LE" || name == "UTF-32BE";
+}
+
+std::string describe(std::vector<Candidate> const& candidates, std::size_t from) {
+  std::string text;
+  std::size_t const end = std::min(candidates.size(), from + kRunnersUp);
+  for (std::size_t i = from; i < end; ++i) {
+    if (!text.empty()) text += ", ";
+    text += candidates[i].name + " " + std::to_string(candidates[i].confidence);
+  }
+  return text.empty() ? "none" : text;
+}
+
+void remark(std::ostream& remarks, std::string const& dataName, std::string const& charset,
+            std::string const& reason) {
+  remarks << "charset of " << dataName << ": " << charset << " (" << reason << ")\n";
+}
+
+}  // namespace
+
+std::string detect_charset(char const* data, std::size_t size, std::ostream& remarks,
+                           std::string const& dataName) {
+  if (size == 0) {
+    remark(remarks, dataName, kUtf8, "empty");
+    return kUtf8;
+  }
+  auto const* bytes = reinterpret_cast<unsigned char const*>(data);
+  if (char const* marked = byteOrderMark(bytes, size)) {
+    remark(remarks, dataName, marked, "byte order mark");
+    return marked;
+  }
+
+  // ICU's detector guesses poorly on short texts and gives no certainty for UTF-8, so
+  // well-formed UTF-8 is settled here.  Only zero bytes raise a doubt: they are rare in
+  // UTF-8 text, yet UTF-16 and UTF-32 of ASCII letters without a byte order mark are
+  // well-formed UTF-8 too.
+  if (detail::isWellFormedUtf8(data, size)) {
+    if (std::memchr(data, 0, size) == nullptr) {
+      remark(remarks, dataName, kUtf8, "well-formed UTF-8, " + std::to_string(size) + " bytes");
+      return kUtf8;
+    }
+    std::vector<Candidate> const candidates = askDetector(data, size);
+    if (!candidates.empty() && isWide(candidates.front().name) &&
+        candidates.front().confidence >= kWideOverUtf8) {
+      remark(remarks, dataName, candidates.front().name,
+             "zero bytes in well-formed UTF-8, detected with confidence " +
+                 std::to_string(candidates.front().confidence) +
+                 " of 100; runners-up: " + describe(candidates, 1));
+      return candidates.front().name;
+    }
+    remark(remarks, dataName, kUtf8,
+           "well-formed UTF-8 with zero bytes, " + std::to_string(size) +
+               " bytes; the detector offered: " + describe(candidates, 0));
+    return kUtf8;
+  }
+
+  std::vector<Candidate> const candidates = askDetector(data, size);
+  if (candidates.empty()) {
+    remark(remarks, dataName, kEveryByte,
+           "no encoding matched; every byte is taken as one character");
+    return kEveryByte;
+  }
+  remark(remarks, dataName, candidates.front().name,
+         "not well-formed UTF-8, detected with confidence " +
+             std::to_string(candidates.front().confidence) +
+             " of 100; runners-up: " + describe(candidates, 1));
+  return candidates.front().name;
+}
+
+}  // namespace i18n
+}  // namespace fl
