@@ -1,0 +1,358 @@
+#!/usr/bin/python3
+"""Compares opcvk with common ZIP archivers on one generated corpus, phase by phase.
+
+    bench/archivers.py --corpus mixed --work DIR --opcvk BUILD/tools/opcvk/opcvk
+                       [--seed N] [--skip-tool TOOL]... [--no-content-check] [--keep]
+
+The corpus (bench/corpus/generate_corpus.py) is made once in DIR/corpus and reused while the
+preset, the seed and the generator stay the same.  Then each tool, in turn and on the same
+corpus, creates an archive, lists it and extracts it:
+
+  opcvk    opcvk pack / opcvk list / opcvk extract --restore
+  zip      zip -r -y -q -6 / unzip -l / unzip -q        (-y: links stored as links)
+  zip-1    the same with zip -1, a reference for a fast level
+  bsdtar   bsdtar --format zip -cf / -tf / -xf
+  7z       7z a -tzip -mx=5 -snl / 7z l / 7z x -snld  (-snld: it refuses links with "..",
+           even those that stay inside the destination, without it)
+  python   zipfile, ZIP_DEFLATED level 6: write / namelist / extractall
+
+Every phase is its own process under /usr/bin/time (wall, user + system, peak resident size),
+after a sync; the page cache is not dropped, so the corpus is read warm by every tool alike.
+Each extraction is checked against the corpus: the files, folders and links that came back,
+their bytes (and content, unless --no-content-check), modes and modification times.
+Install the peers with scripts/setup-bench-deps.  The tables are printed in Markdown and
+saved in DIR/results-<preset>-<time>.md.
+"""
+
+import argparse
+import hashlib
+import json
+import os
+import shutil
+import stat
+import subprocess
+import sys
+import time
+
+HERE = os.path.dirname(os.path.abspath(__file__))
+GENERATOR = os.path.join(HERE, "corpus", "generate_corpus.py")
+ZIPFILE_TOOL = os.path.join(HERE, "corpus", "zipfile_tool.py")
+PYTHON = "/usr/bin/python3"
+MIB = 1 << 20
+TOOLS = ("opcvk", "zip", "zip-1", "bsdtar", "7z", "python")
+PHASES = ("create", "list", "extract")
+# The commands each tool needs, for the check before anything runs.
+NEEDS = {"zip": ("zip", "unzip"), "zip-1": ("zip", "unzip"), "bsdtar": ("bsdtar",), "7z": ("7z",),
+         "python": (PYTHON,)}
+
+
+def log(message):
+    print(message, file=sys.stderr, flush=True)
+
+
+def commands(tool, opcvk, src, archive, dest, no_transforms):
+    """(create, list, extract) as (argv, working folder) pairs."""
+    if tool == "opcvk":
+        pack = [opcvk, "pack", "-q", src, archive] + (["--no-transforms"] if no_transforms else [])
+        return ((pack, None), ([opcvk, "list", archive], None),
+                ([opcvk, "extract", "-q", "--restore", archive, dest], None))
+    if tool in ("zip", "zip-1"):
+        level = "-6" if tool == "zip" else "-1"
+        return ((["zip", "-r", "-y", "-q", level, archive, "."], src), (["unzip", "-l", archive], None),
+                (["unzip", "-q", archive, "-d", dest], None))
+    if tool == "bsdtar":
+        return ((["bsdtar", "--format", "zip", "-cf", archive, "-C", src, "."], None),
+                (["bsdtar", "-tf", archive], None), (["bsdtar", "-xf", archive, "-C", dest], None))
+    if tool == "7z":
+        return ((["7z", "a", "-tzip", "-mx=5", "-snl", "-bd", archive, "."], src),
+                (["7z", "l", archive], None), (["7z", "x", "-y", "-bd", "-snld", "-o" + dest, archive], None))
+    if tool == "python":
+        return (([PYTHON, ZIPFILE_TOOL, "create", src, archive], None),
+                ([PYTHON, ZIPFILE_TOOL, "list", archive], None),
+                ([PYTHON, ZIPFILE_TOOL, "extract", archive, dest], None))
+    raise ValueError(tool)
+
+
+def timed(argv, cwd, out_path, env):
+    """Runs argv under /usr/bin/time; returns (exit code, wall s, cpu s, peak MiB)."""
+    subprocess.run(["sync"], check=True)
+    time_file = out_path + ".time"
+    with open(out_path, "wb") as out:
+        rc = subprocess.run(["/usr/bin/time", "-f", "%e %U %S %M", "-o", time_file] + argv, cwd=cwd,
+                            stdout=out, stderr=subprocess.STDOUT, env=env).returncode
+    with open(time_file) as f:
+        last = f.read().strip().splitlines()[-1].split()
+    os.unlink(time_file)
+    wall, user, system, peak_kib = float(last[0]), float(last[1]), float(last[2]), int(last[3])
+    return rc, wall, user + system, peak_kib / 1024
+
+
+def scan(root, hashes):
+    """Relative path -> [kind, size, mode, mtime ns, link target or content digest]."""
+    entries = {}
+    stack = [""]
+    while stack:
+        rel = stack.pop()
+        with os.scandir(os.path.join(root, rel)) as it:
+            for e in it:
+                r = f"{rel}/{e.name}" if rel else e.name
+                st = e.stat(follow_symlinks=False)
+                mode = stat.S_IMODE(st.st_mode)
+                if stat.S_ISDIR(st.st_mode):
+                    entries[r] = ["d", 0, mode, st.st_mtime_ns, None]
+                    stack.append(r)
+                elif stat.S_ISLNK(st.st_mode):
+                    entries[r] = ["l", 0, mode, st.st_mtime_ns, os.readlink(e.path)]
+                elif stat.S_ISREG(st.st_mode):
+                    digest = None
+                    if hashes:
+                        with open(e.path, "rb") as f:
+                            digest = hashlib.file_digest(f, "md5").hexdigest()
+                    entries[r] = ["f", st.st_size, mode, st.st_mtime_ns, digest]
+                else:
+                    entries[r] = ["o", 0, mode, st.st_mtime_ns, None]
+    return entries
+
+
+def compare(source, got, hashes):
+    """What of `source` came back in `got`: counts and a short verdict."""
+    want = {k: sum(1 for e in source.values() if e[0] == k) for k in "fdl"}
+    have = {"f": 0, "d": 0, "l": 0}
+    content = modes = modes_of = times2 = times_us = 0
+    for path, e in source.items():
+        g = got.get(path)
+        if g is None or g[0] != e[0]:
+            continue
+        if e[0] == "l":
+            have["l"] += g[4] == e[4]
+            continue
+        have[e[0]] += 1
+        modes_of += 1
+        modes += g[2] == e[2]
+        if e[0] == "f":
+            content += g[1] == e[1] and (not hashes or g[4] == e[4])
+            delta = abs(g[3] - e[3])
+            times2 += delta <= 2_000_000_000
+            times_us += delta < 1000
+    want_bytes = sum(e[1] for e in source.values())
+    got_bytes = sum(e[1] for e in got.values())
+    extra = sum(1 for p in got if p not in source)
+    problems = []
+    for kind, label in (("f", "files"), ("d", "folders"), ("l", "links")):
+        if have[kind] != want[kind]:
+            problems.append(f"{label} {have[kind]}/{want[kind]}")
+    if got_bytes != want_bytes:
+        problems.append(f"bytes {got_bytes - want_bytes:+d}")
+    if content != want["f"]:
+        problems.append(f"content {content}/{want['f']}")
+    if extra:
+        problems.append(f"{extra} extra")
+    files = max(1, want["f"])
+    return {
+        "verdict": "ok" if not problems else "; ".join(problems),
+        "files": f"{have['f']}/{want['f']}", "folders": f"{have['d']}/{want['d']}",
+        "links": f"{have['l']}/{want['l']}", "bytes": got_bytes == want_bytes and "equal" or f"{got_bytes - want_bytes:+d}",
+        "content": f"{content}/{want['f']}" if hashes else "not checked",
+        "modes": f"{100 * modes / max(1, modes_of):.0f}%",
+        "times2": f"{100 * times2 / files:.0f}%", "times_us": f"{100 * times_us / files:.0f}%",
+    }
+
+
+def generator_digest():
+    with open(GENERATOR, "rb") as f:
+        return hashlib.sha1(f.read()).hexdigest()
+
+
+def ensure_corpus(work, preset, seed, env):
+    """The corpus folder and its record (summary and scan), made if missing or stale."""
+    base = os.path.join(work, "corpus", f"{preset}-seed{seed}")
+    record_path = base + ".json"
+    digest = generator_digest()
+    if os.path.exists(record_path):
+        with open(record_path) as f:
+            record = json.load(f)
+        if record.get("generator") == digest and os.path.isdir(base):
+            log(f"corpus {preset} (seed {seed}) reused from {base}")
+            return base, record
+        os.unlink(record_path)
+    log(f"making corpus {preset} (seed {seed}) in {base}")
+    os.makedirs(os.path.dirname(base), exist_ok=True)
+    began = time.monotonic()
+    out = subprocess.run([PYTHON, GENERATOR, "--preset", preset, "--seed", str(seed), "--out", base,
+                          "--force", "--json"], check=True, stdout=subprocess.PIPE, env=env).stdout
+    summary = json.loads(out)
+    summary["seconds"] = round(time.monotonic() - began, 1)
+    log(f"  {summary['files']} files, {summary['folders']} folders, {summary['links']} links, "
+        f"{summary['bytes'] / MIB:.1f} MiB in {summary['seconds']} s; scanning")
+    record = {"generator": digest, "summary": summary, "entries": scan(base, True)}
+    with open(record_path, "w") as f:
+        json.dump(record, f)
+    return base, record
+
+
+def version_of(tool, opcvk, env):
+    argv = {"opcvk": [opcvk, "--version"], "zip": ["zip", "-v"], "bsdtar": ["bsdtar", "--version"],
+            "7z": ["7z", "i"], "python": [PYTHON, "--version"]}.get(tool)
+    if argv is None:
+        return None
+    try:
+        out = subprocess.run(argv, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, env=env, text=True,
+                             errors="replace").stdout
+    except OSError as e:
+        return str(e)
+    lines = [line.strip() for line in out.splitlines() if line.strip()]
+    if tool == "zip":
+        lines = [line for line in lines if line.startswith("This is Zip")] or lines
+    if tool == "7z":
+        lines = [line for line in lines if line.startswith("7-Zip")] or lines
+    return lines[0] if lines else "?"
+
+
+def fmt(x, digits=2):
+    return "-" if x is None else f"{x:.{digits}f}"
+
+
+def ratio(a, b):
+    return "-" if a is None or b is None or b == 0 else f"{a / b:.2f}"
+
+
+def main():
+    ap = argparse.ArgumentParser(description=__doc__.split("\n\n")[0],
+                                 formatter_class=argparse.RawDescriptionHelpFormatter,
+                                 epilog="\n\n".join(__doc__.split("\n\n")[1:]))
+    ap.add_argument("--corpus", required=True, choices=("mixed", "mixed-1g", "small", "big"))
+    ap.add_argument("--work", required=True, help="folder for the corpus, archives and extractions")
+    ap.add_argument("--opcvk", help="the opcvk binary (needed unless --skip-tool opcvk)")
+    ap.add_argument("--seed", type=int, default=1)
+    ap.add_argument("--skip-tool", action="append", default=[], choices=TOOLS, metavar="TOOL",
+                    help=f"leave a tool out; one of {', '.join(TOOLS)}; may be repeated")
+    ap.add_argument("--no-content-check", action="store_true",
+                    help="compare sizes only, not the bytes of every extracted file")
+    ap.add_argument("--no-transforms", action="store_true", help="pass --no-transforms to opcvk pack")
+    ap.add_argument("--keep", action="store_true", help="keep archives and extractions")
+    args = ap.parse_args()
+
+    tools = [t for t in TOOLS if t not in args.skip_tool]
+    if "opcvk" in tools:
+        if not args.opcvk or not os.access(args.opcvk, os.X_OK):
+            ap.error("--opcvk must name the opcvk binary (or use --skip-tool opcvk)")
+        args.opcvk = os.path.abspath(args.opcvk)
+    missing = sorted({c for t in tools for c in NEEDS.get(t, ()) if not shutil.which(c)}
+                     | ({"/usr/bin/time"} if not os.access("/usr/bin/time", os.X_OK) else set()))
+    if missing:
+        sys.exit(f"archivers.py: missing {', '.join(missing)}: run scripts/setup-bench-deps "
+                 "or leave the tool out with --skip-tool")
+
+    env = dict(os.environ, LC_ALL="C.UTF-8", LANG="C.UTF-8")
+    work = os.path.abspath(args.work)
+    os.makedirs(work, exist_ok=True)
+    run_began = time.monotonic()
+    src, record = ensure_corpus(work, args.corpus, args.seed, env)
+    load_start = open("/proc/loadavg").read().split()[:3]
+    source = record["entries"]
+    summary = record["summary"]
+    hashes = not args.no_content_check
+
+    runs = os.path.join(work, "runs")
+    shutil.rmtree(runs, ignore_errors=True)
+    os.makedirs(runs)
+    rows = []  # (tool, phase, rc, wall, cpu, peak, output MiB, verdict)
+    checks = {}
+    results = {}
+    timings = {}
+    for tool in tools:
+        tool_began = time.monotonic()
+        archive = os.path.join(runs, f"{tool}.{'opcvk' if tool == 'opcvk' else 'zip'}")
+        dest = os.path.join(runs, f"{tool}-out")
+        os.makedirs(dest)
+        failed = False
+        for phase, (argv, cwd) in zip(PHASES, commands(tool, args.opcvk, src, archive, dest,
+                                                        args.no_transforms)):
+            if failed:
+                rows.append((tool, phase, None, None, None, None, None, "skipped"))
+                continue
+            log(f"{tool} {phase}: {' '.join(argv)}")
+            out_path = os.path.join(runs, f"{tool}-{phase}.out")
+            rc, wall, cpu, peak = timed(argv, cwd, out_path, env)
+            output = verdict = None
+            if rc != 0:
+                with open(out_path, "rb") as f:
+                    tail = f.read()[-300:].decode("utf-8", "replace").strip().splitlines()
+                verdict = f"exit {rc}: {tail[-1] if tail else ''}"
+                log(f"  {verdict}")
+                failed = phase == "create"
+            if phase == "create" and os.path.exists(archive):
+                output = os.path.getsize(archive) / MIB
+            elif phase == "extract":
+                got = scan(dest, hashes)
+                checks[tool] = compare(source, got, hashes)
+                output = sum(e[1] for e in got.values()) / MIB
+                verdict = (verdict + "; " if verdict else "") + checks[tool]["verdict"]
+            rows.append((tool, phase, rc, wall, cpu, peak, output, verdict or ""))
+            results[(tool, phase)] = (wall, cpu, peak, output)
+            log(f"  {wall:.2f} s wall, {cpu:.2f} s cpu, {peak:.0f} MiB peak"
+                + (f", {output:.1f} MiB out" if output is not None else "") + (f"; {verdict}" if verdict else ""))
+        if not args.keep:
+            shutil.rmtree(dest, ignore_errors=True)
+            if os.path.exists(archive):
+                os.unlink(archive)
+        timings[tool] = time.monotonic() - tool_began
+    load_end = open("/proc/loadavg").read().split()[:3]
+
+    lines = []
+    add = lines.append
+    add(f"# Archivers on the `{args.corpus}` corpus (seed {args.seed})")
+    add("")
+    add(f"Corpus: {summary['files']} files, {summary['folders']} folders ({summary.get('empty_folders', '?')} empty), "
+        f"{summary['links']} links, {summary['bytes'] / MIB:.1f} MiB. "
+        f"Machine: {os.cpu_count()} processors; load average {' '.join(load_start)} at start, "
+        f"{' '.join(load_end)} at end. Page cache warm (sync before each phase, caches not dropped). "
+        f"Run took {time.monotonic() - run_began:.0f} s.")
+    add("")
+    for tool in tools:
+        v = version_of("zip" if tool == "zip-1" else tool, args.opcvk, env)
+        if v and tool != "zip-1":
+            add(f"- {tool}: {v}")
+    add("")
+    add("| tool | phase | wall s | CPU s | peak MiB | output MiB | check |")
+    add("|---|---|---:|---:|---:|---:|---|")
+    for tool, phase, rc, wall, cpu, peak, output, verdict in rows:
+        add(f"| {tool} | {phase} | {fmt(wall)} | {fmt(cpu)} | {fmt(peak, 0)} | {fmt(output, 1)} | {verdict} |")
+    add("")
+    add("What each extraction gave back (modes of files and folders; times of files, "
+        "within 2 s and within 1 µs):")
+    add("")
+    add("| tool | files | folders | links | bytes | same content | modes kept | times 2 s | times 1 µs |")
+    add("|---|---|---|---|---|---|---:|---:|---:|")
+    for tool in tools:
+        c = checks.get(tool)
+        if c:
+            add(f"| {tool} | {c['files']} | {c['folders']} | {c['links']} | {c['bytes']} | {c['content']} | "
+                f"{c['modes']} | {c['times2']} | {c['times_us']} |")
+    if "opcvk" in tools and len(tools) > 1:
+        add("")
+        add("opcvk divided by each peer (below 1: opcvk is faster, smaller or leaner):")
+        add("")
+        add("| phase | peer | wall | CPU | peak | output |")
+        add("|---|---|---:|---:|---:|---:|")
+        for phase in PHASES:
+            ours = results.get(("opcvk", phase))
+            for peer in tools:
+                theirs = results.get((peer, phase))
+                if peer == "opcvk" or ours is None or theirs is None:
+                    continue
+                out_ratio = ratio(ours[3], theirs[3]) if phase == "create" else "-"
+                add(f"| {phase} | {peer} | {ratio(ours[0], theirs[0])} | {ratio(ours[1], theirs[1])} | "
+                    f"{ratio(ours[2], theirs[2])} | {out_ratio} |")
+    text = "\n".join(lines) + "\n"
+    print(text)
+    stamp = time.strftime("%Y%m%d-%H%M%S")
+    with open(os.path.join(work, f"results-{args.corpus}-{stamp}.md"), "w") as f:
+        f.write(text)
+    if not args.keep:
+        shutil.rmtree(runs, ignore_errors=True)
+    return 1 if any(r[2] not in (0, None) for r in rows) else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
