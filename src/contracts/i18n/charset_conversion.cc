@@ -32,6 +32,24 @@ void substituteReplacementCharacter(void const* /*context*/, UConverterToUnicode
   ucnv_cbToUWriteUChars(args, &kReplacement, 1, 0, status);
 }
 
+// The name in quotes for a message, control bytes (a NUL included, which would end the
+// message) as \xNN.
+std::string quoted(std::string const& name) {
+  std::string out = "\"";
+  for (char c : name) {
+    auto const byte = static_cast<unsigned char>(c);
+    if (byte < 0x20 || byte == 0x7F) {
+      char const* const digits = "0123456789ABCDEF";
+      out += "\\x";
+      out += digits[byte >> 4];
+      out += digits[byte & 0xF];
+    } else {
+      out += c;
+    }
+  }
+  return out + "\"";
+}
+
 }  // namespace
 
 struct codecvt_string_to_ustring::Impl {
@@ -46,18 +64,19 @@ codecvt_string_to_ustring::codecvt_string_to_ustring(std::string const& charset,
   // ICU opens its default converter for an empty name; a name with a NUL would be cut
   // short.  Neither names an encoding.
   if (charset.empty() || charset.find('\0') != std::string::npos) {
-    throw I18nError("Unknown character encoding \"" + charset + "\"");
+    throw I18nError("Unknown character encoding " + quoted(charset));
   }
   UErrorCode status = U_ZERO_ERROR;
   detail::ConverterHandle handle(ucnv_open(charset.c_str(), &status));
   if (U_FAILURE(status) || !handle) {
-    throw I18nError("Unknown character encoding \"" + charset + "\": " + u_errorName(status));
+    throw I18nError("Unknown character encoding " + quoted(charset) + ": " + u_errorName(status));
   }
   status = U_ZERO_ERROR;
   ucnv_setToUCallBack(handle.get(), substituteReplacementCharacter, nullptr, nullptr, nullptr,
                       &status);
   if (U_FAILURE(status)) {
-    throw I18nError("Cannot set up the converter for \"" + charset + "\": " + u_errorName(status));
+    throw I18nError("Cannot set up the converter for " + quoted(charset) + ": " +
+                    u_errorName(status));
   }
   impl_->handle = std::move(handle);
   impl_->charset = charset;

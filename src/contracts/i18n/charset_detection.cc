@@ -74,6 +74,8 @@ std::vector<Candidate> askDetector(char const* data, std::size_t size) {
   ucsdet_setText(detector.get(), data, length, &status);
   int32_t count = 0;
   UCharsetMatch const** matches = ucsdet_detectAll(detector.get(), &count, &status);
+  // ICU reports "no encoding matched" as this error; to us it is an empty list.
+  if (status == U_INVALID_CHAR_FOUND) return {};
   if (U_FAILURE(status)) {
     throw I18nError(std::string("Cannot detect the charset: ") + u_errorName(status));
   }

@@ -30,7 +30,10 @@ class FL_I18N_EXPORT I18nError : public std::runtime_error {
 // also convert is the answer, by its MIME name where it has one; if nothing matches,
 // "ISO-8859-1", in which every byte is a character.  Well-formed UTF-8 that holds zero bytes
 // is asked about too, and is UTF-16 or UTF-32 without a byte order mark if the detector is
-// sure of that.  Linear in `size`; beyond 2 GiB the detector sees the first 2 GiB.
+// sure of that.  The detector's own idea of UTF-8 is lenient, so text that is mostly UTF-8
+// with a few bad bytes (a damaged UTF-8 file) may still be reported as "UTF-8"; a converter
+// for it then replaces the bad bytes.  Linear in `size`; beyond 2 GiB the detector sees the
+// first 2 GiB.
 //
 // The detector writes its remarks (what it chose and why, how sure it was, the runners-up)
 // to `remarks`, one line each, naming the data `dataName`.  Raises I18nError if detection
