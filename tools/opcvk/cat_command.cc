@@ -1,0 +1,65 @@
+// opcvk cat PACKAGE PATH: the content of one file to standard output, byte for byte.
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <opc/core/input_stream.h>
+#include <opc/model/package_options.h>
+#include <opc/vkservices/content_sources.h>
+#include <opc/vkservices/file_system_entry.h>
+#include <opc/vkservices/file_system_manager.h>
+
+#include "commands.h"
+#include "open_package.h"
+#include "output.h"
+#include "paths.h"
+
+namespace opcvk {
+namespace {
+
+using opc::vkservices::TransformMode;
+
+struct CatOptions {
+  std::string package;
+  std::string path;
+  bool noTransforms = false;
+  bool quiet = false;
+};
+
+void runCat(CatOptions const& options) {
+  OpenPackage open(options.package, opc::model::PackageAccess::Read);
+  opc::vkservices::FileSystemManager& files = open.files();
+  opc::vkservices::FileSystemEntry const entry = files.getEntry(packagePathArgument(options.path));
+  // Links and folders are refused by the library ("File system entry must be a file").
+  std::unique_ptr<opc::vkservices::IContentSource> source = files.getFileContentSource(
+      entry, options.noTransforms ? TransformMode::NoTransforms : TransformMode::ApplyTransforms);
+  opc::InputStream& stream = source->getInputStream();
+  stream.open();
+  std::vector<unsigned char> buffer(256 * 1024);
+  Output out;
+  while (!stream.isDone()) {
+    std::size_t const count = stream.read(buffer.data(), buffer.size());
+    out.write(reinterpret_cast<char const*>(buffer.data()), count);
+  }
+  stream.close();
+}
+
+}  // namespace
+
+void addCatCommand(CLI::App& app, Commands& commands) {
+  auto options = std::make_shared<CatOptions>();
+  CLI::App* command =
+      app.add_subcommand("cat", "Write the content of a file in a package to standard output.");
+  command->add_option("PACKAGE", options->package, "The package to read")->required();
+  command->add_option("PATH", options->path, "The file in the package")->required();
+  command->add_flag("--no-transforms", options->noTransforms,
+                    "Write the bytes as they are stored, without decoding them");
+  addQuietFlag(*command, options->quiet);
+  command->footer(
+      "Examples:\n"
+      "  opcvk cat notes.opc /docs/todo.txt\n"
+      "  opcvk cat notes.opc /data/table.bin > table.bin");
+  commands.push_back({command, [options] { runCat(*options); }});
+}
+
+}  // namespace opcvk

@@ -1,0 +1,146 @@
+// opcvk extract PACKAGE DEST [PATH...]: entries of a package back to disk.
+#include <algorithm>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <opc/model/package_options.h>
+#include <opc/vkservices/file_system_entry.h>
+#include <opc/vkservices/file_system_manager.h>
+
+#include "commands.h"
+#include "file_parts.h"
+#include "open_package.h"
+#include "paths.h"
+#include "progress.h"
+
+namespace opcvk {
+namespace {
+
+using opc::vkservices::FileSystemEntry;
+using opc::vkservices::FileSystemManager;
+using opc::vkservices::ReplaceMode;
+using opc::vkservices::RestoreMode;
+using opc::vkservices::TransformMode;
+
+struct ExtractOptions {
+  std::string package;
+  std::string destination;
+  std::vector<std::string> paths;
+  bool restore = false;
+  std::string replace = "never";
+  bool noTransforms = false;
+  bool quiet = false;
+};
+
+ReplaceMode replaceMode(std::string const& word) {
+  if (word == "existing") return ReplaceMode::ReplaceExisting;
+  if (word == "always") return ReplaceMode::ReplaceAlways;
+  return ReplaceMode::ReplaceNever;
+}
+
+// Whether `path` lies below the folder `folder` ("/" holds everything).
+bool isBelow(std::u16string const& path, std::u16string const& folder) {
+  if (folder == FileSystemEntry::getRootName()) return true;
+  return path.size() > folder.size() && path.compare(0, folder.size(), folder) == 0 &&
+         path[folder.size()] == u'/';
+}
+
+// The entries to extract, by path, in ascending path order: every leaf (files, links, empty
+// folders), or those named and the leaves below the named folders.
+std::map<std::u16string, FileSystemEntry> chooseEntries(FileSystemManager& files,
+                                                        std::vector<std::string> const& paths) {
+  std::map<std::u16string, FileSystemEntry> chosen;
+  auto const leaves = files.getAllLeafs();
+  if (paths.empty()) {
+    for (FileSystemEntry const& leaf : leaves) chosen.emplace(leaf.getPathName(), leaf);
+    return chosen;
+  }
+  for (std::string const& argument : paths) {
+    FileSystemEntry const entry = files.getEntry(packagePathArgument(argument));
+    std::u16string const path = entry.getPathName();
+    if (!entry.isFolder() || !files.hasChildren(entry)) {
+      chosen.emplace(path, entry);
+      continue;
+    }
+    for (FileSystemEntry const& leaf : leaves) {
+      std::u16string leafPath = leaf.getPathName();
+      if (isBelow(leafPath, path)) chosen.emplace(std::move(leafPath), leaf);
+    }
+  }
+  return chosen;
+}
+
+void runExtract(ExtractOptions const& options) {
+  OpenPackage open(options.package, opc::model::PackageAccess::Read);
+  FileSystemManager& files = open.files();
+  std::u16string const destination = fromArgument(options.destination);
+  RestoreMode const restore =
+      options.restore ? RestoreMode::RestoreTimeAndPermissions : RestoreMode::RestoreNothing;
+  TransformMode const transform =
+      options.noTransforms ? TransformMode::NoTransforms : TransformMode::ApplyTransforms;
+  ReplaceMode const replace = replaceMode(options.replace);
+
+  std::map<std::u16string, FileSystemEntry> const chosen = chooseEntries(files, options.paths);
+  if (chosen.empty()) {
+    // Nothing to write, but the destination is made all the same.
+    files.extractAll(destination, restore, transform, replace);
+    return;
+  }
+  // One entry at a time through the library's extraction, which makes the destination and the
+  // parents of each entry, so that progress can be shown between entries.
+  bool const showProgress = Progress::wanted(options.quiet);
+  std::uint64_t totalBytes = 0;
+  std::vector<std::uint64_t> sizes(chosen.size(), 0);
+  if (showProgress) {
+    FileParts parts(open.package(), files);
+    std::size_t at = 0;
+    for (auto const& [path, entry] : chosen) {
+      if (entry.isFile()) sizes[at] = parts.size(entry);
+      totalBytes += sizes[at++];
+    }
+  }
+  Progress progress(showProgress, chosen.size(), totalBytes);
+  std::size_t index = 0;
+  for (auto const& [path, entry] : chosen) {
+    files.extractEntry(destination, entry, restore, transform, replace);
+    progress.advance(sizes[index++]);
+  }
+}
+
+}  // namespace
+
+void addExtractCommand(CLI::App& app, Commands& commands) {
+  auto options = std::make_shared<ExtractOptions>();
+  CLI::App* command = app.add_subcommand(
+      "extract", "Extract a package's file system, or the entries named, below a folder.");
+  command->add_option("PACKAGE", options->package, "The package to read")->required();
+  command->add_option("DEST", options->destination, "The folder to extract into (made if missing)")
+      ->required();
+  command->add_option("PATH", options->paths,
+                      "Entries to extract (a folder with everything below it); all by default");
+  command->add_flag("--restore", options->restore,
+                    "Give files the permissions and times kept in the package");
+  command
+      ->add_option("--replace", options->replace,
+                   "What to do with an existing file that cannot be opened for writing: "
+                   "never (fail), existing (force it), always (force any file)")
+      ->check(CLI::IsMember({"never", "existing", "always"}));
+  command->add_flag("--no-transforms", options->noTransforms,
+                    "Write the bytes as they are stored, without decoding them");
+  addQuietFlag(*command, options->quiet);
+  command->footer(
+      "A writable existing file is overwritten in every --replace mode.  Nothing is written\n"
+      "outside DEST: entries that would leave it are refused.  A link with an absolute target\n"
+      "in the package points to the same place below DEST.\n"
+      "\n"
+      "Examples:\n"
+      "  opcvk extract photos.opc restored\n"
+      "  opcvk extract --restore photos.opc restored /2026 /index.html\n"
+      "  opcvk extract --replace existing photos.opc restored");
+  commands.push_back({command, [options] { runExtract(*options); }});
+}
+
+}  // namespace opcvk

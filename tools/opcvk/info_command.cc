@@ -1,0 +1,140 @@
+// opcvk info PACKAGE: what a package holds, in numbers.
+#include <algorithm>
+#include <cstdint>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+#include <opc/model/package_options.h>
+#include <opc/model/part.h>
+#include <opc/vkservices/file_system_entry.h>
+#include <opc/vkservices/file_system_manager.h>
+
+#include "commands.h"
+#include "entry_walk.h"
+#include "file_parts.h"
+#include "open_package.h"
+#include "output.h"
+#include "paths.h"
+
+namespace opcvk {
+namespace {
+
+struct InfoOptions {
+  std::string package;
+  bool json = false;
+  bool quiet = false;
+};
+
+struct Facts {
+  std::u16string version;
+  std::u16string platform;
+  std::u16string encoding;
+  std::uint64_t files = 0;
+  std::uint64_t folders = 0;
+  std::uint64_t links = 0;
+  std::uint64_t contentBytes = 0;
+  std::uint64_t packageBytes = 0;
+  std::uint64_t parts = 0;
+  // Parts by content type, in the order of the type's text.
+  std::map<std::string, std::uint64_t> contentTypes;
+};
+
+Facts gather(OpenPackage& open, std::string const& packagePath) {
+  opc::vkservices::FileSystemManager& files = open.files();
+  Facts facts;
+  facts.version = files.getVersion();
+  facts.platform = files.getCreatedByPlatform();
+  facts.encoding = files.getCreatedByEncoding();
+  FileParts parts(open.package(), files);
+  for (WalkedEntry const& walked : walkEntries(files, u"/")) {
+    if (walked.entry.isFolder()) {
+      ++facts.folders;
+    } else if (walked.entry.isLink()) {
+      ++facts.links;
+    } else {
+      ++facts.files;
+      facts.contentBytes += parts.size(walked.entry);
+    }
+  }
+  facts.packageBytes = std::filesystem::file_size(packagePath);
+  for (opc::model::Part const& part : open.package().getParts()) {
+    ++facts.parts;
+    ++facts.contentTypes[utf8Text(part.getContentType().toString())];
+  }
+  return facts;
+}
+
+void printText(Facts const& facts, Output& out) {
+  out.line("version: " + displayText(facts.version));
+  out.line("created-by platform: " + displayText(facts.platform));
+  out.line("created-by encoding: " + displayText(facts.encoding));
+  out.line("files: " + std::to_string(facts.files));
+  out.line("folders: " + std::to_string(facts.folders));
+  out.line("links: " + std::to_string(facts.links));
+  out.line("content bytes: " + std::to_string(facts.contentBytes));
+  out.line("package bytes: " + std::to_string(facts.packageBytes));
+  out.line("parts: " + std::to_string(facts.parts));
+  out.line("content types:");
+  std::size_t width = 1;
+  for (auto const& [type, count] : facts.contentTypes) {
+    width = std::max(width, std::to_string(count).size());
+  }
+  for (auto const& [type, count] : facts.contentTypes) {
+    std::string const number = std::to_string(count);
+    out.line("  " + std::string(width - number.size(), ' ') + number + "  " + type);
+  }
+}
+
+void printJson(Facts const& facts, Output& out) {
+  nlohmann::ordered_json object;
+  object["version"] = utf8Text(facts.version);
+  object["created-by platform"] = utf8Text(facts.platform);
+  object["created-by encoding"] = utf8Text(facts.encoding);
+  object["files"] = facts.files;
+  object["folders"] = facts.folders;
+  object["links"] = facts.links;
+  object["content bytes"] = facts.contentBytes;
+  object["package bytes"] = facts.packageBytes;
+  object["parts"] = facts.parts;
+  nlohmann::ordered_json types = nlohmann::ordered_json::object();
+  for (auto const& [type, count] : facts.contentTypes) types[type] = count;
+  object["content types"] = types;
+  out.line(object.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace));
+}
+
+void runInfo(InfoOptions const& options) {
+  OpenPackage open(options.package, opc::model::PackageAccess::Read);
+  Facts const facts = gather(open, options.package);
+  Output out;
+  if (options.json) {
+    printJson(facts, out);
+  } else {
+    printText(facts, out);
+  }
+}
+
+}  // namespace
+
+void addInfoCommand(CLI::App& app, Commands& commands) {
+  auto options = std::make_shared<InfoOptions>();
+  CLI::App* command = app.add_subcommand(
+      "info", "Show the version and origin of a package's file system, counts and sizes.");
+  command->add_option("PACKAGE", options->package, "The package to read")->required();
+  command->add_flag("--json", options->json, "Print one JSON object");
+  addQuietFlag(*command, options->quiet);
+  command->footer(
+      "Counts leave out the root folder.  Content bytes are the stored bytes of the files;\n"
+      "content types count every part of the package.\n"
+      "\n"
+      "Examples:\n"
+      "  opcvk info photos.opc\n"
+      "  opcvk info --json photos.opc");
+  commands.push_back({command, [options] { runInfo(*options); }});
+}
+
+}  // namespace opcvk

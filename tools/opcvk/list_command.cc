@@ -1,0 +1,178 @@
+// opcvk list PACKAGE [PATH]: the entries of a package file system, as names, long lines, a
+// tree or JSON.
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+#include <opc/model/package_options.h>
+#include <opc/vkservices/file_system_entry.h>
+#include <opc/vkservices/file_system_manager.h>
+
+#include "commands.h"
+#include "entry_walk.h"
+#include "file_parts.h"
+#include "format.h"
+#include "open_package.h"
+#include "output.h"
+#include "paths.h"
+
+namespace opcvk {
+namespace {
+
+using opc::vkservices::FileSystemEntry;
+using opc::vkservices::FileSystemManager;
+
+struct ListOptions {
+  std::string package;
+  std::string path = "/";
+  bool longFormat = false;
+  bool parts = false;
+  bool tree = false;
+  bool json = false;
+  bool quiet = false;
+};
+
+char kindLetter(FileSystemEntry const& entry) {
+  if (entry.isFolder()) return 'd';
+  if (entry.isLink()) return 'l';
+  return '-';
+}
+
+char const* kindWord(FileSystemEntry const& entry) {
+  if (entry.isFolder()) return "folder";
+  if (entry.isLink()) return "link";
+  return "file";
+}
+
+// The path as the plain listings show it: folders end in "/", links show their target.
+std::string shownPath(FileSystemManager& files, WalkedEntry const& walked,
+                      std::u16string const& text) {
+  std::string shown = displayText(text);
+  if (walked.entry.isFolder()) shown += '/';
+  if (walked.entry.isLink()) shown += " -> " + displayText(files.getLinkTarget(walked.entry));
+  return shown;
+}
+
+void listNames(std::vector<WalkedEntry> const& entries, Output& out) {
+  for (WalkedEntry const& walked : entries) {
+    std::string line = displayText(walked.path);
+    if (walked.entry.isFolder()) line += '/';
+    out.line(line);
+  }
+}
+
+void listTree(FileSystemManager& files, std::vector<WalkedEntry> const& entries, Output& out) {
+  for (WalkedEntry const& walked : entries) {
+    out.line(std::string(2 * static_cast<std::size_t>(walked.depth), ' ') +
+             shownPath(files, walked, walked.name));
+  }
+}
+
+void listLong(FileSystemManager& files, FileParts& parts, bool showParts,
+              std::vector<WalkedEntry> const& entries, Output& out) {
+  for (WalkedEntry const& walked : entries) {
+    FileSystemEntry const& entry = walked.entry;
+    bool const isFile = entry.isFile();
+    std::string line;
+    line += kindLetter(entry);
+    line += permissionsText(entry.getPermissions());
+    line += "  ";
+    line += sizeColumn(isFile ? parts.size(entry) : 0);
+    line += "  ";
+    line += timeText(entry.getLastModifiedTime());
+    line += "  ";
+    line += shownPath(files, walked, walked.path);
+    if (showParts && isFile) {
+      std::u16string const part = parts.partName(entry);
+      line += " [" + (part.empty() ? std::string("?") : displayText(part)) + "]";
+    }
+    out.line(line);
+  }
+}
+
+nlohmann::ordered_json textOrNull(std::string const& text) {
+  if (text.empty()) return nullptr;
+  return text;
+}
+
+void listJson(FileSystemManager& files, FileParts& parts, bool showParts,
+              std::vector<WalkedEntry> const& entries, Output& out) {
+  if (entries.empty()) {
+    out.line("[]");
+    return;
+  }
+  out.line("[");
+  for (std::size_t i = 0; i < entries.size(); ++i) {
+    FileSystemEntry const& entry = entries[i].entry;
+    nlohmann::ordered_json object;
+    object["path"] = utf8Text(entries[i].path);
+    object["kind"] = kindWord(entry);
+    object["permissions"] = textOrNull(permissionsOctal(entry.getPermissions()));
+    object["modified"] = textOrNull(timeIso(entry.getLastModifiedTime()));
+    if (entry.isFile()) object["size"] = parts.size(entry);
+    if (entry.isLink()) object["target"] = utf8Text(files.getLinkTarget(entry));
+    if (showParts && entry.isFile()) {
+      object["part"] = textOrNull(utf8Text(parts.partName(entry)));
+    }
+    std::string line =
+        "  " + object.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+    if (i + 1 < entries.size()) line += ',';
+    out.line(line);
+  }
+  out.line("]");
+}
+
+void runList(ListOptions const& options) {
+  OpenPackage open(options.package, opc::model::PackageAccess::Read);
+  FileSystemManager& files = open.files();
+  std::vector<WalkedEntry> entries = walkEntries(files, packagePathArgument(options.path));
+  Output out;
+  if (options.tree && !options.json) {
+    listTree(files, entries, out);
+    return;
+  }
+  sortByPath(entries);
+  if (!options.json && !options.longFormat) {
+    listNames(entries, out);
+    return;
+  }
+  FileParts parts(open.package(), files);
+  if (options.json) {
+    listJson(files, parts, options.parts, entries, out);
+  } else {
+    listLong(files, parts, options.parts, entries, out);
+  }
+}
+
+}  // namespace
+
+void addListCommand(CLI::App& app, Commands& commands) {
+  auto options = std::make_shared<ListOptions>();
+  CLI::App* command = app.add_subcommand(
+      "list", "List the entries of a package's file system, in the order of their paths.");
+  command->add_option("PACKAGE", options->package, "The package to read")->required();
+  command->add_option("PATH", options->path, "List what lies below this path (default \"/\")");
+  CLI::Option* longFormat = command->add_flag(
+      "-l,--long", options->longFormat, "Show kind, permissions, size, time and link targets");
+  command->add_flag("--parts", options->parts, "With -l or --json, show the part of each file");
+  CLI::Option* tree =
+      command->add_flag("--tree", options->tree, "Show names indented by depth, as a tree");
+  CLI::Option* json = command->add_flag("--json", options->json, "Print one JSON array");
+  tree->excludes(longFormat)->excludes(json);
+  addQuietFlag(*command, options->quiet);
+  command->footer(
+      "Folders end in \"/\".  Times are UTC; \"?????????\" and \"-\" stand for permissions and\n"
+      "times that the package does not know.\n"
+      "\n"
+      "Examples:\n"
+      "  opcvk list photos.opc\n"
+      "  opcvk list -l --parts photos.opc /2026\n"
+      "  opcvk list --tree photos.opc\n"
+      "  opcvk list --json photos.opc > photos.json");
+  commands.push_back({command, [options] { runList(*options); }});
+}
+
+}  // namespace opcvk

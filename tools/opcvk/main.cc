@@ -1,0 +1,80 @@
+// opcvk: packs folders into the file system of an OPC package, lists, reads and changes it,
+// and extracts it again.
+#include <clocale>
+#include <cstdio>
+#include <exception>
+#include <string>
+
+#include <CLI/CLI.hpp>
+
+#include <opc/core/exception.h>
+#include <opc/vkservices/version.h>
+
+#include "commands.h"
+
+namespace {
+
+constexpr int kFailure = 1;
+constexpr int kUsageError = 2;
+
+std::string versionLine() {
+  return std::string("opcvk ") + opcvkservices_version + " (library built " +
+         opcvkservices_build_date + ")";
+}
+
+int reportFailure(char const* message) {
+  std::fflush(stdout);
+  std::fprintf(stderr, "opcvk: %s\n", message);
+  return kFailure;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  // Paths on the command line and in messages are in the user's encoding.
+  std::setlocale(LC_ALL, "");
+
+  CLI::App app(
+      "Keeps a file system of files, folders and symbolic links, with their "
+      "permissions and times, in an OPC package.",
+      "opcvk");
+  app.set_version_flag("--version", versionLine());
+  app.require_subcommand(1);
+  app.footer(
+      "Examples:\n"
+      "  opcvk pack photos photos.opc\n"
+      "  opcvk list -l photos.opc\n"
+      "  opcvk extract --restore photos.opc restored\n"
+      "\n"
+      "Run 'opcvk <command> --help' for the options of a command.");
+
+  opcvk::Commands commands;
+  opcvk::addPackCommand(app, commands);
+  opcvk::addAddCommand(app, commands);
+  opcvk::addMkdirCommand(app, commands);
+  opcvk::addLnCommand(app, commands);
+  opcvk::addRmCommand(app, commands);
+  opcvk::addListCommand(app, commands);
+  opcvk::addCatCommand(app, commands);
+  opcvk::addInfoCommand(app, commands);
+  opcvk::addExtractCommand(app, commands);
+
+  try {
+    app.parse(argc, argv);
+  } catch (CLI::ParseError const& error) {
+    // Help and version are "errors" that exit 0; every other one is a usage error.
+    return app.exit(error) == 0 ? 0 : kUsageError;
+  }
+
+  try {
+    for (opcvk::Command const& command : commands) {
+      if (command.app->parsed()) command.run();
+    }
+  } catch (opc::Exception const& error) {
+    return reportFailure(error.what());
+  } catch (std::exception const& error) {
+    return reportFailure(error.what());
+  }
+  if (std::fflush(stdout) != 0) return reportFailure("Could not write to standard output");
+  return 0;
+}

@@ -1,0 +1,44 @@
+// What pack and add take from a real folder: its files, links and empty folders.
+#ifndef TOOLS_OPCVK_SOURCE_TREE_H_
+#define TOOLS_OPCVK_SOURCE_TREE_H_
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace opcvk {
+
+struct SourceItem {
+  enum class Kind { File, Link, EmptyFolder };
+
+  Kind kind;
+  // The path below the walked folder, components joined with "/", in UTF-16 as the library
+  // reads real paths ("a/b.txt").
+  std::u16string relative;
+  // Bytes of a file on disk; 0 for links and folders.
+  std::uint64_t size;
+};
+
+struct SourceTree {
+  // In the order of a walk that visits the names of each folder sorted by their bytes, so that
+  // the same folder always gives the same package.
+  std::vector<SourceItem> items;
+  std::uint64_t fileCount = 0;
+  std::uint64_t byteCount = 0;
+};
+
+// Walks the folder `root` without following symbolic links: regular files, links, and folders
+// that hold none of these (at any depth) come out; other kinds (devices, sockets, pipes) are
+// passed over.  Raises ToolError "Could not read folder: <path>: <reason>" if a folder cannot
+// be listed, and "Cannot read file name in the current encoding: <path>" for a name that would
+// not reach the file again through the library's conversions.
+SourceTree walkSourceFolder(std::filesystem::path const& root);
+
+// `argument` made absolute and lexically normal, without a trailing separator, so that
+// absolute link targets below it can be recognised by their text.
+std::filesystem::path absoluteFolder(std::string const& argument);
+
+}  // namespace opcvk
+
+#endif  // TOOLS_OPCVK_SOURCE_TREE_H_
