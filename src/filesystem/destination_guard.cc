@@ -16,6 +16,7 @@
 #define OPCVK_HAVE_OPENAT2 1
 #endif
 
+#include <opc/core/exception.h>
 #include <opc/core/local_file_system_ops.h>
 #include <opc/core/string_conversions.h>
 
@@ -148,6 +149,21 @@ KernelAnswer openBeneath(int root, std::string const& relative, int& fd) {
 }
 #endif
 
+enum class Kind { Folder, Link, Other };
+
+// What is at `path`, links not followed.  A path that cannot be examined (too long, no
+// search permission) is Other: nothing can be made through it either, and the operation that
+// follows reports why.
+Kind kindOf(opc::FileSystemOps const& fileSystem, std::u16string const& path) {
+  try {
+    if (fileSystem.isFolder(path)) return Kind::Folder;
+    if (fileSystem.isSymlink(path)) return Kind::Link;
+  } catch (opc::Exception const&) {
+    return Kind::Other;
+  }
+  return Kind::Other;
+}
+
 }  // namespace
 
 DestinationGuard::DestinationGuard(opc::FileSystemOps const& fileSystem, std::u16string destination)
@@ -241,8 +257,9 @@ std::optional<Refusal> DestinationGuard::checkParents(std::u16string const& path
   for (std::size_t i = 0; i + 1 < components.size(); ++i) {
     real = fileSystem_.appendPath(real, kSeparator + components[i]);
     // A folder, the usual answer, costs one query.
-    if (fileSystem_.isFolder(real)) continue;
-    if (fileSystem_.isSymlink(real)) {
+    Kind const kind = kindOf(fileSystem_, real);
+    if (kind == Kind::Folder) continue;
+    if (kind == Kind::Link) {
       return makeRefusal(pathName, messageText(real) + " is a symbolic link inside the destination",
                          boost::system::errc::too_many_symbolic_link_levels);
     }
@@ -263,7 +280,13 @@ std::optional<Refusal> DestinationGuard::checkParentsResolve(std::u16string cons
 
 std::optional<Refusal> DestinationGuard::checkFile(std::u16string const& pathName,
                                                    std::u16string const& fullPath) const {
-  if (fileSystem_.isSymlink(fullPath)) {
+  bool isLink = false;
+  try {
+    isLink = fileSystem_.isSymlink(fullPath);
+  } catch (opc::Exception const&) {
+    // Cannot be examined, so cannot be opened either: the open reports why.
+  }
+  if (isLink) {
     return makeRefusal(pathName,
                        messageText(fullPath) + " is a symbolic link inside the destination",
                        boost::system::errc::too_many_symbolic_link_levels);
