@@ -1,5 +1,5 @@
 // The parts that hold the files of a package file system: their names and sizes, found
-// without reading any content.
+// without reading content wherever that can be done safely.
 #ifndef TOOLS_OPCVK_FILE_PARTS_H_
 #define TOOLS_OPCVK_FILE_PARTS_H_
 
@@ -13,19 +13,29 @@
 
 namespace opcvk {
 
-// The library keeps the part name of a file to itself; what it does promise is how the name
+// The library keeps the part name of a file to itself.  What it does promise is how the name
 // is made when the file is created: "/fsroot" followed by the path, percent-encoded with "/",
-// "+" and "@" kept, moved out of a relationships folder with "_1", and given a further
-// numbered suffix only when that name was taken at the time.  So the name that a file would
-// have got without a clash is its part, provided that this holds for every file at once:
-// each file's name names an existing part, and no two files name the same part.  (If some
-// file's part had been given a suffix, the names could not all line up: a suffixed part is
-// longer than the name it was derived from, so a chain of files each naming another's part
-// cannot close.)  When it does not hold, as in a package whose parts were renamed by another
-// program, sizes are counted from the stored bytes and part names are reported as unknown.
+// "+" and "@" kept (the file's base name), and changed only by inserting "_<n>" runs when
+// that name was taken at the time.  Inserted runs make a name longer, so:
 //
-// The sizes are those of the stored content (before any decoding), as Part::getSize gives
-// them.  The object refers to the package and the manager, which must outlive it.
+//  - A file is displaced when its base name is not a part, or another file's base name is
+//    the same but for case, or it holds a "_rels" segment (whose part is moved out of the
+//    relationships folder).  A displaced file's part is one of the parts that its base name
+//    gives by insertions: those parts are contested.
+//  - A file whose base name is a contested part is displaced too, since that part may be
+//    another's; and so on, until nothing changes.
+//  - Every other file lies in the part of its base name.  (If it did not, that part would
+//    belong to a file whose own base name is shorter and belongs to a third, and so on; the
+//    chain ends at a displaced file, and the whole chain would have been displaced.)
+//
+// A displaced file has its stored bytes counted, and its part is the one part among those
+// its base name gives with just that size, if there is exactly one.  Most packages have no
+// displaced file at all, so that sizes come from the archive's directory.
+//
+// Sizes are those of the stored content (before any decoding), as Part::getSize gives them.
+// A package whose parts were renamed by another program may defeat the part names, but not
+// this: sizes then come from the stored bytes.  The object refers to the manager, which must
+// outlive it.
 class FileParts {
  public:
   FileParts(opc::model::Package& package, opc::vkservices::FileSystemManager& files);
@@ -36,20 +46,27 @@ class FileParts {
   std::u16string partName(opc::vkservices::FileSystemEntry const& file) const;
 
  private:
-  struct PartFacts {
-    std::u16string name;
+  struct Facts {
+    std::u16string partName;
     std::uint64_t size;
   };
 
   opc::vkservices::FileSystemManager& files_;
-  // Keyed by the file's path; empty when the names do not line up.
-  std::unordered_map<std::u16string, PartFacts> byPath_;
-  bool namesLineUp_ = false;
+  // By the file's path.
+  std::unordered_map<std::u16string, Facts> byPath_;
 };
 
-// The part name that the library gives a new file at `path` in a package where no other
-// part stands in its way, or an empty string if the path gives no valid part name.
-std::u16string unclashedPartName(std::u16string const& path);
+// The part name that the library gives a new file at `path` when nothing stands in its way
+// and the path has no "_rels" segment.  For a path that gives no valid part name, the text is
+// not a valid part name either, and so never the name of an existing part.
+std::u16string basePartName(std::u16string const& path);
+
+// `partName` in ASCII lower case without its "_<digits>" runs: the same for a part name and
+// every name the library makes from it by its numbered insertions.
+std::u16string partKey(std::u16string const& partName);
+
+// Whether `name` can be made from `base` by inserting "_<digits>" runs (ASCII case ignored).
+bool isNumberedFrom(std::u16string const& name, std::u16string const& base);
 
 }  // namespace opcvk
 
