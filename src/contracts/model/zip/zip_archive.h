@@ -120,11 +120,13 @@ using ZipContentReader = std::function<std::size_t(unsigned char* buffer, std::s
 // read far more often than written, so a smaller result is worth the time; DeflateContent
 // deflates at level 6, because content is bulk where speed matters (libdeflate at 6 gives
 // zlib's level-6 ratio at about three times the speed).  Content of up to 64 MiB is
-// compressed in memory in one piece with libdeflate, and stored instead when the result is
-// not smaller; larger content streams through zlib (level 6 for both kinds) into a temporary
-// spool file beside the target, so that memory stays bounded whatever the size; whether it
-// is worth compressing is decided on its first MiB, and content judged compressible is
-// deflated even if the whole turns out not to shrink.
+// compressed in memory with libdeflate, and stored instead when the result is not smaller;
+// larger content is compressed into a temporary spool file beside the target, so that memory
+// stays bounded whatever the size; whether it is worth compressing is decided on its first
+// MiB, and content judged compressible is deflated even if the whole turns out not to shrink.
+// With several compression threads, content of 4 MiB or more is cut into 1 MiB chunks that
+// the threads compress at once and that are joined into one deflate stream (see
+// chunked_deflate.h); at most threads + 2 chunks are held at a time.
 //
 // The archive itself is assembled by libzip during commit(): readers of new items are called
 // during commit() on the caller's thread (one compression thread), or from add() onwards on

@@ -52,6 +52,7 @@ class LibzipWriter : public ZipWriter, private ItemSourceOwner {
     }
     unsigned count = threads == 0 ? std::thread::hardware_concurrency() : threads;
     count = std::min(std::max(count, 1u), kMaxThreads);
+    threads_ = count;
     if (count > 1) {
       window_ = count;
       for (unsigned i = 0; i < count; ++i) workers_.emplace_back([this] { work(); });
@@ -84,6 +85,7 @@ class LibzipWriter : public ZipWriter, private ItemSourceOwner {
     item->size = size;
     item->reader = std::move(reader);
     item->spoolFolder = spoolFolder_;
+    item->threads = threads_;
     bool const stored = compression == interfaces::CompressionType::Stored;
     if (stored) {
       item->plan = WriterItem::Plan::StreamReader;
@@ -286,6 +288,7 @@ class LibzipWriter : public ZipWriter, private ItemSourceOwner {
   std::vector<unsigned char>* out_;
   ArchiveSink sink_;
   std::string spoolFolder_;
+  unsigned threads_ = 1;
   zip_t* archive_ = nullptr;
   std::deque<std::unique_ptr<WriterItem>> items_;
   bool committed_ = false;

@@ -1,18 +1,19 @@
 // Preparing new content and feeding items to libzip.  libzip is handed data that is already
 // compressed, with its method, sizes and CRC-32 in the source's stat, and copies it as it is:
-// compression is ours (libdeflate in memory, zlib when spooled), and a raw copy never inflates.
+// compression is ours (libdeflate, in chunks on several threads for large content), and a raw
+// copy never inflates.
 #include "zip_writer_items.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <unistd.h>
-#include <zlib.h>
 
 #include <libdeflate.h>
 
 #include <opc/core/exception.h>
 
+#include "chunked_deflate.h"
 #include "zip_format.h"
 #include "zip_writer_output.h"
 
@@ -23,6 +24,9 @@ namespace {
 
 constexpr std::size_t kStagingSize = 256 * 1024;
 constexpr std::size_t kSampleSize = 1024 * 1024;
+// In-memory content at least this large is cut into chunks when several threads may compress
+// it: below, one call is cheaper than the hand-over.
+constexpr std::size_t kParallelMinimum = 4 * kDeflateChunkSize;
 
 [[noreturn]] void fail(std::string const& problem) {
   throw opc::Exception(problem, boost::system::error_code());
@@ -37,25 +41,6 @@ int levelOf(interfaces::CompressionType compression) {
   // Metadata parts are small XML read far more often than written: the smallest result is
   // worth the time.  Content is bulk, where speed matters.
   return compression == interfaces::CompressionType::DeflateMetadata ? 9 : 6;
-}
-
-// One compressor per thread and level: allocating one costs more than compressing a small
-// part, and a package has many small parts.
-libdeflate_compressor* compressorFor(int level) {
-  struct Cache {
-    libdeflate_compressor* byLevel[13] = {};
-    ~Cache() {
-      for (libdeflate_compressor* c : byLevel) {
-        if (c != nullptr) libdeflate_free_compressor(c);
-      }
-    }
-  };
-  thread_local Cache cache;
-  if (cache.byLevel[level] == nullptr) {
-    cache.byLevel[level] = libdeflate_alloc_compressor(level);
-    if (cache.byLevel[level] == nullptr) fail("the compressor could not be created");
-  }
-  return cache.byLevel[level];
 }
 
 // Fills `buffer` from the reader until `count` bytes or the reader's end.
@@ -116,10 +101,34 @@ void WriterItem::prepare() {
     crc = libdeflate_crc32(0, data.data(), count);
     crcKnown = true;
     plan = Plan::Memory;
-    libdeflate_compressor* compressor = compressorFor(level);
-    std::vector<unsigned char> out(libdeflate_deflate_compress_bound(compressor, count));
-    std::size_t const compressed =
-        libdeflate_deflate_compress(compressor, data.data(), count, out.data(), out.size());
+    std::vector<unsigned char> out;
+    std::size_t compressed = 0;
+    if (threads > 1 && count >= kParallelMinimum) {
+      std::size_t offset = 0;
+      ChunkSource const source = [&](unsigned char* buffer, std::size_t n) {
+        n = std::min(n, count - offset);
+        std::memcpy(buffer, data.data() + offset, n);
+        offset += n;
+        return n;
+      };
+      out.reserve(count);
+      bool tooLarge = false;
+      ChunkSink const sink = [&](unsigned char const* bytes, std::size_t n) {
+        // Larger than the content: it is stored, and the rest need not be kept.
+        if (tooLarge || out.size() + n >= count) {
+          tooLarge = true;
+          return;
+        }
+        out.insert(out.end(), bytes, bytes + n);
+      };
+      deflateInChunks(source, count, level, threads, sink);
+      compressed = tooLarge ? 0 : out.size();
+    } else {
+      libdeflate_compressor* compressor = compressorFor(level);
+      out.resize(libdeflate_deflate_compress_bound(compressor, count));
+      compressed =
+          libdeflate_deflate_compress(compressor, data.data(), count, out.data(), out.size());
+    }
     if (compressed > 0 && compressed < count) {
       out.resize(compressed);
       data.swap(out);
@@ -151,48 +160,27 @@ void WriterItem::prepare() {
   }
   spoolFd = createSpoolFile(spoolFolder);
   if (spoolFd < 0) failSystem("could not create a spool file in \"" + spoolFolder + "\"", errno);
-  z_stream stream = z_stream();
-  if (deflateInit2(&stream, 6, Z_DEFLATED, -MAX_WBITS, 8, Z_DEFAULT_STRATEGY) != Z_OK) {
-    fail("the compressor could not be created");
-  }
-  struct StreamEnd {
-    z_stream* s;
-    ~StreamEnd() { deflateEnd(s); }
-  } streamEnd{&stream};
-  std::vector<unsigned char> input(kStagingSize);
-  std::vector<unsigned char> output(kStagingSize);
-  uLong checksum = crc32_z(0, data.data(), sampled);
-  std::uint64_t total = sampled;
-  std::uint64_t written = 0;
-  auto run = [&](unsigned char* in, std::size_t count, int flush) {
-    stream.next_in = in;
-    stream.avail_in = static_cast<uInt>(count);
-    do {
-      stream.next_out = output.data();
-      stream.avail_out = static_cast<uInt>(output.size());
-      int const status = deflate(&stream, flush);
-      if (status == Z_STREAM_ERROR) fail("the compressor failed");
-      std::size_t const produced = output.size() - stream.avail_out;
-      if (!writeFully(spoolFd, written, output.data(), produced)) {
-        failSystem("could not write a spool file", errno);
-      }
-      written += produced;
-    } while (stream.avail_out == 0 || (flush == Z_FINISH && stream.avail_in > 0));
+  // The sample first, then the rest of the reader; the sample's memory goes once it is used.
+  std::size_t sampleUsed = 0;
+  ChunkSource const source = [&](unsigned char* buffer, std::size_t n) -> std::size_t {
+    if (sampleUsed < data.size()) {
+      n = std::min(n, data.size() - sampleUsed);
+      std::memcpy(buffer, data.data() + sampleUsed, n);
+      sampleUsed += n;
+      if (sampleUsed == data.size()) std::vector<unsigned char>().swap(data);
+      return n;
+    }
+    return reader(buffer, n);
   };
-  run(data.data(), sampled, Z_NO_FLUSH);
+  std::uint64_t written = 0;
+  ChunkSink const sink = [&](unsigned char const* bytes, std::size_t n) {
+    if (!writeFully(spoolFd, written, bytes, n)) failSystem("could not write a spool file", errno);
+    written += n;
+  };
+  ChunkedDeflateResult const result = deflateInChunks(source, size, level, threads, sink);
   std::vector<unsigned char>().swap(data);
-  while (total < size) {
-    std::size_t const want =
-        static_cast<std::size_t>(std::min<std::uint64_t>(input.size(), size - total));
-    std::size_t const got = fill(reader, input.data(), want);
-    if (got == 0) failShort(total, size);
-    checksum = crc32_z(checksum, input.data(), got);
-    total += got;
-    run(input.data(), got, Z_NO_FLUSH);
-  }
   expectEnd(reader, size);
-  run(nullptr, 0, Z_FINISH);
-  crc = static_cast<std::uint32_t>(checksum);
+  crc = result.crc;
   crcKnown = true;
   deflated = true;
   compressedSize = written;

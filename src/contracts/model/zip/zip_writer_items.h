@@ -42,6 +42,7 @@ struct WriterItem {
   std::uint64_t size = 0;
   ZipContentReader reader;
   std::string spoolFolder;
+  unsigned threads = 1;  // how many threads may compress this item at once
 
   // Results of preparation.
   bool deflated = false;
