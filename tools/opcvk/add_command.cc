@@ -57,12 +57,12 @@ std::u16string linkTarget(fs::path const& root, std::u16string const& packageRoo
 
 // The content of the folder `root` below `path`, as pack stores a folder at the root.
 void addFolder(FileSystemManager& files, fs::path const& root, std::u16string const& path,
-               TransformMode mode, bool quiet) {
+               TransformMode mode, Progress& progress) {
   // The folder itself first, so that a taken path is refused before anything is added.
   files.createFolder(path);
   SourceTree const tree = walkSourceFolder(root);
   std::u16string const rootText = fromArgument(root.native());
-  Progress progress(Progress::wanted(quiet), tree.fileCount, tree.byteCount);
+  progress.expect(tree.fileCount, tree.byteCount);
   SilencedStdout silenced;
   for (SourceItem const& item : tree.items) {
     std::u16string const itemPath = joinPackagePath(path, item.relative);
@@ -90,10 +90,11 @@ void runAdd(AddOptions const& options) {
   OpenPackage open(options.package, opc::model::PackageAccess::Modify);
   FileSystemManager& files = open.files();
 
+  Progress progress(Progress::wanted(options.quiet), 1, 0);
   std::error_code error;
   fs::file_type const type = fs::symlink_status(options.source, error).type();
   if (type == fs::file_type::directory) {
-    addFolder(files, absoluteFolder(options.source), path, mode, options.quiet);
+    addFolder(files, absoluteFolder(options.source), path, mode, progress);
   } else if (type == fs::file_type::symlink) {
     files.createLink(path, fromArgument(readLink(options.source)));
   } else {
@@ -101,6 +102,7 @@ void runAdd(AddOptions const& options) {
     SilencedStdout silenced;
     files.addFile(fromArgument(options.source), path, mode);
   }
+  progress.phase("writing the package");
   open.save();
 }
 

@@ -28,7 +28,11 @@ void walkBelow(FileSystemManager& files, FileSystemEntry const& top,
     WalkedEntry next = std::move(pending.back());
     pending.pop_back();
     out.push_back(next);
-    if (next.entry.isFolder()) pushChildren(next.entry, next.depth + 1);
+    // Only folders hold entries in a package made by the library, but a crafted manifest can
+    // put a file below a link; it is listed like any other entry.
+    if (next.entry.isFolder() || files.hasChildren(next.entry)) {
+      pushChildren(next.entry, next.depth + 1);
+    }
   }
 }
 
@@ -37,7 +41,7 @@ void walkBelow(FileSystemManager& files, FileSystemEntry const& top,
 std::vector<WalkedEntry> walkEntries(FileSystemManager& files, std::u16string const& path) {
   FileSystemEntry const top = files.getEntry(path);
   std::vector<WalkedEntry> entries;
-  if (top.isFolder()) {
+  if (top.isFolder() || files.hasChildren(top)) {
     walkBelow(files, top, entries);
   } else {
     entries.push_back({top, top.getPathName(), top.getBaseName(), 0});

@@ -20,8 +20,8 @@ struct WalkedEntry {
 
 // Every entry below the entry at `path` (raising the library's FileSystemEntryNotFound if there
 // is none), the entry itself not included, as a tree shows them: depth first, the entries of
-// each folder ordered by name (UTF-16).  An entry at `path` that is not a folder comes out alone,
-// at depth 0.
+// each folder ordered by name (UTF-16).  An entry at `path` that is not a folder and has nothing
+// below it comes out alone, at depth 0.
 std::vector<WalkedEntry> walkEntries(opc::vkservices::FileSystemManager& files,
                                      std::u16string const& path);
 

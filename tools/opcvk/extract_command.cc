@@ -61,6 +61,7 @@ std::map<std::u16string, FileSystemEntry> chooseEntries(FileSystemManager& files
   for (std::string const& argument : paths) {
     FileSystemEntry const entry = files.getEntry(packagePathArgument(argument));
     std::u16string const path = entry.getPathName();
+    // A folder stands for what lies below it; anything else, a link included, for itself.
     if (!entry.isFolder() || !files.hasChildren(entry)) {
       chosen.emplace(path, entry);
       continue;

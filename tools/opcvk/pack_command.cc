@@ -89,11 +89,12 @@ void runPack(PackOptions const& options) {
 
   OpenPackage open(options.package, options.update ? opc::model::PackageAccess::Modify
                                                    : opc::model::PackageAccess::Create);
+  Progress progress(Progress::wanted(options.quiet), tree.fileCount, tree.byteCount);
   {
-    Progress progress(Progress::wanted(options.quiet), tree.fileCount, tree.byteCount);
     SilencedStdout silenced;
     addItems(open.files(), root, tree, mode, options.update, progress);
   }
+  progress.phase("writing the package");
   open.save();
 }
 

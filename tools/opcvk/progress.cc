@@ -29,6 +29,11 @@ Progress::~Progress() {
   if (drawn_) std::fputs("\r\033[K", stderr);
 }
 
+void Progress::expect(std::uint64_t totalFiles, std::uint64_t totalBytes) {
+  totalFiles_ = totalFiles;
+  totalBytes_ = totalBytes;
+}
+
 void Progress::advance(std::uint64_t bytes) {
   ++doneFiles_;
   doneBytes_ += bytes;
@@ -36,6 +41,15 @@ void Progress::advance(std::uint64_t bytes) {
   Clock::time_point const now = Clock::now();
   if (now - start_ < kQuietStart || now - lastDraw_ < kRedrawInterval) return;
   draw(now);
+}
+
+void Progress::phase(char const* what) {
+  if (!enabled_ || Clock::now() - start_ < kQuietStart) return;
+  std::string const done = bytesText(doneBytes_);
+  std::fprintf(stderr, "\r%" PRIu64 "/%" PRIu64 " files  %s  %s\033[K", doneFiles_, totalFiles_,
+               done.c_str(), what);
+  std::fflush(stderr);
+  drawn_ = true;
 }
 
 void Progress::draw(Clock::time_point now) {

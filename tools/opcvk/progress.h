@@ -23,8 +23,13 @@ class Progress {
   Progress& operator=(Progress const&) = delete;
   ~Progress();
 
+  // Sets the totals, for an operation that learns them after it began.
+  void expect(std::uint64_t totalFiles, std::uint64_t totalBytes);
   // One more file (or link, or folder) done, with `bytes` of content.
   void advance(std::uint64_t bytes);
+  // A last step that cannot be counted, such as writing the package: shown at once in place
+  // of the rate, if the line is shown at all.
+  void phase(char const* what);
 
  private:
   using Clock = std::chrono::steady_clock;
