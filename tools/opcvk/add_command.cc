@@ -94,7 +94,7 @@ void runAdd(AddOptions const& options) {
   std::error_code error;
   fs::file_type const type = fs::symlink_status(options.source, error).type();
   if (type == fs::file_type::directory) {
-    addFolder(files, absoluteFolder(options.source), path, mode, progress);
+    addFolder(files, absolutePath(options.source), path, mode, progress);
   } else if (type == fs::file_type::symlink) {
     files.createLink(path, fromArgument(readLink(options.source)));
   } else {

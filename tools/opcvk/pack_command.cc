@@ -82,8 +82,10 @@ void runPack(PackOptions const& options) {
   if (!options.update && somethingAt(options.package)) {
     throw ToolError("Package already exists: " + options.package + " (use --update to add to it)");
   }
-  fs::path const root = absoluteFolder(options.source);
-  SourceTree const tree = walkSourceFolder(root);
+  fs::path const root = absolutePath(options.source);
+  // A package written inside the folder (with --update, one that is already there) does not
+  // go into itself.
+  SourceTree const tree = walkSourceFolder(root, absolutePath(options.package));
   TransformMode const mode =
       options.noTransforms ? TransformMode::NoTransforms : TransformMode::ApplyTransforms;
 

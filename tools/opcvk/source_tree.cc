@@ -37,10 +37,12 @@ std::u16string checkedName(std::string const& relative) {
 
 // Adds what lies below `folder` (at `relative`, "" for the root) and tells whether anything
 // was added.
-bool walk(fs::path const& folder, std::string const& relative, SourceTree& tree) {
+bool walk(fs::path const& folder, std::string const& relative, fs::path const& skip,
+          SourceTree& tree) {
   bool added = false;
   for (std::string const& name : sortedNames(folder)) {
     fs::path const path = folder / name;
+    if (path == skip) continue;
     std::string const childRelative = relative.empty() ? name : relative + "/" + name;
     std::error_code error;
     fs::file_status const status = fs::symlink_status(path, error);
@@ -61,7 +63,7 @@ bool walk(fs::path const& folder, std::string const& relative, SourceTree& tree)
         added = true;
         break;
       case fs::file_type::directory:
-        if (!walk(path, childRelative, tree)) {
+        if (!walk(path, childRelative, skip, tree)) {
           tree.items.push_back({SourceItem::Kind::EmptyFolder, checkedName(childRelative), 0});
           ++tree.fileCount;
         }
@@ -76,13 +78,13 @@ bool walk(fs::path const& folder, std::string const& relative, SourceTree& tree)
 
 }  // namespace
 
-SourceTree walkSourceFolder(fs::path const& root) {
+SourceTree walkSourceFolder(fs::path const& root, fs::path const& skip) {
   SourceTree tree;
-  walk(root, std::string(), tree);
+  walk(root, std::string(), skip, tree);
   return tree;
 }
 
-fs::path absoluteFolder(std::string const& argument) {
+fs::path absolutePath(std::string const& argument) {
   fs::path path = fs::absolute(fs::path(argument)).lexically_normal();
   if (!path.has_filename() && path.has_relative_path()) path = path.parent_path();
   return path;

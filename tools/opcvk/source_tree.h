@@ -33,11 +33,14 @@ struct SourceTree {
 // passed over.  Raises ToolError "Could not read folder: <path>: <reason>" if a folder cannot
 // be listed, and "Cannot read file name in the current encoding: <path>" for a name that would
 // not reach the file again through the library's conversions.
-SourceTree walkSourceFolder(std::filesystem::path const& root);
+// The file at `skip` (absolute and lexically normal, as absolutePath gives it), if it is met,
+// is passed over: the package being written, when it lies inside the folder.
+SourceTree walkSourceFolder(std::filesystem::path const& root,
+                            std::filesystem::path const& skip = std::filesystem::path());
 
 // `argument` made absolute and lexically normal, without a trailing separator, so that
 // absolute link targets below it can be recognised by their text.
-std::filesystem::path absoluteFolder(std::string const& argument);
+std::filesystem::path absolutePath(std::string const& argument);
 
 }  // namespace opcvk
 
