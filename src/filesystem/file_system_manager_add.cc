@@ -1,9 +1,13 @@
 // Add from disk of FileSystemManager: files and links of a real file system, or the bytes of
 // any content source, copied into the package file system.  Real paths go to the source file
 // system as given; only package paths are normalised.
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
 #include <opc/core/exception.h>
 #include <opc/core/stream_helper.h>
-#include <opc/core/string_conversions.h>
 #include <opc/vkservices/content_sources.h>
 #include <opc/vkservices/content_types.h>
 #include <opc/vkservices/errors.h>
