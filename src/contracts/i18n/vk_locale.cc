@@ -9,19 +9,25 @@ namespace fl {
 namespace i18n {
 namespace {
 
-// glibc names ASCII "ANSI_X3.4-1968"; users and other platforms know the IANA names, so the
-// name is mapped through ICU's alias table when ICU knows it.
+// glibc names ASCII "ANSI_X3.4-1968" and Latin-1 "ISO-8859-1" or "ISO_8859-1:1987"; users and
+// other platforms know the preferred MIME names, so the name is mapped through ICU's alias
+// table: its MIME name where it has one ("US-ASCII", "ISO-8859-1"), else its IANA name.
+char const* standardName(char const* name) {
+  for (char const* standard : {"MIME", "IANA"}) {
+    UErrorCode status = U_ZERO_ERROR;
+    char const* found = ucnv_getStandardName(name, standard, &status);
+    if (U_SUCCESS(status) && found != nullptr) return found;
+  }
+  return nullptr;
+}
+
 std::string preferredName(char const* codeset) {
   if (codeset == nullptr || *codeset == '\0') return "US-ASCII";
+  if (char const* found = standardName(codeset)) return found;
   UErrorCode status = U_ZERO_ERROR;
-  char const* iana = ucnv_getStandardName(codeset, "IANA", &status);
-  if (U_SUCCESS(status) && iana != nullptr) return iana;
-  status = U_ZERO_ERROR;
   char const* canonical = ucnv_getCanonicalName(codeset, "", &status);
   if (U_SUCCESS(status) && canonical != nullptr) {
-    status = U_ZERO_ERROR;
-    iana = ucnv_getStandardName(canonical, "IANA", &status);
-    if (U_SUCCESS(status) && iana != nullptr) return iana;
+    if (char const* found = standardName(canonical)) return found;
   }
   return codeset;
 }
