@@ -626,6 +626,8 @@ def preset_small(rng, tree, vocab):
             data = vocab.lines(pools[k], size)
             if len(data) > 4096:
                 data = data[: data.rfind(b"\n", 0, 4096) + 1]
+            while len(data) < 100:
+                data += vocab.lines(pools[k], 100 - len(data))
             tree.file(rel, data)
 
 
