@@ -54,44 +54,6 @@ std::string messageText(std::u16string path) {
   return opc::toUDEString(path);
 }
 
-// The bytes of a path on the local disk, as LocalFileSystemOps makes them: UTF-8, with the
-// lone surrogates U+DC80..U+DCFF standing for the bytes 0x80..0xFF that were not UTF-8.
-// False for NUL and any other lone surrogate, which no local name can hold.
-bool toLocalBytes(std::u16string const& path, std::string& out) {
-  out.clear();
-  out.reserve(path.size());
-  for (std::size_t i = 0; i < path.size(); ++i) {
-    std::uint32_t unit = path[i];
-    if (unit == 0) return false;
-    if (unit >= 0xD800 && unit <= 0xDBFF && i + 1 < path.size() && path[i + 1] >= 0xDC00 &&
-        path[i + 1] <= 0xDFFF) {
-      unit = 0x10000 + ((unit - 0xD800) << 10) + (path[i + 1] - 0xDC00u);
-      ++i;
-    } else if (unit >= 0xDC80 && unit <= 0xDCFF) {
-      out.push_back(static_cast<char>(unit - 0xDC00));
-      continue;
-    } else if (unit >= 0xD800 && unit <= 0xDFFF) {
-      return false;
-    }
-    if (unit < 0x80) {
-      out.push_back(static_cast<char>(unit));
-    } else if (unit < 0x800) {
-      out.push_back(static_cast<char>(0xC0 | (unit >> 6)));
-      out.push_back(static_cast<char>(0x80 | (unit & 0x3F)));
-    } else if (unit < 0x10000) {
-      out.push_back(static_cast<char>(0xE0 | (unit >> 12)));
-      out.push_back(static_cast<char>(0x80 | ((unit >> 6) & 0x3F)));
-      out.push_back(static_cast<char>(0x80 | (unit & 0x3F)));
-    } else {
-      out.push_back(static_cast<char>(0xF0 | (unit >> 18)));
-      out.push_back(static_cast<char>(0x80 | ((unit >> 12) & 0x3F)));
-      out.push_back(static_cast<char>(0x80 | ((unit >> 6) & 0x3F)));
-      out.push_back(static_cast<char>(0x80 | (unit & 0x3F)));
-    }
-  }
-  return true;
-}
-
 // Closes a descriptor when it goes out of scope.
 class Descriptor {
  public:
@@ -185,7 +147,8 @@ int DestinationGuard::rootDescriptor() const {
   // FileSystemOps has checked what it could, and the operations themselves report the rest.
   // The root may itself be a link: the user chose it, so it is followed.
   std::string bytes;
-  if (toLocalBytes(destination_.empty() ? u"." : destination_, bytes)) {
+  if (opc::LocalFileSystemOps::toLocalPathBytes(destination_.empty() ? u"." : destination_,
+                                                bytes)) {
     rootDescriptor_ = ::open(bytes.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
   }
   return rootDescriptor_;
@@ -309,7 +272,7 @@ std::optional<Refusal> DestinationGuard::checkWithKernel(
     }
     std::string bytes;
     // A path without a byte form cannot be made on the local disk at all.
-    if (!toLocalBytes(relative, bytes)) return std::nullopt;
+    if (!opc::LocalFileSystemOps::toLocalPathBytes(relative, bytes)) return std::nullopt;
     int fd = -1;
     switch (openBeneath(rootDescriptor_, bytes, fd)) {
       case KernelAnswer::Beneath: {
@@ -354,7 +317,7 @@ std::optional<Refusal> DestinationGuard::walkWithOpenat(
   if (current.get() < 0) return std::nullopt;
   for (std::size_t i = 0; i < count; ++i) {
     std::string bytes;
-    if (!toLocalBytes(components[i], bytes)) return std::nullopt;
+    if (!opc::LocalFileSystemOps::toLocalPathBytes(components[i], bytes)) return std::nullopt;
     // O_PATH with O_NOFOLLOW opens a link itself, so that fstat can tell what it is.
     int const next = ::openat(current.get(), bytes.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC);
     if (next < 0) return std::nullopt;  // missing or unreadable: the operation reports it

@@ -69,6 +69,10 @@ std::shared_ptr<LocalFileSystemOps> const& LocalFileSystemOps::getShared() {
   return *instance;
 }
 
+bool LocalFileSystemOps::toLocalPathBytes(std::u16string const& path, std::string& bytes) {
+  return detail::toFileSystemBytes(path, bytes);
+}
+
 std::u16string LocalFileSystemOps::doGetTempName(std::u16string const& path, std::string& text,
                                                  boost::system::error_code& code) const {
   std::string folder;

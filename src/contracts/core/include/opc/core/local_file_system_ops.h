@@ -42,6 +42,13 @@ class OPC_CORE_EXPORT LocalFileSystemOps : public FileSystemOps {
   // that references to it stay valid until the process ends, static destructors included.
   static std::shared_ptr<LocalFileSystemOps> const& getShared();
 
+  // The bytes that name `path` on the disk, exactly as every operation of this class makes
+  // them: UTF-8, with U+DC80..U+DCFF standing for the bytes 0x80..0xFF that were not UTF-8
+  // when the name was read.  False (with `bytes` unspecified) for a path that no name on the
+  // disk can hold: one with NUL or another lone surrogate.  For callers that must reach the
+  // very same file through system calls of their own (such as a check made by the kernel).
+  static bool toLocalPathBytes(std::u16string const& path, std::string& bytes);
+
  protected:
   // A random name "opc-<16 hex digits>" in `path`, or in $TMPDIR (when set and not empty)
   // or "/tmp" for an empty `path`, at which lstat(2) found nothing.  The folder must exist.
