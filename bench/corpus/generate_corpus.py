@@ -58,7 +58,7 @@ FOREIGN_WORDS = (
     "東京 Straße déjà vu coöperate Ångström piñata München crème brûlée Øresund Ťatry"
 ).split()
 
-NAME_SPECIALS = (
+UNUSUAL_NAMES = (
     "Überblick und Notizen.md", "résumé final.txt", "日本語のメモ.txt", "Ελληνικά σημειώσεις.txt",
     "naïve café menu.json", "party plan 🎉.txt", "100% done.txt", "C# notes.md", "a+b=c.txt",
     "Kraków trip (draft).md", "año nuevo.txt", "Привет мир.txt", "Ünïcödé ßpåcé.log",
@@ -486,11 +486,11 @@ def make_sources(rng, tree, vocab, scale, all_files):
 
 def make_docs(rng, tree, vocab, scale, all_files):
     folders = grow_folders(rng, tree, vocab, "docs", 40 * scale)
-    specials = list(NAME_SPECIALS)
+    unusual = list(UNUSUAL_NAMES)
     for i in range(950 * scale):
         folder = rng.choice(folders)
-        if specials and i % 50 == 0:
-            name = specials.pop()
+        if unusual and i % 50 == 0:
+            name = unusual.pop()
         else:
             name = file_name(rng, vocab, rng.choice((".md", ".md", ".txt", ".rst")))
         rel = tree.unique(folder, name)
