@@ -1,5 +1,6 @@
 // The content of a part: an item of the archive, bytes in memory, or a spool file.  Internal
-// to libopcmodel: nothing here is exported.
+// to libopcmodel: makeArchiveContent carries OPC_MODEL_EXPORT only so that the unit tests can
+// reach it.
 #ifndef OPC_MODEL_PACKAGE_PART_CONTENT_H_
 #define OPC_MODEL_PACKAGE_PART_CONTENT_H_
 
@@ -10,6 +11,8 @@
 #include <ostream>
 #include <string>
 #include <vector>
+
+#include <opc/model/export.h>
 
 #include "../zip/zip_archive.h"
 
@@ -37,8 +40,8 @@ class PartContent {
 };
 
 // The content of an archive item, inflated as it is read.
-std::shared_ptr<PartContent const> makeArchiveContent(std::shared_ptr<ZipArchive const> archive,
-                                                      ZipEntry const& entry);
+OPC_MODEL_EXPORT std::shared_ptr<PartContent const> makeArchiveContent(
+    std::shared_ptr<ZipArchive const> archive, ZipEntry const& entry);
 // Bytes in memory.
 std::shared_ptr<PartContent const> makeMemoryContent(std::vector<unsigned char> bytes);
 

@@ -1,5 +1,6 @@
 // The streams that Part::getInputStream and Part::getOutputStream give.  They belong to the
-// package state.  Internal to libopcmodel: nothing here is exported.
+// package state.  Internal to libopcmodel: PartOutputStream carries OPC_MODEL_EXPORT only so
+// that the unit tests can reach it.
 #ifndef OPC_MODEL_PACKAGE_PART_STREAMS_H_
 #define OPC_MODEL_PACKAGE_PART_STREAMS_H_
 
@@ -10,9 +11,11 @@
 
 #include <opc/core/input_stream.h>
 #include <opc/core/output_stream.h>
+#include <opc/model/export.h>
 #include <opc/model/part_name.h>
 
 #include "part_content.h"
+#include "shared_spool.h"
 
 namespace opc {
 namespace model {
@@ -42,12 +45,14 @@ class PartInputStream : public opc::InputStream {
 };
 
 // Collects the new content of a part: in memory up to `threshold` bytes, then in a spool
-// file.  close() makes it the part's content, unless the part was deleted meanwhile; writing
-// to a closed stream throws InvalidPackageState.
-class PartOutputStream : public opc::OutputStream {
+// file of its own.  With a shared spool, the memory also counts against the package's budget,
+// and content that does not fit goes to the shared file instead.  close() makes it the part's
+// content, unless the part was deleted meanwhile; writing to a closed stream throws
+// InvalidPackageState.
+class OPC_MODEL_EXPORT PartOutputStream : public opc::OutputStream {
  public:
   PartOutputStream(std::shared_ptr<PartRecord> record, std::uint64_t threshold,
-                   std::u16string spoolFolder);
+                   std::u16string spoolFolder, std::shared_ptr<SharedSpool> shared = nullptr);
   ~PartOutputStream() override;
 
   void write(unsigned char const* buffer, std::size_t count) override;
@@ -57,12 +62,17 @@ class PartOutputStream : public opc::OutputStream {
   bool isClosed() const { return closed_; }
 
  private:
+  // Frees the memory buffer and gives its reservation back.
+  void dropBuffer();
+
   std::shared_ptr<PartRecord> record_;
   PartName name_;
   std::uint64_t threshold_;
   std::u16string spoolFolder_;
-  std::vector<unsigned char> buffer_;
+  std::shared_ptr<SharedSpool> shared_;
+  std::vector<unsigned char> buffer_;  // with a shared spool, its size is reserved there
   std::unique_ptr<SpoolFile> spool_;
+  std::unique_ptr<SharedSpool::Writer> sharedWriter_;
   bool closed_ = false;
 };
 

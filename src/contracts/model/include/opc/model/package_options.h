@@ -40,6 +40,10 @@ struct PackageOptions {
   // Content written to a part is kept in memory up to this many bytes, then spooled to a
   // temporary file beside the package (or in the temporary folder for a buffer package).
   std::uint64_t spoolThreshold = std::uint64_t{8} << 20;  // 8 MiB
+  // Content of all parts together is kept in memory up to this many bytes; past it, new
+  // content goes to one shared temporary file beside the package (or in the temporary
+  // folder), so that writing many parts before a save needs little memory.
+  std::uint64_t spoolBudget = std::uint64_t{64} << 20;  // 64 MiB
 };
 
 }  // namespace model
