@@ -33,7 +33,7 @@ A case is a JSON object:
                  the tree at p compared semantically with the entries; with "times" the
                  mtime of every file entry that gives one is compared to the microsecond
   "package"      {"path": p, "list": [{"path":..., other keys compared when given}],
-                  "cat": {package path: content spec}, "cat_raw": {...}}: the package seen
+                  "cat": {package path: content description}, "cat_raw": {...}}: the package seen
                  through "opcvk list --json" (every entry, in order) and "opcvk cat"
                  ("cat_raw" adds --no-transforms)
   "absent"       paths that must not exist afterwards
@@ -69,8 +69,8 @@ REPO = os.path.normpath(os.path.join(HERE, "..", "..", ".."))
 def load_compare_trees():
     """scripts/compare-trees has no .py suffix, so it is loaded by hand."""
     loader = SourceFileLoader("compare_trees", os.path.join(REPO, "scripts", "compare-trees"))
-    spec = importlib.util.spec_from_loader("compare_trees", loader)
-    module = importlib.util.module_from_spec(spec)
+    module_plan = importlib.util.spec_from_loader("compare_trees", loader)
+    module = importlib.util.module_from_spec(module_plan)
     loader.exec_module(module)
     return module
 
@@ -96,14 +96,14 @@ def parse_time_us(text):
     return seconds * 1_000_000 + micros
 
 
-def content_bytes(spec):
-    """The bytes a content spec stands for, or None if it names no content."""
-    if "text" in spec:
-        return spec["text"].encode(spec.get("encoding", "utf-8"))
-    if "base64" in spec:
-        return base64.b64decode(spec["base64"])
-    if "hex" in spec:
-        return bytes.fromhex(spec["hex"])
+def content_bytes(wanted):
+    """The bytes a content description stands for, or None if it names no content."""
+    if "text" in wanted:
+        return wanted["text"].encode(wanted.get("encoding", "utf-8"))
+    if "base64" in wanted:
+        return base64.b64decode(wanted["base64"])
+    if "hex" in wanted:
+        return bytes.fromhex(wanted["hex"])
     return None
 
 
@@ -296,20 +296,20 @@ class Case:
             if actual != want:
                 failures.append("%s: bytes differ:\nexpected %r\ngot      %r" % (name, want, actual))
 
-    def check_folder(self, spec, failures):
-        root = self.sub(spec["path"])
+    def check_folder(self, wanted, failures):
+        root = self.sub(wanted["path"])
         if not os.path.isdir(root):
             failures.append("folder %s does not exist" % root)
             return
         actual = compare_trees.scan(root)
         expected = {}
-        for entry in spec.get("entries", []):
+        for entry in wanted.get("entries", []):
             parts = entry["path"].split("/")
             for i in range(1, len(parts)):
                 expected.setdefault("/".join(parts[:i]), {"path": "/".join(parts[:i]),
                                                           "folder": True, "implied": True})
             expected[entry["path"]] = entry
-        if spec.get("exact", True):
+        if wanted.get("exact", True):
             for rel in sorted(set(actual) - set(expected)):
                 failures.append("folder: unexpected %s %s" % (actual[rel].kind, rel))
         for rel, entry in sorted(expected.items()):
@@ -330,7 +330,7 @@ class Case:
             if "mode" in entry and kind != "link" and got.mode != int(entry["mode"], 8):
                 failures.append("folder: %s has mode %04o, expected %s" % (rel, got.mode,
                                                                           entry["mode"]))
-            if spec.get("times") and "mtime" in entry:
+            if wanted.get("times") and "mtime" in entry:
                 want = parse_time_us(entry["mtime"])
                 if got.mtime_us != want:
                     failures.append("folder: %s has time %s, expected %s" % (
@@ -339,16 +339,16 @@ class Case:
             if kind == "folder" and entry.get("empty") and not got.empty:
                 failures.append("folder: %s is not empty" % rel)
 
-    def check_package(self, spec, failures):
-        pkg = self.sub(spec.get("path", "{pkg}"))
-        if "list" in spec:
+    def check_package(self, wanted, failures):
+        pkg = self.sub(wanted.get("path", "{pkg}"))
+        if "list" in wanted:
             result = self.run_tool(["list", "--json", pkg])
             if result.returncode != 0:
                 failures.append("package: list --json exited %d: %s" % (
                     result.returncode, result.stderr.decode(errors="replace")))
             else:
                 entries = json.loads(result.stdout.decode("utf-8"))
-                want = self.sub(spec["list"])
+                want = self.sub(wanted["list"])
                 paths = [e.get("path") for e in entries]
                 if paths != [w["path"] for w in want]:
                     failures.append("package: paths differ:\n%s" % line_diff(
@@ -360,7 +360,7 @@ class Case:
                                 failures.append("package: %s has %s %r, expected %r" % (
                                     w["path"], key, got.get(key, "<absent>"), value))
         for key, extra in (("cat", []), ("cat_raw", ["--no-transforms"])):
-            for path, content in spec.get(key, {}).items():
+            for path, content in wanted.get(key, {}).items():
                 result = self.run_tool(["cat", pkg, path] + extra)
                 want = content_bytes(content)
                 if result.returncode != 0:
