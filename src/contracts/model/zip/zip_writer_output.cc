@@ -55,6 +55,18 @@ bool ArchiveSink::flush() {
 
 bool ArchiveSink::writeAt(std::uint64_t position, unsigned char const* data, std::size_t count) {
   if (fd_ < 0) return writeOut(position, data, count);
+  std::uint64_t const pendingEnd = pendingStart_ + pending_.size();
+  if (position >= pendingStart_ && position < pendingEnd) {
+    // libzip going back to rewrite a local header it wrote a moment ago: the header is most
+    // likely still here, and rewriting it here saves a flush and a write for every item.
+    std::size_t const at = static_cast<std::size_t>(position - pendingStart_);
+    std::size_t const n = std::min(count, pending_.size() - at);
+    std::memcpy(pending_.data() + at, data, n);
+    if (n == count) return true;
+    position += n;
+    data += n;
+    count -= n;
+  }
   if (position != pendingStart_ + pending_.size()) {
     if (!flush()) return false;
     pendingStart_ = position;

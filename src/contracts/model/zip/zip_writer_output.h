@@ -14,8 +14,9 @@ namespace model {
 namespace detail {
 
 // The archive's bytes as libzip writes them: sequential writes are gathered in a large buffer
-// (libzip writes in small pieces, and goes back only to rewrite a local header), so that a
-// file sees few, large writes.  With a descriptor the bytes go to the file, else to bytes().
+// (libzip writes in small pieces, and goes back only to rewrite a local header, which lands in
+// the buffer when it is still there), so that a file sees few, large writes.  With a descriptor the
+// bytes go to the file, else to bytes().
 class ArchiveSink {
  public:
   explicit ArchiveSink(int fd);
