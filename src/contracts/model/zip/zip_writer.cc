@@ -27,6 +27,11 @@ namespace detail {
 namespace {
 
 constexpr unsigned kMaxThreads = 16;
+// Workers may run ahead of libzip by this many bytes of content (and always by one item per
+// thread), which bounds the memory that prepared items hold.  Counted in bytes rather than
+// items so that small items do not cost a hand-over between threads each: a worker that
+// found the window full sleeps until libzip has used half of it.
+constexpr std::uint64_t kWindowBytes = std::uint64_t{8} << 20;
 
 boost::system::error_code systemCode(int error) {
   return boost::system::error_code(error, boost::system::system_category());
@@ -99,7 +104,8 @@ class LibzipWriter : public ZipWriter, private ItemSourceOwner {
       std::lock_guard<std::mutex> lock(mutex_);
       added->workIndex = work_.size();
       work_.push_back(added);
-      ready_.notify_all();
+      workBytes_.push_back(workBytes_.back() + added->size);
+      if (idleWorkers_ > 0 && mayTake(kWindowBytes)) ready_.notify_one();
     }
   }
 
@@ -194,15 +200,26 @@ class LibzipWriter : public ZipWriter, private ItemSourceOwner {
     return raw;
   }
 
-  // Worker threads take prepared-to-be items in order, at most `window_` ahead of the item
-  // that libzip is writing, which bounds the memory held by compressed results.
+  // Whether a worker may take the next item: within `window_` items or `windowBytes` bytes of
+  // content ahead of the item that libzip is writing, which bounds the memory held by
+  // compressed results.  Called with the mutex held.
+  bool mayTake(std::uint64_t windowBytes) const {
+    if (next_ >= work_.size()) return false;
+    if (next_ < reached_ + window_) return true;
+    return workBytes_[next_ + 1] - workBytes_[std::min(reached_, next_)] <= windowBytes;
+  }
+
+  // Worker threads take prepared-to-be items in order, as far ahead as mayTake allows.
   void work() {
     for (;;) {
       WriterItem* item = nullptr;
       {
         std::unique_lock<std::mutex> lock(mutex_);
-        ready_.wait(
-            lock, [this] { return stop_ || (next_ < work_.size() && next_ < reached_ + window_); });
+        while (!stop_ && !mayTake(kWindowBytes)) {
+          ++idleWorkers_;
+          ready_.wait(lock);
+          --idleWorkers_;
+        }
         if (stop_) return;
         item = work_[next_++];
         item->state = WriterItem::State::Running;
@@ -221,7 +238,7 @@ class LibzipWriter : public ZipWriter, private ItemSourceOwner {
     std::lock_guard<std::mutex> lock(mutex_);
     item.error = error;
     item.state = WriterItem::State::Done;
-    done_.notify_all();
+    if (writerWaiting_) done_.notify_all();
   }
 
   void ensurePrepared(WriterItem& item) override {
@@ -235,7 +252,7 @@ class LibzipWriter : public ZipWriter, private ItemSourceOwner {
     }
     std::unique_lock<std::mutex> lock(mutex_);
     reached_ = std::max(reached_, item.workIndex + 1);
-    ready_.notify_all();
+    if (idleWorkers_ > 0 && mayTake(kWindowBytes / 2)) ready_.notify_all();
     if (item.state == WriterItem::State::Pending) {
       // No worker has taken it: items are taken in order, so it is the next one.
       next_ = item.workIndex + 1;
@@ -244,7 +261,11 @@ class LibzipWriter : public ZipWriter, private ItemSourceOwner {
       runPreparation(item);
       lock.lock();
     }
-    done_.wait(lock, [&] { return item.state == WriterItem::State::Done; });
+    if (item.state != WriterItem::State::Done) {
+      writerWaiting_ = true;
+      done_.wait(lock, [&] { return item.state == WriterItem::State::Done; });
+      writerWaiting_ = false;
+    }
     if (item.error) std::rethrow_exception(item.error);
   }
 
@@ -299,9 +320,12 @@ class LibzipWriter : public ZipWriter, private ItemSourceOwner {
   std::condition_variable ready_;  // work for the workers
   std::condition_variable done_;   // an item is prepared
   std::vector<WriterItem*> work_;
-  std::size_t next_ = 0;     // the next item of work_ to take
-  std::size_t reached_ = 0;  // items of work_ that libzip has asked for
+  std::vector<std::uint64_t> workBytes_{0};  // content bytes of work_ before each item
+  std::size_t next_ = 0;                     // the next item of work_ to take
+  std::size_t reached_ = 0;                  // items of work_ that libzip has asked for
   std::size_t window_ = 1;
+  unsigned idleWorkers_ = 0;    // workers waiting on ready_
+  bool writerWaiting_ = false;  // libzip's thread waits on done_
   bool stop_ = false;
   std::vector<std::thread> workers_;
 };
