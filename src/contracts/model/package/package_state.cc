@@ -8,6 +8,7 @@
 #include <opc/model/exceptions.h>
 #include <opc/model/zip_item_names.h>
 
+#include "../part_name_rules.h"
 #include "../text_chars.h"
 #include "content_types.h"
 #include "part_streams.h"
@@ -92,7 +93,7 @@ void PackageState::close() {
   outputStreams_.clear();
   for (auto const& record : parts_) record->deleted = true;
   parts_.clear();
-  byName_.clear();
+  byKey_.clear();
   prefixes_.clear();
   packageRelationships_ = RelationshipSet();
   partRelationships_.clear();
@@ -157,7 +158,8 @@ void PackageState::load(std::shared_ptr<ZipArchive const> archive) {
       throw InvalidPackage(context + ": the part " + quoted(name->toString()) +
                            " has no content type");
     }
-    if (auto conflict = findDerivationConflict(*name)) {
+    std::string const key = keyOf(*name);
+    if (auto conflict = findDerivationConflict(*name, key)) {
       throw InvalidPackage(context + ": the parts " + quoted(conflict->toString()) + " and " +
                            quoted(name->toString()) +
                            " cannot both exist, since one name is a folder of the other");
@@ -166,13 +168,17 @@ void PackageState::load(std::shared_ptr<ZipArchive const> archive) {
     record->content = makeArchiveContent(archive_, entry);
     record->entry = entry;
     record->itemName = entry.name;
-    addPart(std::move(record));
+    addPart(std::move(record), key);
   }
 }
 
 std::shared_ptr<PartRecord> PackageState::findPart(PartName const& name) const {
-  auto const found = byName_.find(name);
-  return found == byName_.end() ? nullptr : found->second;
+  return findPartByKey(keyOf(name));
+}
+
+std::shared_ptr<PartRecord> PackageState::findPartByKey(std::string const& key) const {
+  auto const found = byKey_.find(key);
+  return found == byKey_.end() ? nullptr : found->second;
 }
 
 std::shared_ptr<PartRecord> PackageState::partForHandle(PartName const& name) const {
@@ -185,10 +191,16 @@ std::shared_ptr<PartRecord> PackageState::partForHandle(PartName const& name) co
 }
 
 boost::optional<PartName> PackageState::findDerivationConflict(PartName const& name) const {
-  for (PartName const& prefix : properPrefixes(name)) {
-    if (auto record = findPart(prefix)) return record->name;
+  return findDerivationConflict(name, keyOf(name));
+}
+
+boost::optional<PartName> PackageState::findDerivationConflict(PartName const& name,
+                                                               std::string const& key) const {
+  for (std::size_t slash = key.find('/', 1); slash != std::string::npos;
+       slash = key.find('/', slash + 1)) {
+    if (auto record = findPartByKey(key.substr(0, slash))) return record->name;
   }
-  if (prefixes_.count(name) != 0) {
+  if (prefixes_.count(key) != 0) {
     // Rare: only when there is a conflict does it cost a walk over the parts.
     for (auto const& record : parts_) {
       if (record->name.isDerivedFrom(name)) return record->name;
@@ -198,20 +210,30 @@ boost::optional<PartName> PackageState::findDerivationConflict(PartName const& n
 }
 
 void PackageState::addPart(std::shared_ptr<PartRecord> record) {
-  for (PartName const& prefix : properPrefixes(record->name)) ++prefixes_[prefix];
-  byName_.emplace(record->name, record);
+  std::string const key = keyOf(record->name);
+  addPart(std::move(record), key);
+}
+
+void PackageState::addPart(std::shared_ptr<PartRecord> record, std::string const& key) {
+  for (std::size_t slash = key.find('/', 1); slash != std::string::npos;
+       slash = key.find('/', slash + 1)) {
+    ++prefixes_[key.substr(0, slash)];
+  }
+  byKey_.emplace(key, record);
   parts_.push_back(std::move(record));
 }
 
 void PackageState::removePart(PartName const& name) {
-  auto const found = byName_.find(name);
-  if (found == byName_.end()) return;
+  std::string const key = keyOf(name);
+  auto const found = byKey_.find(key);
+  if (found == byKey_.end()) return;
   std::shared_ptr<PartRecord> record = found->second;
-  for (PartName const& prefix : properPrefixes(record->name)) {
-    auto const count = prefixes_.find(prefix);
+  for (std::size_t slash = key.find('/', 1); slash != std::string::npos;
+       slash = key.find('/', slash + 1)) {
+    auto const count = prefixes_.find(key.substr(0, slash));
     if (count != prefixes_.end() && --count->second == 0) prefixes_.erase(count);
   }
-  byName_.erase(found);
+  byKey_.erase(found);
   parts_.erase(std::find(parts_.begin(), parts_.end(), record));
   partRelationships_.erase(record->name);
   record->deleted = true;
@@ -275,6 +297,8 @@ std::u16string PackageState::spoolFolder() const {
   std::u16string const folder = opc::LocalFileSystemOps::getShared()->getParentPath(path_);
   return folder.empty() ? std::u16string(u".") : folder;
 }
+
+std::string PackageState::keyOf(PartName const& name) { return makePartNameKey(name.toString()); }
 
 bool PackageState::isRegistered(DataManager const* manager) const {
   return std::find(managers_.begin(), managers_.end(), manager) != managers_.end();

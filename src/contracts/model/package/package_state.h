@@ -129,6 +129,12 @@ class PackageState {
 
  private:
   void loadRelationships(RelationshipSet& set, URI const& sourceURI, PartName const& setName);
+  // The string that equal names share: what PartName compares.
+  static std::string keyOf(PartName const& name);
+  std::shared_ptr<PartRecord> findPartByKey(std::string const& key) const;
+  boost::optional<PartName> findDerivationConflict(PartName const& name,
+                                                   std::string const& key) const;
+  void addPart(std::shared_ptr<PartRecord> record, std::string const& key);
   void adoptArchive(std::shared_ptr<ZipArchive const> archive);
 
   PackageAccess access_;
@@ -142,10 +148,13 @@ class PackageState {
   std::shared_ptr<std::vector<unsigned char> const> saved_;
 
   std::vector<std::shared_ptr<PartRecord>> parts_;
-  std::unordered_map<PartName, std::shared_ptr<PartRecord>> byName_;
+  // Both maps hold comparison keys (see keyOf), not names: the key of a leading run of
+  // segments is the same leading run of the key, so that the runs of a name cost a substring
+  // each rather than the validation of a new PartName.
+  std::unordered_map<std::string, std::shared_ptr<PartRecord>> byKey_;
   // For every proper leading run of segments of a part's name, how many parts have it, so
   // that a part "/a" cannot be made beside "/a/b" without a walk over all parts.
-  std::map<PartName, std::size_t> prefixes_;
+  std::unordered_map<std::string, std::size_t> prefixes_;
 
   RelationshipSet packageRelationships_;
   std::map<PartName, RelationshipSet> partRelationships_;
