@@ -17,6 +17,19 @@ namespace {
 // The bit that marks a regular file in a file mode, which the older form adds to every value.
 constexpr unsigned long kRegularFileBit = 0100000;
 
+// The value of text made of digits of `base` alone and short enough not to overflow, or -1
+// for anything else, which the stream then reads with all its rules.  Nearly every value a
+// manifest holds is such text, and a stream per entry costs more than the rest of the entry.
+long plainDigits(std::u16string const& text, unsigned base) {
+  if (text.empty() || text.size() > 6) return -1;
+  long value = 0;
+  for (char16_t const c : text) {
+    if (c < u'0' || c >= u'0' + base) return -1;
+    value = value * static_cast<long>(base) + (c - u'0');
+  }
+  return value;
+}
+
 }  // namespace
 
 opc::Perms::Perms_tag readPermissions(std::u16string const& text, bool isV1) {
@@ -29,6 +42,10 @@ opc::Perms::Perms_tag readPermissions(std::u16string const& text, bool isV1) {
   }
   if (!isV1 && !leadingZero) {
     throw opc::model::InvalidPartContent("Permissions are not a valid octal value");
+  }
+  long const plain = plainDigits(text, isV1 ? 10 : 8);
+  if (plain >= 0 && plain <= 0xFFFF) {
+    return static_cast<opc::Perms::Perms_tag>(plain & opc::Perms::perms_mask);
   }
   std::istringstream stream(opc::toASCIIString(text));
   // The classic locale: a locale with digit grouping must not change what a digit is.

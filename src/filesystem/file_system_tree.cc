@@ -64,7 +64,6 @@ void FileSystemTree::removeNode(FileSystemNode const& node) {
     throw opc::Exception("The root node cannot be removed", boost::system::error_code());
   }
   nodes_.erase(path);
-  parents_.erase(path);
   auto const siblings = children_.find(opc::detail::getParentPath(path));
   if (siblings == children_.end()) return;
   std::vector<std::u16string>& list = siblings->second;
@@ -87,9 +86,10 @@ FileSystemNode FileSystemTree::findNode(std::u16string const& path) const {
 }
 
 FileSystemNode FileSystemTree::findParentNode(std::u16string const& path) const {
-  auto const parent = parents_.find(path);
-  if (parent == parents_.end()) raise("A node has no parent:", path);
-  return findNode(parent->second);
+  // Every node but the root has a parent path; the node at it may have been removed since.
+  auto const found = nodes_.find(path);
+  if (found == nodes_.end() || path == kRootPath) raise("A node has no parent:", path);
+  return findNode(found->second.getParentPath());
 }
 
 bool FileSystemTree::hasNode(std::u16string const& path) const {
@@ -101,7 +101,7 @@ bool FileSystemTree::hasChildNodes(std::u16string const& path) const {
 }
 
 bool FileSystemTree::hasParentNode(std::u16string const& path) const {
-  return parents_.find(path) != parents_.end();
+  return path != kRootPath && nodes_.find(path) != nodes_.end();
 }
 
 std::vector<FileSystemNode> FileSystemTree::childNodes(std::u16string const& path) const {
@@ -157,15 +157,15 @@ std::u16string const& FileSystemTree::getCurrentVersion() {
 
 void FileSystemTree::insertNode(FileSystemNode node, std::u16string path, std::u16string parent,
                                 NodeMap::const_iterator hint) {
-  // A key is copied into nodes_ and children_ and moved into parents_; the parent text is
-  // copied into children_ only when its list is new.
+  // A key is copied into nodes_ and moved into children_; the parent text is moved into
+  // children_ only when its list is new.  The parent of a path is not kept apart: the node
+  // holds it.
   nodes_.emplace_hint(hint, path, std::move(node));
   auto list = children_.lower_bound(parent);
   if (list == children_.end() || list->first != parent) {
-    list = children_.emplace_hint(list, parent, std::vector<std::u16string>());
+    list = children_.emplace_hint(list, std::move(parent), std::vector<std::u16string>());
   }
-  list->second.push_back(path);
-  parents_.insert_or_assign(std::move(path), std::move(parent));
+  list->second.push_back(std::move(path));
 }
 
 void FileSystemTree::insertMissingFolders(std::u16string const& path) {

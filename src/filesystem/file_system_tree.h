@@ -97,7 +97,6 @@ class FileSystemTree {
   std::u16string version_;
   NodeMap nodes_;
   std::map<std::u16string, std::vector<std::u16string>> children_;
-  std::map<std::u16string, std::u16string> parents_;
 };
 
 }  // namespace vkservices
