@@ -2,9 +2,9 @@
 // and read back, and one large part (2 GiB by default) written through its output stream,
 // saved, reopened and read back through its input stream; each with one and two compression
 // threads.  Each iteration reports, per phase (write, save, read), wall and CPU seconds (CPU
-// of every thread of the process), the size of the saved package, and the peak resident
-// memory (VmHWM).  VmHWM is a process-wide high-water mark: run one case per process, e.g.
-//   package_bench --benchmark_filter='^BM_LargePart/text/threads:1$'
+// of every thread of the process) and the peak resident memory so far (VmHWM), and the size of
+// the saved package.  VmHWM is a process-wide high-water mark: run one case per process, e.g.
+//   package_bench --benchmark_filter='^BM_LargePart/text/threads:1/'
 //
 // Flags of our own, taken before Google Benchmark's:
 //   --work-dir=DIR        where packages and spool files go (default /tmp)
@@ -157,7 +157,7 @@ SmallPart smallPart(std::size_t i) {
 std::uint64_t largeSize() { return largeMiB << 20; }
 constexpr std::uint64_t kLargeSeed = 0x1A26E;
 
-// Wall and CPU seconds (all threads) since construction.
+// Wall and CPU seconds (all threads) since construction, and the peak memory at the end.
 class Phase {
  public:
   Phase() : wall_(std::chrono::steady_clock::now()), cpu_(processCpuSeconds()) {}
@@ -165,6 +165,8 @@ class Phase {
     state.counters[name + "_s"] =
         std::chrono::duration<double>(std::chrono::steady_clock::now() - wall_).count();
     state.counters[name + "_cpu_s"] = processCpuSeconds() - cpu_;
+    // The high-water mark so far: where the process's peak is reached, phase by phase.
+    state.counters[name + "_peak_MiB"] = peakResidentMiB();
   }
 
  private:

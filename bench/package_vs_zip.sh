@@ -13,8 +13,9 @@
 # zip is timed as "write" (files to archive, level 6) and unzip as "read" (archive to files);
 # our rows split the same work into write (parts made and filled), save, and read (every part
 # reopened and read through its stream, without writing files).  Every command runs in its own
-# process under /usr/bin/time -v, whose maximum resident size is the peak column; our binary
-# also reports its own VmHWM.
+# process under /usr/bin/time -v, whose maximum resident size is the peak column; our rows
+# show instead the high-water mark our binary reports at the end of each phase, so that the
+# phase that reaches the peak shows.
 set -euo pipefail
 
 data_dir=${1:-/tmp/opcvk-bench}
@@ -73,7 +74,7 @@ ours_case() {  # name, benchmark name, threads
     row "$name" "package $threads thread(s)" "$phase" \
       "$(printf %.2f "$(jq -r "$b.${phase}_s" "$json")")" \
       "$(printf %.2f "$(jq -r "$b.${phase}_cpu_s" "$json")")" \
-      "$process_peak" "$([[ $phase == save ]] && printf %.1f "$(jq -r "$b.size_MiB" "$json")" || echo -)"
+      "$(printf %.1f "$(jq -r "$b.${phase}_peak_MiB // $process_peak" "$json")")" "$([[ $phase == save ]] && printf %.1f "$(jq -r "$b.size_MiB" "$json")" || echo -)"
   done
 }
 
