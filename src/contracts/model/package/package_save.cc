@@ -1,4 +1,5 @@
 // Writing the archive of a package: the second half of Package::save, after the managers.
+#include <memory>
 #include <utility>
 
 #include <opc/core/stream_adaptors.h>
@@ -15,20 +16,23 @@ namespace model {
 namespace detail {
 namespace {
 
-// One item of the new archive, in the order of writing.
+// One item of the new archive, in the order of writing.  A package of many parts has as many
+// of these alive while the archive is written: a part's name and type are not copied here.
 struct PlannedItem {
-  PartName name;
-  ContentType contentType;
+  // The part whose content this is, or null for a relationships part...
+  std::shared_ptr<PartRecord> part;
+  // ...whose name and set, to point it at the new archive afterwards, are these.
+  std::unique_ptr<PartName> setName;
+  RelationshipSet* relationships = nullptr;
   interfaces::CompressionType compression;
   // Either the raw bytes of an item of the current archive...
   boost::optional<ZipEntry> rawFrom;
   // ...or new content.
   std::shared_ptr<PartContent const> content;
-  // The set whose relationships part this is, to point it at the new archive afterwards.
-  RelationshipSet* relationships = nullptr;
-  std::shared_ptr<PartRecord> part;
   // The archive item name to write under; see PartRecord::itemName.
   std::string itemName;
+
+  PartName const& name() const { return part ? part->name : *setName; }
 };
 
 std::string itemNameFor(PartName const& name, std::string const& keptName) {
@@ -47,14 +51,12 @@ ZipContentReader lazyReader(std::shared_ptr<PartContent const> content) {
 
 void planRelationships(std::vector<PlannedItem>& plan, RelationshipSet& set,
                        PartName const& setName) {
-  ContentType const type(kRelationshipsContentType);
   if (set.entry && (!set.loaded || !set.changed)) {
-    PlannedItem item{setName,
-                     type,
+    PlannedItem item{nullptr,
+                     std::make_unique<PartName>(setName),
+                     &set,
                      interfaces::CompressionType::DeflateMetadata,
                      set.entry,
-                     nullptr,
-                     &set,
                      nullptr,
                      itemNameFor(setName, set.itemName)};
     plan.push_back(std::move(item));
@@ -64,13 +66,12 @@ void planRelationships(std::vector<PlannedItem>& plan, RelationshipSet& set,
   std::vector<unsigned char> bytes;
   opc::ByteArrayOutAdaptor out(bytes);
   writeRelationships(set.relationships, out);
-  PlannedItem item{setName,
-                   type,
+  PlannedItem item{nullptr,
+                   std::make_unique<PartName>(setName),
+                   &set,
                    interfaces::CompressionType::DeflateMetadata,
                    boost::none,
                    makeMemoryContent(std::move(bytes)),
-                   &set,
-                   nullptr,
                    itemNameFor(setName, set.itemName)};
   plan.push_back(std::move(item));
 }
@@ -83,15 +84,15 @@ void PackageState::writeArchive() {
   // The plan: the package's relationships first, then each part followed by its own, then
   // relationships parts whose source is not a part (kept as they came).
   std::vector<PlannedItem> plan;
+  plan.reserve(1 + parts_.size() + partRelationships_.size());
   planRelationships(plan, packageRelationships_, PartName::getPackageRelationshipsPartName());
   for (auto const& record : parts_) {
-    PlannedItem item{record->name,
-                     record->contentType,
+    PlannedItem item{record,
+                     nullptr,
+                     nullptr,
                      record->compression,
                      record->entry,
                      record->entry ? nullptr : record->content,
-                     nullptr,
-                     record,
                      itemNameFor(record->name, record->itemName)};
     plan.push_back(std::move(item));
     auto const set = partRelationships_.find(record->name);
@@ -104,15 +105,18 @@ void PackageState::writeArchive() {
       planRelationships(plan, set.second, set.first.getRelationshipsPartName());
   }
 
-  std::vector<std::pair<PartName, ContentType>> types;
-  types.reserve(plan.size());
-  for (PlannedItem const& item : plan) types.emplace_back(item.name, item.contentType);
   std::vector<unsigned char> typesXml;
   {
+    std::vector<std::pair<PartName, ContentType>> types;
+    types.reserve(plan.size());
+    ContentType const relationshipsType(kRelationshipsContentType);
+    for (PlannedItem const& item : plan) {
+      types.emplace_back(item.name(), item.part ? item.part->contentType : relationshipsType);
+    }
     opc::ByteArrayOutAdaptor out(typesXml);
     writeContentTypes(types, out);
+    // Gone before the archive is written, which is when memory peaks.
   }
-  types.clear();
 
   std::vector<unsigned char> newBuffer;
   std::unique_ptr<ZipWriter> writer =
