@@ -18,12 +18,14 @@
 
 #include <opc/core/exception.h>
 #include <opc/core/string_conversions.h>
+#include <opc/model/package.h>
 #include <opc/model/package_options.h>
 
 #include "package/package_state.h"
 #include "package/part_streams.h"
 #include "support/expect_exception.h"
 #include "support/temp_dir.h"
+#include "unit/model/package_test_support.h"
 #include "zip/zip_archive.h"
 
 namespace opc {
@@ -224,6 +226,45 @@ TEST_F(SharedSpoolTest, ContentSavesIntoAnArchiveThatReadsBack) {
           makeArchiveContent(archive, archive->entries()[static_cast<std::size_t>(index)]);
       EXPECT_EQ(readAll(*content), readAll(*records[i]->content)) << threads << " " << i;
     }
+  }
+}
+
+TEST_F(SharedSpoolTest, APackageOfManyPartsPastItsBudgetSavesAndReopensIntact) {
+  PackageOptions options;
+  options.spoolBudget = 4096;
+  options.compressionThreads = 2;
+  std::u16string const path = opc::toString(dir_ / "many.zip");
+  std::size_t const count = 300;
+  auto const text = [](std::size_t i) {
+    std::string bytes(50 + (i * 131) % 3000, '\0');
+    for (std::size_t j = 0; j < bytes.size(); ++j) {
+      bytes[j] = static_cast<char>('a' + (i + j * j) % 26);
+    }
+    return bytes;
+  };
+  auto const nameOf = [](std::size_t i) {
+    return PartName(u"/d/p" + opc::toString(std::to_string(i)) + u".txt");
+  };
+  {
+    auto package = Package::open(path, PackageAccess::Create, options);
+    for (std::size_t i = 0; i < count; ++i) {
+      Part part =
+          package->createPart(nameOf(i), ContentType(u"text/plain"),
+                              interfaces::StandardPartInfo(CompressionType::DeflateContent, 0));
+      opc::OutputStream& out = part.getOutputStream();
+      opcvk_test::writeAll(out, text(i));
+      out.close();
+    }
+    for (std::size_t i = 0; i < count; i += 7) {
+      ASSERT_EQ(opcvk_test::readAll(package->getPart(nameOf(i)).getInputStream()), text(i)) << i;
+    }
+    package->save();
+    // Saved content reads back from the new archive as well.
+    ASSERT_EQ(opcvk_test::readAll(package->getPart(nameOf(5)).getInputStream()), text(5));
+  }
+  auto package = Package::open(path, PackageAccess::Read, options);
+  for (std::size_t i = 0; i < count; ++i) {
+    ASSERT_EQ(opcvk_test::readAll(package->getPart(nameOf(i)).getInputStream()), text(i)) << i;
   }
 }
 
