@@ -13,6 +13,7 @@
 #include "content_types.h"
 #include "part_streams.h"
 #include "relationships_xml.h"
+#include "shared_spool.h"
 
 namespace opc {
 namespace model {
@@ -281,8 +282,11 @@ PartInputStream& PackageState::newInputStream(std::shared_ptr<PartContent const>
 }
 
 PartOutputStream& PackageState::newOutputStream(std::shared_ptr<PartRecord> const& record) {
-  outputStreams_.push_back(
-      std::make_unique<PartOutputStream>(record, options_.spoolThreshold, spoolFolder()));
+  if (!sharedSpool_) {
+    sharedSpool_ = std::make_shared<SharedSpool>(options_.spoolBudget, spoolFolder());
+  }
+  outputStreams_.push_back(std::make_unique<PartOutputStream>(record, options_.spoolThreshold,
+                                                              spoolFolder(), sharedSpool_));
   return *outputStreams_.back();
 }
 

@@ -32,6 +32,7 @@ namespace detail {
 
 class PartInputStream;
 class PartOutputStream;
+class SharedSpool;
 
 struct PartRecord {
   PartRecord(PartName partName, ContentType type, interfaces::CompressionType compressionType)
@@ -161,6 +162,7 @@ class PackageState {
 
   std::vector<std::unique_ptr<PartInputStream>> inputStreams_;
   std::vector<std::unique_ptr<PartOutputStream>> outputStreams_;
+  std::shared_ptr<SharedSpool> sharedSpool_;
   std::vector<DataManager*> managers_;
 };
 
