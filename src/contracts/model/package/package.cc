@@ -127,7 +127,7 @@ Part Package::createPart(PartName const& name, ContentType const& contentType,
                           std::to_string(static_cast<std::int32_t>(compression)));
   }
   auto record = std::make_shared<detail::PartRecord>(name, contentType, compression);
-  record->content = detail::makeMemoryContent({});
+  record->content = detail::makeMemoryContent(std::vector<unsigned char>());
   state().addPart(record);
   return Part(sharedState(), name);
 }

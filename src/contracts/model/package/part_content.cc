@@ -70,8 +70,8 @@ class MemoryReader : public ContentReader {
 
 class MemoryContent : public PartContent {
  public:
-  explicit MemoryContent(std::vector<unsigned char> bytes)
-      : bytes_(std::make_shared<std::vector<unsigned char> const>(std::move(bytes))) {}
+  explicit MemoryContent(std::shared_ptr<std::vector<unsigned char> const> bytes)
+      : bytes_(std::move(bytes)) {}
   std::uint64_t size() const override { return bytes_->size(); }
   std::unique_ptr<ContentReader> openReader() const override {
     return std::make_unique<MemoryReader>(bytes_);
@@ -132,6 +132,11 @@ std::shared_ptr<PartContent const> makeArchiveContent(std::shared_ptr<ZipArchive
 }
 
 std::shared_ptr<PartContent const> makeMemoryContent(std::vector<unsigned char> bytes) {
+  return makeMemoryContent(std::make_shared<std::vector<unsigned char> const>(std::move(bytes)));
+}
+
+std::shared_ptr<PartContent const> makeMemoryContent(
+    std::shared_ptr<std::vector<unsigned char> const> bytes) {
   return std::make_shared<MemoryContent>(std::move(bytes));
 }
 

@@ -44,6 +44,10 @@ OPC_MODEL_EXPORT std::shared_ptr<PartContent const> makeArchiveContent(
     std::shared_ptr<ZipArchive const> archive, ZipEntry const& entry);
 // Bytes in memory.
 std::shared_ptr<PartContent const> makeMemoryContent(std::vector<unsigned char> bytes);
+// Bytes in memory that someone else already holds; the content and its readers share them,
+// so whatever the holder attached to their release runs when the last of them goes.
+std::shared_ptr<PartContent const> makeMemoryContent(
+    std::shared_ptr<std::vector<unsigned char> const> bytes);
 
 // A file of the temporary folder that holds content too large for memory.  The file is
 // removed from its folder as soon as it is open, so that nothing is left behind whatever

@@ -40,36 +40,6 @@ std::string temporaryFolder() {
   return folder != nullptr && *folder != '\0' ? folder : "/tmp";
 }
 
-class SharedMemoryReader : public ContentReader {
- public:
-  explicit SharedMemoryReader(std::shared_ptr<std::vector<unsigned char> const> bytes)
-      : bytes_(std::move(bytes)) {}
-  std::size_t read(unsigned char* buffer, std::size_t count) override {
-    std::size_t const n = std::min(count, bytes_->size() - position_);
-    if (n > 0) std::memcpy(buffer, bytes_->data() + position_, n);
-    position_ += n;
-    return n;
-  }
-  bool isDone() const override { return position_ == bytes_->size(); }
-
- private:
-  std::shared_ptr<std::vector<unsigned char> const> bytes_;
-  std::size_t position_ = 0;
-};
-
-class SharedMemoryContent : public PartContent {
- public:
-  explicit SharedMemoryContent(std::shared_ptr<std::vector<unsigned char> const> bytes)
-      : bytes_(std::move(bytes)) {}
-  std::uint64_t size() const override { return bytes_->size(); }
-  std::unique_ptr<ContentReader> openReader() const override {
-    return std::make_unique<SharedMemoryReader>(bytes_);
-  }
-
- private:
-  std::shared_ptr<std::vector<unsigned char> const> bytes_;
-};
-
 using Ranges = std::vector<std::pair<std::uint64_t, std::uint64_t>>;
 
 }  // namespace
@@ -165,7 +135,7 @@ std::shared_ptr<PartContent const> SharedSpool::makeMemoryContent(
         delete gone;
         self->release(size);
       });
-  return std::make_shared<SharedMemoryContent>(std::move(held));
+  return detail::makeMemoryContent(std::move(held));
 }
 
 std::uint64_t SharedSpool::append(unsigned char const* bytes, std::size_t count) {
