@@ -1,12 +1,17 @@
 // Load and save of FileSystemManager: the manifest part, its relationship, and what the manager
 // claims of the package.
+#include <cstddef>
 #include <exception>
+#include <set>
 #include <sstream>
+#include <string>
+#include <vector>
 
 #include <opc/core/exception.h>
 #include <opc/core/stream_adaptors.h>
 #include <opc/core/stream_helper.h>
 #include <opc/core/string_conversions.h>
+#include <opc/model/exceptions.h>
 #include <opc/model/standard_part_info.h>
 #include <opc/vkservices/content_sources.h>
 #include <opc/vkservices/errors.h>
@@ -14,6 +19,7 @@
 
 #include "filesystem/file_system_manifest_xml.h"
 #include "filesystem/file_system_manifest_xml_names.h"
+#include "filesystem/file_system_node.h"
 #include "filesystem/file_system_tree.h"
 
 namespace opc {
@@ -27,6 +33,73 @@ constexpr char16_t kEncryptionParameter[] = u"encryption";
 // Metadata parts are compressed as metadata, and their size is not known in advance.
 opc::interfaces::StandardPartInfo metadataPartInfo() {
   return opc::interfaces::StandardPartInfo(opc::interfaces::CompressionType::DeflateMetadata, 0);
+}
+
+// The longest link target read from a part of the older form.  A real target is a path: the
+// longest a file system takes is 32767 UTF-16 units, at most 98301 bytes of UTF-8.  Beyond
+// that the part is not a link target, and reading it whole would only cost memory.
+constexpr std::size_t kMaxLinkTargetBytes = 128 * 1024;
+
+// Collects the bytes of a link target, refusing more than kMaxLinkTargetBytes.
+class LinkTargetOutput : public opc::OutputStream {
+ public:
+  LinkTargetOutput(std::string& bytes, std::u16string const& path) : bytes_(bytes), path_(path) {}
+
+  void write(unsigned char const* buffer, std::size_t count) override {
+    if (count > kMaxLinkTargetBytes - bytes_.size()) {
+      throw CouldNotConvertFileSystemManifest("Link target is longer than " +
+                                              std::to_string(kMaxLinkTargetBytes) +
+                                              " bytes for: " + opc::toUDEString(path_));
+    }
+    bytes_.append(reinterpret_cast<char const*>(buffer), count);
+  }
+  void flush() override {}
+  void close() override {}
+
+ private:
+  std::string& bytes_;
+  std::u16string const& path_;
+};
+
+// The target of the link at `path`, held in UTF-8 by `part`.
+std::u16string readLinkTarget(opc::model::Part part, std::u16string const& path) {
+  std::string bytes;
+  LinkTargetOutput output(bytes, path);
+  opc::StreamHelper::copyStreamToStream(part.getInputStream(), output);
+  std::u16string target = opc::detail::toStringFromUTF8String(bytes, true);
+  if (target.empty()) {
+    throw CouldNotConvertFileSystemManifest("Could not read link target for: " +
+                                            opc::toUDEString(path));
+  }
+  return target;
+}
+
+// Deletes the parts of converted links, each once.  A part that a file's content or a
+// manifest relationship names as well stays: a package whose manifest lets two entries share
+// a part must not lose the other one's data to the conversion.
+void deleteLinkParts(opc::model::Package& package, FileSystemTree const& tree,
+                     std::vector<opc::model::PartName> const& linkParts,
+                     std::vector<std::u16string> const& manifestRelationshipTypes) {
+  std::set<opc::model::PartName> keep;
+  for (FileSystemNode const& node : tree.leafNodes()) {
+    if (node.getType() == FileSystemNodeType::File &&
+        opc::model::PartName::isValid(node.getContentName())) {
+      keep.insert(opc::model::PartName(node.getContentName()));
+    }
+  }
+  for (std::u16string const& type : manifestRelationshipTypes) {
+    for (opc::model::Relationship const& relationship : package.getRelationshipsByType(type)) {
+      try {
+        keep.insert(opc::model::PartName(relationship.getTargetURI()));
+      } catch (opc::model::InvalidPartName const&) {
+        // A target that is no part name protects no part.
+      }
+    }
+  }
+  for (opc::model::PartName const& name : linkParts) {
+    // insert() also makes a part that two links share go once.
+    if (keep.insert(name).second) package.deletePart(name);
+  }
 }
 
 }  // namespace
@@ -131,27 +204,56 @@ std::vector<std::u16string> FileSystemManager::doGetManagedRelationshipTypes() c
   return types;
 }
 
-// The older form of the manifest is kept up by a later piece of work.  Until then a manager
-// asked to write it writes the current form only, and leaves an older part as it was.
-void FileSystemManager::doSaveV1() {}
+void FileSystemManager::doSaveV1() {
+  auto& package = getPackage();
+  auto relationships = package.getRelationshipsByType(getRelationshipTypeV1());
+  boost::optional<opc::model::Part> part;
+  if (relationships.begin() != relationships.end()) {
+    // The part is rewritten whatever its type: it is the older readers' way in.
+    part = package.getPart(opc::model::PartName(relationships.begin()->getTargetURI()));
+  } else {
+    part = package.createPart(opc::model::PartName(getPartURIV1()), getPartContentTypeV1(),
+                              metadataPartInfo());
+    package.createInternalRelationship(getRelationshipTypeV1(), part->getName().getURI(), u"");
+  }
+  // Never encrypted: older readers know nothing of encryption.
+  opc::OutputStream& output = part->getOutputStream();
+  manifestXml_->writeV1(*tree_, output);
+  output.close();
+}
 
-// Links of the older form keep their targets in parts of their own; turning them into the
-// current form is a later piece of work.  Until then such a manifest is refused rather than
-// read with part names where link targets belong.
 void FileSystemManager::convertVersion1ToCurrentVersion() {
-  for (auto const& node : tree_->leafNodes()) {
-    if (node.getType() == FileSystemNodeType::SymLink) {
-      throw opc::Exception("Links of this manifest form cannot be converted yet: " +
-                               opc::toUDEString(node.getPathName()),
-                           boost::system::error_code());
-    }
+  auto& package = getPackage();
+  std::vector<opc::model::PartName> linkParts;
+  for (FileSystemNode const& node : tree_->leafNodes()) {
+    FileSystemEntry const entry = makeEntry(node);
+    if (!entry.isLink()) continue;
+    // At this point a link's content is the name of the part that holds its target.
+    opc::model::PartName const name(entry.getContentName());
+    std::u16string const target = readLinkTarget(package.getPart(name), entry.getPathName());
+    tree_->replaceNode(FileSystemNode::makeLinkNode(
+        entry.getPathName(), target, entry.getPermissions(), entry.getLastModifiedTime()));
+    linkParts.push_back(name);
+  }
+  // The link parts go only once every target has been read: a conversion that fails deletes
+  // nothing, and a second load finds what the first one found.
+  if (!package.isReadOnly()) {
+    deleteLinkParts(package, *tree_, linkParts, {getRelationshipType(), getRelationshipTypeV1()});
   }
   tree_->setVersion(FileSystemTree::getCurrentVersion());
 }
 
-// Removing the parts of an older manifest after a conversion is a later piece of work; until
-// then they stay in the package untouched, which loses nothing.
-void FileSystemManager::cleanupOldPartsAndRelationships() {}
+void FileSystemManager::cleanupOldPartsAndRelationships() {
+  auto& package = getPackage();
+  auto relationships = package.getRelationshipsByType(getRelationshipTypeV1());
+  if (relationships.begin() == relationships.end()) return;
+  // A package that cannot be written keeps its older parts; the tree works all the same.
+  if (package.isReadOnly()) return;
+  opc::model::Relationship const first = *relationships.begin();
+  package.deletePart(opc::model::PartName(first.getTargetURI()));
+  package.deleteRelationship(first.getID());
+  markAsDirty();
+}
 
 opc::model::URI FileSystemManager::getPartURI() {
   return opc::model::URI(u"/metadata/filesystemManifest.xml");

@@ -111,9 +111,37 @@ class OPCVK_EXPORT FileSystemManager : public opc::model::DataManager {
   // for a new one.
   std::u16string getCreatedByEncoding() const;
 
-  // Also write the older form of the manifest on save, and keep its part and relationship
-  // when an older package is loaded.  Does not load and does not mark the manager dirty; set
-  // it before the first operation for it to decide about the older parts.
+  // --- Packages of the older generation.  Their manifest is the part
+  // "/metadata/filesystemManifestV1.xml" (no version, decimal file modes), and each link's
+  // target lies in a part of its own.  The first operation converts such a manifest in
+  // memory (the version becomes "2.0", links get their targets from their parts) whatever
+  // the flag below says.  Then, in a package open for Modify:
+  //  - without the flag, the link parts, the older manifest part and its relationship are
+  //    deleted and the manager is marked dirty, so that the next save writes the current
+  //    manifest: the package is upgraded;
+  //  - with the flag, the link parts are deleted all the same, the older manifest part and
+  //    its relationship stay, and the manager is NOT marked dirty (see the warning below).
+  // A package open for Read keeps every part; the conversion lives in memory only.
+
+  // Also write the older form of the manifest on every save that writes the manifest, for
+  // readers of the older generation, and keep the older part and relationship when such a
+  // package is loaded.  False unless set; the library never sets it.  Does not load and
+  // does not mark the manager dirty.  Set it before the first operation: the first load
+  // decides what happens to the parts of an older package, and a later change undoes
+  // nothing.  The older form carries a link's target text as its content, where readers of
+  // the older generation look for a part name.
+  //
+  // WARNING.  With the flag set, loading a package of the older generation open for Modify
+  // DELETES THE PARTS THAT HOLD ITS LINK TARGETS BUT DOES NOT MARK THE MANAGER DIRTY.  A
+  // caller that then only reads and saves the package writes it with no current manifest
+  // and with the older manifest still naming the deleted parts: the next load fails with
+  // CouldNotConvertFileSystemManifest, and the links are lost.  The same happens, flag or
+  // not, when the current manifest relationship leads to a part of the older manifest's
+  // content type.  A caller that may save such a package without changing its file system
+  // must make the manager dirty first: change something, or, in a class derived from this
+  // one, call markAsDirty() after an operation has loaded the tree (never before the load:
+  // a manager marked dirty while unloaded writes its empty tree over the manifest).  The
+  // next save then writes the current manifest and, with the flag, the older one.
   void setSaveV1Manifest(bool saveV1Manifest);
 
   // True once an encryptor is set.  Never in this build.  Does not load.
@@ -262,12 +290,15 @@ class OPCVK_EXPORT FileSystemManager : public opc::model::DataManager {
   friend class detail::FileSystemManagerAccess;
 
   // --- Load and save, called by the package model.
-  // Reads the manifest into a new tree.  Raises CouldNotDecryptContent "Manifest is
-  // encrypted but enableDecryption() has not been called yet" for an encrypted manifest,
-  // opc::model::InvalidPartContent for a manifest that does not parse, and
-  // CouldNotConvertFileSystemManifest if an older manifest cannot be converted.
+  // Reads the manifest into a new tree; a part of the older manifest's content type is
+  // converted.  Raises CouldNotDecryptContent "Manifest is encrypted but enableDecryption()
+  // has not been called yet" for an encrypted manifest, opc::model::InvalidPartContent for a
+  // manifest that does not parse, and CouldNotConvertFileSystemManifest "Error converting
+  // from V1 manifest to current format: <cause>" if an older manifest cannot be converted
+  // (a link part that is missing, empty, or longer than a link target can be).
   void doLoad() override;
-  // Writes the manifest part, creating it and its relationship if needed.
+  // Writes the manifest part, creating it and its relationship if needed, and with
+  // setSaveV1Manifest(true) the older manifest too.
   void doSave() override;
   // The manifest part names and the part names of all files.  Loads the tree.
   std::vector<std::u16string> doGetManagedPartNames() const override;
@@ -278,9 +309,17 @@ class OPCVK_EXPORT FileSystemManager : public opc::model::DataManager {
   void ensureLoaded() const;
   FileSystemEntry makeEntry(FileSystemNode const& node) const;
 
-  // The older form of the manifest.
+  // The older form of the manifest.  Writes it into the part its relationship leads to,
+  // or a new "/metadata/filesystemManifestV1.xml" with its relationship; never encrypted.
   void doSaveV1();
+  // Turns a tree read from the older form into the current one: each link gets the target
+  // text held by the part its content names, and, unless the package is read-only, those
+  // parts are deleted once all are read (but not a part that a file or a manifest
+  // relationship names too).  The version becomes "2.0".  Raises what reading a part
+  // raises, and CouldNotConvertFileSystemManifest for an empty or overlong target.
   void convertVersion1ToCurrentVersion();
+  // After a conversion, in a package that can be written: deletes the part of the first
+  // older manifest relationship and that relationship, and marks the manager dirty.
   void cleanupOldPartsAndRelationships();
 
   static opc::model::URI getPartURI();

@@ -228,17 +228,6 @@ TEST(FileSystemManagerLoadSaveTest, OlderManifestWithoutLinksLoadsAsVersionTwo) 
   EXPECT_EQ(p.manager->getEntry(u"/old/f").getPermissions(), opcvk_test::perms(0644));
 }
 
-TEST(FileSystemManagerLoadSaveTest, OlderManifestWithLinksIsRefusedAsNotConvertible) {
-  FileSystemTree old;
-  old.addNode(FileSystemNode::makeLinkNode(u"/l", u"/metadata/l", unknownPerms(), noTime()));
-  ManagedPackage p;
-  addMetadataPart(*p.package, kManifestV1Part, kManifestV1Type, relationshipTypeV1(),
-                  manifestText(old, true));
-  EXPECT_THROW_MESSAGE(p.manager->getRoot(), opc::vkservices::CouldNotConvertFileSystemManifest,
-                       "Error converting from V1 manifest to current format: Links of this "
-                       "manifest form cannot be converted yet: /l");
-}
-
 TEST(FileSystemManagerLoadSaveTest, ManagedPartNamesListFilesOnly) {
   ManagedPackage p;
   FileSystemEntry const f = p.manager->createFile(u"/d/f", textType(), unknownPerms(), noTime());
