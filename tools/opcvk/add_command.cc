@@ -29,6 +29,7 @@ struct AddOptions {
   std::string as;
   bool noTransforms = false;
   bool quiet = false;
+  bool v1Manifest = false;
 };
 
 std::string readLink(fs::path const& link) {
@@ -87,7 +88,8 @@ void runAdd(AddOptions const& options) {
   TransformMode const mode =
       options.noTransforms ? TransformMode::NoTransforms : TransformMode::ApplyTransforms;
   std::u16string const path = packagePathArgument(options.as);
-  OpenPackage open(options.package, opc::model::PackageAccess::Modify);
+  OpenPackage open(options.package, opc::model::PackageAccess::Modify,
+                   manifestForms(options.v1Manifest));
   FileSystemManager& files = open.files();
 
   Progress progress(Progress::wanted(options.quiet), 1, 0);
@@ -118,6 +120,7 @@ void addAddCommand(CLI::App& app, Commands& commands) {
   command->add_flag("--no-transforms", options->noTransforms,
                     "Store text files as they are, without recoding them to UTF-8");
   addQuietFlag(*command, options->quiet);
+  addV1ManifestFlag(*command, options->v1Manifest);
   command->footer(
       "A file becomes a file at PATH, a link a link with the same target text, and a folder\n"
       "a folder at PATH holding its content (as pack stores it).  PATH must be free.\n"

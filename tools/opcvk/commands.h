@@ -32,6 +32,10 @@ void addExtractCommand(CLI::App& app, Commands& commands);
 // Adds the -q/--quiet flag that every subcommand has, bound to `quiet`.
 void addQuietFlag(CLI::App& command, bool& quiet);
 
+// Adds the --v1-manifest flag that every subcommand that writes a package has, bound to
+// `v1Manifest`; pass manifestForms(v1Manifest) (open_package.h) to OpenPackage.
+void addV1ManifestFlag(CLI::App& command, bool& v1Manifest);
+
 }  // namespace opcvk
 
 #endif  // TOOLS_OPCVK_COMMANDS_H_

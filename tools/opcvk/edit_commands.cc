@@ -21,6 +21,7 @@ using opc::vkservices::FileSystemManager;
 struct MkdirOptions {
   std::string package;
   std::vector<std::string> paths;
+  bool v1Manifest = false;
   bool quiet = false;
 };
 
@@ -28,17 +29,20 @@ struct LnOptions {
   std::string package;
   std::string target;
   std::string path;
+  bool v1Manifest = false;
   bool quiet = false;
 };
 
 struct RmOptions {
   std::string package;
   std::vector<std::string> paths;
+  bool v1Manifest = false;
   bool quiet = false;
 };
 
 void runMkdir(MkdirOptions const& options) {
-  OpenPackage open(options.package, opc::model::PackageAccess::Modify);
+  OpenPackage open(options.package, opc::model::PackageAccess::Modify,
+                   manifestForms(options.v1Manifest));
   for (std::string const& path : options.paths) {
     open.files().createFolder(packagePathArgument(path));
   }
@@ -46,7 +50,8 @@ void runMkdir(MkdirOptions const& options) {
 }
 
 void runLn(LnOptions const& options) {
-  OpenPackage open(options.package, opc::model::PackageAccess::Modify);
+  OpenPackage open(options.package, opc::model::PackageAccess::Modify,
+                   manifestForms(options.v1Manifest));
   open.files().createLink(packagePathArgument(options.path), fromArgument(options.target));
   open.save();
 }
@@ -66,7 +71,8 @@ void remove(FileSystemManager& files, std::u16string const& path) {
 }
 
 void runRm(RmOptions const& options) {
-  OpenPackage open(options.package, opc::model::PackageAccess::Modify);
+  OpenPackage open(options.package, opc::model::PackageAccess::Modify,
+                   manifestForms(options.v1Manifest));
   for (std::string const& path : options.paths) remove(open.files(), packagePathArgument(path));
   open.save();
 }
@@ -80,6 +86,7 @@ void addMkdirCommand(CLI::App& app, Commands& commands) {
   command->add_option("PACKAGE", options->package, "The package to change")->required();
   command->add_option("PATH", options->paths, "The folders to make")->required();
   addQuietFlag(*command, options->quiet);
+  addV1ManifestFlag(*command, options->v1Manifest);
   command->footer(
       "A path that is taken, by a folder or anything else, is an error.\n"
       "\n"
@@ -98,6 +105,7 @@ void addLnCommand(CLI::App& app, Commands& commands) {
       ->required();
   command->add_option("PATH", options->path, "Where the link goes in the package")->required();
   addQuietFlag(*command, options->quiet);
+  addV1ManifestFlag(*command, options->v1Manifest);
   command->footer(
       "The target is text: it is neither looked up nor required to exist.\n"
       "\n"
@@ -114,6 +122,7 @@ void addRmCommand(CLI::App& app, Commands& commands) {
   command->add_option("PACKAGE", options->package, "The package to change")->required();
   command->add_option("PATH", options->paths, "The entries to remove")->required();
   addQuietFlag(*command, options->quiet);
+  addV1ManifestFlag(*command, options->v1Manifest);
   command->footer(
       "Examples:\n"
       "  opcvk rm notes.opc /docs/old.txt\n"

@@ -17,6 +17,7 @@
 #include "commands.h"
 #include "entry_walk.h"
 #include "file_parts.h"
+#include "manifests.h"
 #include "open_package.h"
 #include "output.h"
 #include "paths.h"
@@ -34,6 +35,8 @@ struct Facts {
   std::u16string version;
   std::u16string platform;
   std::u16string encoding;
+  // The manifests the package holds: "current", "v1" (the older one), both or neither.
+  std::vector<std::string> manifests;
   std::uint64_t files = 0;
   std::uint64_t folders = 0;
   std::uint64_t links = 0;
@@ -47,6 +50,8 @@ struct Facts {
 Facts gather(OpenPackage& open, std::string const& packagePath) {
   opc::vkservices::FileSystemManager& files = open.files();
   Facts facts;
+  // From the relationships: a package open for reading keeps them whatever loading does.
+  facts.manifests = heldManifests(open.package()).names();
   facts.version = files.getVersion();
   facts.platform = files.getCreatedByPlatform();
   facts.encoding = files.getCreatedByEncoding();
@@ -73,6 +78,11 @@ void printText(Facts const& facts, Output& out) {
   out.line("version: " + displayText(facts.version));
   out.line("created-by platform: " + displayText(facts.platform));
   out.line("created-by encoding: " + displayText(facts.encoding));
+  std::string manifests;
+  for (std::string const& name : facts.manifests) {
+    manifests += (manifests.empty() ? "" : ", ") + name;
+  }
+  out.line("manifests: " + (manifests.empty() ? std::string("none") : manifests));
   out.line("files: " + std::to_string(facts.files));
   out.line("folders: " + std::to_string(facts.folders));
   out.line("links: " + std::to_string(facts.links));
@@ -95,6 +105,7 @@ void printJson(Facts const& facts, Output& out) {
   object["version"] = utf8Text(facts.version);
   object["created-by platform"] = utf8Text(facts.platform);
   object["created-by encoding"] = utf8Text(facts.encoding);
+  object["manifests"] = facts.manifests;
   object["files"] = facts.files;
   object["folders"] = facts.folders;
   object["links"] = facts.links;
@@ -129,7 +140,9 @@ void addInfoCommand(CLI::App& app, Commands& commands) {
   addQuietFlag(*command, options->quiet);
   command->footer(
       "Counts leave out the root folder.  Content bytes are the stored bytes of the files;\n"
-      "content types count every part of the package.\n"
+      "content types count every part of the package.  Manifests: \"current\", \"v1\" (the\n"
+      "older one, alone in a package of the older generation, which is read as a current\n"
+      "one), both, or none for a package without a file system.\n"
       "\n"
       "Examples:\n"
       "  opcvk info photos.opc\n"

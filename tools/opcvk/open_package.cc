@@ -3,9 +3,24 @@
 #include <opc/core/file_system_ops_selector.h>
 #include <opc/model/package_options.h>
 
+#include "manifests.h"
 #include "paths.h"
 
 namespace opcvk {
+
+// The file system manager with the one thing the tool needs beyond its public operations: to
+// have its manifests written at the next save although nothing in the tree changed.
+class ToolFileSystem : public opc::vkservices::FileSystemManager {
+ public:
+  using FileSystemManager::FileSystemManager;
+
+  void markManifestsForSave() {
+    // Loaded first: a manager marked while unloaded would write its empty tree.
+    getVersion();
+    markAsDirty();
+  }
+};
+
 namespace {
 
 opc::model::PackageOptions optionsFor(opc::model::PackageAccess access) {
@@ -18,13 +33,39 @@ opc::model::PackageOptions optionsFor(opc::model::PackageAccess access) {
 
 }  // namespace
 
-OpenPackage::OpenPackage(std::string const& path, opc::model::PackageAccess access)
+OpenPackage::OpenPackage(std::string const& path, opc::model::PackageAccess access,
+                         ManifestForms forms)
     : package_(opc::model::Package::open(fromArgument(path), access, optionsFor(access))),
-      files_(std::make_unique<opc::vkservices::FileSystemManager>(*package_,
-                                                                  opc::FileSystemOpsSelector())) {}
+      files_(std::make_unique<ToolFileSystem>(*package_, opc::FileSystemOpsSelector())),
+      forms_(forms) {
+  // Before anything loads: the first load decides what becomes of an older manifest.
+  files_->setSaveV1Manifest(access != opc::model::PackageAccess::Read &&
+                            forms == ManifestForms::CurrentAndV1);
+}
 
 OpenPackage::~OpenPackage() = default;
 
-void OpenPackage::save() { package_->save(); }
+opc::vkservices::FileSystemManager& OpenPackage::files() { return *files_; }
+
+void OpenPackage::save() {
+  settleManifests();
+  package_->save();
+}
+
+void OpenPackage::settleManifests() {
+  HeldManifests const held = heldManifests(*package_);
+  // With the older manifest kept, a package converted at load has lost its link parts
+  // without its manager being marked; a package read in the older form through the current
+  // relationship has too.  Writing the manifests makes the package whole again, and writes
+  // the older manifest where it is wanted.
+  if (forms_ == ManifestForms::CurrentAndV1 || held.v1 || held.readInOlderForm) {
+    files_->markManifestsForSave();
+  }
+  // An older manifest beside the current one was not read, and is not written: it goes,
+  // rather than go on naming what the package held before this command.
+  if (forms_ == ManifestForms::Current && held.current && held.v1) {
+    removeOlderManifest(*package_);
+  }
+}
 
 }  // namespace opcvk

@@ -10,28 +10,56 @@
 
 namespace opcvk {
 
+// Which manifests a package holds after a command that writes it.
+enum class ManifestForms {
+  // The current manifest alone: a package of the older generation is upgraded, and an
+  // older manifest kept beside the current one is removed.
+  Current,
+  // The current manifest and the older (V1) one beside it, both written from the same tree,
+  // for readers of the older generation.
+  CurrentAndV1,
+};
+
+// The choice of the --v1-manifest flag that every command that writes has.
+inline ManifestForms manifestForms(bool v1Manifest) {
+  return v1Manifest ? ManifestForms::CurrentAndV1 : ManifestForms::Current;
+}
+
+class ToolFileSystem;
+
 // Opens the package at `path` (an argument in the locale's encoding) for `access` and puts a
 // FileSystemManager over it.  The manager goes before the package, as it must.  Nothing is
 // written unless save() is called.  Failures are the model's exceptions (CouldNotOpenPackage,
 // InvalidPackage and the like), passed on unchanged.
+//
+// A package of the older generation opened for Read is converted in memory when its file
+// system is first used, and reads as a current one.  Opened to be written, it is left as
+// `forms` says by save(), whatever the command did to it.
 class OpenPackage {
  public:
-  OpenPackage(std::string const& path, opc::model::PackageAccess access);
+  OpenPackage(std::string const& path, opc::model::PackageAccess access,
+              ManifestForms forms = ManifestForms::Current);
   OpenPackage(OpenPackage const&) = delete;
   OpenPackage& operator=(OpenPackage const&) = delete;
   ~OpenPackage();
 
   opc::model::Package& package() { return *package_; }
-  opc::vkservices::FileSystemManager& files() { return *files_; }
+  opc::vkservices::FileSystemManager& files();
 
   // Writes the package (the model writes beside it and renames, so a failure leaves the file
-  // as it was).
+  // as it was), with the manifests that the forms given at opening ask for.  A package that
+  // holds an older manifest, or is to hold one, has its file system loaded and its manifests
+  // written even when the command changed nothing in it: loading such a package converts it
+  // and may delete the parts of its links, which only the manifests written now account for.
   void save();
 
  private:
+  void settleManifests();
+
   // Declared in this order so that the manager is destroyed first.
   std::unique_ptr<opc::model::Package> package_;
-  std::unique_ptr<opc::vkservices::FileSystemManager> files_;
+  std::unique_ptr<ToolFileSystem> files_;
+  ManifestForms forms_;
 };
 
 }  // namespace opcvk

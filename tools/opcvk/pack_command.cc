@@ -31,6 +31,7 @@ struct PackOptions {
   bool noTransforms = false;
   bool update = false;
   bool quiet = false;
+  bool v1Manifest = false;
 };
 
 // Whether anything, a dangling link included, stands at `path`.
@@ -89,8 +90,10 @@ void runPack(PackOptions const& options) {
   TransformMode const mode =
       options.noTransforms ? TransformMode::NoTransforms : TransformMode::ApplyTransforms;
 
-  OpenPackage open(options.package, options.update ? opc::model::PackageAccess::Modify
-                                                   : opc::model::PackageAccess::Create);
+  OpenPackage open(
+      options.package,
+      options.update ? opc::model::PackageAccess::Modify : opc::model::PackageAccess::Create,
+      manifestForms(options.v1Manifest));
   Progress progress(Progress::wanted(options.quiet), tree.fileCount, tree.byteCount);
   {
     SilencedStdout silenced;
@@ -115,14 +118,18 @@ void addPackCommand(CLI::App& app, Commands& commands) {
   command->add_flag("--update", options->update,
                     "Add to an existing package, replacing files and links at the same paths");
   addQuietFlag(*command, options->quiet);
+  addV1ManifestFlag(*command, options->v1Manifest);
   command->footer(
       "Text files are recoded to UTF-8 unless --no-transforms is given.  A symbolic link keeps\n"
       "a relative target as it is; an absolute target inside SRC is made a package path, one\n"
       "outside SRC is an error.  The package is written only when everything went in.\n"
+      "With --v1-manifest the package also holds the older manifest, for readers of the\n"
+      "older generation; --update without it upgrades a package of the older generation.\n"
       "\n"
       "Examples:\n"
       "  opcvk pack photos photos.opc\n"
       "  opcvk pack --update photos photos.opc\n"
+      "  opcvk pack --v1-manifest photos photos-for-older-readers.opc\n"
       "  opcvk pack --no-transforms legacy-texts texts.opc");
   commands.push_back({command, [options] { runPack(*options); }});
 }

@@ -19,6 +19,9 @@ A case is a JSON object:
                                                    copied as it stands
                    {"zip_add": path, "item": name, "text"|"base64": ...}
                                                    append an item to a ZIP file
+                   {"older_package": path, "entries": [...], "platform": p, "encoding": e}
+                                                   write a package of the older generation
+                                                   (see "An older package" below)
   "command"      the tool's arguments, a list of strings
   "as_nobody"    run the command as uid/gid 65534 (the tests run as root otherwise)
   "env"          extra environment of the command
@@ -36,6 +39,14 @@ A case is a JSON object:
                   "cat": {package path: content description}, "cat_raw": {...}}: the package seen
                  through "opcvk list --json" (every entry, in order) and "opcvk cat"
                  ("cat_raw" adds --no-transforms)
+  "zip"          {"path": p, "has": [items], "lacks": [items], "lacks_text": {item: [texts]},
+                  "xml": {item: {"namespace": ns, "root": {attributes}, "children":
+                  [{attributes}, ...]}}}: the ZIP items of the package afterwards, texts that
+                 an item's UTF-8 content must not hold, and XML items compared semantically:
+                 the root's namespace and attributes, and each child element's attributes, in
+                 document order (attribute order carries no meaning)
+  "then"         more runs of the tool once the command has run, each {"command": [...],
+                 "exit": n, "stdout": ..., "stderr": ...} checked like the command
   "absent"       paths that must not exist afterwards
   "unchanged"    paths whose bytes must be what they were before the command
 
@@ -47,6 +58,15 @@ An entry of a tree: {"path": "a/b.txt"} with one of
   "link": target                                                        -> a symbolic link
 and optionally "mode": "0644" and "mtime": "2021-02-03T04:05:06.123456Z" (files and
 folders), "owner": "nobody".  Missing parent folders are made.
+
+An older package is what the older generation of the file system wrote: the manifest
+/metadata/filesystemManifestV1.xml without a version, in the older namespace, with its own
+relationship and content type, decimal file modes with their type bits, and each link's
+target in a part of its own.  An entry: {"path": "a/b.txt"} with "text"/"base64"/"hex" (a
+file), "folder": true, or "link": target; optionally "mode": "0644", "mtime" (as above, the
+date attribute), "name": the name as the manifest writes it (default "/" + path; the older
+generation at times left the "/" out), "part": the part of a file or link (default "/fsroot/"
++ path), and for a link "stored": the text its part holds instead of the target.
 """
 
 import base64
@@ -210,6 +230,8 @@ class Case:
             elif "zip_replace" in step:
                 self.zip_rewrite(self.sub(step["zip_replace"]), step["item"],
                                  lambda data: self.replace_all(data, step["replace"]))
+            elif "older_package" in step:
+                write_older_package(self.sub(step["older_package"]), step)
             elif "zip_add" in step:
                 with zipfile.ZipFile(self.sub(step["zip_add"]), "a", zipfile.ZIP_DEFLATED) as z:
                     z.writestr(step["item"], content_bytes(step))
@@ -370,6 +392,35 @@ class Case:
                     failures.append("package: cat %s gave %r, expected %r" % (
                         path, result.stdout, want))
 
+    @staticmethod
+    def check_zip(wanted, failures):
+        path = wanted.get("path")
+        try:
+            with zipfile.ZipFile(path) as z:
+                items = {info.filename: z.read(info) for info in z.infolist()}
+        except (OSError, zipfile.BadZipFile) as e:
+            failures.append("zip: cannot read %s: %s" % (path, e))
+            return
+        for item in wanted.get("has", []):
+            if item not in items:
+                failures.append("zip: no item %s" % item)
+        for item in wanted.get("lacks", []):
+            if item in items:
+                failures.append("zip: item %s is there, and must not be" % item)
+        for item, texts in wanted.get("lacks_text", {}).items():
+            content = items.get(item, b"").decode("utf-8", errors="replace")
+            for text in texts:
+                if text in content:
+                    failures.append("zip: %s holds %r:\n%s" % (item, text, content))
+        for item, want in wanted.get("xml", {}).items():
+            if item not in items:
+                failures.append("zip: no item %s" % item)
+                continue
+            got = xml_shape(items[item])
+            if got != want:
+                failures.append("zip: %s differs:\nexpected %s\ngot      %s" % (
+                    item, json.dumps(want, ensure_ascii=False), json.dumps(got, ensure_ascii=False)))
+
     def run(self):
         for where, entries in self.data.get("fixture", {}).items():
             self.lay_out(self.places[where], entries)
@@ -392,6 +443,17 @@ class Case:
             self.check_folder(self.data["folder"], failures)
         if "package" in self.data:
             self.check_package(self.data["package"], failures)
+        if "zip" in self.data:
+            self.check_zip(self.sub(self.data["zip"]), failures)
+        for i, run in enumerate(self.data.get("then", [])):
+            then = self.run_tool(run["command"])
+            name = "then[%d] %s" % (i, " ".join(self.sub(run["command"])))
+            if then.returncode != run.get("exit", 0):
+                failures.append("%s: exit code %d, expected %d: %s" % (
+                    name, then.returncode, run.get("exit", 0),
+                    then.stderr.decode(errors="replace")))
+            self.check_stream(name + ": stdout", then.stdout, run.get("stdout"), failures)
+            self.check_stream(name + ": stderr", then.stderr, run.get("stderr"), failures)
         for path in self.sub(self.data.get("absent", [])):
             if os.path.lexists(path):
                 failures.append("%s exists, and must not" % path)
@@ -402,6 +464,82 @@ class Case:
         if failures:
             raise CaseFailure("opcvk %s\n%s" % (" ".join(self.sub(command)),
                                                 "\n".join("  - " + f for f in failures)))
+
+
+def xml_shape(data):
+    """An XML document as the "xml" expectation of a "zip" check describes it."""
+    import xml.etree.ElementTree as ElementTree
+    root = ElementTree.fromstring(data)
+    namespace = root.tag[1:].split("}")[0] if root.tag.startswith("{") else ""
+    return {"namespace": namespace, "root": dict(root.attrib),
+            "children": [dict(child.attrib) for child in root]}
+
+
+# What the older generation wrote: its manifest's identity, and the type bits of the file
+# modes in its permissions.
+OLDER_NAMESPACE = "http://schemas.opcvkservices.org/orvane/compiler/2011/fileManifest"
+OLDER_RELATIONSHIP = "http://schemas.opcvkservices.org/orvane/compiler/2011/relationships/fileManifest"
+OLDER_CONTENT_TYPE = "application/vnd.veltrance.orvane.compiler.fileManifest+xml"
+OLDER_MANIFEST = "/metadata/filesystemManifestV1.xml"
+TYPE_BITS = {"File": 0o100000, "Folder": 0o040000, "SymLink": 0o120000}
+
+
+def write_older_package(path, step):
+    """A package of the older generation at path, from the entries of an "older_package"
+    step."""
+    from xml.sax.saxutils import quoteattr
+    from urllib.parse import quote
+
+    parts = {}  # part name -> (content type, bytes)
+    lines = []
+    for entry in step["entries"]:
+        rel = entry["path"]
+        part = entry.get("part", "/fsroot/" + quote(rel, safe="/+@"))
+        data = content_bytes(entry)
+        if data is not None:
+            kind, content = "File", part
+            parts[part] = ("application/octet-stream", data)
+        elif "link" in entry:
+            kind, content = "SymLink", part
+            stored = entry.get("stored", entry["link"])
+            parts[part] = ("application/octet-stream", stored.encode("utf-8"))
+        elif entry.get("folder"):
+            kind, content = "Folder", "/" + rel
+        else:
+            raise CaseFailure("older package entry without content: %r" % entry)
+        attributes = [("name", entry.get("name", "/" + rel)), ("content", content),
+                      ("type", kind)]
+        if "mode" in entry:
+            attributes.append(("permissions", str(TYPE_BITS[kind] | int(entry["mode"], 8))))
+        if "mtime" in entry:
+            attributes.append(("date", entry["mtime"]))
+        lines.append("  <fileEntry %s/>" % " ".join(
+            "%s=%s" % (name, quoteattr(value)) for name, value in attributes))
+    manifest = ('<?xml version="1.0" encoding="UTF-8" standalone="yes"?>\n'
+                '<fileEntries xmlns="%s" platform=%s encoding=%s>\n%s\n</fileEntries>\n' % (
+                    OLDER_NAMESPACE, quoteattr(step.get("platform", "win64")),
+                    quoteattr(step.get("encoding", "windows-1252")), "\n".join(lines)))
+    parts[OLDER_MANIFEST] = (OLDER_CONTENT_TYPE, manifest.encode("utf-8"))
+
+    overrides = "".join('<Override PartName=%s ContentType=%s/>' % (
+        quoteattr(name), quoteattr(content_type)) for name, (content_type, _) in parts.items())
+    content_types = (
+        '<?xml version="1.0" encoding="UTF-8" standalone="yes"?>\n'
+        '<Types xmlns="http://schemas.openxmlformats.org/package/2006/content-types">'
+        '<Default Extension="rels" '
+        'ContentType="application/vnd.openxmlformats-package.relationships+xml"/>%s</Types>'
+        % overrides)
+    relationships = (
+        '<?xml version="1.0" encoding="UTF-8" standalone="yes"?>\n'
+        '<Relationships xmlns="http://schemas.openxmlformats.org/package/2006/relationships">'
+        '<Relationship Id="R1" Type="%s" Target="%s"/></Relationships>' % (
+            OLDER_RELATIONSHIP, OLDER_MANIFEST))
+    os.makedirs(os.path.dirname(path), exist_ok=True)
+    with zipfile.ZipFile(path, "w", zipfile.ZIP_DEFLATED) as z:
+        z.writestr("[Content_Types].xml", content_types)
+        z.writestr("_rels/.rels", relationships)
+        for name, (_, data) in parts.items():
+            z.writestr(name.lstrip("/"), data)
 
 
 def line_diff(expected, actual):
