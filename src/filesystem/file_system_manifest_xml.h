@@ -71,7 +71,9 @@ class FileSystemManifestXml : private boost::noncopyable {
 
   // Writes the older form: no version, platform and encoding, every entry's content name as
   // its content (a folder's own path, a link's target), and permissions as the decimal
-  // digits of the value plus 32768.  Failures as for write.
+  // digits of the value plus 32768.  Failures as for write.  The older grammar types the
+  // content as a URI: a folder path or link target that is none ("/a]b", "/c%zz") makes a
+  // document that read, like the readers of the older generation, refuses.
   void writeV1(FileSystemTree const& tree, opc::OutputStream& target);
 
  private:

@@ -135,13 +135,13 @@ class OPCVK_EXPORT FileSystemManager : public opc::model::DataManager {
   // DELETES THE PARTS THAT HOLD ITS LINK TARGETS BUT DOES NOT MARK THE MANAGER DIRTY.  A
   // caller that then only reads and saves the package writes it with no current manifest
   // and with the older manifest still naming the deleted parts: the next load fails with
-  // CouldNotConvertFileSystemManifest, and the links are lost.  The same happens, flag or
-  // not, when the current manifest relationship leads to a part of the older manifest's
-  // content type.  A caller that may save such a package without changing its file system
-  // must make the manager dirty first: change something, or, in a class derived from this
-  // one, call markAsDirty() after an operation has loaded the tree (never before the load:
-  // a manager marked dirty while unloaded writes its empty tree over the manifest).  The
-  // next save then writes the current manifest and, with the flag, the older one.
+  // CouldNotConvertFileSystemManifest, and the links are lost.  Flag or not, the same befalls
+  // a package whose current manifest relationship leads to a part of the older manifest's
+  // content type: that part keeps naming the deleted link parts.  A caller that may save such a
+  // package without changing its file system must make the manager dirty first: change something,
+  // or, in a class derived from this one, call markAsDirty() after an operation has loaded the tree
+  // (never before the load: a manager marked dirty while unloaded writes its empty tree over the
+  // manifest).  The next save then writes the current manifest and, with the flag, the older one.
   void setSaveV1Manifest(bool saveV1Manifest);
 
   // True once an encryptor is set.  Never in this build.  Does not load.
