@@ -1,25 +1,28 @@
 #!/usr/bin/env bash
-# Checks the dynamic symbol table of a built or installed libopcvkservices.so:
+# Checks the dynamic symbol table of a built or installed libopcvkservices.so (or of another
+# library of the project, given its lists and namespace):
 #  - every symbol listed in EXPECTED_LIST is defined, so nothing promised is missing;
-#  - every other defined symbol belongs to namespace opc::vkservices (outside its detail
-#    namespace), or matches a pattern of ALLOWED_LIST (foreign symbols that must stay
-#    visible, each with its reason), so nothing internal leaks.
+#  - every other defined symbol belongs to NAMESPACE (outside its detail namespace), or
+#    matches a pattern of ALLOWED_LIST (foreign symbols that must stay visible, each with its
+#    reason), so nothing internal leaks.
 #
-#   check_exports.sh LIBRARY [EXPECTED_LIST [ALLOWED_LIST]]
+#   check_exports.sh LIBRARY [EXPECTED_LIST [ALLOWED_LIST [NAMESPACE]]]
 #
 # The lists default to expected_exports.txt and allowed_foreign_symbols.txt beside this
-# script.  Exit status 0 if the library passes, 1 if not, 2 on a usage error.
+# script, the namespace to opc::vkservices.  Exit status 0 if the library passes, 1 if not,
+# 2 on a usage error.
 set -euo pipefail
 export LC_ALL=C
 
 here=$(cd "$(dirname "$0")" && pwd)
-if (($# < 1 || $# > 3)); then
-  echo "usage: $0 LIBRARY [EXPECTED_LIST [ALLOWED_LIST]]" >&2
+if (($# < 1 || $# > 4)); then
+  echo "usage: $0 LIBRARY [EXPECTED_LIST [ALLOWED_LIST [NAMESPACE]]]" >&2
   exit 2
 fi
 library=$1
 expected_list=${2:-$here/expected_exports.txt}
 allowed_list=${3:-$here/allowed_foreign_symbols.txt}
+namespace=${4:-opc::vkservices}
 for f in "$library" "$expected_list" "$allowed_list"; do
   if [[ ! -r $f ]]; then
     echo "check_exports: no such file: $f" >&2
@@ -37,13 +40,13 @@ allowed=$(entries "$allowed_list")
 
 missing=$(comm -13 <(printf '%s\n' "$defined") <(printf '%s\n' "$expected"))
 
-# Every defined symbol that is not promised must belong to opc::vkservices outside its
+# Every defined symbol that is not promised must belong to the namespace outside its
 # detail namespace, or be allowed by a pattern.  Names that the compiler derives from a class
 # or function ("typeinfo for X", "guard variable for f()::v"), and the ODR markers that
 # AddressSanitizer adds beside exported data, are judged by the entity they stand for; the
 # symbols that the static linker puts in every shared object are ignored.
 leaked=$(comm -23 <(printf '%s\n' "$defined") <(printf '%s\n' "$expected") |
-  awk -v allowed="$allowed" -v expected="$expected" '
+  awk -v allowed="$allowed" -v expected="$expected" -v ns="$namespace::" '
     BEGIN {
       n = split(allowed, patterns, "\n")
       split(expected, names, "\n")
@@ -54,7 +57,7 @@ leaked=$(comm -23 <(printf '%s\n' "$defined") <(printf '%s\n' "$expected") |
       entity = $0
       sub(/^(typeinfo name for |typeinfo for |vtable for |VTT for |construction vtable for |non-virtual thunk to |virtual thunk to |covariant return thunk to |guard variable for |__odr_asan[._])/, "", entity)
       if (entity in promised) next
-      if (index(entity, "opc::vkservices::") == 1 && index(entity, "opc::vkservices::detail::") != 1) next
+      if (index(entity, ns) == 1 && index(entity, ns "detail::") != 1) next
       for (i = 1; i <= n; i++) if (patterns[i] != "" && entity ~ patterns[i]) next
       print
     }')

@@ -1,12 +1,17 @@
 // An outside program, built against the installed library only and including only the
-// umbrella header.  It checks the exported data and that an exception of the library's
-// family, whose constructors, virtual table and type information live in the library, is
-// caught both by its opc::Exception base and by its exact class.  Prints one line and exits
-// 0 on success; names the failure and exits 1 otherwise.
+// umbrella headers of the library and of its crypto library.  It checks the exported data
+// and that an exception of the library's family, whose constructors, virtual table and type
+// information live in the library, is caught both by its opc::Exception base and by its
+// exact class; and that the crypto library, reached through the library's link interface,
+// encrypts and reports its failures across the boundary.  Prints one line and exits 0 on
+// success; names the failure and exits 1 otherwise.
 #include <cstring>
 #include <iostream>
+#include <memory>
+#include <stdexcept>
 #include <string>
 
+#include <foundation/crypto.h>
 #include <opc/vkservices.h>
 
 namespace {
@@ -61,7 +66,30 @@ int main() {
     if (e.code() != boost::system::errc::file_exists) return fail("the code was not kept");
   }
 
+  // The crypto library: a round trip, and a refusal raised inside it and caught here by
+  // its base std::runtime_error and by its exact class.
+  namespace crypto = foundation::crypto;
+  crypto::CryptoEngine const engine(std::make_shared<crypto::cryptopp::CryptoProvider>());
+  auto const key = engine.createAES256Key(crypto::bytes(32, 7));
+  crypto::AESGCMStreamEncryptor encryptor(key, crypto::bytes(16, 1));
+  unsigned char data[3] = {'a', 'b', 'c'};
+  encryptor.update(data, sizeof data, data);
+  crypto::bytes const tag = encryptor.finish();
+  crypto::AESGCMStreamDecryptor decryptor(key, crypto::bytes(16, 1));
+  decryptor.update(data, sizeof data, data);
+  decryptor.finish(tag);
+  if (data[0] != 'a' || data[2] != 'c') return fail("the crypto round trip changed the data");
+  try {
+    engine.createAES256Key(crypto::bytes(3, 0));
+    return fail("a short key was accepted");
+  } catch (std::runtime_error const& e) {
+    if (dynamic_cast<crypto::utils::Exception const*>(&e) == nullptr) {
+      return fail(std::string("the crypto failure is not a utils::Exception: ") + e.what());
+    }
+  }
+
   std::cout << "consumer: opcvkservices " << opcvkservices_version << " built "
-            << opcvkservices_build_date << ": exceptions caught by base and by class: ok\n";
+            << opcvkservices_build_date
+            << ": exceptions caught by base and by class, crypto round trip: ok\n";
   return 0;
 }
