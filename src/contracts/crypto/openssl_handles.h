@@ -1,5 +1,6 @@
 // Owning handles for the OpenSSL objects that libvkflcrypto makes, so that every path out of
-// an operation, an exception included, frees them.  Private to the library.
+// an operation, an exception included, frees them.  Freeing a cipher or MAC context wipes
+// the key material it holds.  Private to the library.
 #ifndef FOUNDATION_CRYPTO_OPENSSL_HANDLES_H_
 #define FOUNDATION_CRYPTO_OPENSSL_HANDLES_H_
 
@@ -12,47 +13,22 @@ namespace foundation {
 namespace crypto {
 namespace detail {
 
-struct CipherFreer {
-  void operator()(EVP_CIPHER* cipher) const { EVP_CIPHER_free(cipher); }
+template <class T, void (*Free)(T*)>
+struct OpenSslFreer {
+  void operator()(T* object) const { Free(object); }
 };
-using CipherHandle = std::unique_ptr<EVP_CIPHER, CipherFreer>;
 
-// Freeing a cipher context wipes the key schedule it holds.
-struct CipherContextFreer {
-  void operator()(EVP_CIPHER_CTX* context) const { EVP_CIPHER_CTX_free(context); }
-};
-using CipherContextHandle = std::unique_ptr<EVP_CIPHER_CTX, CipherContextFreer>;
+template <class T, void (*Free)(T*)>
+using OpenSslHandle = std::unique_ptr<T, OpenSslFreer<T, Free>>;
 
-struct MacFreer {
-  void operator()(EVP_MAC* mac) const { EVP_MAC_free(mac); }
-};
-using MacHandle = std::unique_ptr<EVP_MAC, MacFreer>;
-
-// Freeing a MAC context wipes the keyed state it holds.
-struct MacContextFreer {
-  void operator()(EVP_MAC_CTX* context) const { EVP_MAC_CTX_free(context); }
-};
-using MacContextHandle = std::unique_ptr<EVP_MAC_CTX, MacContextFreer>;
-
-struct KdfFreer {
-  void operator()(EVP_KDF* kdf) const { EVP_KDF_free(kdf); }
-};
-using KdfHandle = std::unique_ptr<EVP_KDF, KdfFreer>;
-
-struct KdfContextFreer {
-  void operator()(EVP_KDF_CTX* context) const { EVP_KDF_CTX_free(context); }
-};
-using KdfContextHandle = std::unique_ptr<EVP_KDF_CTX, KdfContextFreer>;
-
-struct RandFreer {
-  void operator()(EVP_RAND* rand) const { EVP_RAND_free(rand); }
-};
-using RandHandle = std::unique_ptr<EVP_RAND, RandFreer>;
-
-struct RandContextFreer {
-  void operator()(EVP_RAND_CTX* context) const { EVP_RAND_CTX_free(context); }
-};
-using RandContextHandle = std::unique_ptr<EVP_RAND_CTX, RandContextFreer>;
+using CipherHandle = OpenSslHandle<EVP_CIPHER, EVP_CIPHER_free>;
+using CipherContextHandle = OpenSslHandle<EVP_CIPHER_CTX, EVP_CIPHER_CTX_free>;
+using MacHandle = OpenSslHandle<EVP_MAC, EVP_MAC_free>;
+using MacContextHandle = OpenSslHandle<EVP_MAC_CTX, EVP_MAC_CTX_free>;
+using KdfHandle = OpenSslHandle<EVP_KDF, EVP_KDF_free>;
+using KdfContextHandle = OpenSslHandle<EVP_KDF_CTX, EVP_KDF_CTX_free>;
+using RandHandle = OpenSslHandle<EVP_RAND, EVP_RAND_free>;
+using RandContextHandle = OpenSslHandle<EVP_RAND_CTX, EVP_RAND_CTX_free>;
 
 }  // namespace detail
 }  // namespace crypto
