@@ -17,7 +17,7 @@ namespace crypto {
 namespace {
 
 constexpr int kScheme = 1;
-constexpr int kDefaultWorkFactor = 600000;
+constexpr int kDefaultWorkFactor = 1000000;
 constexpr int kMinimumWorkFactor = 100000;
 constexpr int kWorkFactorCap = 10000000;
 // Below this no stored work factor is believed: it would make guessing cheap.

@@ -28,7 +28,7 @@ TEST(CryptoEngineTest, ConstantsAreThoseOfTheContract) {
   EXPECT_EQ(CryptoEngine::getDefaultAESPaddingMode(), AESPaddingMode::PKCS7);
   EXPECT_EQ(static_cast<int>(AESMode::GCM), 3);
   EXPECT_EQ(static_cast<int>(AESMode::CBC), 1);
-  EXPECT_EQ(CryptoEngine::getDefaultPasswordWorkFactor(), 600000);
+  EXPECT_EQ(CryptoEngine::getDefaultPasswordWorkFactor(), 1000000);
   EXPECT_EQ(CryptoEngine::getMinimumPasswordWorkFactor(), 100000);
   EXPECT_EQ(CryptoEngine::getPasswordWorkFactorCap(), 10000000);
   EXPECT_EQ(CryptoEngine::getPasswordDerivationScheme(), 1);
