@@ -2,6 +2,7 @@
 #include <opc/core/exception.h>
 #include <opc/vkservices/file_system_manager.h>
 
+#include "filesystem/extraction_session.h"
 #include "filesystem/file_system_manifest_xml.h"
 #include "filesystem/file_system_tree.h"
 

@@ -1,12 +1,14 @@
 // Extraction of FileSystemManager: entries of the package file system become files, folders
-// and symbolic links below a destination folder.  Every step goes through the destination's
-// FileSystemOps, and every entry passes the DestinationGuard before anything changes.
+// and symbolic links below a destination folder.  The root is made through the destination's
+// FileSystemOps; everything below it goes through the opc::ConfinedDestination that the
+// FileSystemOps gives for the root, after each entry's name has passed the DestinationGuard.
 #include <memory>
 #include <ostream>
 #include <string>
 
 #include <boost/system/error_code.hpp>
 
+#include <opc/core/confined_destination.h>
 #include <opc/core/exception.h>
 #include <opc/core/stream_helper.h>
 #include <opc/core/string_conversions.h>
@@ -14,6 +16,7 @@
 #include <opc/vkservices/file_system_manager.h>
 
 #include "filesystem/destination_guard.h"
+#include "filesystem/extraction_session.h"
 
 namespace opc {
 namespace vkservices {
@@ -38,8 +41,13 @@ bool isFileExists(error_code const& code) {
          condition.category().equivalent(code, condition.value());
 }
 
+// Raises what the confined destination met in the way of the entry at `pathName` as
+// `ErrorClass`; nothing for another result.
 template <typename ErrorClass>
-void throwIfRefused(std::optional<Refusal> const& refusal) {
+void throwIfRefused(opc::ConfinedResult const& result, opc::FileSystemOps const& fileSystem,
+                    std::u16string const& destination, std::u16string const& pathName) {
+  std::optional<Refusal> const refusal =
+      DestinationGuard::refusalFor(result, fileSystem, destination, pathName);
   if (refusal) throw ErrorClass(refusal->message, refusal->code);
 }
 
@@ -60,7 +68,7 @@ void FileSystemManager::extractAll(std::u16string const& destination, RestoreMod
                                    TransformMode transformMode, ReplaceMode replaceMode) {
   ensureLoaded();
   destFS_ = &fileSystemOpsSelector_.getForPath(destination);
-  ensureDestinationRootExists(destination);
+  enterDestination(destination);
   for (FileSystemEntry const& entry : getAllLeafs()) {
     extractEntryInternal(destination, entry, restoreMode, transformMode, replaceMode);
   }
@@ -71,7 +79,7 @@ void FileSystemManager::extractEntry(std::u16string const& destination,
                                      TransformMode transformMode, ReplaceMode replaceMode) {
   ensureLoaded();
   destFS_ = &fileSystemOpsSelector_.getForPath(destination);
-  ensureDestinationRootExists(destination);
+  enterDestination(destination);
   extractEntryInternal(destination, entry, restoreMode, transformMode, replaceMode);
 }
 
@@ -94,16 +102,16 @@ void FileSystemManager::extractFileInternal(std::u16string const& destination,
   std::u16string const path = refusedAs<CouldNotCreateFile>(
       [&] { return ensureDestinationParentExists(destination, pathName); });
   opc::FileSystemOps& fileSystem = getDestFSImpl();
-  DestinationGuard const guard(fileSystem, destination);
-  // Opening a link would write through it, and clobbering would change its target's
-  // permissions: the final path is checked before either.
-  throwIfRefused<CouldNotCreateFile>(guard.checkFile(pathName, path));
+  opc::ConfinedDestination& target = *extraction_->destination;
 
-  error_code code;
-  std::shared_ptr<std::ostream> output = fileSystem.createOutputStream(path, kOutputMode, code);
-  if (code || !output) {
+  // A link at the path is refused before anything is opened or clobbered through it.
+  opc::ConfinedResult result;
+  std::unique_ptr<opc::ConfinedFile> output = target.openFile(pathName, result);
+  throwIfRefused<CouldNotCreateFile>(result, fileSystem, destination, pathName);
+  if (!output) {
+    error_code const code = result.code;
     error_code existsCode;
-    bool const existing = fileSystem.exists(path, existsCode);
+    bool const existing = target.exists(pathName, existsCode);
     if (replaceMode == ReplaceMode::ReplaceNever ||
         (replaceMode == ReplaceMode::ReplaceExisting && !existing)) {
       // An existing file says why more plainly than the open's code does.
@@ -112,31 +120,29 @@ void FileSystemManager::extractFileInternal(std::u16string const& destination,
           existing ? boost::system::errc::make_error_code(boost::system::errc::file_exists) : code);
     }
     error_code ignored;
-    fileSystem.setPermissions(path, kClobberPermissions, ignored);
-    code.clear();
-    output = fileSystem.createOutputStream(path, kOutputMode, code);
-    if (code || !output) {
+    target.setPermissions(pathName, kClobberPermissions, ignored);
+    output = target.openFile(pathName, result);
+    throwIfRefused<CouldNotCreateFile>(result, fileSystem, destination, pathName);
+    if (!output) {
       throw CouldNotCreateFile(
-          "Could not clobber file: " + opc::toUDEString(path) + ": " + code.message(), code);
+          "Could not clobber file: " + opc::toUDEString(path) + ": " + result.code.message(),
+          result.code);
     }
   }
 
   {
     std::unique_ptr<IContentSource> source = getFileContentSource(entry, transformMode);
-    opc::StreamHelper::copyStreamToStream(source->getInputStream(), *output);
+    opc::StreamHelper::copyStreamToStream(source->getInputStream(), output->stream());
   }
-  // The file is closed before its time and permissions are set, or closing would change the
-  // time again.
-  output.reset();
-
   if (restoreMode != RestoreMode::RestoreTimeAndPermissions) return;
-  // Checked once more: setting a time or permissions on a link that took the file's place
-  // in the meantime would reach its target.
-  throwIfRefused<CouldNotCreateFile>(guard.checkFile(pathName, path));
+  // The content is complete before the time is set, or writing it would change the time
+  // again; a destination that works by path looks at the name once more here.
+  output->finishContent(result);
+  throwIfRefused<CouldNotCreateFile>(result, fileSystem, destination, pathName);
   error_code restoreCode;
   boost::posix_time::ptime const time = entry.getLastModifiedTime();
   if (time != FileSystemEntry::getUnknownTime()) {
-    fileSystem.setLastModifiedTime(path, time, restoreCode);
+    output->setLastModifiedTime(time, restoreCode);
     if (restoreCode) {
       throw CouldNotSetLastModifiedTime("Could not set last modified time: " +
                                             opc::toUDEString(path) + ": " + restoreCode.message(),
@@ -145,7 +151,7 @@ void FileSystemManager::extractFileInternal(std::u16string const& destination,
   }
   opc::Perms::Perms_tag const permissions = entry.getPermissions();
   if (permissions != FileSystemEntry::getUnknownPermissions()) {
-    fileSystem.setPermissions(path, permissions, restoreCode);
+    output->setPermissions(permissions, restoreCode);
     if (restoreCode) {
       throw CouldNotSetPermissions(
           "Could not set permissions: " + opc::toUDEString(path) + ": " + restoreCode.message(),
@@ -156,15 +162,13 @@ void FileSystemManager::extractFileInternal(std::u16string const& destination,
 
 void FileSystemManager::extractFolderInternal(std::u16string const& destination,
                                               FileSystemEntry const& entry) {
+  std::u16string const pathName = entry.getPathName();
   std::u16string const path = refusedAs<CouldNotCreateFolder>(
-      [&] { return ensureDestinationParentExists(destination, entry.getPathName()); });
-  opc::FileSystemOps& fileSystem = getDestFSImpl();
+      [&] { return ensureDestinationParentExists(destination, pathName); });
   error_code code;
   // Whatever is there counts as the folder; nothing is made through it.
-  if (fileSystem.exists(path, code)) return;
-  code.clear();
-  fileSystem.createFolder(path, code);
-  if (code && !isFileExists(code)) {
+  extraction_->destination->createFolder(pathName, code);
+  if (code) {
     throw CouldNotCreateFolder(
         "Could not create folder: " + opc::toUDEString(path) + ": " + code.message(), code);
   }
@@ -195,9 +199,9 @@ void FileSystemManager::extractLinkInternal(std::u16string const& destination,
     }
   }
   // A relative target stays as it is, even one that points outside: nothing is ever written
-  // through a link, since the guard refuses every path that passes one.
+  // through a link, since the destination never passes one.
   error_code code;
-  fileSystem.createSymlink(target, path, code);
+  extraction_->destination->createSymlink(target, pathName, code);
   if (code) {
     throw CouldNotCreateLink(
         "Could not create link: " + opc::toUDEString(path) + ": " + code.message(), code);
@@ -216,6 +220,24 @@ void FileSystemManager::ensureDestinationRootExists(std::u16string const& destin
   }
 }
 
+opc::ConfinedDestination& FileSystemManager::enterDestination(std::u16string const& destination) {
+  opc::FileSystemOps& fileSystem = getDestFSImpl();
+  // The folders that the last call opened stay in use while they are still what their names
+  // lead to, so that entry-by-entry extraction opens each folder once; the root then exists.
+  if (extraction_ && extraction_->fileSystem == &fileSystem && extraction_->root == destination &&
+      extraction_->destination->isUnchanged()) {
+    return *extraction_->destination;
+  }
+  extraction_.reset();
+  ensureDestinationRootExists(destination);
+  auto session = std::make_unique<detail::ExtractionSession>();
+  session->fileSystem = &fileSystem;
+  session->root = destination;
+  session->destination = fileSystem.openConfinedDestination(destination);
+  extraction_ = std::move(session);
+  return *extraction_->destination;
+}
+
 std::u16string FileSystemManager::ensureDestinationParentExists(
     std::u16string const& destination, std::u16string const& pathName) const {
   // The text first, before appendPath could raise a plain error of its own for "..".
@@ -223,24 +245,16 @@ std::u16string FileSystemManager::ensureDestinationParentExists(
     throw ExtractionRefused(*refusal);
   }
   opc::FileSystemOps& fileSystem = getDestFSImpl();
-  std::u16string const fullPath = fileSystem.appendPath(destination, pathName);
-  std::u16string const parent = fileSystem.getParentPath(fullPath);
-  DestinationGuard const guard(fileSystem, destination);
-  // Making the parents follows links on the way: they are checked before.
-  if (std::optional<Refusal> refusal = guard.checkParents(pathName)) {
+  std::u16string fullPath = fileSystem.appendPath(destination, pathName);
+  opc::ConfinedResult result;
+  extraction_->destination->makeParents(pathName, result);
+  if (std::optional<Refusal> refusal =
+          DestinationGuard::refusalFor(result, fileSystem, destination, pathName)) {
     throw ExtractionRefused(*refusal);
   }
-  error_code code;
-  if (!fileSystem.exists(parent, code)) {
-    code.clear();
-    fileSystem.createFolders(parent, code);
-    if (code && !isFileExists(code)) {
-      throw CouldNotCreateDestinationParent(
-          "Could not create the destination parent directory: " + code.message(), code);
-    }
-  }
-  if (std::optional<Refusal> refusal = guard.checkParentsResolve(pathName)) {
-    throw ExtractionRefused(*refusal);
+  if (!result.done()) {
+    throw CouldNotCreateDestinationParent(
+        "Could not create the destination parent directory: " + result.code.message(), result.code);
   }
   return fullPath;
 }

@@ -37,6 +37,7 @@ class IDigestEngine;
 
 namespace detail {
 class FileSystemManagerAccess;
+struct ExtractionSession;
 }  // namespace detail
 
 // How content passes into and out of the file system.  Only ApplyTransforms is tested for:
@@ -375,6 +376,9 @@ class OPCVK_EXPORT FileSystemManager : public opc::model::DataManager {
   void extractFolderInternal(std::u16string const& destination, FileSystemEntry const& entry);
   void extractLinkInternal(std::u16string const& destination, FileSystemEntry const& entry);
   void ensureDestinationRootExists(std::u16string const& destination) const;
+  // The confined destination for `destination` on getDestFSImpl(): the one of the last
+  // extraction while it is unchanged, else a new one after ensureDestinationRootExists.
+  opc::ConfinedDestination& enterDestination(std::u16string const& destination);
   // Makes the folders above the entry at `pathName` and returns the entry's real path.
   std::u16string ensureDestinationParentExists(std::u16string const& destination,
                                                std::u16string const& pathName) const;
@@ -393,6 +397,8 @@ class OPCVK_EXPORT FileSystemManager : public opc::model::DataManager {
   std::shared_ptr<IDecryptor> decryptor_;
   std::string digestAlgorithm_;
   std::shared_ptr<IDigestEngine> digestEngine_;
+  // The destination of the last extraction, kept between calls.
+  std::unique_ptr<detail::ExtractionSession> extraction_;
 };
 
 }  // namespace vkservices

@@ -1,7 +1,9 @@
+#include <opc/core/confined_destination.h>
 #include <opc/core/exception.h>
 #include <opc/core/file_system_ops.h>
 
 #include "file_system_ops_utf8.h"
+#include "path_confined_destination.h"
 
 namespace opc {
 namespace {
@@ -226,6 +228,16 @@ void FileSystemOps::removeAll(std::u16string const& path, boost::system::error_c
   std::string text;
   code.clear();
   doRemoveAll(path, text, code);
+}
+
+std::unique_ptr<ConfinedDestination> FileSystemOps::openConfinedDestination(
+    std::u16string const& root) const {
+  return doOpenConfinedDestination(root);
+}
+
+std::unique_ptr<ConfinedDestination> FileSystemOps::doOpenConfinedDestination(
+    std::u16string const& root) const {
+  return std::make_unique<detail::PathConfinedDestination>(*this, root);
 }
 
 }  // namespace opc

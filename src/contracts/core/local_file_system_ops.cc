@@ -7,14 +7,17 @@
 #include <random>
 #include <sys/random.h>
 #include <sys/stat.h>
+#include <typeinfo>
 #include <unistd.h>
 
 #include <boost/date_time/gregorian/gregorian_types.hpp>
 #include <boost/date_time/posix_time/posix_time_types.hpp>
 
+#include <opc/core/confined_destination.h>
 #include <opc/core/local_file_system_ops.h>
 
 #include "file_system_ops_utf8.h"
+#include "local_confined_destination.h"
 #include "local_file_system_ops_internal.h"
 
 namespace opc {
@@ -48,6 +51,10 @@ ptime const& epoch() {
 std::int64_t const kFirstSecond = -17987443200;  // 1400-01-01T00:00:00Z
 std::int64_t const kLastSecond = 253402300799;   // 9999-12-31T23:59:59Z
 
+}  // namespace
+
+namespace detail {
+
 std::uint64_t randomNumber() {
   std::uint64_t value = 0;
   if (::getrandom(&value, sizeof value, 0) == static_cast<ssize_t>(sizeof value)) return value;
@@ -56,7 +63,31 @@ std::uint64_t randomNumber() {
   return (static_cast<std::uint64_t>(device()) << 32) ^ device();
 }
 
-}  // namespace
+timespec toTimespec(ptime time) {
+  std::int64_t const micros = (time - epoch()).total_microseconds();
+  std::int64_t seconds = micros / 1000000;
+  std::int64_t fraction = micros % 1000000;
+  if (fraction < 0) {  // before 1970 the fraction must still count forwards
+    fraction += 1000000;
+    seconds -= 1;
+  }
+  timespec result{};
+  result.tv_sec = static_cast<time_t>(seconds);
+  result.tv_nsec = static_cast<long>(fraction * 1000);
+  return result;
+}
+
+bool mayNotHoldTime(std::int64_t wanted) {
+  std::int64_t const first = 315532800;  // 1980-01-01T00:00:00Z
+  std::int64_t const last = 2145916800;  // 2038-01-01T00:00:00Z
+  return wanted < first || wanted >= last;
+}
+
+bool storedAnotherTime(std::int64_t wanted, std::int64_t stored) {
+  return stored > wanted + 2 || stored < wanted - 2;
+}
+
+}  // namespace detail
 
 LocalFileSystemOps::LocalFileSystemOps() = default;
 LocalFileSystemOps::~LocalFileSystemOps() = default;
@@ -95,7 +126,7 @@ std::u16string LocalFileSystemOps::doGetTempName(std::u16string const& path, std
   for (int attempt = 0; attempt < 100; ++attempt) {
     char name[32];
     std::snprintf(name, sizeof name, "opc-%016llx",
-                  static_cast<unsigned long long>(randomNumber()));
+                  static_cast<unsigned long long>(detail::randomNumber()));
     std::string candidate = prefix + name;
     if (::lstat(candidate.c_str(), &status) != 0 && errno == ENOENT) {
       return detail::fromFileSystemBytes(candidate);
@@ -255,17 +286,9 @@ void LocalFileSystemOps::doSetLastModifiedTime(std::u16string const& path, ptime
   }
   std::string bytes;
   if (!toBytes(path, bytes, text, code)) return;
-  std::int64_t micros = (time - epoch()).total_microseconds();
-  std::int64_t seconds = micros / 1000000;
-  std::int64_t fraction = micros % 1000000;
-  if (fraction < 0) {  // before 1970 the fraction must still count forwards
-    fraction += 1000000;
-    seconds -= 1;
-  }
   std::array<timespec, 2> times{};
   times[0].tv_nsec = UTIME_OMIT;
-  times[1].tv_sec = static_cast<time_t>(seconds);
-  times[1].tv_nsec = static_cast<long>(fraction * 1000);
+  times[1] = detail::toTimespec(time);
   if (::utimensat(AT_FDCWD, bytes.c_str(), times.data(), AT_SYMLINK_NOFOLLOW) != 0) {
     code = systemError(errno);
     return;
@@ -277,8 +300,7 @@ void LocalFileSystemOps::doSetLastModifiedTime(std::u16string const& path, ptime
     code = systemError(errno);
     return;
   }
-  std::int64_t stored = status.st_mtim.tv_sec;
-  if (stored > seconds + 2 || stored < seconds - 2) {
+  if (detail::storedAnotherTime(times[1].tv_sec, status.st_mtim.tv_sec)) {
     text = "the file system cannot hold the time";
     code = systemError(EOVERFLOW);
   }
@@ -395,6 +417,16 @@ void LocalFileSystemOps::doRemoveAll(std::u16string const& path, std::string& te
   std::string bytes;
   if (!toBytes(path, bytes, text, code)) return;
   detail::removeLocalAll(bytes, code);
+}
+
+std::unique_ptr<ConfinedDestination> LocalFileSystemOps::doOpenConfinedDestination(
+    std::u16string const& root) const {
+  // A derived class may reach files another way through its slots; descriptors would go
+  // around it.
+  if (typeid(*this) != typeid(LocalFileSystemOps)) {
+    return FileSystemOps::doOpenConfinedDestination(root);
+  }
+  return std::make_unique<detail::LocalConfinedDestination>(root);
 }
 
 }  // namespace opc

@@ -3,12 +3,15 @@
 #ifndef OPC_CORE_LOCAL_FILE_SYSTEM_OPS_INTERNAL_H_
 #define OPC_CORE_LOCAL_FILE_SYSTEM_OPS_INTERNAL_H_
 
+#include <cstdint>
+#include <ctime>
 #include <istream>
 #include <memory>
 #include <ostream>
 #include <string>
 #include <vector>
 
+#include <boost/date_time/posix_time/ptime.hpp>
 #include <boost/system/error_code.hpp>
 
 #include <opc/core/file_system_ops.h>
@@ -21,6 +24,19 @@ namespace detail {
 inline boost::system::error_code systemError(int errnum) {
   return boost::system::error_code(errnum, boost::system::system_category());
 }
+
+// 64 random bits, for names that must not be guessed.
+std::uint64_t randomNumber();
+
+// `time` (not special) as seconds and nanoseconds since the epoch, microseconds kept.
+timespec toTimespec(boost::posix_time::ptime time);
+
+// Whether a file system may have stored another time than `wanted` (seconds since the
+// epoch), which is then checked: only times outside 1980..2037, which every file system in
+// use holds to within its 2 seconds of grain, can be clamped or wrapped.
+bool mayNotHoldTime(std::int64_t wanted);
+// Whether `stored` (seconds) is not `wanted` within that grain.
+bool storedAnotherTime(std::int64_t wanted, std::int64_t stored);
 
 // --- Text of paths (local_file_system_ops_paths.cc) ---
 std::u16string localParentPath(std::u16string const& path);

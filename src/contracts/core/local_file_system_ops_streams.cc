@@ -3,7 +3,6 @@
 // std::fstream cannot report why an open failed, cannot open with O_CLOEXEC and cannot tell a
 // read-only file from a missing one, so the streams are built here over open(2).
 #include <cerrno>
-#include <cstring>
 #include <fcntl.h>
 #include <streambuf>
 #include <sys/stat.h>
@@ -12,6 +11,7 @@
 
 #include <opc/core/exception.h>
 
+#include "descriptor_out_buffer.h"
 #include "local_file_system_ops_internal.h"
 
 namespace opc {
@@ -79,90 +79,6 @@ class DescriptorInBuffer : public std::streambuf {
   std::vector<char> buffer_;
 };
 
-// Writes through a buffer of its own; a write error (ENOSPC, EIO, ...) makes overflow(),
-// xsputn() or sync() fail, which the std::ostream turns into badbit.
-class DescriptorOutBuffer : public std::streambuf {
- public:
-  explicit DescriptorOutBuffer(int fd) : fd_(fd), buffer_(kBufferSize) {
-    setp(buffer_.data(), buffer_.data() + buffer_.size());
-  }
-  // Releasing the stream writes what is buffered, as std::ofstream does; a failure here has
-  // nobody left to tell, which is why callers flush first.
-  ~DescriptorOutBuffer() override {
-    flushBuffer();
-    ::close(fd_);
-  }
-  DescriptorOutBuffer(DescriptorOutBuffer const&) = delete;
-  DescriptorOutBuffer& operator=(DescriptorOutBuffer const&) = delete;
-
- protected:
-  int_type overflow(int_type c) override {
-    if (!flushBuffer()) return traits_type::eof();
-    if (traits_type::eq_int_type(c, traits_type::eof())) return traits_type::not_eof(c);
-    *pptr() = traits_type::to_char_type(c);
-    pbump(1);
-    return c;
-  }
-
-  std::streamsize xsputn(char const* data, std::streamsize count) override {
-    std::streamsize room = epptr() - pptr();
-    if (count <= room) {
-      std::memcpy(pptr(), data, static_cast<std::size_t>(count));
-      pbump(static_cast<int>(count));
-      return count;
-    }
-    if (!flushBuffer()) return 0;
-    if (static_cast<std::size_t>(count) >= buffer_.size()) {
-      // Large blocks go straight to the file rather than through the buffer.
-      return writeAll(data, static_cast<std::size_t>(count)) ? count : 0;
-    }
-    std::memcpy(pptr(), data, static_cast<std::size_t>(count));
-    pbump(static_cast<int>(count));
-    return count;
-  }
-
-  int sync() override { return flushBuffer() ? 0 : -1; }
-
-  pos_type seekoff(off_type offset, std::ios_base::seekdir direction,
-                   std::ios_base::openmode which) override {
-    if (!(which & std::ios_base::out) || !flushBuffer()) return pos_type(off_type(-1));
-    int whence = direction == std::ios_base::beg   ? SEEK_SET
-                 : direction == std::ios_base::cur ? SEEK_CUR
-                                                   : SEEK_END;
-    off_type target = ::lseek(fd_, offset, whence);
-    return pos_type(target < 0 ? off_type(-1) : target);
-  }
-
-  pos_type seekpos(pos_type position, std::ios_base::openmode which) override {
-    return seekoff(off_type(position), std::ios_base::beg, which);
-  }
-
- private:
-  bool writeAll(char const* data, std::size_t count) {
-    while (count > 0) {
-      ssize_t written = ::write(fd_, data, count);
-      if (written < 0) {
-        if (errno == EINTR) continue;
-        return false;
-      }
-      data += written;
-      count -= static_cast<std::size_t>(written);
-    }
-    return true;
-  }
-
-  // Writes the buffer out.  On failure the buffered bytes are dropped: the stream is bad from
-  // then on, and the destructor must not try them again.
-  bool flushBuffer() {
-    bool ok = writeAll(pbase(), static_cast<std::size_t>(pptr() - pbase()));
-    setp(buffer_.data(), buffer_.data() + buffer_.size());
-    return ok;
-  }
-
-  int fd_;
-  std::vector<char> buffer_;
-};
-
 class DescriptorIStream : public std::istream {
  public:
   DescriptorIStream(int fd, std::string path)
@@ -174,9 +90,17 @@ class DescriptorIStream : public std::istream {
   DescriptorInBuffer buffer_;
 };
 
+// Owns its descriptor.  Releasing the stream writes what is buffered, as std::ofstream does;
+// a failure there has nobody left to tell, which is why callers flush first.
 class DescriptorOStream : public std::ostream {
  public:
   explicit DescriptorOStream(int fd) : std::ostream(nullptr), buffer_(fd) { rdbuf(&buffer_); }
+  ~DescriptorOStream() override {
+    buffer_.flush();
+    ::close(buffer_.descriptor());
+  }
+  DescriptorOStream(DescriptorOStream const&) = delete;
+  DescriptorOStream& operator=(DescriptorOStream const&) = delete;
 
  private:
   DescriptorOutBuffer buffer_;

@@ -27,7 +27,6 @@
 #include <opc/vkservices/errors.h>
 #include <opc/vkservices/file_system_manager.h>
 
-#include "filesystem/destination_guard.h"
 #include "filesystem/file_system_manifest_xml_names.h"
 #include "filesystem/file_system_node.h"
 #include "support/file_system_entry_access.h"
@@ -49,7 +48,6 @@ using opc::vkservices::FileSystemNode;
 using opc::vkservices::ReplaceMode;
 using opc::vkservices::RestoreMode;
 using opc::vkservices::TransformMode;
-using opc::vkservices::detail::DestinationGuard;
 using opc::vkservices::detail::FileSystemEntryAccess;
 using opcvk_test::InMemoryFileSystemOps;
 using opcvk_test::modeOf;
@@ -520,50 +518,6 @@ TEST_F(ExtractionConfinementTest, CraftedEntriesGivenToExtractEntryAreRefused) {
   }
   expectOutsideUntouched();
 }
-
-// --- The kernel's own check, alone ---
-
-class DestinationGuardKernelTest : public ExtractionConfinementTest,
-                                   public ::testing::WithParamInterface<bool> {};
-
-TEST_P(DestinationGuardKernelTest, FindsALinkThatTheWalkOfNamesWasNotAskedAbout) {
-  ASSERT_EQ(::mkdir(dest().c_str(), 0755), 0);
-  ASSERT_EQ(::mkdir(in("a").c_str(), 0755), 0);
-  ASSERT_EQ(::symlink("../../../outside", in("a/l").c_str()), 0);
-  writeFile(in("a/plain"), "x");
-  opc::LocalFileSystemOps const local;
-  DestinationGuard guard(local, dest16());
-  if (GetParam()) guard.useComponentWalkOnly();
-  // checkFile looks at the final path by name itself; the link on the way is the kernel's
-  // to find.
-  std::optional<opc::vkservices::detail::Refusal> const refusal =
-      guard.checkFile(u"/a/l/secret", dest16() + u"/a/l/secret");
-  ASSERT_TRUE(refusal.has_value());
-  EXPECT_EQ(refusal->message, "Refused to extract /a/l/secret: " + linkOnTheWay(in("a/l")));
-  EXPECT_EQ(refusal->code, boost::system::errc::too_many_symbolic_link_levels);
-  std::optional<opc::vkservices::detail::Refusal> const parents =
-      guard.checkParentsResolve(u"/a/l/x/y");
-  ASSERT_TRUE(parents.has_value());
-  EXPECT_EQ(parents->message, "Refused to extract /a/l/x/y: " + linkOnTheWay(in("a/l")));
-  // Plain folders and files, and paths not made yet, pass.
-  EXPECT_FALSE(guard.checkFile(u"/a/plain", dest16() + u"/a/plain").has_value());
-  EXPECT_FALSE(guard.checkFile(u"/a/missing", dest16() + u"/a/missing").has_value());
-  EXPECT_FALSE(guard.checkParentsResolve(u"/a/new/x").has_value());
-}
-
-TEST_P(DestinationGuardKernelTest, FindsAHardLinkedFile) {
-  ASSERT_EQ(::mkdir(dest().c_str(), 0755), 0);
-  ASSERT_EQ(::link((outside() + "/secret").c_str(), in("h").c_str()), 0);
-  opc::LocalFileSystemOps const local;
-  DestinationGuard guard(local, dest16());
-  if (GetParam()) guard.useComponentWalkOnly();
-  std::optional<opc::vkservices::detail::Refusal> const refusal =
-      guard.checkFile(u"/h", dest16() + u"/h");
-  ASSERT_TRUE(refusal.has_value());
-  EXPECT_EQ(refusal->code, boost::system::errc::too_many_links);
-}
-
-INSTANTIATE_TEST_SUITE_P(OpenatTwoAndComponentWalk, DestinationGuardKernelTest, ::testing::Bool());
 
 // --- A disk that does not tell case apart ---
 

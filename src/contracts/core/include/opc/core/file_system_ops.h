@@ -16,6 +16,8 @@
 
 namespace opc {
 
+class ConfinedDestination;
+
 // What `FileSystemOps::copy` does when the destination already exists.
 enum class ExistsMode {
   // Nothing is written and the copy reports `file_exists`.
@@ -197,6 +199,20 @@ class OPC_CORE_EXPORT FileSystemOps {
   // A missing path is no failure.  On failure what was removed stays removed.
   void removeAll(std::u16string const& path, boost::system::error_code& code) const;
 
+  // --- Writing a tree ---
+
+  // A destination for writing a tree below the folder `root` (see ConfinedDestination), owned
+  // by the caller; it must not outlive this object.  Never fails: a root that cannot be
+  // reached makes the destination's operations fail.
+  //
+  // This class's own answer works by path through the operations above: before each change
+  // it looks at every existing folder on the way (isFolder, isSymlink) and at the file itself,
+  // then makes folders with createFolders, opens files with createOutputStream, and so on.
+  // Between such a look and the change another process writing in the destination could
+  // swap a folder for a symbolic link; a concrete class that can act relative to open folders
+  // gives a destination without that window.
+  std::unique_ptr<ConfinedDestination> openConfinedDestination(std::u16string const& root) const;
+
  protected:
   FileSystemOps() = default;
 
@@ -257,6 +273,9 @@ class OPC_CORE_EXPORT FileSystemOps {
                         boost::system::error_code& code) const = 0;
   virtual void doRemoveAll(std::u16string const& path, std::string& text,
                            boost::system::error_code& code) const = 0;
+  // Not pure: the default is the destination by path described at openConfinedDestination.
+  virtual std::unique_ptr<ConfinedDestination> doOpenConfinedDestination(
+      std::u16string const& root) const;
 };
 
 }  // namespace opc

@@ -150,6 +150,14 @@ class OPC_CORE_EXPORT LocalFileSystemOps : public FileSystemOps {
                 boost::system::error_code& code) const override;
   void doRemoveAll(std::u16string const& path, std::string& text,
                    boost::system::error_code& code) const override;
+  // A destination that acts relative to descriptors of its folders, each opened once with
+  // O_NOFOLLOW below the root, so that no symbolic link is passed through and nothing can be
+  // swapped between a look and a use; files are written, timed and given permissions through
+  // their own descriptors.  A class derived from this one gets the by-path destination of
+  // FileSystemOps instead (through its own slots, whatever it changed in them), unless it
+  // overrides this slot too.
+  std::unique_ptr<ConfinedDestination> doOpenConfinedDestination(
+      std::u16string const& root) const override;
 };
 
 }  // namespace opc
