@@ -1,0 +1,77 @@
+// Shared pieces of the tests of ConfinedDestination on real folders: a fixture with a
+// destination and a sentinel folder beside it, and the two roads to compare.
+#ifndef TESTS_UNIT_CORE_CONFINED_DESTINATION_TEST_UTIL_H_
+#define TESTS_UNIT_CORE_CONFINED_DESTINATION_TEST_UTIL_H_
+
+#include <dirent.h>
+#include <memory>
+#include <set>
+#include <string>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include <opc/core/confined_destination.h>
+#include <opc/core/local_file_system_ops.h>
+
+#include "local_file_system_ops_test_util.h"
+#include "support/temp_dir.h"
+
+namespace opcvk_test {
+
+// The local disk through the by-path destination that FileSystemOps gives by default: a
+// class derived from LocalFileSystemOps gets it, on the same disk.
+class ByPathLocalFileSystemOps : public opc::LocalFileSystemOps {};
+
+// Names the instances of a test that runs on both roads (true: descriptors).
+inline std::string roadName(::testing::TestParamInfo<bool> const& road) {
+  return road.param ? "Descriptors" : "ByPath";
+}
+
+inline std::set<std::string> namesIn(std::string const& path) {
+  std::set<std::string> names;
+  DIR* folder = ::opendir(path.c_str());
+  if (folder == nullptr) return names;
+  while (dirent* item = ::readdir(folder)) {
+    std::string const name = item->d_name;
+    if (name != "." && name != "..") names.insert(name);
+  }
+  ::closedir(folder);
+  return names;
+}
+
+inline int openDescriptorCount() { return static_cast<int>(namesIn("/proc/self/fd").size()); }
+
+inline void write(opc::ConfinedFile& file, std::string const& content) {
+  file.stream().write(content.data(), static_cast<std::streamsize>(content.size()));
+}
+
+// A temporary folder with "dest" (made) and "outside" (a sentinel holding "secret").
+class ConfinedDestinationFixture : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_EQ(::mkdir(dest().c_str(), 0755), 0);
+    ASSERT_EQ(::mkdir(outside().c_str(), 0755), 0);
+    writeFile(outside() + "/secret", "s3cret");
+    secretMode_ = modeOf(outside() + "/secret");
+  }
+
+  std::string dest() const { return temp_ / "dest"; }
+  std::string outside() const { return temp_ / "outside"; }
+  std::string in(std::string const& rest) const { return dest() + "/" + rest; }
+
+  // The sentinel holds only what SetUp put there, unchanged.
+  void expectOutsideUntouched() const {
+    EXPECT_EQ(namesIn(outside()), std::set<std::string>{"secret"});
+    EXPECT_EQ(readFile(outside() + "/secret"), "s3cret");
+    EXPECT_EQ(modeOf(outside() + "/secret"), secretMode_);
+  }
+
+  TempDir temp_;
+  mode_t secretMode_ = 0;
+};
+
+}  // namespace opcvk_test
+
+#endif  // TESTS_UNIT_CORE_CONFINED_DESTINATION_TEST_UTIL_H_

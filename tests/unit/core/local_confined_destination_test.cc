@@ -1,0 +1,228 @@
+// What only the descriptor road of the local disk does: folders opened once and written in
+// whatever happens to their names, files with other hard links refused, pipes that do not
+// hang, deep trees within a bounded number of descriptors, and whether what is held open is
+// still what its names lead to.
+#include <fcntl.h>
+#include <memory>
+#include <string>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <boost/date_time/gregorian/gregorian_types.hpp>
+#include <boost/date_time/posix_time/posix_time_types.hpp>
+#include <gtest/gtest.h>
+
+#include <opc/core/confined_destination.h>
+#include <opc/core/local_file_system_ops.h>
+
+#include "confined_destination_test_util.h"
+#include "local_file_system_ops_test_util.h"
+
+namespace {
+
+using boost::system::error_code;
+using opc::ConfinedResult;
+using opcvk_test::ByPathLocalFileSystemOps;
+using opcvk_test::isCondition;
+using opcvk_test::namesIn;
+using opcvk_test::openDescriptorCount;
+using opcvk_test::pathExists;
+using opcvk_test::readFile;
+using opcvk_test::u16;
+using opcvk_test::write;
+using opcvk_test::writeFile;
+using Status = ConfinedResult::Status;
+namespace errc = boost::system::errc;
+
+class LocalConfinedDestinationTest : public opcvk_test::ConfinedDestinationFixture {
+ protected:
+  void SetUp() override {
+    ConfinedDestinationFixture::SetUp();
+    destination_ = fileSystem_.openConfinedDestination(u16(dest()));
+  }
+
+  ConfinedResult put(std::u16string const& path, std::string const& content) {
+    ConfinedResult result;
+    destination_->makeParents(path, result);
+    if (!result.done()) return result;
+    std::unique_ptr<opc::ConfinedFile> file = destination_->openFile(path, result);
+    if (file) write(*file, content);
+    return result;
+  }
+
+  opc::LocalFileSystemOps fileSystem_;
+  std::unique_ptr<opc::ConfinedDestination> destination_;
+};
+
+TEST_F(LocalConfinedDestinationTest, FolderSwappedForALinkAfterItWasOpenedIsNotFollowed) {
+  ASSERT_TRUE(put(u"/a/first", "1").done());
+  // Another process swaps the folder for a link to the outside between two entries.
+  ASSERT_EQ(::rename(in("a").c_str(), in("moved").c_str()), 0);
+  ASSERT_EQ(::symlink("../outside", in("a").c_str()), 0);
+  EXPECT_FALSE(destination_->isUnchanged());
+  ASSERT_TRUE(put(u"/a/secret", "overwritten?").done());
+  ASSERT_TRUE(put(u"/a/second", "2").done());
+  destination_ = nullptr;
+  // What was opened is what is written in: the folder, wherever it went.
+  EXPECT_EQ(readFile(in("moved/secret")), "overwritten?");
+  EXPECT_EQ(readFile(in("moved/second")), "2");
+  expectOutsideUntouched();
+}
+
+TEST_F(LocalConfinedDestinationTest, ANewDestinationRefusesTheSwappedFolder) {
+  ASSERT_TRUE(put(u"/a/first", "1").done());
+  ASSERT_EQ(::rename(in("a").c_str(), in("moved").c_str()), 0);
+  ASSERT_EQ(::symlink("../outside", in("a").c_str()), 0);
+  destination_ = fileSystem_.openConfinedDestination(u16(dest()));
+  ConfinedResult const result = put(u"/a/secret", "overwritten?");
+  EXPECT_EQ(result.status, Status::SymbolicLink);
+  EXPECT_EQ(result.depth, 1u);
+  expectOutsideUntouched();
+}
+
+TEST_F(LocalConfinedDestinationTest, FileWithOtherHardLinksIsNotOpened) {
+  ASSERT_EQ(::link((outside() + "/secret").c_str(), in("h").c_str()), 0);
+  ConfinedResult const result = put(u"/h", "overwritten?");
+  EXPECT_EQ(result.status, Status::SharedFile);
+  expectOutsideUntouched();
+}
+
+TEST_F(LocalConfinedDestinationTest, NamedPipeWithoutAReaderDoesNotHang) {
+  ASSERT_EQ(::mkfifo(in("pipe").c_str(), 0666), 0);
+  ConfinedResult const result = put(u"/pipe", "x");
+  EXPECT_EQ(result.status, Status::Failed);
+  EXPECT_TRUE(isCondition(result.code, errc::no_such_device_or_address));
+}
+
+TEST_F(LocalConfinedDestinationTest, NamedPipeWithAReaderIsNotWrittenAsAFile) {
+  ASSERT_EQ(::mkfifo(in("pipe").c_str(), 0666), 0);
+  int const reader = ::open(in("pipe").c_str(), O_RDONLY | O_NONBLOCK);
+  ASSERT_GE(reader, 0);
+  ConfinedResult const result = put(u"/pipe", "x");
+  ::close(reader);
+  EXPECT_EQ(result.status, Status::Failed);
+  EXPECT_TRUE(isCondition(result.code, errc::file_exists));
+}
+
+TEST_F(LocalConfinedDestinationTest, DeepTreesHoldABoundedNumberOfDescriptors) {
+  destination_ = nullptr;
+  int const before = openDescriptorCount();
+  destination_ = fileSystem_.openConfinedDestination(u16(dest()));
+  std::u16string deep;
+  std::string real;
+  for (int i = 0; i < 80; ++i) {
+    deep += u"/d" + u16(std::to_string(i));
+    real += "/d" + std::to_string(i);
+  }
+  ASSERT_TRUE(put(deep + u"/bottom", "b").done());
+  EXPECT_LE(openDescriptorCount() - before, 70);
+  // Back up to folders whose descriptors were let go, then down again.
+  ASSERT_TRUE(put(u"/d0/top", "t").done());
+  ASSERT_TRUE(put(deep + u"/again", "a").done());
+  ASSERT_TRUE(put(u"/d0/d1/d2/d3/middle", "m").done());
+  destination_ = nullptr;
+  EXPECT_EQ(openDescriptorCount(), before);
+  EXPECT_EQ(readFile(dest() + real + "/bottom"), "b");
+  EXPECT_EQ(readFile(dest() + real + "/again"), "a");
+  EXPECT_EQ(readFile(in("d0/top")), "t");
+  EXPECT_EQ(readFile(in("d0/d1/d2/d3/middle")), "m");
+}
+
+TEST_F(LocalConfinedDestinationTest, LinkPlantedAboveALetGoFolderIsRefusedOnTheWayBack) {
+  std::u16string deep;
+  for (int i = 0; i < 70; ++i) deep += u"/d" + u16(std::to_string(i));
+  ASSERT_TRUE(put(deep + u"/bottom", "b").done());
+  // d0/d1 was let go; it is swapped for a link before the walk comes back through it.
+  ASSERT_EQ(::rename(in("d0/d1").c_str(), in("moved").c_str()), 0);
+  ASSERT_EQ(::symlink("../../outside", in("d0/d1").c_str()), 0);
+  ConfinedResult const result = put(u"/d0/d1/secret", "overwritten?");
+  EXPECT_EQ(result.status, Status::SymbolicLink);
+  EXPECT_EQ(result.depth, 2u);
+  expectOutsideUntouched();
+}
+
+TEST_F(LocalConfinedDestinationTest, IsUnchangedWhileTheNamesLeadToWhatIsHeld) {
+  EXPECT_TRUE(destination_->isUnchanged());
+  ASSERT_TRUE(put(u"/a/b/f", "x").done());
+  EXPECT_TRUE(destination_->isUnchanged());
+  writeFile(in("a/other"), "something else changes");
+  EXPECT_TRUE(destination_->isUnchanged());
+  ASSERT_EQ(::rename(in("a/b").c_str(), in("a/c").c_str()), 0);
+  EXPECT_FALSE(destination_->isUnchanged());
+  ASSERT_EQ(::rename(in("a/c").c_str(), in("a/b").c_str()), 0);
+  EXPECT_TRUE(destination_->isUnchanged());
+  // The root itself replaced by another folder of the same name.
+  ASSERT_EQ(::rename(dest().c_str(), (temp_ / "old").c_str()), 0);
+  ASSERT_EQ(::mkdir(dest().c_str(), 0755), 0);
+  ASSERT_EQ(::mkdir(in("a").c_str(), 0755), 0);
+  ASSERT_EQ(::mkdir(in("a/b").c_str(), 0755), 0);
+  EXPECT_FALSE(destination_->isUnchanged());
+}
+
+TEST_F(LocalConfinedDestinationTest, RootThatIsNotAFolderFailsEveryOperation) {
+  writeFile(temp_ / "file", "x");
+  destination_ = fileSystem_.openConfinedDestination(u16(temp_ / "file"));
+  EXPECT_FALSE(destination_->isUnchanged());
+  ConfinedResult result;
+  destination_->makeParents(u"/a/b", result);
+  EXPECT_TRUE(isCondition(result.code, errc::not_a_directory));
+  destination_->makeParents(u"/a", result);
+  EXPECT_TRUE(result.done());
+  EXPECT_FALSE(destination_->openFile(u"/a", result));
+  EXPECT_TRUE(isCondition(result.code, errc::not_a_directory));
+  destination_ = fileSystem_.openConfinedDestination(u16(temp_ / "missing"));
+  destination_->makeParents(u"/a/b", result);
+  EXPECT_TRUE(isCondition(result.code, errc::no_such_file_or_directory));
+  EXPECT_FALSE(pathExists(temp_ / "missing"));
+}
+
+TEST_F(LocalConfinedDestinationTest, TimesBeyondTheUsualRangeAreCheckedAndKept) {
+  for (boost::posix_time::ptime const time :
+       {boost::posix_time::ptime(boost::gregorian::date(1969, 7, 20),
+                                 boost::posix_time::microseconds(1)),
+        boost::posix_time::ptime(boost::gregorian::date(2100, 1, 2),
+                                 boost::posix_time::microseconds(999999))}) {
+    ConfinedResult result;
+    std::unique_ptr<opc::ConfinedFile> file = destination_->openFile(u"/t", result);
+    ASSERT_TRUE(file);
+    error_code code;
+    file->setLastModifiedTime(time, code);
+    file = nullptr;
+    if (code) {
+      // A disk that cannot hold it says so.
+      EXPECT_TRUE(isCondition(code, errc::value_too_large));
+      continue;
+    }
+    error_code readCode;
+    EXPECT_EQ(fileSystem_.getLastModifiedTime(u16(in("t")), readCode), time);
+  }
+}
+
+TEST_F(LocalConfinedDestinationTest, DerivedClassesGetTheByPathRoad) {
+  ByPathLocalFileSystemOps byPath;
+  std::unique_ptr<opc::ConfinedDestination> destination =
+      byPath.openConfinedDestination(u16(dest()));
+  ConfinedResult result;
+  destination->makeParents(u"/a/f", result);
+  EXPECT_TRUE(result.done());
+  // It holds nothing open, so it can never vouch for what it holds.
+  EXPECT_FALSE(destination->isUnchanged());
+  EXPECT_TRUE(destination_->isUnchanged());
+}
+
+TEST_F(LocalConfinedDestinationTest, DescriptorsAreClosedWithTheDestinationAndItsFiles) {
+  int const before = openDescriptorCount();
+  {
+    std::unique_ptr<opc::ConfinedDestination> destination =
+        fileSystem_.openConfinedDestination(u16(dest()));
+    ConfinedResult result;
+    destination->makeParents(u"/x/y/f", result);
+    auto file = destination->openFile(u"/x/y/f", result);
+    auto temporary = destination->openTemporaryFile(u"/x/y/g", result);
+    EXPECT_GT(openDescriptorCount(), before);
+  }
+  EXPECT_EQ(openDescriptorCount(), before);
+  EXPECT_EQ(namesIn(in("x/y")), std::set<std::string>{"f"});
+}
+
+}  // namespace
