@@ -2,13 +2,14 @@
 """Compares opcvk with common ZIP archivers on one generated corpus, phase by phase.
 
     bench/archivers.py --corpus mixed --work DIR --opcvk BUILD/tools/opcvk/opcvk
-                       [--seed N] [--skip-tool TOOL]... [--no-content-check] [--keep]
+                       [--seed N] [--skip-tool TOOL]... [--runs N] [--no-strace]
+                       [--no-content-check] [--keep]
 
 The corpus (bench/corpus/generate_corpus.py) is made once in DIR/corpus and reused while the
 preset, the seed and the generator stay the same.  Then each tool, in turn and on the same
 corpus, creates an archive, lists it and extracts it:
 
-  opcvk    opcvk pack / opcvk list / opcvk extract --restore
+  opcvk    opcvk pack / opcvk list / opcvk extract (which restores permissions and times)
   zip      zip -r -y -q -6 / unzip -l / unzip -q        (-y: links stored as links)
   zip-1    the same with zip -1, a reference for a fast level
   bsdtar   bsdtar --format zip -cf / -tf / -xf
@@ -18,8 +19,13 @@ corpus, creates an archive, lists it and extracts it:
 
 Every phase is its own process under /usr/bin/time (wall, user + system, peak resident size),
 after a sync; the page cache is not dropped, so the corpus is read warm by every tool alike.
-Each extraction is checked against the corpus: the files, folders and links that came back,
-their bytes (and content, unless --no-content-check), modes and modification times.
+With --runs N the tools take turns N times (round 1: every tool; round 2: every tool; ...) and
+the tables give the median of each figure, so that a drift of the machine's speed hits all
+tools alike.  Each extraction of the first round is checked against the corpus: the files,
+folders and links that came back, their bytes (and content, unless --no-content-check), modes
+and modification times.  After the rounds each tool extracts once more under strace -f -c
+(unless --no-strace), for the system calls per corpus entry (files, folders and links), and
+the peak memory of each phase is also given per entry.
 Install the peers with scripts/setup-bench-deps.  The tables are printed in Markdown and
 saved in DIR/results-<preset>-<time>.md.
 """
@@ -55,7 +61,7 @@ def commands(tool, opcvk, src, archive, dest, no_transforms):
     if tool == "opcvk":
         pack = [opcvk, "pack", "-q", src, archive] + (["--no-transforms"] if no_transforms else [])
         return ((pack, None), ([opcvk, "list", archive], None),
-                ([opcvk, "extract", "-q", "--restore", archive, dest], None))
+                ([opcvk, "extract", "-q", archive, dest], None))
     if tool in ("zip", "zip-1"):
         level = "-6" if tool == "zip" else "-1"
         return ((["zip", "-r", "-y", "-q", level, archive, "."], src), (["unzip", "-l", archive], None),
@@ -71,6 +77,32 @@ def commands(tool, opcvk, src, archive, dest, no_transforms):
                 ([PYTHON, ZIPFILE_TOOL, "list", archive], None),
                 ([PYTHON, ZIPFILE_TOOL, "extract", archive, dest], None))
     raise ValueError(tool)
+
+
+def counted_calls(argv, cwd, out_path, env):
+    """Runs argv under strace -f -c; returns the total number of system calls, or None."""
+    count_file = out_path + ".strace"
+    with open(out_path, "wb") as out:
+        rc = subprocess.run(["strace", "-f", "-c", "-o", count_file] + argv, cwd=cwd, stdout=out,
+                            stderr=subprocess.STDOUT, env=env).returncode
+    total = None
+    if os.path.exists(count_file):
+        with open(count_file) as f:
+            for line in f:
+                fields = line.split()
+                if fields and fields[-1] == "total":
+                    # "100.00 seconds usecs/call calls [errors] total"
+                    total = int(fields[3])
+        os.unlink(count_file)
+    return total if rc == 0 else None
+
+
+def median(values):
+    values = sorted(v for v in values if v is not None)
+    if not values:
+        return None
+    middle = len(values) // 2
+    return values[middle] if len(values) % 2 else (values[middle - 1] + values[middle]) / 2
 
 
 def timed(argv, cwd, out_path, env):
@@ -232,6 +264,9 @@ def main():
                     help="compare sizes only, not the bytes of every extracted file")
     ap.add_argument("--no-transforms", action="store_true", help="pass --no-transforms to opcvk pack")
     ap.add_argument("--keep", action="store_true", help="keep archives and extractions")
+    ap.add_argument("--runs", type=int, default=1, help="rounds of all tools; medians are shown")
+    ap.add_argument("--no-strace", action="store_true",
+                    help="leave out the extraction under strace that counts system calls")
     args = ap.parse_args()
 
     tools = [t for t in TOOLS if t not in args.skip_tool]
@@ -240,7 +275,8 @@ def main():
             ap.error("--opcvk must name the opcvk binary (or use --skip-tool opcvk)")
         args.opcvk = os.path.abspath(args.opcvk)
     missing = sorted({c for t in tools for c in NEEDS.get(t, ()) if not shutil.which(c)}
-                     | ({"/usr/bin/time"} if not os.access("/usr/bin/time", os.X_OK) else set()))
+                     | ({"/usr/bin/time"} if not os.access("/usr/bin/time", os.X_OK) else set())
+                     | ({"strace"} if not args.no_strace and not shutil.which("strace") else set()))
     if missing:
         sys.exit(f"archivers.py: missing {', '.join(missing)}: run scripts/setup-bench-deps "
                  "or leave the tool out with --skip-tool")
@@ -259,47 +295,79 @@ def main():
     runs = os.path.join(work, "runs")
     shutil.rmtree(runs, ignore_errors=True)
     os.makedirs(runs)
-    rows = []  # (tool, phase, rc, wall, cpu, peak, output MiB, verdict)
+    entries = max(1, len(source))  # files, folders and links of the corpus
+    samples = {}  # (tool, phase) -> [(wall, cpu, peak)], one per round
+    outputs = {}  # (tool, phase) -> output MiB of the first round
+    verdicts = {}  # (tool, phase) -> what went wrong, and the check of the first extraction
+    codes = {}  # (tool, phase) -> the worst exit code of any round
+    calls = {}  # tool -> system calls of one extraction
     checks = {}
-    results = {}
-    timings = {}
-    for tool in tools:
-        tool_began = time.monotonic()
-        archive = os.path.join(runs, f"{tool}.{'opcvk' if tool == 'opcvk' else 'zip'}")
-        dest = os.path.join(runs, f"{tool}-out")
-        os.makedirs(dest)
-        failed = False
-        for phase, (argv, cwd) in zip(PHASES, commands(tool, args.opcvk, src, archive, dest,
-                                                        args.no_transforms)):
-            if failed:
-                rows.append((tool, phase, None, None, None, None, None, "skipped"))
+    failed = set()  # tools whose archive could not be made
+    for round_number in range(1, args.runs + 1):
+        for tool in tools:
+            if tool in failed:
                 continue
-            log(f"{tool} {phase}: {' '.join(argv)}")
-            out_path = os.path.join(runs, f"{tool}-{phase}.out")
-            rc, wall, cpu, peak = timed(argv, cwd, out_path, env)
-            output = verdict = None
-            if rc != 0:
-                with open(out_path, "rb") as f:
-                    tail = f.read()[-300:].decode("utf-8", "replace").strip().splitlines()
-                verdict = f"exit {rc}: {tail[-1] if tail else ''}"
-                log(f"  {verdict}")
-                failed = phase == "create"
-            if phase == "create" and os.path.exists(archive):
-                output = os.path.getsize(archive) / MIB
-            elif phase == "extract":
-                got = scan(dest, hashes)
-                checks[tool] = compare(source, got, hashes)
-                output = sum(e[1] for e in got.values()) / MIB
-                verdict = (verdict + "; " if verdict else "") + checks[tool]["verdict"]
-            rows.append((tool, phase, rc, wall, cpu, peak, output, verdict or ""))
-            results[(tool, phase)] = (wall, cpu, peak, output)
-            log(f"  {wall:.2f} s wall, {cpu:.2f} s cpu, {peak:.0f} MiB peak"
-                + (f", {output:.1f} MiB out" if output is not None else "") + (f"; {verdict}" if verdict else ""))
-        if not args.keep:
+            archive = os.path.join(runs, f"{tool}.{'opcvk' if tool == 'opcvk' else 'zip'}")
+            dest = os.path.join(runs, f"{tool}-out")
             shutil.rmtree(dest, ignore_errors=True)
+            os.makedirs(dest)
             if os.path.exists(archive):
                 os.unlink(archive)
-        timings[tool] = time.monotonic() - tool_began
+            for phase, (argv, cwd) in zip(PHASES, commands(tool, args.opcvk, src, archive, dest,
+                                                            args.no_transforms)):
+                log(f"round {round_number}/{args.runs}, {tool} {phase}: {' '.join(argv)}")
+                out_path = os.path.join(runs, f"{tool}-{phase}.out")
+                rc, wall, cpu, peak = timed(argv, cwd, out_path, env)
+                key = (tool, phase)
+                samples.setdefault(key, []).append((wall, cpu, peak))
+                codes[key] = rc if rc != 0 else codes.get(key, 0)
+                verdict = None
+                if rc != 0:
+                    with open(out_path, "rb") as f:
+                        tail = f.read()[-300:].decode("utf-8", "replace").strip().splitlines()
+                    verdict = f"exit {rc}: {tail[-1] if tail else ''}"
+                    log(f"  {verdict}")
+                if round_number == 1:
+                    output = None
+                    if phase == "create" and os.path.exists(archive):
+                        output = os.path.getsize(archive) / MIB
+                    elif phase == "extract":
+                        got = scan(dest, hashes)
+                        checks[tool] = compare(source, got, hashes)
+                        output = sum(e[1] for e in got.values()) / MIB
+                        verdict = (verdict + "; " if verdict else "") + checks[tool]["verdict"]
+                    outputs[key] = output
+                    verdicts[key] = verdict or ""
+                elif verdict:
+                    verdicts[key] = (verdicts[key] + "; " if verdicts[key] else "") + \
+                        f"round {round_number}: {verdict}"
+                log(f"  {wall:.2f} s wall, {cpu:.2f} s cpu, {peak:.0f} MiB peak")
+                if rc != 0 and phase == "create":
+                    failed.add(tool)
+                    break
+            if round_number == args.runs and tool not in failed and not args.no_strace:
+                # Once more, outside the timed runs: strace slows a process down.
+                traced = os.path.join(runs, f"{tool}-traced")
+                os.makedirs(traced)
+                argv, cwd = commands(tool, args.opcvk, src, archive, traced, args.no_transforms)[2]
+                log(f"{tool} extract under strace -f -c")
+                calls[tool] = counted_calls(argv, cwd, os.path.join(runs, f"{tool}-traced.out"), env)
+                shutil.rmtree(traced, ignore_errors=True)
+            if not args.keep:
+                shutil.rmtree(dest, ignore_errors=True)
+                if os.path.exists(archive) and round_number == args.runs:
+                    os.unlink(archive)
+    rows = []  # (tool, phase, rc, wall, cpu, peak, output MiB, verdict), medians of the rounds
+    results = {}
+    for tool in tools:
+        for phase in PHASES:
+            key = (tool, phase)
+            if key not in samples:
+                rows.append((tool, phase, None, None, None, None, None, "skipped"))
+                continue
+            wall, cpu, peak = (median([sample[i] for sample in samples[key]]) for i in range(3))
+            rows.append((tool, phase, codes[key], wall, cpu, peak, outputs.get(key), verdicts.get(key, "")))
+            results[key] = (wall, cpu, peak, outputs.get(key))
     load_end = open("/proc/loadavg").read().split()[:3]
 
     lines = []
@@ -319,10 +387,17 @@ def main():
         if v and tool != "zip-1":
             add(f"- {tool}: {v}")
     add("")
-    add("| tool | phase | wall s | CPU s | peak MiB | output MiB | check |")
-    add("|---|---|---:|---:|---:|---:|---|")
+    rounds = f"medians of {args.runs} rounds" if args.runs > 1 else "one round"
+    add(f"Figures: {rounds}; peak memory also per corpus entry ({entries} files, folders and links); "
+        "system calls of one extraction (strace -f -c, the whole process) per entry.")
+    add("")
+    add("| tool | phase | wall s | CPU s | peak MiB | peak KiB/entry | output MiB | syscalls/entry | check |")
+    add("|---|---|---:|---:|---:|---:|---:|---:|---|")
     for tool, phase, rc, wall, cpu, peak, output, verdict in rows:
-        add(f"| {tool} | {phase} | {fmt(wall)} | {fmt(cpu)} | {fmt(peak, 0)} | {fmt(output, 1)} | {verdict} |")
+        per_entry = None if peak is None else peak * 1024 / entries
+        syscalls = calls.get(tool) if phase == "extract" else None
+        add(f"| {tool} | {phase} | {fmt(wall)} | {fmt(cpu)} | {fmt(peak, 0)} | {fmt(per_entry, 2)} | "
+            f"{fmt(output, 1)} | {fmt(None if syscalls is None else syscalls / entries, 2)} | {verdict} |")
     add("")
     add("What each extraction gave back (permission bits; modification times of files, "
         "within 2 s and within 1 µs):")
@@ -338,8 +413,8 @@ def main():
         add("")
         add("opcvk divided by each peer (below 1: opcvk is faster, smaller or leaner):")
         add("")
-        add("| phase | peer | wall | CPU | peak | output |")
-        add("|---|---|---:|---:|---:|---:|")
+        add("| phase | peer | wall | CPU | peak | output | syscalls |")
+        add("|---|---|---:|---:|---:|---:|---:|")
         for phase in PHASES:
             ours = results.get(("opcvk", phase))
             for peer in tools:
@@ -347,8 +422,9 @@ def main():
                 if peer == "opcvk" or ours is None or theirs is None:
                     continue
                 out_ratio = ratio(ours[3], theirs[3]) if phase == "create" else "-"
+                call_ratio = ratio(calls.get("opcvk"), calls.get(peer)) if phase == "extract" else "-"
                 add(f"| {phase} | {peer} | {ratio(ours[0], theirs[0])} | {ratio(ours[1], theirs[1])} | "
-                    f"{ratio(ours[2], theirs[2])} | {out_ratio} |")
+                    f"{ratio(ours[2], theirs[2])} | {out_ratio} | {call_ratio} |")
     text = "\n".join(lines) + "\n"
     print(text)
     stamp = time.strftime("%Y%m%d-%H%M%S")

@@ -29,7 +29,7 @@ struct ExtractOptions {
   std::string package;
   std::string destination;
   std::vector<std::string> paths;
-  bool restore = false;
+  bool restore = true;
   std::string replace = "never";
   bool noTransforms = false;
   bool quiet = false;
@@ -84,6 +84,15 @@ void runExtract(ExtractOptions const& options) {
       options.noTransforms ? TransformMode::NoTransforms : TransformMode::ApplyTransforms;
   ReplaceMode const replace = replaceMode(options.replace);
 
+  bool const showProgress = Progress::wanted(options.quiet);
+  if (options.paths.empty() && !showProgress) {
+    // Everything, with nothing to show between entries: the library's own walk over all the
+    // leaves, in the same order and with the same errors as entry by entry, without the look
+    // at the destination that each call of its own makes.  An empty file system still makes
+    // the destination.
+    files.extractAll(destination, restore, transform, replace);
+    return;
+  }
   std::map<std::u16string, FileSystemEntry> const chosen = chooseEntries(files, options.paths);
   if (chosen.empty()) {
     // Nothing to write, but the destination is made all the same.
@@ -91,8 +100,8 @@ void runExtract(ExtractOptions const& options) {
     return;
   }
   // One entry at a time through the library's extraction, which makes the destination and the
-  // parents of each entry, so that progress can be shown between entries.
-  bool const showProgress = Progress::wanted(options.quiet);
+  // parents of each entry, so that progress can be shown between entries; the library keeps
+  // the folders it opened from one call to the next.
   std::uint64_t totalBytes = 0;
   std::vector<std::uint64_t> sizes(chosen.size(), 0);
   if (showProgress) {
@@ -122,8 +131,9 @@ void addExtractCommand(CLI::App& app, Commands& commands) {
       ->required();
   command->add_option("PATH", options->paths,
                       "Entries to extract (a folder with everything below it); all by default");
-  command->add_flag("--restore", options->restore,
-                    "Give files the permissions and times kept in the package");
+  command->add_flag("--restore,!--no-restore", options->restore,
+                    "Give files the permissions and times kept in the package (the default; "
+                    "--no-restore leaves them as the file system makes them)");
   command
       ->add_option("--replace", options->replace,
                    "What to do with an existing file that cannot be opened for writing: "
@@ -133,13 +143,15 @@ void addExtractCommand(CLI::App& app, Commands& commands) {
                     "Write the bytes as they are stored, without decoding them");
   addQuietFlag(*command, options->quiet);
   command->footer(
-      "A writable existing file is overwritten in every --replace mode.  Nothing is written\n"
-      "outside DEST: entries that would leave it are refused.  A link with an absolute target\n"
-      "in the package points to the same place below DEST.\n"
+      "Files get back their permissions and times, as archivers do, unless --no-restore is\n"
+      "given.  A writable existing file is overwritten in every --replace mode.  Nothing is\n"
+      "written outside DEST: entries that would leave it are refused.  A link with an absolute\n"
+      "target in the package points to the same place below DEST.\n"
       "\n"
       "Examples:\n"
       "  opcvk extract photos.opc restored\n"
-      "  opcvk extract --restore photos.opc restored /2026 /index.html\n"
+      "  opcvk extract photos.opc restored /2026 /index.html\n"
+      "  opcvk extract --no-restore photos.opc restored\n"
       "  opcvk extract --replace existing photos.opc restored");
   commands.push_back({command, [options] { runExtract(*options); }});
 }

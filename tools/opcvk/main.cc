@@ -44,7 +44,7 @@ int main(int argc, char** argv) {
       "Examples:\n"
       "  opcvk pack photos photos.opc\n"
       "  opcvk list -l photos.opc\n"
-      "  opcvk extract --restore photos.opc restored\n"
+      "  opcvk extract photos.opc restored\n"
       "\n"
       "Run 'opcvk <command> --help' for the options of a command.");
 

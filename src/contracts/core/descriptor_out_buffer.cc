@@ -9,23 +9,33 @@ namespace detail {
 namespace {
 
 constexpr std::size_t kBufferSize = 64 * 1024;
+// A block at least this large is never copied into the buffer.
+constexpr std::size_t kDirectSize = 4 * 1024;
 
 }  // namespace
 
-DescriptorOutBuffer::DescriptorOutBuffer(int fd) : fd_(fd), buffer_(new char[kBufferSize]) {
-  setp(buffer_.get(), buffer_.get() + kBufferSize);
+DescriptorOutBuffer::DescriptorOutBuffer(int fd, bool firstBlockDirect)
+    : fd_(fd), firstBlockDirect_(firstBlockDirect) {
+  setp(nullptr, nullptr);
 }
 
 DescriptorOutBuffer::~DescriptorOutBuffer() = default;
 
+void DescriptorOutBuffer::takeBuffer() {
+  if (buffer_) return;
+  buffer_.reset(new char[kBufferSize]);
+  setp(buffer_.get(), buffer_.get() + kBufferSize);
+}
+
 bool DescriptorOutBuffer::flush() {
   bool const ok = writeAll(pbase(), static_cast<std::size_t>(pptr() - pbase()));
-  setp(buffer_.get(), buffer_.get() + kBufferSize);
+  setp(buffer_.get(), buffer_.get() + (buffer_ ? kBufferSize : 0));
   return ok && error_ == 0;
 }
 
 DescriptorOutBuffer::int_type DescriptorOutBuffer::overflow(int_type c) {
   if (!flush()) return traits_type::eof();
+  takeBuffer();
   if (traits_type::eq_int_type(c, traits_type::eof())) return traits_type::not_eof(c);
   *pptr() = traits_type::to_char_type(c);
   pbump(1);
@@ -33,18 +43,22 @@ DescriptorOutBuffer::int_type DescriptorOutBuffer::overflow(int_type c) {
 }
 
 std::streamsize DescriptorOutBuffer::xsputn(char const* data, std::streamsize count) {
+  std::size_t const size = static_cast<std::size_t>(count);
   std::streamsize const room = epptr() - pptr();
-  if (count <= room) {
-    std::memcpy(pptr(), data, static_cast<std::size_t>(count));
+  if (pptr() != pbase() && count <= room) {
+    std::memcpy(pptr(), data, size);
     pbump(static_cast<int>(count));
     return count;
   }
   if (!flush()) return 0;
-  if (static_cast<std::size_t>(count) >= kBufferSize) {
-    // Large blocks go straight to the file rather than through the buffer.
-    return writeAll(data, static_cast<std::size_t>(count)) ? count : 0;
+  bool const first = !wrote_ && firstBlockDirect_;
+  wrote_ = true;
+  if (first || size >= kDirectSize) {
+    // Straight to the file rather than through the buffer.
+    return writeAll(data, size) ? count : 0;
   }
-  std::memcpy(pptr(), data, static_cast<std::size_t>(count));
+  takeBuffer();
+  std::memcpy(pptr(), data, size);
   pbump(static_cast<int>(count));
   return count;
 }

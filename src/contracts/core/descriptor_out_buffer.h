@@ -12,11 +12,16 @@ namespace detail {
 // xsputn() or sync() fail, which a std::ostream turns into badbit, and its errno is kept.
 // After a failure the buffered bytes are dropped: the stream is bad from then on.
 //
+// The buffer is taken on first need.  A block that arrives while nothing is buffered goes
+// straight to the descriptor if it is large or, with `firstBlockDirect`, if it is the first:
+// then a small file written in one piece (the usual case in an extraction) costs one write(2)
+// and no allocation.
+//
 // The descriptor stays its owner's: nothing is written or closed on destruction, so the owner
 // calls `flush` before it closes.
 class DescriptorOutBuffer : public std::streambuf {
  public:
-  explicit DescriptorOutBuffer(int fd);
+  explicit DescriptorOutBuffer(int fd, bool firstBlockDirect = false);
   ~DescriptorOutBuffer() override;
   DescriptorOutBuffer(DescriptorOutBuffer const&) = delete;
   DescriptorOutBuffer& operator=(DescriptorOutBuffer const&) = delete;
@@ -37,10 +42,14 @@ class DescriptorOutBuffer : public std::streambuf {
 
  private:
   bool writeAll(char const* data, std::size_t count);
+  // Takes the buffer if it is not taken yet.
+  void takeBuffer();
 
   int fd_;
   int error_ = 0;
-  // Not initialised: a stream per extracted file must not pay for clearing its buffer.
+  bool firstBlockDirect_;
+  bool wrote_ = false;
+  // Taken on first need and not initialised: a stream per file must not pay for clearing it.
   std::unique_ptr<char[]> buffer_;
 };
 

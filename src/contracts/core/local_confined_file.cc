@@ -19,7 +19,7 @@ LocalConfinedFile::LocalConfinedFile(int fd, int folder, std::string temporary, 
       folder_(folder),
       temporary_(std::move(temporary)),
       target_(std::move(target)),
-      buffer_(fd),
+      buffer_(fd, true),
       stream_(&buffer_) {}
 
 LocalConfinedFile::~LocalConfinedFile() {
