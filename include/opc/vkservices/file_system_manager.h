@@ -272,6 +272,14 @@ class OPCVK_EXPORT FileSystemManager : public opc::model::DataManager {
   // is refused with the error class of its kind (CouldNotCreateFile, CouldNotCreateFolder,
   // CouldNotCreateLink), naming the entry.  A link whose target text points outside is made,
   // as archivers do; nothing is written through it.
+  //
+  // Below the destination everything goes through the opc::ConfinedDestination that the file
+  // system gives for it.  On the local disk each folder is opened once and files, folders,
+  // links, times and permissions are made relative to it, so another process that changes the
+  // destination meanwhile cannot redirect a write; the folders opened are kept for the next
+  // call to the same destination, which goes on with them after one look-up confirms that
+  // their names still lead to them, and are closed when the manager is destroyed or extracts
+  // elsewhere.
 
   // Extracts every leaf (files, links, empty folders) in ascending path order; the folders
   // above them are made on the way and get neither time nor permissions.

@@ -179,15 +179,7 @@ std::unique_ptr<ConfinedFile> PathConfinedDestination::openFile(std::u16string c
     linkAt(result, components_.size());
     return nullptr;
   }
-  error_code code;
-  std::shared_ptr<std::ostream> stream =
-      fileSystem_.createOutputStream(fullPath, kOutputMode, code);
-  if (code || !stream) {
-    fail(result, code);
-    return nullptr;
-  }
-  return std::make_unique<PathConfinedFile>(fileSystem_, std::move(fullPath), components_.size(),
-                                            std::move(stream), std::u16string());
+  return open(std::move(fullPath), std::u16string(), result);
 }
 
 std::unique_ptr<ConfinedFile> PathConfinedDestination::openTemporaryFile(std::u16string const& path,
@@ -206,15 +198,20 @@ std::unique_ptr<ConfinedFile> PathConfinedDestination::openTemporaryFile(std::u1
     fail(result, e.code());
     return nullptr;
   }
+  return open(std::move(temporary), std::move(fullPath), result);
+}
+
+std::unique_ptr<ConfinedFile> PathConfinedDestination::open(std::u16string path,
+                                                            std::u16string target,
+                                                            ConfinedResult& result) {
   error_code code;
-  std::shared_ptr<std::ostream> stream =
-      fileSystem_.createOutputStream(temporary, kOutputMode, code);
+  std::shared_ptr<std::ostream> stream = fileSystem_.createOutputStream(path, kOutputMode, code);
   if (code || !stream) {
     fail(result, code);
     return nullptr;
   }
-  return std::make_unique<PathConfinedFile>(fileSystem_, std::move(temporary), components_.size(),
-                                            std::move(stream), std::move(fullPath));
+  return std::make_unique<PathConfinedFile>(fileSystem_, std::move(path), components_.size(),
+                                            std::move(stream), std::move(target));
 }
 
 bool PathConfinedDestination::exists(std::u16string const& path, error_code& code) {

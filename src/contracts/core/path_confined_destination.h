@@ -43,6 +43,10 @@ class PathConfinedDestination : public ConfinedDestination {
   // The real path of `path` (the root, then the path), with its components in
   // `components_`; false with invalid_argument for a path of another form.
   bool realPath(std::u16string const& path, std::u16string& out, boost::system::error_code& code);
+  // A file opened for writing at the real path `path`, renamed to `target` on commit unless
+  // `target` is empty.
+  std::unique_ptr<ConfinedFile> open(std::u16string path, std::u16string target,
+                                     ConfinedResult& result);
   // Whether the real path `path` is a symbolic link; a path that cannot be examined is not.
   bool isLink(std::u16string const& path) const;
 

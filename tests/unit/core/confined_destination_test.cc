@@ -55,23 +55,12 @@ class ConfinedDestinationTest : public opcvk_test::ConfinedDestinationFixture,
  protected:
   void SetUp() override {
     ConfinedDestinationFixture::SetUp();
-    if (GetParam()) {
-      fileSystem_ = std::make_unique<opc::LocalFileSystemOps>();
-    } else {
-      fileSystem_ = std::make_unique<ByPathLocalFileSystemOps>();
-    }
+    fileSystem_ = opcvk_test::localFileSystem(GetParam());
     destination_ = fileSystem_->openConfinedDestination(u16(dest()));
   }
 
-  // makeParents, openFile, the content, and the file closed.
   ConfinedResult put(std::u16string const& path, std::string const& content) {
-    ConfinedResult result;
-    destination_->makeParents(path, result);
-    if (!result.done()) return result;
-    std::unique_ptr<opc::ConfinedFile> file = destination_->openFile(path, result);
-    EXPECT_EQ(file == nullptr, !result.done());
-    if (file) write(*file, content);
-    return result;
+    return opcvk_test::put(*destination_, path, content);
   }
 
   std::unique_ptr<opc::LocalFileSystemOps> fileSystem_;

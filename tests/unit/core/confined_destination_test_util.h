@@ -3,7 +3,6 @@
 #ifndef TESTS_UNIT_CORE_CONFINED_DESTINATION_TEST_UTIL_H_
 #define TESTS_UNIT_CORE_CONFINED_DESTINATION_TEST_UTIL_H_
 
-#include <dirent.h>
 #include <memory>
 #include <set>
 #include <string>
@@ -29,22 +28,28 @@ inline std::string roadName(::testing::TestParamInfo<bool> const& road) {
   return road.param ? "Descriptors" : "ByPath";
 }
 
-inline std::set<std::string> namesIn(std::string const& path) {
-  std::set<std::string> names;
-  DIR* folder = ::opendir(path.c_str());
-  if (folder == nullptr) return names;
-  while (dirent* item = ::readdir(folder)) {
-    std::string const name = item->d_name;
-    if (name != "." && name != "..") names.insert(name);
-  }
-  ::closedir(folder);
-  return names;
-}
-
 inline int openDescriptorCount() { return static_cast<int>(namesIn("/proc/self/fd").size()); }
 
 inline void write(opc::ConfinedFile& file, std::string const& content) {
   file.stream().write(content.data(), static_cast<std::streamsize>(content.size()));
+}
+
+// makeParents, openFile and the content, the file closed again.
+inline opc::ConfinedResult put(opc::ConfinedDestination& destination, std::u16string const& path,
+                               std::string const& content) {
+  opc::ConfinedResult result;
+  destination.makeParents(path, result);
+  if (!result.done()) return result;
+  std::unique_ptr<opc::ConfinedFile> file = destination.openFile(path, result);
+  EXPECT_EQ(file == nullptr, !result.done());
+  if (file) write(*file, content);
+  return result;
+}
+
+// The local disk on one of the two roads (true: descriptors; false: by path).
+inline std::unique_ptr<opc::LocalFileSystemOps> localFileSystem(bool descriptors) {
+  if (descriptors) return std::make_unique<opc::LocalFileSystemOps>();
+  return std::make_unique<ByPathLocalFileSystemOps>();
 }
 
 // A temporary folder with "dest" (made) and "outside" (a sentinel holding "secret").

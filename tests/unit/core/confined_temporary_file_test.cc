@@ -39,11 +39,7 @@ class ConfinedTemporaryFileTest : public opcvk_test::ConfinedDestinationFixture,
  protected:
   void SetUp() override {
     ConfinedDestinationFixture::SetUp();
-    if (GetParam()) {
-      fileSystem_ = std::make_unique<opc::LocalFileSystemOps>();
-    } else {
-      fileSystem_ = std::make_unique<opcvk_test::ByPathLocalFileSystemOps>();
-    }
+    fileSystem_ = opcvk_test::localFileSystem(GetParam());
     destination_ = fileSystem_->openConfinedDestination(u16(dest()));
     ConfinedResult result;
     destination_->makeParents(u"/d/target", result);

@@ -42,12 +42,7 @@ class LocalConfinedDestinationTest : public opcvk_test::ConfinedDestinationFixtu
   }
 
   ConfinedResult put(std::u16string const& path, std::string const& content) {
-    ConfinedResult result;
-    destination_->makeParents(path, result);
-    if (!result.done()) return result;
-    std::unique_ptr<opc::ConfinedFile> file = destination_->openFile(path, result);
-    if (file) write(*file, content);
-    return result;
+    return opcvk_test::put(*destination_, path, content);
   }
 
   opc::LocalFileSystemOps fileSystem_;

@@ -4,8 +4,10 @@
 #ifndef TESTS_UNIT_CORE_LOCAL_FILE_SYSTEM_OPS_TEST_UTIL_H_
 #define TESTS_UNIT_CORE_LOCAL_FILE_SYSTEM_OPS_TEST_UTIL_H_
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <fstream>
+#include <set>
 #include <string>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -41,6 +43,19 @@ inline std::string readFile(std::string const& path) {
 inline bool pathExists(std::string const& path) {
   struct stat status;
   return ::lstat(path.c_str(), &status) == 0;
+}
+
+// The names in the folder `path`, without "." and ".."; none if it cannot be read.
+inline std::set<std::string> namesIn(std::string const& path) {
+  std::set<std::string> names;
+  DIR* folder = ::opendir(path.c_str());
+  if (folder == nullptr) return names;
+  while (dirent* item = ::readdir(folder)) {
+    std::string const name = item->d_name;
+    if (name != "." && name != "..") names.insert(name);
+  }
+  ::closedir(folder);
+  return names;
 }
 
 inline mode_t modeOf(std::string const& path) {

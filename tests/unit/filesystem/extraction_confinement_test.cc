@@ -51,6 +51,7 @@ using opc::vkservices::TransformMode;
 using opc::vkservices::detail::FileSystemEntryAccess;
 using opcvk_test::InMemoryFileSystemOps;
 using opcvk_test::modeOf;
+using opcvk_test::namesIn;
 using opcvk_test::noTime;
 using opcvk_test::pathExists;
 using opcvk_test::perms;
@@ -143,18 +144,6 @@ void snapshot(std::string const& path, std::map<std::string, Seen>& out) {
   }
   ::closedir(folder);
   for (std::string const& name : names) snapshot(path + "/" + name, out);
-}
-
-std::set<std::string> namesIn(std::string const& path) {
-  std::set<std::string> names;
-  DIR* folder = ::opendir(path.c_str());
-  if (folder == nullptr) return names;
-  while (dirent* item = ::readdir(folder)) {
-    std::string const name = item->d_name;
-    if (name != "." && name != "..") names.insert(name);
-  }
-  ::closedir(folder);
-  return names;
 }
 
 void setOldTime(std::string const& path) {
