@@ -28,8 +28,6 @@ using detail::DestinationGuard;
 using detail::ExtractionRefused;
 using detail::Refusal;
 
-// Write and binary.
-constexpr int kOutputMode = opc::FileSystemOps::kModeOut | opc::FileSystemOps::kModeBinary;
 constexpr opc::Perms::Perms_tag kClobberPermissions = static_cast<opc::Perms::Perms_tag>(0777);
 
 // Whether `code` means that something is already there.  Both directions of equivalence are

@@ -359,10 +359,22 @@ void LocalConfinedDestination::setPermissions(std::u16string const& path,
   int const at = result.done() ? parentOf(result) : -1;
   if (at < 0) {
     code = codeOf(result);
-  } else if (::fchmodat(at, components_.back().c_str(), static_cast<mode_t>(permissions),
-                        AT_SYMLINK_NOFOLLOW) != 0) {
-    code = systemError(errno);
+    return;
   }
+  std::string const& name = components_.back();
+  mode_t const mode = static_cast<mode_t>(permissions);
+  if (::fchmodat(at, name.c_str(), mode, AT_SYMLINK_NOFOLLOW) == 0) return;
+  int error = errno;
+  struct stat status;
+  // Without /proc the C library cannot change a name without following it; a regular file is
+  // then opened (O_NOFOLLOW, in its folder) and changed through its descriptor.
+  if (error == EOPNOTSUPP && ::fstatat(at, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+      S_ISREG(status.st_mode)) {
+    int const fd = ::openat(at, name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+    error = fd < 0 ? errno : ::fchmod(fd, mode) == 0 ? 0 : errno;
+    if (fd >= 0) ::close(fd);
+  }
+  if (error != 0) code = systemError(error);
 }
 
 void LocalConfinedDestination::createFolder(std::u16string const& path, error_code& code) {

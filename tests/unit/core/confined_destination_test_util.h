@@ -3,10 +3,14 @@
 #ifndef TESTS_UNIT_CORE_CONFINED_DESTINATION_TEST_UTIL_H_
 #define TESTS_UNIT_CORE_CONFINED_DESTINATION_TEST_UTIL_H_
 
+#include <functional>
 #include <memory>
+#include <sched.h>
 #include <set>
 #include <string>
+#include <sys/mount.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
@@ -26,6 +30,24 @@ class ByPathLocalFileSystemOps : public opc::LocalFileSystemOps {};
 // Names the instances of a test that runs on both roads (true: descriptors).
 inline std::string roadName(::testing::TestParamInfo<bool> const& road) {
   return road.param ? "Descriptors" : "ByPath";
+}
+
+// Runs `check` in a child process with mounts of its own in which /proc is unmounted, and
+// gives what it returned; 77 when this machine does not allow that (not root, no mount
+// namespaces), -1 if the child did not end normally.
+inline int runInOwnMounts(std::function<int()> const& check) {
+  pid_t const child = ::fork();
+  if (child == 0) {
+    if (::unshare(CLONE_NEWNS) != 0 ||
+        ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+        ::umount2("/proc", MNT_DETACH) != 0) {
+      ::_exit(77);
+    }
+    ::_exit(check());
+  }
+  int status = 0;
+  if (child < 0 || ::waitpid(child, &status, 0) != child || !WIFEXITED(status)) return -1;
+  return WEXITSTATUS(status);
 }
 
 inline int openDescriptorCount() { return static_cast<int>(namesIn("/proc/self/fd").size()); }
