@@ -55,6 +55,18 @@ TEST_F(XmlElementsTest, GetElementOfAMissingChildNamesIt) {
                        "XML error: element \"contentType\" is missing");
 }
 
+TEST_F(XmlElementsTest, FindElementGivesTheFirstChildOfThatLocalNameOrNull) {
+  auto* root = parse(
+      "<r xmlns='urn:a' xmlns:p='urn:p'><z><name>deep</name></z><p:name>1</p:name>"
+      "<name>2</name></r>");
+  std::u16string text;
+  ASSERT_TRUE(XercesHelper::getElementText(XercesHelper::findElement(root, u"name"), text));
+  EXPECT_EQ(u"1", text);
+  EXPECT_EQ(XercesHelper::findElement(root, u"missing"), nullptr);
+  EXPECT_EQ(XercesHelper::findElement(XercesHelper::getElement(root, u"name"), u"name"), nullptr);
+  EXPECT_EQ(XercesHelper::findElement(nullptr, u"name"), nullptr);
+}
+
 TEST_F(XmlElementsTest, GetElementNSWithEmptyNamespaceFindsUnqualifiedChildren) {
   auto* root = parse("<r><a xmlns='urn:x'>q</a><a>u</a></r>");
   std::u16string text;

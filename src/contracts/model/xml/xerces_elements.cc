@@ -105,6 +105,14 @@ xercesc::DOMElement* XercesHelper::getElement(xercesc::DOMElement const* const p
   return found;
 }
 
+xercesc::DOMElement* XercesHelper::findElement(xercesc::DOMElement const* const parent,
+                                               XercesString const& name) {
+  if (parent == nullptr) return nullptr;
+  return findChild(parent, [&](xercesc::DOMElement const* element) {
+    return sameText(localNameOf(element), name);
+  });
+}
+
 xercesc::DOMElement* XercesHelper::getElementNS(xercesc::DOMElement const* const parent,
                                                 XercesString const& namespaceURI,
                                                 XercesString const& name) {

@@ -114,6 +114,12 @@ class OPC_MODEL_EXPORT XercesHelper {
                                                XercesString const& namespaceURI,
                                                XercesString const& name);
 
+  // The first child element of that local name, in document order, or null if there is
+  // none or `parent` is null.  For elements that may be absent: a reader tells "not there"
+  // from a failure without catching anything.  Never raises.
+  static xercesc_3_2::DOMElement* findElement(xercesc_3_2::DOMElement const* const parent,
+                                              XercesString const& name);
+
   // All child elements of that local name, in document order; empty if there is none or
   // `parent` is null.  Only children are searched, not deeper descendants.
   static std::vector<xercesc_3_2::DOMElement*> getElements(
