@@ -35,6 +35,10 @@
 #include <opc/model/uri.h>
 #include <opc/model/xml/xml_exceptions.h>
 
+// The release of the product that a package is written for.
+#include <foundation/release_info/invalid_release_info.h>
+#include <foundation/release_info/release_info.h>
+
 // Internationalisation: charset detection and conversion, and I18nError, which text
 // recoding raises.
 #include <fl/i18n/charset.h>
@@ -42,6 +46,8 @@
 // The services of this library.
 #include <opc/vkservices/content_sources.h>
 #include <opc/vkservices/content_types.h>
+#include <opc/vkservices/core_properties.h>
+#include <opc/vkservices/core_properties_manager.h>
 #include <opc/vkservices/errors.h>
 #include <opc/vkservices/file_system_entry.h>
 #include <opc/vkservices/file_system_manager.h>

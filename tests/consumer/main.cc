@@ -88,6 +88,17 @@ int main() {
     }
   }
 
+  // The core properties record, over the release-information library, refuses a bad value
+  // with the library's exception.
+  opc::vkservices::CoreProperties properties;
+  try {
+    properties.setContentType(u"text/plain");
+    return fail("a bad content type was accepted");
+  } catch (opc::vkservices::InvalidCorePropertyValue const&) {
+  }
+  properties.setORVANEReleaseInfo(foundation::release_info::ReleaseInfo());
+  if (properties.getORVANERelease().empty()) return fail("the running release has no family");
+
   std::cout << "consumer: opcvkservices " << opcvkservices_version << " built "
             << opcvkservices_build_date
             << ": exceptions caught by base and by class, crypto round trip: ok\n";

@@ -1,0 +1,58 @@
+// The names by which the three extended core properties parts are found and recognised: part
+// names, content types, relationship types, XML namespaces and element names, and the schema
+// of the core part.  Internal to the core properties subsystem.
+#ifndef SRC_COREPROPERTIES_CORE_PROPERTIES_NAMES_H_
+#define SRC_COREPROPERTIES_CORE_PROPERTIES_NAMES_H_
+
+#include <string>
+
+#include <xercesc/dom/DOMLSParser.hpp>
+
+namespace opc {
+namespace vkservices {
+namespace detail {
+
+// Part names of new parts.  Existing parts are found by their relationships, whatever their
+// names.
+inline constexpr char16_t kCorePartName[] = u"/metadata/vkcoreProperties.xml";
+inline constexpr char16_t kExtensionPartName[] = u"/metadata/vkcorePropertiesExtension.xml";
+inline constexpr char16_t kReleaseInfoPartName[] = u"/metadata/vkcorePropertiesReleaseInfo.xml";
+
+inline constexpr char16_t kCorePartContentType[] =
+    u"application/vnd.veltrance.package.coreProperties+xml";
+inline constexpr char16_t kExtensionPartContentType[] =
+    u"application/vnd.veltrance.package.corePropertiesExtension+xml";
+inline constexpr char16_t kReleaseInfoPartContentType[] =
+    u"application/vnd.veltrance.package.corePropertiesReleaseInfo+xml";
+
+// SchemaBase followed by the path of each relationship type and namespace.
+std::u16string coreRelationshipType();
+std::u16string extensionRelationshipType();
+std::u16string releaseInfoRelationshipType();
+std::u16string coreNamespace();
+std::u16string extensionNamespace();
+
+// The document element of both XML parts, and the elements inside them.
+inline constexpr char16_t kRootElement[] = u"vkcoreProperties";
+inline constexpr char16_t kContentTypeElement[] = u"contentType";
+inline constexpr char16_t kFriendlyNameElement[] = u"contentTypeFriendlyName";
+inline constexpr char16_t kReleaseElement[] = u"orvaneRelease";
+inline constexpr char16_t kVersionElement[] = u"orvaneVersion";
+inline constexpr char16_t kUUIDElement[] = u"uuid";
+
+// The system identifier of the core part's schema, which names it in the parser's messages.
+inline constexpr char16_t kCoreSchemaId[] = u"vkcoreProperties.xsd";
+
+// The schema of the core part: UTF-8 text with an XML declaration, never read from a file.
+std::string coreSchemaText();
+
+// Loads `schemaText` into the grammar cache of `parser` (made by XercesHelper::createParser).
+// Raises opc::model::InvalidXMLSchema "Schema could not be loaded: " followed by the parser's
+// text if it is not a valid schema.
+void loadCoreGrammar(xercesc::DOMLSParser* parser, std::string const& schemaText);
+
+}  // namespace detail
+}  // namespace vkservices
+}  // namespace opc
+
+#endif  // SRC_COREPROPERTIES_CORE_PROPERTIES_NAMES_H_

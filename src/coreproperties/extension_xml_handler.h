@@ -1,0 +1,66 @@
+// ExtensionXmlHandler: reads and writes the extension part of the extended core properties.
+#ifndef SRC_COREPROPERTIES_EXTENSION_XML_HANDLER_H_
+#define SRC_COREPROPERTIES_EXTENSION_XML_HANDLER_H_
+
+#include <memory>
+
+#include <boost/core/noncopyable.hpp>
+#include <xercesc/dom/DOMLSParser.hpp>
+#include <xercesc/dom/DOMLSSerializer.hpp>
+
+#include <opc/core/input_stream.h>
+#include <opc/core/output_stream.h>
+#include <opc/model/xml/xerces_deleter.h>
+#include <opc/model/xml/xerces_guard.h>
+#include <opc/model/xml/xerces_string.h>
+#include <opc/vkservices/core_properties.h>
+
+namespace opc {
+namespace vkservices {
+
+// The extension part holds the UUID, when the record has one:
+//
+//   <vkcoreProperties xmlns="<SchemaBase>/package/2014/corePropertiesExtension">
+//     <uuid>8e4b6a8c-0d21-4f7e-9a55-2c6d1f0b3e97</uuid>
+//   </vkcoreProperties>
+//
+// The part has no schema, so that later products can add to it: anything beside "uuid" is
+// tolerated and dropped, the namespace is not checked, and "orvaneVersion", which older
+// products wrote, is neither read nor written.  The object owns one parser (without grammar)
+// and one serializer, keeps the XML library initialised while it lives, and is used by one
+// thread at a time.
+class ExtensionXmlHandler : private boost::noncopyable {
+ public:
+  ExtensionXmlHandler();
+  ~ExtensionXmlHandler();
+
+  // Parses the part from `stream` (opened, read to its end, closed), checking only that it
+  // is well-formed.  If the document element has a child "uuid", its text (empty if it has
+  // none) goes to setUUID.  Raises opc::model::InvalidPartContent with the parser's text for
+  // a document that is not well-formed, "The expected extended core properties root element
+  // is not present" if the document element is not exactly "vkcoreProperties" (a prefixed
+  // name is another name), the setter's message for a UUID it refuses (an empty "uuid"
+  // included), and as ParsedPart for a part beyond its size limit.
+  void read(opc::InputStream& stream, CoreProperties& properties);
+
+  // Writes the document of `properties` to `stream`, which is flushed, not closed: the
+  // document element, and "uuid" only if the record has a UUID.  Raises
+  // opc::model::InvalidPartContent with the XML library's text if the document cannot be
+  // written.
+  void write(CoreProperties const& properties, opc::OutputStream& stream);
+
+ private:
+  opc::model::XercesGuard guard_;
+  std::unique_ptr<xercesc::DOMLSParser, opc::model::XercesDeleter> parser_;
+  std::unique_ptr<xercesc::DOMLSSerializer, opc::model::XercesDeleter> writer_;
+  opc::model::XercesString const namespace_;
+  opc::model::XercesString const rootElement_;
+  // Kept by name beside "uuid" so that the element is recognised as known; never used.
+  opc::model::XercesString const versionElement_;
+  opc::model::XercesString const uuidElement_;
+};
+
+}  // namespace vkservices
+}  // namespace opc
+
+#endif  // SRC_COREPROPERTIES_EXTENSION_XML_HANDLER_H_
