@@ -122,6 +122,7 @@ void PackageState::writeArchive() {
   std::unique_ptr<ZipWriter> writer =
       inMemory_ ? ZipWriter::toBuffer(newBuffer, options_.compressionThreads)
                 : ZipWriter::toFile(opc::detail::toUTF8String(path_), options_.compressionThreads);
+  if (options_.reproducibleTime) writer->makeReproducible(*options_.reproducibleTime);
   std::uint64_t const typesSize = typesXml.size();
   writer->add(kContentTypesItemName, interfaces::CompressionType::DeflateMetadata, typesSize,
               lazyReader(makeMemoryContent(std::move(typesXml))));

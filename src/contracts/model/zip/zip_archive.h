@@ -146,6 +146,13 @@ class OPC_MODEL_EXPORT ZipWriter {
                                              unsigned compressionThreads);
   virtual ~ZipWriter() = default;
 
+  // Makes the archive depend on nothing but its items: every item, raw copies included,
+  // carries the DOS time and date of the UTC time `secondsSinceEpoch` (held to the range of
+  // DOS dates, see PackageOptions::reproducibleTime), and content of 4 MiB or more that is
+  // compressed in memory is deflated in chunks even on one thread, so that the bytes are the same
+  // for any number of compression threads.  Call before the first item is added.
+  virtual void makeReproducible(std::int64_t secondsSinceEpoch) = 0;
+
   // Copies an item of an existing archive without decompressing it: the stored bytes, method,
   // sizes and CRC-32 come over as they are (the CRC is not checked again).  `from` (its
   // source, at least) must stay alive until commit() returns or the writer is destroyed.

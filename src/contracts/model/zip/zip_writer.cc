@@ -4,7 +4,9 @@
 // ahead of libzip by a few items, or on the caller's thread when libzip asks.
 #include <algorithm>
 #include <condition_variable>
+#include <cstdio>
 #include <cstring>
+#include <ctime>
 #include <deque>
 #include <mutex>
 #include <thread>
@@ -35,6 +37,59 @@ constexpr std::uint64_t kWindowBytes = std::uint64_t{8} << 20;
 
 boost::system::error_code systemCode(int error) {
   return boost::system::error_code(error, boost::system::system_category());
+}
+
+// The DOS date and time of a UTC time, held to the range that DOS dates can carry:
+// 1980-01-01 00:00:00 to 2107-12-31 23:59:58, in steps of two seconds.
+struct DosTime {
+  std::uint16_t time;
+  std::uint16_t date;
+};
+
+// libzip keeps an item's time as a time_t: it reads a DOS time as local time and writes the
+// local time again, so that a DOS time survives unless the local time zone skips it (the hour
+// that daylight saving time leaves out), where it would come out an hour later.
+bool localZoneCanWrite(DosTime const& dos) {
+  std::tm fields{};
+  fields.tm_year = (dos.date >> 9) + 80;
+  fields.tm_mon = ((dos.date >> 5) & 15) - 1;
+  fields.tm_mday = dos.date & 31;
+  fields.tm_hour = dos.time >> 11;
+  fields.tm_min = (dos.time >> 5) & 63;
+  fields.tm_sec = (dos.time & 31) * 2;
+  fields.tm_isdst = -1;
+  std::tm const wanted = fields;
+  std::time_t const local = std::mktime(&fields);
+  std::tm back{};
+  if (local == static_cast<std::time_t>(-1) || localtime_r(&local, &back) == nullptr) return false;
+  return back.tm_year == wanted.tm_year && back.tm_mon == wanted.tm_mon &&
+         back.tm_mday == wanted.tm_mday && back.tm_hour == wanted.tm_hour &&
+         back.tm_min == wanted.tm_min && back.tm_sec == wanted.tm_sec;
+}
+
+DosTime dosTimeOf(std::int64_t seconds) {
+  constexpr std::int64_t kFirst = 315532800;  // 1980-01-01 00:00:00
+  constexpr std::int64_t kLast = 4354819198;  // 2107-12-31 23:59:58
+  seconds = std::min(std::max(seconds, kFirst), kLast);
+  std::int64_t const days = seconds / 86400;
+  std::int64_t const second = seconds % 86400;
+  // Civil date from days since 1970-01-01 (the proleptic Gregorian calendar), in eras of 400
+  // years that begin on 0000-03-01.
+  std::int64_t const shifted = days + 719468;
+  std::int64_t const era = shifted / 146097;
+  std::int64_t const dayOfEra = shifted - era * 146097;
+  std::int64_t const yearOfEra =
+      (dayOfEra - dayOfEra / 1460 + dayOfEra / 36524 - dayOfEra / 146096) / 365;
+  std::int64_t const dayOfYear = dayOfEra - (365 * yearOfEra + yearOfEra / 4 - yearOfEra / 100);
+  std::int64_t const monthFromMarch = (5 * dayOfYear + 2) / 153;
+  std::int64_t const day = dayOfYear - (153 * monthFromMarch + 2) / 5 + 1;
+  std::int64_t const month = monthFromMarch < 10 ? monthFromMarch + 3 : monthFromMarch - 9;
+  std::int64_t const year = yearOfEra + era * 400 + (month <= 2 ? 1 : 0);
+  DosTime result;
+  result.date = static_cast<std::uint16_t>(((year - 1980) << 9) | (month << 5) | day);
+  result.time = static_cast<std::uint16_t>(((second / 3600) << 11) | ((second / 60 % 60) << 5) |
+                                           (second % 60 / 2));
+  return result;
 }
 
 class LibzipWriter : public ZipWriter, private ItemSourceOwner {
@@ -72,6 +127,21 @@ class LibzipWriter : public ZipWriter, private ItemSourceOwner {
     discardTemp();
   }
 
+  void makeReproducible(std::int64_t secondsSinceEpoch) override {
+    DosTime const fixed = dosTimeOf(secondsSinceEpoch);
+    if (!localZoneCanWrite(fixed)) {
+      char text[32];
+      std::snprintf(text, sizeof text, "%04d-%02d-%02d %02d:%02d:%02d", (fixed.date >> 9) + 1980,
+                    (fixed.date >> 5) & 15, fixed.date & 31, fixed.time >> 11,
+                    (fixed.time >> 5) & 63, (fixed.time & 31) * 2);
+      fail(std::string("the reproducible time ") + text +
+           " UTC cannot be written in the local time zone, which skips it for daylight saving "
+           "time (run with TZ=UTC)");
+    }
+    reproducible_ = true;
+    fixedTime_ = fixed;
+  }
+
   void addRaw(std::string const& name, ZipArchive const& from, ZipEntry const& entry) override {
     auto item = std::make_unique<WriterItem>();
     item->name = name;
@@ -91,6 +161,7 @@ class LibzipWriter : public ZipWriter, private ItemSourceOwner {
     item->reader = std::move(reader);
     item->spoolFolder = spoolFolder_;
     item->threads = threads_;
+    item->reproducible = reproducible_;
     bool const stored = compression == interfaces::CompressionType::Stored;
     if (stored) {
       item->plan = WriterItem::Plan::StreamReader;
@@ -197,6 +268,14 @@ class LibzipWriter : public ZipWriter, private ItemSourceOwner {
     raw->index = static_cast<zip_uint64_t>(index);
     if (stored) zip_set_file_compression(archive_, raw->index, ZIP_CM_STORE, 0);
     items_.push_back(std::move(item));
+    // Otherwise libzip writes the time of the save.  (The item is kept first: libzip's source
+    // points at it.)
+    if (reproducible_ &&
+        zip_file_set_dostime(archive_, raw->index, fixedTime_.time, fixedTime_.date, 0) != 0) {
+      std::string const cause = zip_strerror(archive_);
+      zip_error_clear(archive_);
+      fail("item " + quoteName(raw->name) + ": its time could not be set (" + cause + ")");
+    }
     return raw;
   }
 
@@ -310,6 +389,8 @@ class LibzipWriter : public ZipWriter, private ItemSourceOwner {
   ArchiveSink sink_;
   std::string spoolFolder_;
   unsigned threads_ = 1;
+  bool reproducible_ = false;
+  DosTime fixedTime_{0, 0};
   zip_t* archive_ = nullptr;
   std::deque<std::unique_ptr<WriterItem>> items_;
   bool committed_ = false;

@@ -42,7 +42,8 @@ struct WriterItem {
   std::uint64_t size = 0;
   ZipContentReader reader;
   std::string spoolFolder;
-  unsigned threads = 1;  // how many threads may compress this item at once
+  unsigned threads = 1;       // how many threads may compress this item at once
+  bool reproducible = false;  // compressed the same way whatever `threads` is
 
   // Results of preparation.
   bool deflated = false;

@@ -3,6 +3,7 @@
 #define OPC_MODEL_PACKAGE_OPTIONS_H_
 
 #include <cstdint>
+#include <optional>
 
 namespace opc {
 namespace model {
@@ -44,6 +45,15 @@ struct PackageOptions {
   // content goes to one shared temporary file beside the package (or in the temporary
   // folder), so that writing many parts before a save needs little memory.
   std::uint64_t spoolBudget = std::uint64_t{64} << 20;  // 64 MiB
+  // Reproducible saving.  When set, save() writes the same bytes for the same parts,
+  // relationships and content types, wherever and whenever it runs: every item of the
+  // archive carries this time in its ZIP header instead of the time of the save, and content
+  // is compressed the same way whatever compressionThreads is and however many processors
+  // the machine has.  Seconds since 1970-01-01 00:00:00 UTC, written as that UTC time (ZIP
+  // headers have no time zone) and held to what a ZIP header can carry: times before
+  // 1980-01-01 00:00:00 are written as that, times after 2107-12-31 23:59:58 as that, and odd
+  // seconds as the even second before.  Items carry no other time.  Unset by default.
+  std::optional<std::int64_t> reproducibleTime;
 };
 
 }  // namespace model
