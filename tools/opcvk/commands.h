@@ -27,6 +27,7 @@ void addRmCommand(CLI::App& app, Commands& commands);
 void addListCommand(CLI::App& app, Commands& commands);
 void addCatCommand(CLI::App& app, Commands& commands);
 void addInfoCommand(CLI::App& app, Commands& commands);
+void addPropsCommand(CLI::App& app, Commands& commands);
 void addExtractCommand(CLI::App& app, Commands& commands);
 
 // Adds the -q/--quiet flag that every subcommand has, bound to `quiet`.

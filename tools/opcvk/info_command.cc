@@ -4,13 +4,16 @@
 #include <filesystem>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include <nlohmann/json.hpp>
 
+#include <opc/core/exception.h>
 #include <opc/model/package_options.h>
 #include <opc/model/part.h>
+#include <opc/vkservices/core_properties.h>
 #include <opc/vkservices/file_system_entry.h>
 #include <opc/vkservices/file_system_manager.h>
 
@@ -21,6 +24,7 @@
 #include "open_package.h"
 #include "output.h"
 #include "paths.h"
+#include "property_fields.h"
 
 namespace opcvk {
 namespace {
@@ -45,7 +49,23 @@ struct Facts {
   std::uint64_t parts = 0;
   // Parts by content type, in the order of the type's text.
   std::map<std::string, std::uint64_t> contentTypes;
+  // The core properties, unless the package has none; or why they could not be read.
+  std::optional<opc::vkservices::CoreProperties> properties;
+  std::string propertiesError;
 };
+
+// The core properties are shown whatever else the package holds: a package whose properties
+// cannot be read still has its file system counted.
+void gatherProperties(OpenPackage& open, Facts& facts) {
+  try {
+    opc::vkservices::CoreProperties const properties = open.properties().getCoreProperties();
+    if (properties.isValid() || properties.getUUID() || !properties.opcProps().isEmpty()) {
+      facts.properties = properties;
+    }
+  } catch (opc::Exception const& e) {
+    facts.propertiesError = e.what();
+  }
+}
 
 Facts gather(OpenPackage& open, std::string const& packagePath) {
   opc::vkservices::FileSystemManager& files = open.files();
@@ -66,6 +86,7 @@ Facts gather(OpenPackage& open, std::string const& packagePath) {
       facts.contentBytes += parts.size(walked.entry);
     }
   }
+  gatherProperties(open, facts);
   facts.packageBytes = std::filesystem::file_size(packagePath);
   for (opc::model::Part const& part : open.package().getParts()) {
     ++facts.parts;
@@ -98,6 +119,14 @@ void printText(Facts const& facts, Output& out) {
     std::string const number = std::to_string(count);
     out.line("  " + std::string(width - number.size(), ' ') + number + "  " + type);
   }
+  if (!facts.propertiesError.empty()) {
+    out.line("core properties: unreadable: " + facts.propertiesError);
+  } else if (!facts.properties) {
+    out.line("core properties: none");
+  } else {
+    out.line("core properties:");
+    for (std::string const& line : propertyLines(*facts.properties)) out.line("  " + line);
+  }
 }
 
 void printJson(Facts const& facts, Output& out) {
@@ -115,6 +144,13 @@ void printJson(Facts const& facts, Output& out) {
   nlohmann::ordered_json types = nlohmann::ordered_json::object();
   for (auto const& [type, count] : facts.contentTypes) types[type] = count;
   object["content types"] = types;
+  if (!facts.propertiesError.empty()) {
+    object["core properties"] = {{"error", facts.propertiesError}};
+  } else if (facts.properties) {
+    object["core properties"] = propertyJson(*facts.properties);
+  } else {
+    object["core properties"] = nullptr;
+  }
   out.line(object.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace));
 }
 
@@ -134,7 +170,9 @@ void runInfo(InfoOptions const& options) {
 void addInfoCommand(CLI::App& app, Commands& commands) {
   auto options = std::make_shared<InfoOptions>();
   CLI::App* command = app.add_subcommand(
-      "info", "Show the version and origin of a package's file system, counts and sizes.");
+      "info",
+      "Show the version and origin of a package's file system, counts and sizes, and its "
+      "core properties.");
   command->add_option("PACKAGE", options->package, "The package to read")->required();
   command->add_flag("--json", options->json, "Print one JSON object");
   addQuietFlag(*command, options->quiet);

@@ -57,6 +57,7 @@ int main(int argc, char** argv) {
   opcvk::addListCommand(app, commands);
   opcvk::addCatCommand(app, commands);
   opcvk::addInfoCommand(app, commands);
+  opcvk::addPropsCommand(app, commands);
   opcvk::addExtractCommand(app, commands);
 
   try {

@@ -23,19 +23,23 @@ class ToolFileSystem : public opc::vkservices::FileSystemManager {
 
 namespace {
 
-opc::model::PackageOptions optionsFor(opc::model::PackageAccess access) {
+opc::model::PackageOptions optionsFor(opc::model::PackageAccess access,
+                                      SaveSettings const& settings) {
   opc::model::PackageOptions options;
   // Saving compresses the new parts, which is most of the work of a pack: a person waiting
-  // for the tool wants every processor on it.
-  if (access != opc::model::PackageAccess::Read) options.compressionThreads = 0;
+  // for the tool wants every processor on it, unless told otherwise.
+  if (access != opc::model::PackageAccess::Read) {
+    options.compressionThreads = settings.compressionThreads;
+    options.reproducibleTime = settings.reproducibleTime;
+  }
   return options;
 }
 
 }  // namespace
 
 OpenPackage::OpenPackage(std::string const& path, opc::model::PackageAccess access,
-                         ManifestForms forms)
-    : package_(opc::model::Package::open(fromArgument(path), access, optionsFor(access))),
+                         ManifestForms forms, SaveSettings const& settings)
+    : package_(opc::model::Package::open(fromArgument(path), access, optionsFor(access, settings))),
       files_(std::make_unique<ToolFileSystem>(*package_, opc::FileSystemOpsSelector())),
       forms_(forms) {
   // Before anything loads: the first load decides what becomes of an older manifest.
@@ -46,6 +50,14 @@ OpenPackage::OpenPackage(std::string const& path, opc::model::PackageAccess acce
 OpenPackage::~OpenPackage() = default;
 
 opc::vkservices::FileSystemManager& OpenPackage::files() { return *files_; }
+
+opc::vkservices::CorePropertiesManager& OpenPackage::properties(
+    opc::vkservices::CorePropertiesManager::DeterministicMode mode) {
+  if (!properties_) {
+    properties_ = std::make_unique<opc::vkservices::CorePropertiesManager>(*package_, mode);
+  }
+  return *properties_;
+}
 
 void OpenPackage::save() {
   settleManifests();

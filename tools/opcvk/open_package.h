@@ -2,10 +2,13 @@
 #ifndef TOOLS_OPCVK_OPEN_PACKAGE_H_
 #define TOOLS_OPCVK_OPEN_PACKAGE_H_
 
+#include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include <opc/model/package.h>
+#include <opc/vkservices/core_properties_manager.h>
 #include <opc/vkservices/file_system_manager.h>
 
 namespace opcvk {
@@ -27,8 +30,18 @@ inline ManifestForms manifestForms(bool v1Manifest) {
 
 class ToolFileSystem;
 
+// How a package that is written is saved.
+struct SaveSettings {
+  // Threads that compress new parts; 0 is one per processor.
+  unsigned compressionThreads = 0;
+  // When set, the package is saved reproducibly with this ZIP item time (seconds since
+  // 1970-01-01 UTC): see opc::model::PackageOptions::reproducibleTime.
+  std::optional<std::int64_t> reproducibleTime;
+};
+
 // Opens the package at `path` (an argument in the locale's encoding) for `access` and puts a
-// FileSystemManager over it.  The manager goes before the package, as it must.  Nothing is
+// FileSystemManager over it, and a CorePropertiesManager when first asked for.  The managers
+// go before the package, as they must.  Nothing is
 // written unless save() is called.  Failures are the model's exceptions (CouldNotOpenPackage,
 // InvalidPackage and the like), passed on unchanged.
 //
@@ -38,13 +51,19 @@ class ToolFileSystem;
 class OpenPackage {
  public:
   OpenPackage(std::string const& path, opc::model::PackageAccess access,
-              ManifestForms forms = ManifestForms::Current);
+              ManifestForms forms = ManifestForms::Current,
+              SaveSettings const& settings = SaveSettings());
   OpenPackage(OpenPackage const&) = delete;
   OpenPackage& operator=(OpenPackage const&) = delete;
   ~OpenPackage();
 
   opc::model::Package& package() { return *package_; }
   opc::vkservices::FileSystemManager& files();
+  // The manager of the extended core properties, made on the first call with `mode`; later
+  // calls return the same manager whatever they pass.
+  opc::vkservices::CorePropertiesManager& properties(
+      opc::vkservices::CorePropertiesManager::DeterministicMode mode =
+          opc::vkservices::CorePropertiesManager::NotDeterministic);
 
   // Writes the package (the model writes beside it and renames, so a failure leaves the file
   // as it was), with the manifests that the forms given at opening ask for.  A package that
@@ -56,9 +75,10 @@ class OpenPackage {
  private:
   void settleManifests();
 
-  // Declared in this order so that the manager is destroyed first.
+  // Declared in this order so that the managers are destroyed first.
   std::unique_ptr<opc::model::Package> package_;
   std::unique_ptr<ToolFileSystem> files_;
+  std::unique_ptr<opc::vkservices::CorePropertiesManager> properties_;
   ManifestForms forms_;
 };
 

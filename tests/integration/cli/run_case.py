@@ -193,6 +193,8 @@ class Case:
 
     def environment(self, extra=None):
         env = dict(os.environ)
+        # Packing turns reproducible under SOURCE_DATE_EPOCH; a case that wants it says so.
+        env.pop("SOURCE_DATE_EPOCH", None)
         env.update({"OPCVK": self.opcvk, "PKG": self.places["pkg"], "SRC": self.places["src"],
                     "DEST": self.places["dest"], "TMP": self.tmp})
         # One locale for every run, so that the encoding a package records is known.
