@@ -4,7 +4,9 @@
 Usage: interop_test.py CASE OURS WORK_FOLDER
 
 OURS is opcmodel_peer for every case but file_system_manager_package, which drives
-fsmanager_peer (a package file system made through FileSystemManager).
+fsmanager_peer (a package file system made through FileSystemManager), and
+core_properties_manager_package, which drives coreprops_peer (core properties written and read
+through CorePropertiesManager).
 
 Each case writes packages with one implementation and reads them with the other (through
 opcmodel_peer and opc_peer.py, which drives python3-docx's package layer), and compares
@@ -460,6 +462,69 @@ def case_file_system_manager_package(peers):
               (key, made[key], listed[key]))
 
 
+EXTENDED_PARTS = {
+    "/metadata/vkcoreProperties.xml": ("application/vnd.veltrance.package.coreProperties+xml",
+                                       "/package/2012/relationships/coreProperties"),
+    "/metadata/vkcorePropertiesExtension.xml": (
+        "application/vnd.veltrance.package.corePropertiesExtension+xml",
+        "/package/2014/relationships/corePropertiesExtension"),
+    "/metadata/vkcorePropertiesReleaseInfo.xml": (
+        "application/vnd.veltrance.package.corePropertiesReleaseInfo+xml",
+        "/package/2019/relationships/corePropertiesReleaseInfo"),
+}
+
+
+def docx_core_values(package):
+    """The standard core properties as python3-docx's own API gives them, in the keys of
+    coreprops_peer."""
+    from docx.opc.package import OpcPackage
+    core = OpcPackage.open(package).core_properties
+
+    def when(value):
+        return value.strftime("%Y-%m-%dT%H:%M:%SZ") if value is not None else None
+
+    return {"title": core.title, "creator": core.author, "description": core.comments,
+            "category": core.category, "keywords": core.keywords,
+            "revision": str(core.revision), "version": core.version,
+            "lastModifiedBy": core.last_modified_by, "created": when(core.created),
+            "modified": when(core.modified)}
+
+
+def case_core_properties_manager_package(peers):
+    """The standard core properties part that CorePropertiesManager writes is read by
+    python3-docx with the same values, beside the three parts of the extended properties;
+    a title changed and saved by python3-docx is read back by ours with the extended
+    properties intact."""
+    package = os.path.join(peers.work, "properties.zip")
+    made = json.loads(run([peers.ours, "make", package]))
+    check(made["uuid"] and made["created"], "no UUID or created time made: %s" % made)
+    standard = {key: made[key] for key in ("title", "creator", "description", "category",
+                                           "keywords", "revision", "version",
+                                           "lastModifiedBy", "created", "modified")}
+    read = docx_core_values(package)
+    check(read == standard, "python3-docx reads other core properties:\n  ours %s\n  docx %s" %
+          (standard, read))
+
+    peer = peers.peer_dump(package)
+    for name, (content_type, relationship) in EXTENDED_PARTS.items():
+        part = peer["parts"].get(name)
+        check(part is not None and part["contentType"] == content_type,
+              "%s: %s" % (name, part))
+        rels = [r for r in peer["relationships"] if r["type"].endswith(relationship)]
+        check(len(rels) == 1 and rels[0]["source"] == "/" and rels[0]["targetPart"] == name,
+              "%s relationships: %s" % (name, rels))
+
+    from docx.opc.package import OpcPackage
+    other = OpcPackage.open(package)
+    other.core_properties.title = "changed by the peer"
+    changed = os.path.join(peers.work, "changed.zip")
+    other.save(changed)
+    back = json.loads(run([peers.ours, "read", changed]))
+    expected = dict(made, title="changed by the peer")
+    check(back == expected, "read back after the peer's change:\n  expected %s\n  got      %s" %
+          (expected, back))
+
+
 CASES = {
     "ours_write_peer_read": case_ours_write_peer_read,
     "peer_write_ours_read": case_peer_write_ours_read,
@@ -467,6 +532,7 @@ CASES = {
     "core_properties_both_ways": case_core_properties_both_ways,
     "non_ascii_relationship_targets": case_non_ascii_relationship_targets,
     "file_system_manager_package": case_file_system_manager_package,
+    "core_properties_manager_package": case_core_properties_manager_package,
 }
 
 
