@@ -20,6 +20,7 @@ struct PropsOptions {
   std::vector<std::string> assignments;
   bool json = false;
   bool quiet = false;
+  bool v1Manifest = false;
 };
 
 void show(opc::vkservices::CoreProperties const& properties, bool json) {
@@ -38,7 +39,8 @@ void runProps(PropsOptions const& options) {
     show(open.properties().getCoreProperties(), options.json);
     return;
   }
-  OpenPackage open(options.package, opc::model::PackageAccess::Modify);
+  OpenPackage open(options.package, opc::model::PackageAccess::Modify,
+                   manifestForms(options.v1Manifest));
   opc::vkservices::CorePropertiesManager& manager = open.properties();
   // Every value goes through its setter before anything is saved, so that a refused one
   // leaves the package as it was; the save itself writes beside the package and renames.
@@ -70,6 +72,7 @@ void addPropsCommand(CLI::App& app, Commands& commands) {
       ->check(CLI::Validator(checkPropertyAssignment, "NAME=VALUE", "property assignment"));
   command->add_flag("--json", options->json, "Print one JSON object");
   addQuietFlag(*command, options->quiet);
+  addV1ManifestFlag(*command, options->v1Manifest);
   command->footer(
       "Without --set, prints the properties, the extended ones first (content-type,\n"
       "friendly-name, release, release-version, uuid), then the standard ones that are set.\n"
