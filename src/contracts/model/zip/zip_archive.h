@@ -148,9 +148,10 @@ class OPC_MODEL_EXPORT ZipWriter {
 
   // Makes the archive depend on nothing but its items: every item, raw copies included,
   // carries the DOS time and date of the UTC time `secondsSinceEpoch` (held to the range of
-  // DOS dates, see PackageOptions::reproducibleTime), and content of 4 MiB or more that is
-  // compressed in memory is deflated in chunks even on one thread, so that the bytes are the same
-  // for any number of compression threads.  Call before the first item is added.
+  // DOS dates, see PackageOptions::reproducibleTime), and content compressed in memory
+  // (up to 64 MiB) is deflated in one piece however many threads there are, so that the bytes
+  // are the same for any number of compression threads; larger content is always chunked.  Call
+  // before the first item is added.
   virtual void makeReproducible(std::int64_t secondsSinceEpoch) = 0;
 
   // Copies an item of an existing archive without decompressing it: the stored bytes, method,
