@@ -18,9 +18,7 @@ void CoreProperties::generateAndSetUUID() {
   foundation::crypto::CryptoEngine const engine(
       std::make_shared<foundation::crypto::cryptopp::CryptoProvider>());
   auto const generator = engine.createDefaultCryptoPRNG(foundation::crypto::bytes{});
-  detail::UUIDBytes const bytes =
-      detail::makeVersion4UUID([&generator] { return generator.generateByteArray(8); });
-  setUUID(opc::toString(detail::formatUUID(bytes), true));
+  setUUID(opc::toString(detail::makeRandomUUID(generator), true));
 }
 
 }  // namespace vkservices

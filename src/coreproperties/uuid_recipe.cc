@@ -42,6 +42,10 @@ std::string formatUUID(UUIDBytes const& bytes) {
   return text;
 }
 
+std::string makeRandomUUID(foundation::crypto::interfaces::ICryptoPRNG const& generator) {
+  return formatUUID(makeVersion4UUID([&generator] { return generator.generateByteArray(8); }));
+}
+
 }  // namespace detail
 }  // namespace vkservices
 }  // namespace opc

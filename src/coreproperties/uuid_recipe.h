@@ -1,5 +1,5 @@
 // How a random UUID is made from the crypto library's generator, and how sixteen bytes are
-// written as a UUID.  Internal to the core properties subsystem; apart from the generator so
+// written as a UUID.  Internal to the core properties subsystem; the generator is a parameter so
 // that the recipe can be tested with known draws.
 #ifndef SRC_COREPROPERTIES_UUID_RECIPE_H_
 #define SRC_COREPROPERTIES_UUID_RECIPE_H_
@@ -8,6 +8,8 @@
 #include <functional>
 #include <string>
 #include <vector>
+
+#include <foundation/crypto/i_crypto_prng.h>
 
 namespace opc {
 namespace vkservices {
@@ -25,6 +27,10 @@ UUIDBytes makeVersion4UUID(std::function<std::vector<unsigned char>()> const& dr
 // The bytes as two lower-case hexadecimal digits each (ASCII), high nibble first, with "-" behind
 // bytes 3, 5, 7 and 9: 36 characters.
 std::string formatUUID(UUIDBytes const& bytes);
+
+// A version 4 UUID, formatted, from four draws of `generator.generateByteArray(8)`.  What the
+// generator raises passes through.
+std::string makeRandomUUID(foundation::crypto::interfaces::ICryptoPRNG const& generator);
 
 }  // namespace detail
 }  // namespace vkservices
