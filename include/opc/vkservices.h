@@ -44,6 +44,9 @@
 #include <fl/i18n/charset.h>
 
 // The services of this library.
+#include <opc/vkservices/aes_decryption_transform.h>
+#include <opc/vkservices/aes_encryption_transform.h>
+#include <opc/vkservices/bytes.h>
 #include <opc/vkservices/content_sources.h>
 #include <opc/vkservices/content_types.h>
 #include <opc/vkservices/core_properties.h>
@@ -51,6 +54,10 @@
 #include <opc/vkservices/errors.h>
 #include <opc/vkservices/file_system_entry.h>
 #include <opc/vkservices/file_system_manager.h>
+#include <opc/vkservices/i_decryptor.h>
+#include <opc/vkservices/i_digest_engine.h>
+#include <opc/vkservices/i_encryptor.h>
+#include <opc/vkservices/iv_mode.h>
 #include <opc/vkservices/schema_base.h>
 #include <opc/vkservices/transform_source.h>
 #include <opc/vkservices/ude_to_utf8_transform.h>

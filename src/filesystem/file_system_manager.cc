@@ -2,6 +2,7 @@
 #include <opc/core/exception.h>
 #include <opc/vkservices/file_system_manager.h>
 
+#include "encryption/file_system_encryption.h"
 #include "filesystem/extraction_session.h"
 #include "filesystem/file_system_manifest_xml.h"
 #include "filesystem/file_system_tree.h"
@@ -19,8 +20,7 @@ FileSystemManager::FileSystemManager(opc::model::Package& package,
       tree_(std::make_unique<FileSystemTree>()),
       manifestXml_(std::make_unique<FileSystemManifestXml>()),
       saveV1Manifest_(false),
-      encryptionTypeAndMode_("AES256-GCM"),
-      digestAlgorithm_("HMAC-SHA256") {}
+      encryption_(std::make_unique<detail::FileSystemEncryption>()) {}
 
 // Members go in reverse order of declaration, which is the order the manager needs: the
 // engines before the tree, the manifest reader before the tree it was made for.
@@ -43,9 +43,9 @@ std::u16string FileSystemManager::getCreatedByEncoding() const {
 
 void FileSystemManager::setSaveV1Manifest(bool saveV1Manifest) { saveV1Manifest_ = saveV1Manifest; }
 
-bool FileSystemManager::isEncryptionEnabled() const { return encryptor_ != nullptr; }
+bool FileSystemManager::isEncryptionEnabled() const { return encryption_->isEncryptionEnabled(); }
 
-bool FileSystemManager::isDecryptionEnabled() const { return decryptor_ != nullptr; }
+bool FileSystemManager::isDecryptionEnabled() const { return encryption_->isDecryptionEnabled(); }
 
 opc::FileSystemOps& FileSystemManager::getSourceFSImpl() const {
   // A null pointer here is a call out of order; a clear error beats undefined behaviour.

@@ -14,6 +14,8 @@
 #include <opc/vkservices/file_system_manager.h>
 #include <opc/vkservices/ude_to_utf8_transform.h>
 
+#include "encryption/file_system_encryption.h"
+
 namespace opc {
 namespace vkservices {
 
@@ -92,12 +94,9 @@ FileSystemEntry FileSystemManager::addFileInternal(std::unique_ptr<IContentSourc
                                                    std::u16string const& path,
                                                    opc::Perms::Perms_tag permissions,
                                                    boost::posix_time::ptime time) {
-  if (isEncryptionEnabled()) {
-    // An encryptor is only ever set together with the encrypting transform that would wrap
-    // the source here; neither exists in this build, so this point is not reached.
-    throw opc::Exception("Encryption of content is not available in this build",
-                         boost::system::error_code());
-  }
+  // The transform's own type is what gives the part its parameters.  The content is
+  // encrypted as it is copied, in pieces.
+  if (isEncryptionEnabled()) source = encryption_->encrypting(std::move(source));
   // A copy through the text form, so that the part's type shares nothing with the source.
   opc::model::ContentType const contentType(source->getContentType().toString());
   FileSystemEntry const entry = createFileInternal(path, contentType, permissions, time);

@@ -1,11 +1,14 @@
 // Create, delete and read of FileSystemManager.  The steps of each operation keep a fixed
 // order, so that it is always the same error that wins.
+#include <utility>
+
 #include <opc/core/string_conversions.h>
 #include <opc/model/standard_part_info.h>
 #include <opc/vkservices/content_sources.h>
 #include <opc/vkservices/errors.h>
 #include <opc/vkservices/file_system_manager.h>
 
+#include "encryption/file_system_encryption.h"
 #include "filesystem/file_system_node.h"
 #include "filesystem/file_system_tree.h"
 
@@ -136,9 +139,10 @@ std::unique_ptr<IContentSource> FileSystemManager::getFileContentSource(
     throw CouldNotDecryptContent(
         "Content is encrypted but enableDecryption() has not been called yet");
   }
-  // A decryptor is only ever set together with the decrypting transform; neither exists in
-  // this build, so this point is not reached.
-  throw CouldNotDecryptContent("Decryption of content is not available in this build");
+  // The algorithm is the part's own, judged only when the decryptor meets it.
+  return encryption_->decrypting(
+      part, std::move(result),
+      opc::toASCIIString(part.getContentType().getParameterValue(kEncryptionParameter)));
 }
 
 std::u16string FileSystemManager::getLinkTarget(FileSystemEntry const& entry) const {

@@ -17,6 +17,7 @@
 #include <opc/vkservices/errors.h>
 #include <opc/vkservices/file_system_manager.h>
 
+#include "encryption/file_system_encryption.h"
 #include "filesystem/file_system_manifest_xml.h"
 #include "filesystem/file_system_manifest_xml_names.h"
 #include "filesystem/file_system_node.h"
@@ -126,9 +127,10 @@ void FileSystemManager::doLoad() {
       throw CouldNotDecryptContent(
           "Manifest is encrypted but enableDecryption() has not been called yet");
     }
-    // A decryptor is only ever set together with the decrypting transform that reads the
-    // manifest; neither exists in this build, so this point is not reached.
-    throw CouldNotDecryptContent("Decryption of the manifest is not available in this build");
+    // A wrong key fails here, at the first read of the stream, before the reader sees a byte.
+    source = encryption_->decrypting(
+        part, std::move(source),
+        opc::toASCIIString(contentType.getParameterValue(kEncryptionParameter)));
   }
   manifestXml_->read(source->getInputStream(), *tree_);
 
@@ -158,12 +160,8 @@ void FileSystemManager::doSave() {
   std::istringstream input(text.str());
   std::unique_ptr<IContentSource> source =
       std::make_unique<StreamContentSource>(input, getPartContentType());
-  if (isEncryptionEnabled()) {
-    // An encryptor is only ever set together with the encrypting transform; neither exists
-    // in this build, so this point is not reached.
-    throw opc::Exception("Encryption of the manifest is not available in this build",
-                         boost::system::error_code());
-  }
+  // The manifest is a part like the others and follows the same rule.
+  if (isEncryptionEnabled()) source = encryption_->encrypting(std::move(source));
   opc::model::ContentType const contentType = source->getContentType();
 
   auto& package = getPackage();

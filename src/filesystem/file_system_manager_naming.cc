@@ -2,9 +2,10 @@
 #include <algorithm>
 #include <string>
 
-#include <opc/core/exception.h>
 #include <opc/model/uri.h>
 #include <opc/vkservices/file_system_manager.h>
+
+#include "encryption/file_system_encryption.h"
 
 namespace opc {
 namespace vkservices {
@@ -31,13 +32,9 @@ std::u16string suffix(std::int32_t counter) {
 // because nothing derives anything from the shape of the name.
 opc::model::PartName FileSystemManager::makeUniquePartName(std::u16string const& path) const {
   std::u16string encoded = opc::model::URI::encodeComponent(path, "/+@");
-  if (isEncryptionEnabled()) {
-    // With encryption the name is a digest of `encoded` that shows nothing of the path.  An
-    // encryptor is only ever set together with the digest engine that makes it, and neither
-    // exists in this build, so this point is not reached.
-    throw opc::Exception("Part names of encrypted file systems are not available in this build",
-                         boost::system::error_code());
-  }
+  // With encryption the name is a digest of `encoded` that shows nothing of the path: every
+  // file lies directly under the root, and a clash can only be resolved at the end.
+  if (isEncryptionEnabled()) encoded = encryption_->hiddenName(encoded);
   std::u16string candidate = kPartNameRoot + encoded;
 
   auto& package = getPackage();

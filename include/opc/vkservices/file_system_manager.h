@@ -8,6 +8,7 @@
 #include <vector>
 
 #include <boost/date_time/posix_time/ptime.hpp>
+#include <boost/optional.hpp>
 
 #include <opc/core/file_system_ops.h>
 #include <opc/core/file_system_ops_selector.h>
@@ -19,25 +20,22 @@
 #include <opc/model/package.h>
 #include <opc/model/part_name.h>
 #include <opc/model/uri.h>
+#include <opc/vkservices/bytes.h>
 #include <opc/vkservices/content_sources.h>
 #include <opc/vkservices/export.h>
 #include <opc/vkservices/file_system_entry.h>
+#include <opc/vkservices/iv_mode.h>
 
 namespace opc {
 namespace vkservices {
 
 class FileSystemTree;
 class FileSystemManifestXml;
-// The engines of encryption.  A manager holds them once encryption is switched on; this
-// build never switches it on, so only their names are needed here.
-class IVGenerator;
-class IEncryptor;
-class IDecryptor;
-class IDigestEngine;
 
 namespace detail {
 class FileSystemManagerAccess;
 struct ExtractionSession;
+class FileSystemEncryption;
 }  // namespace detail
 
 // How content passes into and out of the file system.  Only ApplyTransforms is tested for:
@@ -145,9 +143,72 @@ class OPCVK_EXPORT FileSystemManager : public opc::model::DataManager {
   // manifest).  The next save then writes the current manifest and, with the flag, the older one.
   void setSaveV1Manifest(bool saveV1Manifest);
 
-  // True once an encryptor is set.  Never in this build.  Does not load.
+  // --- Encryption.  An encrypted file system is encrypted whole: every file's content and
+  // the manifest, each under AES-256-GCM as one message with a fresh 16-byte IV stored in
+  // front of the ciphertext and the 16-byte tag after it, in a part whose content type
+  // carries the parameters "encryption=AES256-GCM" and "iv=inline"; and every file's part
+  // is named "/fsroot/" and the hexadecimal HMAC-SHA-256, under the same key, of its
+  // percent-encoded path, so that names give no path away.  Encrypted parts are stored,
+  // not compressed.  The key is 32 raw bytes (a key derived from a password, for example);
+  // the manager keeps it only inside the crypto engines, in buffers wiped when they go.
+  // Other managers' parts (core properties, cipher data) are not encrypted.
+  //
+  // Nothing read from an encrypted part is handed out before its tag verified: content up
+  // to a few MiB is decrypted whole in memory; larger content is read twice, once to
+  // verify and once to decrypt as the caller reads, in bounded memory, and content that
+  // changed between the two readings fails at the end of the second.
+
+  // Switches encryption on.  In a package open for Create, from now on files added with
+  // addFile and the manifest are encrypted.  In one open for Modify:
+  //  - a plain file system (one whose manifest part is not encrypted) is converted: each
+  //    file is read from its plain part, its part deleted, and the content added again
+  //    encrypted, under a new part name, with its permissions and time; links and empty
+  //    folders stay as they are, in the manifest only.  The manager is marked dirty; the
+  //    manifest part is rewritten encrypted at the next save (isEncrypted() tells the old
+  //    state until then).  A file goes from part to part as a stream through the package's
+  //    spool, never whole in memory.  A failure raises CannotEnableEncryption "Could not
+  //    successfully change from a non-encrypted file system to an encrypted file-system";
+  //    the files converted by then stay converted, so that only an atomic save of the
+  //    package (or none) keeps the package whole;
+  //  - an encrypted one is loaded with `key` at once, and a key that does not open its
+  //    manifest raises CannotEnableEncryption "Encryption key most likely does not match
+  //    the key used to originally encrypt the package"; with the right key, the manager can
+  //    read, add and save as usual;
+  //  - one with no file system yet is as under Create.
+  //
+  // `mode` and `ivBytes` say where IVs come from (iv_mode.h): RandomIV with an optional
+  // seed (empty, or at least 8 bytes), DeterministicIV with a fixed portion of at least 8
+  // bytes.  WARNING: with DeterministicIV the IVs depend on the fixed portion and the order
+  // of the messages alone.  A fixed portion reused under one key by two packages (or by two
+  // saves of one package) repeats IVs for different content, which breaks GCM: it gives away
+  // the XOR of the plaintexts and lets anyone forge messages under that key.  Use it only
+  // for output that must be reproducible byte for byte, with a key or fixed portion of its
+  // own; otherwise use RandomIV.
+  //
+  // Raises CannotEnableEncryption "Cannot enable encryption unless package is open for
+  // Create or Modify" for a package open for Read; InvalidIVBytesSize "IV fixed portion
+  // must be at least 8 bytes" or "IV seed must be at least 8 bytes when it is specified",
+  // with nothing changed; foundation::crypto::utils::Exception (a std::runtime_error, not an
+  // opc::Exception) for a key that is not 32 bytes.  May be called again; each call replaces
+  // the engines it makes.
+  void enableEncryption(bytes const& key, IVMode mode, bytes const& ivBytes);
+  // Gives a package open for Read the key to read an encrypted file system.  Reads and
+  // checks nothing: a wrong key shows at the first operation that loads, as
+  // CouldNotTransformContentData, after a line on standard output (see the load section).
+  // Raises CannotEnableDecryption "Cannot enable decryption unless package is open for
+  // Read" for any other package (a package open for Modify gets its decryptor from
+  // enableEncryption), and foundation::crypto::utils::Exception for a key that is not 32
+  // bytes.  May be called again; the last key wins.
+  void enableDecryption(bytes const& key);
+  // Whether the package's manifest part (found by its relationship) is encrypted, by its
+  // content type alone: no key is needed, nothing is loaded or decrypted.  False for a
+  // package without a file system or with an older one only.
+  bool isEncrypted() const;
+  // True once encryption is on (enableEncryption succeeded up to its encryptor).  Does not
+  // load.
   bool isEncryptionEnabled() const;
-  // True once a decryptor is set.  Never in this build.  Does not load.
+  // True once a decryptor is set (enableDecryption, or enableEncryption on an encrypted
+  // package open for Modify).  Does not load.
   bool isDecryptionEnabled() const;
 
   // --- Queries.  The path forms load the tree first and take the path with backslashes
@@ -194,8 +255,10 @@ class OPCVK_EXPORT FileSystemManager : public opc::model::DataManager {
 
   // Makes an empty file: a new part of `contentType` under "/fsroot", named after the path
   // (a taken or otherwise unusable name gets a numbered suffix), compressed as content.
-  // `permissions` 65535 and `lastModifiedTime` not_a_date_time mean unknown.  Write the bytes
-  // through getFileOutputStream.  A path that gives no valid part name raises the model's
+  // With encryption on, the part is named by the digest of the path and stored; the bytes
+  // written to it are NOT encrypted: only addFile encrypts.  `permissions` 65535 and
+  // `lastModifiedTime` not_a_date_time mean unknown.  Write the bytes through
+  // getFileOutputStream.  A path that gives no valid part name raises the model's
   // opc::model::InvalidPartName, and nothing changes.
   FileSystemEntry createFile(std::u16string const& path, opc::model::ContentType const& contentType,
                              opc::Perms::Perms_tag permissions,
@@ -225,10 +288,16 @@ class OPCVK_EXPORT FileSystemManager : public opc::model::DataManager {
   // another kind, and the model's opc::model::PartNotFound if the part has gone.
   opc::OutputStream& getFileOutputStream(FileSystemEntry const& entry);
   // A new source over the content of the file `entry`, owned by the caller, valid while the
-  // package is open.  With NoTransforms: the stored bytes and the stored content type.  With
-  // ApplyTransforms encrypted content would be decrypted; as no decryptor can be set in this
-  // build, encrypted content raises CouldNotDecryptContent "Content is encrypted but
-  // enableDecryption() has not been called yet".  Raises FileSystemEntryMustBeFile "File
+  // package is open.  With NoTransforms: the stored bytes and the stored content type
+  // (ciphertext, with its IV in front, for an encrypted file; no key needed).  With
+  // ApplyTransforms, encrypted content is decrypted and its type loses the parameters
+  // "encryption" and "iv"; the bytes are authenticated before the first one is delivered.
+  // Decryption happens on the source's first getInputStream(), which raises
+  // CouldNotTransformContentData if the content does not decrypt (a wrong key, altered
+  // content, an unknown algorithm), after a line on standard output; content that changes
+  // while it is read fails at the read that would deliver its end.  Raises
+  // CouldNotDecryptContent "Content is encrypted but enableDecryption() has not been called
+  // yet" for encrypted content without a decryptor, and FileSystemEntryMustBeFile "File
   // system entry must be a file" for another kind.
   std::unique_ptr<IContentSource> getFileContentSource(FileSystemEntry const& entry,
                                                        TransformMode mode);
@@ -244,9 +313,11 @@ class OPCVK_EXPORT FileSystemManager : public opc::model::DataManager {
   // Adds the file `sourceFileName` at the package path `path` with the permissions and the
   // last modified time it has on disk.  With ApplyTransforms a text/plain file is recoded to
   // UTF-8 (UDEToUTF8Transform) and gets that transform's content type; anything else is
-  // stored as it is.  Raises FileSystemEntryAlreadyExists before touching the file if the
-  // path is taken; CouldNotGetPermissions / CouldNotGetLastModifiedTime if the disk does not
-  // give them; the source's own errors if it cannot be read.
+  // stored as it is.  With encryption on, the content is then encrypted as it is copied, in
+  // bounded memory, and stored (see the encryption section).  Raises FileSystemEntryAlreadyExists
+  // before touching the file if the path is taken; CouldNotGetPermissions /
+  // CouldNotGetLastModifiedTime if the disk does not give them; the source's own errors if it
+  // cannot be read.
   FileSystemEntry addFile(std::u16string const& sourceFileName, std::u16string const& path,
                           TransformMode mode);
   // Adds the content of `source` at `path` with the given permissions and time (unknown
@@ -300,14 +371,17 @@ class OPCVK_EXPORT FileSystemManager : public opc::model::DataManager {
 
   // --- Load and save, called by the package model.
   // Reads the manifest into a new tree; a part of the older manifest's content type is
-  // converted.  Raises CouldNotDecryptContent "Manifest is encrypted but enableDecryption()
-  // has not been called yet" for an encrypted manifest, opc::model::InvalidPartContent for a
-  // manifest that does not parse, and CouldNotConvertFileSystemManifest "Error converting
+  // converted.  An encrypted manifest is decrypted with the decryptor.  Raises
+  // CouldNotDecryptContent "Manifest is encrypted but enableDecryption() has not been called
+  // yet" for an encrypted manifest without one, CouldNotTransformContentData for one that
+  // does not decrypt (a wrong key), opc::model::InvalidPartContent for a manifest that does
+  // not parse, and CouldNotConvertFileSystemManifest "Error converting
   // from V1 manifest to current format: <cause>" if an older manifest cannot be converted
   // (a link part that is missing, empty, or longer than a link target can be).
   void doLoad() override;
-  // Writes the manifest part, creating it and its relationship if needed, and with
-  // setSaveV1Manifest(true) the older manifest too.
+  // Writes the manifest part, creating it and its relationship if needed (encrypted when
+  // encryption is on, made again when its type changes), and with setSaveV1Manifest(true)
+  // the older manifest too, never encrypted.
   void doSave() override;
   // The manifest part names and the part names of all files.  Loads the tree.
   std::vector<std::u16string> doGetManagedPartNames() const override;
@@ -316,6 +390,13 @@ class OPCVK_EXPORT FileSystemManager : public opc::model::DataManager {
 
   // Loads the tree if needed and deals with the parts of an older manifest once.
   void ensureLoaded() const;
+
+  // Whether the manifest part is there and not encrypted.
+  bool isNonEncrypted() const;
+  // The content type of the part that the first manifest relationship leads to, if any.
+  boost::optional<opc::model::ContentType> getManifestContentType() const;
+  // Re-adds every file of a plain file system encrypted; links and folders stay.
+  void convertToEncrypted();
   FileSystemEntry makeEntry(FileSystemNode const& node) const;
 
   // The older form of the manifest.  Writes it into the part its relationship leads to,
@@ -399,12 +480,8 @@ class OPCVK_EXPORT FileSystemManager : public opc::model::DataManager {
   std::unique_ptr<FileSystemTree> tree_;
   std::unique_ptr<FileSystemManifestXml> manifestXml_;
   bool saveV1Manifest_;
-  std::string encryptionTypeAndMode_;
-  std::shared_ptr<IVGenerator> ivGenerator_;
-  std::shared_ptr<IEncryptor> encryptor_;
-  std::shared_ptr<IDecryptor> decryptor_;
-  std::string digestAlgorithm_;
-  std::shared_ptr<IDigestEngine> digestEngine_;
+  // The algorithm names, and the engines once encryption or decryption is enabled.
+  std::unique_ptr<detail::FileSystemEncryption> encryption_;
   // The destination of the last extraction, kept between calls.
   std::unique_ptr<detail::ExtractionSession> extraction_;
 };

@@ -2,22 +2,18 @@
 #ifndef OPC_VKSERVICES_TRANSFORM_SOURCE_H_
 #define OPC_VKSERVICES_TRANSFORM_SOURCE_H_
 
-#include <cstdint>
 #include <memory>
-#include <vector>
 
 #include <boost/core/noncopyable.hpp>
 
 #include <opc/core/input_stream.h>
 #include <opc/model/content_type.h>
+#include <opc/vkservices/bytes.h>
 #include <opc/vkservices/content_sources.h>
 #include <opc/vkservices/export.h>
 
 namespace opc {
 namespace vkservices {
-
-// The buffers of transforms, keys, IVs and digests.
-using bytes = std::vector<std::uint8_t>;
 
 namespace detail {
 class Transformer;
