@@ -56,9 +56,9 @@ inline boost::posix_time::ptime noTime() {
 // A package in memory and a manager over it.  The package is declared first so that it
 // outlives the manager.
 struct ManagedPackage {
-  explicit ManagedPackage(std::vector<unsigned char> bytes = {},
+  explicit ManagedPackage(std::vector<unsigned char> archive = {},
                           opc::model::PackageAccess access = opc::model::PackageAccess::Create)
-      : package(opc::model::Package::openBuffer(std::move(bytes), access)),
+      : package(opc::model::Package::openBuffer(std::move(archive), access)),
         manager(std::make_unique<opc::vkservices::FileSystemManager>(
             *package, opc::FileSystemOpsSelector())) {}
 
