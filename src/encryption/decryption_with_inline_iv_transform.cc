@@ -42,26 +42,31 @@ DecryptionWithInlineIVTransform::DecryptionWithInlineIVTransform(
     std::unique_ptr<IContentSource> source, std::shared_ptr<IDecryptor> decryptor,
     std::string const& typeAndMode)
     : DecryptionWithInlineIVTransform(source.get(), std::move(source), std::move(decryptor),
-                                      typeAndMode, Authentication::BeforeFirstByte, Reopen()) {}
+                                      typeAndMode, Authentication::BeforeFirstByte, Reopen(),
+                                      kWholeMessageLimit) {}
 
 DecryptionWithInlineIVTransform::DecryptionWithInlineIVTransform(
     std::unique_ptr<IContentSource> source, std::shared_ptr<IDecryptor> decryptor,
-    std::string const& typeAndMode, Authentication authentication, Reopen reopen)
+    std::string const& typeAndMode, Authentication authentication, Reopen reopen,
+    std::size_t wholeMessageLimit)
     : DecryptionWithInlineIVTransform(source.get(), std::move(source), std::move(decryptor),
-                                      typeAndMode, authentication, std::move(reopen)) {}
+                                      typeAndMode, authentication, std::move(reopen),
+                                      wholeMessageLimit) {}
 
 // The wrapped source is seen before the base takes it over: the base keeps it private.
 DecryptionWithInlineIVTransform::DecryptionWithInlineIVTransform(
     IContentSource* wrapped, std::unique_ptr<IContentSource>&& source,
     std::shared_ptr<IDecryptor> decryptor, std::string const& typeAndMode,
-    Authentication authentication, Reopen reopen)
+    Authentication authentication, Reopen reopen, std::size_t wholeMessageLimit)
     : TransformSource(std::move(source)),
       wrapped_(wrapped),
       decryptor_(std::move(decryptor)),
       typeAndMode_(typeAndMode),
       ivSize_(foundation::crypto::CryptoEngine::getAESBlockSizeInBytes()),
       authentication_(authentication),
-      reopen_(std::move(reopen)) {}
+      reopen_(std::move(reopen)),
+      // A head longer than the limit must hold the whole IV.
+      wholeMessageLimit_(std::max(wholeMessageLimit, ivSize_)) {}
 
 DecryptionWithInlineIVTransform::~DecryptionWithInlineIVTransform() = default;
 
@@ -115,13 +120,13 @@ bool DecryptionWithInlineIVTransform::transformData(bytes const& input, bytes& o
   }
 }
 
-bytes DecryptionWithInlineIVTransform::readHead(opc::InputStream& input) {
+bytes DecryptionWithInlineIVTransform::readHead(opc::InputStream& input) const {
   input.open();
   bytes head;
   std::size_t emptyReads = 0;
-  while (!input.isDone() && head.size() <= kWholeMessageLimit) {
+  while (!input.isDone() && head.size() <= wholeMessageLimit_) {
     std::size_t const had = head.size();
-    head.resize(had + std::min(kReadSize, kWholeMessageLimit + 1 - had));
+    head.resize(had + std::min(kReadSize, wholeMessageLimit_ + 1 - had));
     std::size_t const count = input.read(head.data() + had, head.size() - had);
     head.resize(had + count);
     if (count != 0) {
@@ -149,7 +154,7 @@ opc::InputStream& DecryptionWithInlineIVTransform::decryptStreamed(bytes head,
                                                                    opc::InputStream& input) {
   auto const& streaming = dynamic_cast<detail::StreamingDecryptor const&>(*decryptor_);
   detail::CipherFailure const fail = [this](std::exception const* cause) { return failure(cause); };
-  // The head holds more than kWholeMessageLimit bytes, so the whole IV.
+  // The head holds more than wholeMessageLimit_ bytes, so the whole IV.
   bytes const iv(head.begin(), head.begin() + static_cast<std::ptrdiff_t>(ivSize_));
   std::optional<foundation::crypto::AESGCMStreamDecryptor> cipher;
   try {

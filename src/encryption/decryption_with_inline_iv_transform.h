@@ -26,7 +26,7 @@ namespace vkservices {
 // "encryption" and "iv"; others stay.
 //
 // No byte is handed out that has not been authenticated.  Content of up to
-// kWholeMessageLimit bytes is read and decrypted whole, the tag verified before the stream
+// kWholeMessageLimit bytes (4 MiB) is read and decrypted whole, the tag verified before the stream
 // exists.  Larger content, given the library's own decryptor and a way to read the content
 // again (the second constructor), is decrypted in bounded memory in two passes: the first
 // reads it all and checks the tag, handing nothing out; the second decrypts as the caller
@@ -65,11 +65,13 @@ class DecryptionWithInlineIVTransform : public TransformSource {
   DecryptionWithInlineIVTransform(std::unique_ptr<IContentSource> source,
                                   std::shared_ptr<IDecryptor> decryptor,
                                   std::string const& typeAndMode);
-  // Streams large content as `authentication` says; `reopen` is needed for BeforeFirstByte.
+  // Streams content larger than `wholeMessageLimit` (at least 16) as `authentication` says;
+  // `reopen` is needed for BeforeFirstByte.
   DecryptionWithInlineIVTransform(std::unique_ptr<IContentSource> source,
                                   std::shared_ptr<IDecryptor> decryptor,
                                   std::string const& typeAndMode, Authentication authentication,
-                                  Reopen reopen);
+                                  Reopen reopen,
+                                  std::size_t wholeMessageLimit = kWholeMessageLimit);
   ~DecryptionWithInlineIVTransform() override;
 
   opc::InputStream& getInputStream() override;
@@ -84,10 +86,10 @@ class DecryptionWithInlineIVTransform : public TransformSource {
   DecryptionWithInlineIVTransform(IContentSource* wrapped, std::unique_ptr<IContentSource>&& source,
                                   std::shared_ptr<IDecryptor> decryptor,
                                   std::string const& typeAndMode, Authentication authentication,
-                                  Reopen reopen);
+                                  Reopen reopen, std::size_t wholeMessageLimit);
 
-  // Reads `input` until its end or past kWholeMessageLimit bytes.
-  static bytes readHead(opc::InputStream& input);
+  // Reads `input` until its end or past wholeMessageLimit_ bytes.
+  bytes readHead(opc::InputStream& input) const;
   // The whole message in `head`, decrypted by transformData.
   opc::InputStream& decryptWhole(bytes const& head);
   // A message larger than `head`, the rest of it still in `input`.
@@ -101,6 +103,7 @@ class DecryptionWithInlineIVTransform : public TransformSource {
   std::size_t ivSize_;
   Authentication authentication_;
   Reopen reopen_;
+  std::size_t wholeMessageLimit_;
 
   // The stream handed out, and what it reads; each declared before what reads it.
   bytes plaintext_;
