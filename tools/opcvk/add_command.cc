@@ -10,6 +10,7 @@
 
 #include "commands.h"
 #include "open_package.h"
+#include "package_key.h"
 #include "paths.h"
 #include "progress.h"
 #include "silenced_stdout.h"
@@ -30,6 +31,7 @@ struct AddOptions {
   bool noTransforms = false;
   bool quiet = false;
   bool v1Manifest = false;
+  KeyOptions key;
 };
 
 std::string readLink(fs::path const& link) {
@@ -90,6 +92,7 @@ void runAdd(AddOptions const& options) {
   std::u16string const path = packagePathArgument(options.as);
   OpenPackage open(options.package, opc::model::PackageAccess::Modify,
                    manifestForms(options.v1Manifest));
+  unlockPackage(open, options.package, options.key, KeyUse::Modify);
   FileSystemManager& files = open.files();
 
   Progress progress(Progress::wanted(options.quiet), 1, 0);
@@ -119,6 +122,7 @@ void addAddCommand(CLI::App& app, Commands& commands) {
   command->add_option("--as", options->as, "The path in the package")->required();
   command->add_flag("--no-transforms", options->noTransforms,
                     "Store text files as they are, without recoding them to UTF-8");
+  addKeyOptions(*command, options->key);
   addQuietFlag(*command, options->quiet);
   addV1ManifestFlag(*command, options->v1Manifest);
   command->footer(

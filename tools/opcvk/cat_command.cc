@@ -12,6 +12,7 @@
 #include "commands.h"
 #include "open_package.h"
 #include "output.h"
+#include "package_key.h"
 #include "paths.h"
 
 namespace opcvk {
@@ -24,10 +25,12 @@ struct CatOptions {
   std::string path;
   bool noTransforms = false;
   bool quiet = false;
+  KeyOptions key;
 };
 
 void runCat(CatOptions const& options) {
   OpenPackage open(options.package, opc::model::PackageAccess::Read);
+  unlockPackage(open, options.package, options.key, KeyUse::Read);
   opc::vkservices::FileSystemManager& files = open.files();
   opc::vkservices::FileSystemEntry const entry = files.getEntry(packagePathArgument(options.path));
   // Links and folders are refused by the library ("File system entry must be a file").
@@ -54,11 +57,16 @@ void addCatCommand(CLI::App& app, Commands& commands) {
   command->add_option("PATH", options->path, "The file in the package")->required();
   command->add_flag("--no-transforms", options->noTransforms,
                     "Write the bytes as they are stored, without decoding them");
+  addKeyOptions(*command, options->key);
   addQuietFlag(*command, options->quiet);
   command->footer(
+      "The content of an encrypted package is written only once it is known to be what was\n"
+      "encrypted: a file that was altered gives an error and no byte of it.\n"
+      "\n"
       "Examples:\n"
       "  opcvk cat notes.opc /docs/todo.txt\n"
-      "  opcvk cat notes.opc /data/table.bin > table.bin");
+      "  opcvk cat notes.opc /data/table.bin > table.bin\n"
+      "  opcvk cat --key-file notes.key secret-notes.opc /docs/todo.txt");
   commands.push_back({command, [options] { runCat(*options); }});
 }
 

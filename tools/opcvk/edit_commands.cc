@@ -9,6 +9,7 @@
 
 #include "commands.h"
 #include "open_package.h"
+#include "package_key.h"
 #include "paths.h"
 #include "tool_error.h"
 
@@ -23,6 +24,7 @@ struct MkdirOptions {
   std::vector<std::string> paths;
   bool v1Manifest = false;
   bool quiet = false;
+  KeyOptions key;
 };
 
 struct LnOptions {
@@ -31,6 +33,7 @@ struct LnOptions {
   std::string path;
   bool v1Manifest = false;
   bool quiet = false;
+  KeyOptions key;
 };
 
 struct RmOptions {
@@ -38,11 +41,13 @@ struct RmOptions {
   std::vector<std::string> paths;
   bool v1Manifest = false;
   bool quiet = false;
+  KeyOptions key;
 };
 
 void runMkdir(MkdirOptions const& options) {
   OpenPackage open(options.package, opc::model::PackageAccess::Modify,
                    manifestForms(options.v1Manifest));
+  unlockPackage(open, options.package, options.key, KeyUse::Modify);
   for (std::string const& path : options.paths) {
     open.files().createFolder(packagePathArgument(path));
   }
@@ -52,6 +57,7 @@ void runMkdir(MkdirOptions const& options) {
 void runLn(LnOptions const& options) {
   OpenPackage open(options.package, opc::model::PackageAccess::Modify,
                    manifestForms(options.v1Manifest));
+  unlockPackage(open, options.package, options.key, KeyUse::Modify);
   open.files().createLink(packagePathArgument(options.path), fromArgument(options.target));
   open.save();
 }
@@ -73,6 +79,7 @@ void remove(FileSystemManager& files, std::u16string const& path) {
 void runRm(RmOptions const& options) {
   OpenPackage open(options.package, opc::model::PackageAccess::Modify,
                    manifestForms(options.v1Manifest));
+  unlockPackage(open, options.package, options.key, KeyUse::Modify);
   for (std::string const& path : options.paths) remove(open.files(), packagePathArgument(path));
   open.save();
 }
@@ -85,6 +92,7 @@ void addMkdirCommand(CLI::App& app, Commands& commands) {
       app.add_subcommand("mkdir", "Make folders in a package, with any missing parents.");
   command->add_option("PACKAGE", options->package, "The package to change")->required();
   command->add_option("PATH", options->paths, "The folders to make")->required();
+  addKeyOptions(*command, options->key);
   addQuietFlag(*command, options->quiet);
   addV1ManifestFlag(*command, options->v1Manifest);
   command->footer(
@@ -104,6 +112,7 @@ void addLnCommand(CLI::App& app, Commands& commands) {
   command->add_option("TARGET", options->target, "The link's target text, kept as it is")
       ->required();
   command->add_option("PATH", options->path, "Where the link goes in the package")->required();
+  addKeyOptions(*command, options->key);
   addQuietFlag(*command, options->quiet);
   addV1ManifestFlag(*command, options->v1Manifest);
   command->footer(
@@ -121,6 +130,7 @@ void addRmCommand(CLI::App& app, Commands& commands) {
       "rm", "Remove files, links and folders (with everything in them) from a package.");
   command->add_option("PACKAGE", options->package, "The package to change")->required();
   command->add_option("PATH", options->paths, "The entries to remove")->required();
+  addKeyOptions(*command, options->key);
   addQuietFlag(*command, options->quiet);
   addV1ManifestFlag(*command, options->v1Manifest);
   command->footer(

@@ -13,6 +13,7 @@
 #include "commands.h"
 #include "file_parts.h"
 #include "open_package.h"
+#include "package_key.h"
 #include "paths.h"
 #include "progress.h"
 
@@ -33,6 +34,7 @@ struct ExtractOptions {
   std::string replace = "never";
   bool noTransforms = false;
   bool quiet = false;
+  KeyOptions key;
 };
 
 ReplaceMode replaceMode(std::string const& word) {
@@ -76,6 +78,7 @@ std::map<std::u16string, FileSystemEntry> chooseEntries(FileSystemManager& files
 
 void runExtract(ExtractOptions const& options) {
   OpenPackage open(options.package, opc::model::PackageAccess::Read);
+  unlockPackage(open, options.package, options.key, KeyUse::Read);
   FileSystemManager& files = open.files();
   std::u16string const destination = fromArgument(options.destination);
   RestoreMode const restore =
@@ -141,18 +144,23 @@ void addExtractCommand(CLI::App& app, Commands& commands) {
       ->check(CLI::IsMember({"never", "existing", "always"}));
   command->add_flag("--no-transforms", options->noTransforms,
                     "Write the bytes as they are stored, without decoding them");
+  addKeyOptions(*command, options->key);
   addQuietFlag(*command, options->quiet);
   command->footer(
       "Files get back their permissions and times, as archivers do, unless --no-restore is\n"
       "given.  A writable existing file is overwritten in every --replace mode.  Nothing is\n"
       "written outside DEST: entries that would leave it are refused.  A link with an absolute\n"
       "target in the package points to the same place below DEST.\n"
+      "From an encrypted package, each file is written to a temporary file beside its place\n"
+      "and takes that place only once its content is authenticated: a file altered in the\n"
+      "package gives an error and leaves nothing behind.\n"
       "\n"
       "Examples:\n"
       "  opcvk extract photos.opc restored\n"
       "  opcvk extract photos.opc restored /2026 /index.html\n"
       "  opcvk extract --no-restore photos.opc restored\n"
-      "  opcvk extract --replace existing photos.opc restored");
+      "  opcvk extract --replace existing photos.opc restored\n"
+      "  opcvk extract --key-file photos.key secret-photos.opc restored");
   commands.push_back({command, [options] { runExtract(*options); }});
 }
 

@@ -23,6 +23,7 @@
 #include "manifests.h"
 #include "open_package.h"
 #include "output.h"
+#include "package_key.h"
 #include "paths.h"
 #include "property_fields.h"
 
@@ -33,9 +34,15 @@ struct InfoOptions {
   std::string package;
   bool json = false;
   bool quiet = false;
+  KeyOptions key;
 };
 
 struct Facts {
+  // Whether the file system is encrypted, and whether it could be read (not when it is
+  // encrypted and no key was given): the facts of the tree and its manifest are known only
+  // then.
+  bool encrypted = false;
+  bool readable = true;
   std::u16string version;
   std::u16string platform;
   std::u16string encoding;
@@ -67,11 +74,27 @@ void gatherProperties(OpenPackage& open, Facts& facts) {
   }
 }
 
-Facts gather(OpenPackage& open, std::string const& packagePath) {
-  opc::vkservices::FileSystemManager& files = open.files();
-  Facts facts;
+// What the package tells without its file system: manifests, core properties, size and
+// parts.
+void gatherPackage(OpenPackage& open, std::string const& packagePath, Facts& facts) {
   // From the relationships: a package open for reading keeps them whatever loading does.
   facts.manifests = heldManifests(open.package()).names();
+  // Core properties are never encrypted.
+  gatherProperties(open, facts);
+  facts.packageBytes = std::filesystem::file_size(packagePath);
+  for (opc::model::Part const& part : open.package().getParts()) {
+    ++facts.parts;
+    ++facts.contentTypes[utf8Text(part.getContentType().toString())];
+  }
+}
+
+Facts gather(OpenPackage& open, std::string const& packagePath, bool readable) {
+  opc::vkservices::FileSystemManager& files = open.files();
+  Facts facts;
+  facts.encrypted = files.isEncrypted();
+  facts.readable = readable;
+  gatherPackage(open, packagePath, facts);
+  if (!readable) return facts;
   facts.version = files.getVersion();
   facts.platform = files.getCreatedByPlatform();
   facts.encoding = files.getCreatedByEncoding();
@@ -86,28 +109,27 @@ Facts gather(OpenPackage& open, std::string const& packagePath) {
       facts.contentBytes += parts.size(walked.entry);
     }
   }
-  gatherProperties(open, facts);
-  facts.packageBytes = std::filesystem::file_size(packagePath);
-  for (opc::model::Part const& part : open.package().getParts()) {
-    ++facts.parts;
-    ++facts.contentTypes[utf8Text(part.getContentType().toString())];
-  }
   return facts;
 }
 
 void printText(Facts const& facts, Output& out) {
-  out.line("version: " + displayText(facts.version));
-  out.line("created-by platform: " + displayText(facts.platform));
-  out.line("created-by encoding: " + displayText(facts.encoding));
+  if (facts.readable) {
+    out.line("version: " + displayText(facts.version));
+    out.line("created-by platform: " + displayText(facts.platform));
+    out.line("created-by encoding: " + displayText(facts.encoding));
+  }
   std::string manifests;
   for (std::string const& name : facts.manifests) {
     manifests += (manifests.empty() ? "" : ", ") + name;
   }
   out.line("manifests: " + (manifests.empty() ? std::string("none") : manifests));
-  out.line("files: " + std::to_string(facts.files));
-  out.line("folders: " + std::to_string(facts.folders));
-  out.line("links: " + std::to_string(facts.links));
-  out.line("content bytes: " + std::to_string(facts.contentBytes));
+  out.line(std::string("encrypted: ") + (facts.encrypted ? "yes" : "no"));
+  if (facts.readable) {
+    out.line("files: " + std::to_string(facts.files));
+    out.line("folders: " + std::to_string(facts.folders));
+    out.line("links: " + std::to_string(facts.links));
+    out.line("content bytes: " + std::to_string(facts.contentBytes));
+  }
   out.line("package bytes: " + std::to_string(facts.packageBytes));
   out.line("parts: " + std::to_string(facts.parts));
   out.line("content types:");
@@ -130,15 +152,20 @@ void printText(Facts const& facts, Output& out) {
 }
 
 void printJson(Facts const& facts, Output& out) {
+  // What cannot be known without the key is null.
+  auto const known = [&facts](auto const& value) {
+    return facts.readable ? nlohmann::ordered_json(value) : nlohmann::ordered_json();
+  };
   nlohmann::ordered_json object;
-  object["version"] = utf8Text(facts.version);
-  object["created-by platform"] = utf8Text(facts.platform);
-  object["created-by encoding"] = utf8Text(facts.encoding);
+  object["version"] = known(utf8Text(facts.version));
+  object["created-by platform"] = known(utf8Text(facts.platform));
+  object["created-by encoding"] = known(utf8Text(facts.encoding));
   object["manifests"] = facts.manifests;
-  object["files"] = facts.files;
-  object["folders"] = facts.folders;
-  object["links"] = facts.links;
-  object["content bytes"] = facts.contentBytes;
+  object["encrypted"] = facts.encrypted;
+  object["files"] = known(facts.files);
+  object["folders"] = known(facts.folders);
+  object["links"] = known(facts.links);
+  object["content bytes"] = known(facts.contentBytes);
   object["package bytes"] = facts.packageBytes;
   object["parts"] = facts.parts;
   nlohmann::ordered_json types = nlohmann::ordered_json::object();
@@ -156,7 +183,8 @@ void printJson(Facts const& facts, Output& out) {
 
 void runInfo(InfoOptions const& options) {
   OpenPackage open(options.package, opc::model::PackageAccess::Read);
-  Facts const facts = gather(open, options.package);
+  bool const readable = unlockPackage(open, options.package, options.key, KeyUse::ReadIfKeyGiven);
+  Facts const facts = gather(open, options.package, readable);
   Output out;
   if (options.json) {
     printJson(facts, out);
@@ -175,16 +203,20 @@ void addInfoCommand(CLI::App& app, Commands& commands) {
       "core properties.");
   command->add_option("PACKAGE", options->package, "The package to read")->required();
   command->add_flag("--json", options->json, "Print one JSON object");
+  addKeyOptions(*command, options->key);
   addQuietFlag(*command, options->quiet);
   command->footer(
       "Counts leave out the root folder.  Content bytes are the stored bytes of the files;\n"
       "content types count every part of the package.  Manifests: \"current\", \"v1\" (the\n"
       "older one, alone in a package of the older generation, which is read as a current\n"
-      "one), both, or none for a package without a file system.\n"
+      "one), both, or none for a package without a file system.  Without --key-file, an\n"
+      "encrypted package shows only what its parts tell: its file system's version, origin\n"
+      "and counts need the key.\n"
       "\n"
       "Examples:\n"
       "  opcvk info photos.opc\n"
-      "  opcvk info --json photos.opc");
+      "  opcvk info --json photos.opc\n"
+      "  opcvk info --key-file photos.key secret-photos.opc");
   commands.push_back({command, [options] { runInfo(*options); }});
 }
 

@@ -17,6 +17,7 @@
 #include "format.h"
 #include "open_package.h"
 #include "output.h"
+#include "package_key.h"
 #include "paths.h"
 
 namespace opcvk {
@@ -33,6 +34,7 @@ struct ListOptions {
   bool tree = false;
   bool json = false;
   bool quiet = false;
+  KeyOptions key;
 };
 
 char kindLetter(FileSystemEntry const& entry) {
@@ -127,6 +129,7 @@ void listJson(FileSystemManager& files, FileParts& parts, bool showParts,
 
 void runList(ListOptions const& options) {
   OpenPackage open(options.package, opc::model::PackageAccess::Read);
+  unlockPackage(open, options.package, options.key, KeyUse::Read);
   FileSystemManager& files = open.files();
   std::vector<WalkedEntry> entries = walkEntries(files, packagePathArgument(options.path));
   Output out;
@@ -162,16 +165,19 @@ void addListCommand(CLI::App& app, Commands& commands) {
       command->add_flag("--tree", options->tree, "Show names indented by depth, as a tree");
   CLI::Option* json = command->add_flag("--json", options->json, "Print one JSON array");
   tree->excludes(longFormat)->excludes(json);
+  addKeyOptions(*command, options->key);
   addQuietFlag(*command, options->quiet);
   command->footer(
       "Folders end in \"/\".  Times are UTC; \"?????????\" and \"-\" stand for permissions and\n"
-      "times that the package does not know.\n"
+      "times that the package does not know.  The size of a file in an encrypted package is\n"
+      "that of its stored part: 32 bytes (IV and tag) more than its content.\n"
       "\n"
       "Examples:\n"
       "  opcvk list photos.opc\n"
       "  opcvk list -l --parts photos.opc /2026\n"
       "  opcvk list --tree photos.opc\n"
-      "  opcvk list --json photos.opc > photos.json");
+      "  opcvk list --json photos.opc > photos.json\n"
+      "  opcvk list --key-file photos.key secret-photos.opc");
   commands.push_back({command, [options] { runList(*options); }});
 }
 

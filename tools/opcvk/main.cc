@@ -11,6 +11,7 @@
 #include <opc/vkservices/version.h>
 
 #include "commands.h"
+#include "silenced_stdout.h"
 
 namespace {
 
@@ -68,6 +69,9 @@ int main(int argc, char** argv) {
   }
 
   try {
+    // The library tells some failures on std::cout before it raises them; the tool's standard
+    // output carries results only, and the failure is told once, on standard error.
+    opcvk::SilencedStdout silenced;
     for (opcvk::Command const& command : commands) {
       if (command.app->parsed()) command.run();
     }

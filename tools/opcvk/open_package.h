@@ -64,6 +64,8 @@ class OpenPackage {
   opc::vkservices::CorePropertiesManager& properties(
       opc::vkservices::CorePropertiesManager::DeterministicMode mode =
           opc::vkservices::CorePropertiesManager::NotDeterministic);
+  // The manifests that save() leaves in the package.
+  ManifestForms forms() const { return forms_; }
 
   // Writes the package (the model writes beside it and renames, so a failure leaves the file
   // as it was), with the manifests that the forms given at opening ask for.  A package that

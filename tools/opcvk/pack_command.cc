@@ -19,6 +19,7 @@
 
 #include "commands.h"
 #include "open_package.h"
+#include "package_key.h"
 #include "paths.h"
 #include "progress.h"
 #include "property_fields.h"
@@ -58,8 +59,7 @@ struct PackOptions {
   std::optional<std::string> title;
   std::optional<std::string> creator;
   std::vector<std::string> assignments;
-  // Set by the encryption options once pack has them; see refuseUnreproducible.
-  bool encrypted = false;
+  KeyOptions key;
 };
 
 // SOURCE_DATE_EPOCH, as reproducible-build tools set it: seconds since 1970-01-01 UTC.
@@ -81,7 +81,7 @@ void refuseUnreproducible(PackOptions const& options) {
   if (options.update) {
     throw ToolError("--deterministic makes a new package and cannot be used with --update");
   }
-  if (options.encrypted) {
+  if (keyGiven(options.key)) {
     throw ToolError(
         "--deterministic cannot be used with encryption: a reproducible package would repeat "
         "the same key and IV sequence, which defeats AES-GCM");
@@ -96,7 +96,7 @@ std::optional<std::int64_t> reproducibleTime(PackOptions const& options) {
     refuseUnreproducible(options);
     return epoch ? *epoch : kEarliestZipTime;
   }
-  if (epoch && !options.update && !options.encrypted) return epoch;
+  if (epoch && !options.update && !keyGiven(options.key)) return epoch;
   return std::nullopt;
 }
 
@@ -207,6 +207,8 @@ void runPack(PackOptions const& options) {
       options.package,
       options.update ? opc::model::PackageAccess::Modify : opc::model::PackageAccess::Create,
       manifestForms(options.v1Manifest), settings);
+  unlockPackage(open, options.package, options.key,
+                options.update ? KeyUse::Modify : KeyUse::Create);
   prepareProperties(open.properties(fixedTime ? CorePropertiesManager::Deterministic
                                               : CorePropertiesManager::NotDeterministic),
                     options);
@@ -250,6 +252,7 @@ void addPackCommand(CLI::App& app, Commands& commands) {
                    "Set any other core property, NAME=VALUE (repeatable; see 'opcvk props')")
       ->type_name("NAME=VALUE")
       ->check(CLI::Validator(checkPropertyAssignment, "NAME=VALUE", "property assignment"));
+  addKeyOptions(*command, options->key);
   addQuietFlag(*command, options->quiet);
   addV1ManifestFlag(*command, options->v1Manifest);
   command->footer(
@@ -271,6 +274,15 @@ void addPackCommand(CLI::App& app, Commands& commands) {
       "not depend on --jobs, and no UUID or created time.  File times stay exact in the package's\n"
       "manifest.  SOURCE_DATE_EPOCH in the environment asks for the same when a new package is\n"
       "made.  --deterministic cannot be used with --update.\n"
+
+      "With --key-file the package is encrypted under AES-256-GCM: every file's content and\n"
+      "the manifest, with the part names made from a keyed digest of the paths, so that the\n"
+      "package gives away neither content nor names (only sizes).  Its parts are stored,\n"
+      "not compressed.  Every message gets a fresh random IV: a tool that reused a fixed IV\n"
+      "portion under one key in two packages would repeat IVs, which breaks GCM (it gives\n"
+      "away the XOR of the contents and lets anyone forge them).  Keep the key file safe:\n"
+      "without it the package cannot be read.  Make one with\n"
+      "  head -c 32 /dev/urandom > photos.key\n"
       "\n"
       "Examples:\n"
       "  opcvk pack photos photos.opc\n"
@@ -278,7 +290,9 @@ void addPackCommand(CLI::App& app, Commands& commands) {
       "  opcvk pack --v1-manifest photos photos-for-older-readers.opc\n"
       "  opcvk pack --no-transforms legacy-texts texts.opc\n"
       "  opcvk pack --title 'Holiday 2024' --creator Ann photos photos.opc\n"
-      "  SOURCE_DATE_EPOCH=1700000000 opcvk pack --deterministic site site.opc");
+      "  SOURCE_DATE_EPOCH=1700000000 opcvk pack --deterministic site site.opc\n"
+
+      "  opcvk pack --key-file photos.key photos secret-photos.opc");
   commands.push_back({command, [options] { runPack(*options); }});
 }
 

@@ -1,0 +1,166 @@
+#include "package_key.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <memory>
+#include <system_error>
+
+#include <foundation/crypto/secure_bytes.h>
+#include <opc/model/package_options.h>
+#include <opc/vkservices/errors.h>
+#include <opc/vkservices/file_system_manager.h>
+#include <opc/vkservices/iv_mode.h>
+
+#include "open_package.h"
+#include "tool_error.h"
+
+namespace opcvk {
+namespace {
+
+constexpr std::size_t kKeySize = 32;
+
+using opc::vkservices::FileSystemManager;
+
+struct FileCloser {
+  void operator()(std::FILE* file) const { std::fclose(file); }
+};
+
+// The size to name for a key file that does not hold 32 bytes, `read` bytes having been
+// read of it (at most 33).
+std::string foundSize(std::string const& path, std::size_t read) {
+  if (read <= kKeySize) return std::to_string(read) + " bytes";
+  std::error_code error;
+  std::uintmax_t const size = std::filesystem::file_size(path, error);
+  if (error) return "more than 32 bytes";
+  return std::to_string(size) + " bytes";
+}
+
+PackageKey readKeyFile(std::string const& path) {
+  errno = 0;
+  std::unique_ptr<std::FILE, FileCloser> file(std::fopen(path.c_str(), "rbe"));
+  if (!file) {
+    throw ToolError("Could not read key file: " + path + ": " + std::strerror(errno));
+  }
+  // One byte more than a key, to see that the file ends where the key does, in a buffer
+  // wiped when it goes, whatever happens.
+  foundation::crypto::SecureBytes buffer(kKeySize + 1);
+  std::size_t const read = std::fread(buffer.data(), 1, buffer.size(), file.get());
+  if (std::ferror(file.get())) {
+    throw ToolError("Could not read key file: " + path + ": " + std::strerror(errno));
+  }
+  if (read != kKeySize) {
+    throw ToolError("Key file must hold exactly 32 bytes (a raw AES-256 key), but " + path +
+                    " holds " + foundSize(path, read));
+  }
+  return PackageKey(opc::vkservices::bytes(buffer.begin(), buffer.begin() + kKeySize));
+}
+
+[[noreturn]] void keyNeeded(std::string const& path) {
+  throw ToolError("Package is encrypted; give its key with --key-file: " + path);
+}
+
+[[noreturn]] void keyDoesNotOpen(std::string const& path) {
+  throw ToolError("The key does not open the package: " + path);
+}
+
+// Encryption on, with random IVs.  A tool has no way to promise that a fixed IV portion is
+// never used again under the same key, and a repeated IV gives GCM away.
+void encryptWith(OpenPackage& open, PackageKey const& key) {
+  if (open.forms() == ManifestForms::CurrentAndV1) {
+    throw ToolError(
+        "--v1-manifest cannot be used with a key: the older manifest is never encrypted, and "
+        "would give away every path of the encrypted package");
+  }
+  open.files().enableEncryption(key.bytes(), opc::vkservices::IVMode::RandomIV, {});
+}
+
+bool unlockForReading(FileSystemManager& files, std::string const& path,
+                      std::optional<PackageKey> const& key, KeyUse use) {
+  if (!files.isEncrypted()) return true;
+  if (!key) {
+    if (use == KeyUse::ReadIfKeyGiven) return false;
+    keyNeeded(path);
+  }
+  files.enableDecryption(key->bytes());
+  try {
+    // Loads the tree: the manifest is the first message the key must open.
+    files.getVersion();
+  } catch (opc::vkservices::CouldNotTransformContentData const&) {
+    keyDoesNotOpen(path);
+  }
+  return true;
+}
+
+void unlockForWriting(OpenPackage& open, std::string const& path,
+                      std::optional<PackageKey> const& key, KeyUse use) {
+  bool const encrypted = open.files().isEncrypted();
+  if (use == KeyUse::Encrypt && encrypted) {
+    throw ToolError("Package is already encrypted: " + path);
+  }
+  if (!key) {
+    if (encrypted || use == KeyUse::Encrypt) keyNeeded(path);
+    return;
+  }
+  if (use == KeyUse::Modify && !encrypted) {
+    throw ToolError("Package is not encrypted (encrypt it with 'opcvk encrypt'): " + path);
+  }
+  try {
+    encryptWith(open, *key);
+  } catch (opc::vkservices::CannotEnableEncryption const&) {
+    // On a package that is encrypted already, the only refusal left is a key that does not
+    // open its manifest; a failed conversion of a plain one is told as the library tells it.
+    if (encrypted) keyDoesNotOpen(path);
+    throw;
+  }
+}
+
+}  // namespace
+
+void addKeyOptions(CLI::App& command, KeyOptions& options) {
+  command
+      .add_option("--key-file", options.keyFile,
+                  "Read the package's AES-256 key from FILE, which holds exactly 32 raw bytes")
+      ->type_name("FILE");
+}
+
+bool keyGiven(KeyOptions const& options) { return !options.keyFile.empty(); }
+
+PackageKey& PackageKey::operator=(PackageKey&& other) noexcept {
+  if (this != &other) {
+    wipe();
+    key_ = std::move(other.key_);
+  }
+  return *this;
+}
+
+PackageKey::~PackageKey() { wipe(); }
+
+void PackageKey::wipe() noexcept { foundation::crypto::secureWipe(key_.data(), key_.size()); }
+
+std::optional<PackageKey> readPackageKey(KeyOptions const& options) {
+  if (!keyGiven(options)) return std::nullopt;
+  return readKeyFile(options.keyFile);
+}
+
+bool unlockPackage(OpenPackage& open, std::string const& path, KeyOptions const& options,
+                   KeyUse use) {
+  std::optional<PackageKey> const key = readPackageKey(options);
+  FileSystemManager& files = open.files();
+  switch (use) {
+    case KeyUse::Read:
+    case KeyUse::ReadIfKeyGiven:
+      return unlockForReading(files, path, key, use);
+    case KeyUse::Create:
+      if (key) encryptWith(open, *key);
+      return true;
+    case KeyUse::Modify:
+    case KeyUse::Encrypt:
+      unlockForWriting(open, path, key, use);
+      return true;
+  }
+  return true;
+}
+
+}  // namespace opcvk
