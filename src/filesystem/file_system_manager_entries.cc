@@ -129,6 +129,11 @@ opc::OutputStream& FileSystemManager::getFileOutputStream(FileSystemEntry const&
 
 std::unique_ptr<IContentSource> FileSystemManager::getFileContentSource(
     FileSystemEntry const& entry, TransformMode mode) {
+  return getFileContentSourceInternal(entry, mode, Publication::Immediate);
+}
+
+std::unique_ptr<IContentSource> FileSystemManager::getFileContentSourceInternal(
+    FileSystemEntry const& entry, TransformMode mode, Publication publication) {
   ensureLoaded();
   if (!entry.isFile()) throw FileSystemEntryMustBeFile(kMustBeFile);
   opc::model::Part const part = getPackage().getPart(opc::model::PartName(entry.getContentName()));
@@ -140,9 +145,17 @@ std::unique_ptr<IContentSource> FileSystemManager::getFileContentSource(
         "Content is encrypted but enableDecryption() has not been called yet");
   }
   // The algorithm is the part's own, judged only when the decryptor meets it.
-  return encryption_->decrypting(
-      part, std::move(result),
-      opc::toASCIIString(part.getContentType().getParameterValue(kEncryptionParameter)));
+  std::string const typeAndMode =
+      opc::toASCIIString(part.getContentType().getParameterValue(kEncryptionParameter));
+  if (publication == Publication::AfterLastRead) {
+    return encryption_->decryptingForUnpublishedOutput(std::move(result), typeAndMode);
+  }
+  return encryption_->decrypting(part, std::move(result), typeAndMode);
+}
+
+bool FileSystemManager::isEncryptedContent(FileSystemEntry const& entry) const {
+  opc::model::Part const part = getPackage().getPart(opc::model::PartName(entry.getContentName()));
+  return part.getContentType().hasParameter(kEncryptionParameter);
 }
 
 std::u16string FileSystemManager::getLinkTarget(FileSystemEntry const& entry) const {

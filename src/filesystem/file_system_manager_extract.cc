@@ -60,6 +60,30 @@ std::u16string refusedAs(Step&& step) {
   }
 }
 
+// Gives the file being written the time and permissions that `entry` keeps, where known.
+void restoreTimeAndPermissions(opc::ConfinedFile& output, FileSystemEntry const& entry,
+                               std::u16string const& path) {
+  error_code restoreCode;
+  boost::posix_time::ptime const time = entry.getLastModifiedTime();
+  if (time != FileSystemEntry::getUnknownTime()) {
+    output.setLastModifiedTime(time, restoreCode);
+    if (restoreCode) {
+      throw CouldNotSetLastModifiedTime("Could not set last modified time: " +
+                                            opc::toUDEString(path) + ": " + restoreCode.message(),
+                                        restoreCode);
+    }
+  }
+  opc::Perms::Perms_tag const permissions = entry.getPermissions();
+  if (permissions != FileSystemEntry::getUnknownPermissions()) {
+    output.setPermissions(permissions, restoreCode);
+    if (restoreCode) {
+      throw CouldNotSetPermissions(
+          "Could not set permissions: " + opc::toUDEString(path) + ": " + restoreCode.message(),
+          restoreCode);
+    }
+  }
+}
+
 }  // namespace
 
 void FileSystemManager::extractAll(std::u16string const& destination, RestoreMode restoreMode,
@@ -96,38 +120,15 @@ void FileSystemManager::extractEntryInternal(std::u16string const& destination,
 void FileSystemManager::extractFileInternal(std::u16string const& destination,
                                             FileSystemEntry const& entry, RestoreMode restoreMode,
                                             TransformMode transformMode, ReplaceMode replaceMode) {
+  if (transformMode == TransformMode::ApplyTransforms && isEncryptedContent(entry)) {
+    extractFileThroughTemporary(destination, entry, restoreMode, replaceMode);
+    return;
+  }
   std::u16string const pathName = entry.getPathName();
   std::u16string const path = refusedAs<CouldNotCreateFile>(
       [&] { return ensureDestinationParentExists(destination, pathName); });
-  opc::FileSystemOps& fileSystem = getDestFSImpl();
-  opc::ConfinedDestination& target = *extraction_->destination;
-
-  // A link at the path is refused before anything is opened or clobbered through it.
-  opc::ConfinedResult result;
-  std::unique_ptr<opc::ConfinedFile> output = target.openFile(pathName, result);
-  throwIfRefused<CouldNotCreateFile>(result, fileSystem, destination, pathName);
-  if (!output) {
-    error_code const code = result.code;
-    error_code existsCode;
-    bool const existing = target.exists(pathName, existsCode);
-    if (replaceMode == ReplaceMode::ReplaceNever ||
-        (replaceMode == ReplaceMode::ReplaceExisting && !existing)) {
-      // An existing file says why more plainly than the open's code does.
-      throw CouldNotCreateFile(
-          "Could not create or overwrite file: " + opc::toUDEString(path),
-          existing ? boost::system::errc::make_error_code(boost::system::errc::file_exists) : code);
-    }
-    error_code ignored;
-    target.setPermissions(pathName, kClobberPermissions, ignored);
-    output = target.openFile(pathName, result);
-    throwIfRefused<CouldNotCreateFile>(result, fileSystem, destination, pathName);
-    if (!output) {
-      throw CouldNotCreateFile(
-          "Could not clobber file: " + opc::toUDEString(path) + ": " + result.code.message(),
-          result.code);
-    }
-  }
-
+  std::unique_ptr<opc::ConfinedFile> output =
+      openForWriting(destination, pathName, path, replaceMode);
   {
     std::unique_ptr<IContentSource> source = getFileContentSource(entry, transformMode);
     opc::StreamHelper::copyStreamToStream(source->getInputStream(), output->stream());
@@ -135,27 +136,90 @@ void FileSystemManager::extractFileInternal(std::u16string const& destination,
   if (restoreMode != RestoreMode::RestoreTimeAndPermissions) return;
   // The content is complete before the time is set, or writing it would change the time
   // again; a destination that works by path looks at the name once more here.
+  opc::ConfinedResult result;
+  output->finishContent(result);
+  throwIfRefused<CouldNotCreateFile>(result, getDestFSImpl(), destination, pathName);
+  restoreTimeAndPermissions(*output, entry, path);
+}
+
+void FileSystemManager::extractFileThroughTemporary(std::u16string const& destination,
+                                                    FileSystemEntry const& entry,
+                                                    RestoreMode restoreMode,
+                                                    ReplaceMode replaceMode) {
+  std::u16string const pathName = entry.getPathName();
+  std::u16string const path = refusedAs<CouldNotCreateFile>(
+      [&] { return ensureDestinationParentExists(destination, pathName); });
+  opc::FileSystemOps& fileSystem = getDestFSImpl();
+  opc::ConfinedDestination& target = *extraction_->destination;
+
+  opc::ConfinedResult result;
+  std::unique_ptr<opc::ConfinedFile> output = target.openTemporaryFile(pathName, result);
+  throwIfRefused<CouldNotCreateFile>(result, fileSystem, destination, pathName);
+  if (!output) {
+    throw CouldNotCreateFile("Could not create or overwrite file: " + opc::toUDEString(path) +
+                                 ": " + result.code.message(),
+                             result.code);
+  }
+  // One pass: plaintext goes into the temporary file as it is decrypted, and the read that
+  // delivers the last byte checks the tag.  A failure anywhere leaves with the temporary file
+  // removed and whatever was at the path untouched.
+  {
+    std::unique_ptr<IContentSource> source = getFileContentSourceInternal(
+        entry, TransformMode::ApplyTransforms, Publication::AfterLastRead);
+    opc::StreamHelper::copyStreamToStream(source->getInputStream(), output->stream());
+  }
   output->finishContent(result);
   throwIfRefused<CouldNotCreateFile>(result, fileSystem, destination, pathName);
-  error_code restoreCode;
-  boost::posix_time::ptime const time = entry.getLastModifiedTime();
-  if (time != FileSystemEntry::getUnknownTime()) {
-    output->setLastModifiedTime(time, restoreCode);
-    if (restoreCode) {
-      throw CouldNotSetLastModifiedTime("Could not set last modified time: " +
-                                            opc::toUDEString(path) + ": " + restoreCode.message(),
-                                        restoreCode);
-    }
+  if (restoreMode == RestoreMode::RestoreTimeAndPermissions) {
+    restoreTimeAndPermissions(*output, entry, path);
   }
-  opc::Perms::Perms_tag const permissions = entry.getPermissions();
-  if (permissions != FileSystemEntry::getUnknownPermissions()) {
-    output->setPermissions(permissions, restoreCode);
-    if (restoreCode) {
-      throw CouldNotSetPermissions(
-          "Could not set permissions: " + opc::toUDEString(path) + ": " + restoreCode.message(),
-          restoreCode);
-    }
+  // What stands at the path meets the same refusals and replace modes as on the plain road
+  // (a link, a file with other hard links, a read-only file), now that the content is known
+  // to be whole: an existing file opened here is emptied only to be replaced at once.
+  error_code existsCode;
+  if (target.exists(pathName, existsCode)) {
+    openForWriting(destination, pathName, path, replaceMode).reset();
   }
+  error_code commitCode;
+  output->commit(commitCode);
+  if (commitCode) {
+    throw CouldNotCreateFile("Could not create or overwrite file: " + opc::toUDEString(path) +
+                                 ": " + commitCode.message(),
+                             commitCode);
+  }
+}
+
+std::unique_ptr<opc::ConfinedFile> FileSystemManager::openForWriting(
+    std::u16string const& destination, std::u16string const& pathName, std::u16string const& path,
+    ReplaceMode replaceMode) {
+  opc::FileSystemOps& fileSystem = getDestFSImpl();
+  opc::ConfinedDestination& target = *extraction_->destination;
+
+  // A link at the path is refused before anything is opened or clobbered through it.
+  opc::ConfinedResult result;
+  std::unique_ptr<opc::ConfinedFile> output = target.openFile(pathName, result);
+  throwIfRefused<CouldNotCreateFile>(result, fileSystem, destination, pathName);
+  if (output) return output;
+  error_code const code = result.code;
+  error_code existsCode;
+  bool const existing = target.exists(pathName, existsCode);
+  if (replaceMode == ReplaceMode::ReplaceNever ||
+      (replaceMode == ReplaceMode::ReplaceExisting && !existing)) {
+    // An existing file says why more plainly than the open's code does.
+    throw CouldNotCreateFile(
+        "Could not create or overwrite file: " + opc::toUDEString(path),
+        existing ? boost::system::errc::make_error_code(boost::system::errc::file_exists) : code);
+  }
+  error_code ignored;
+  target.setPermissions(pathName, kClobberPermissions, ignored);
+  output = target.openFile(pathName, result);
+  throwIfRefused<CouldNotCreateFile>(result, fileSystem, destination, pathName);
+  if (!output) {
+    throw CouldNotCreateFile(
+        "Could not clobber file: " + opc::toUDEString(path) + ": " + result.code.message(),
+        result.code);
+  }
+  return output;
 }
 
 void FileSystemManager::extractFolderInternal(std::u16string const& destination,

@@ -29,6 +29,7 @@ void addCatCommand(CLI::App& app, Commands& commands);
 void addInfoCommand(CLI::App& app, Commands& commands);
 void addPropsCommand(CLI::App& app, Commands& commands);
 void addExtractCommand(CLI::App& app, Commands& commands);
+void addEncryptCommand(CLI::App& app, Commands& commands);
 
 // Adds the -q/--quiet flag that every subcommand has, bound to `quiet`.
 void addQuietFlag(CLI::App& command, bool& quiet);

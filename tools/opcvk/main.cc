@@ -60,6 +60,7 @@ int main(int argc, char** argv) {
   opcvk::addInfoCommand(app, commands);
   opcvk::addPropsCommand(app, commands);
   opcvk::addExtractCommand(app, commands);
+  opcvk::addEncryptCommand(app, commands);
 
   try {
     app.parse(argc, argv);

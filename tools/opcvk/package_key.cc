@@ -100,7 +100,10 @@ void unlockForWriting(OpenPackage& open, std::string const& path,
     throw ToolError("Package is already encrypted: " + path);
   }
   if (!key) {
-    if (encrypted || use == KeyUse::Encrypt) keyNeeded(path);
+    if (encrypted) keyNeeded(path);
+    if (use == KeyUse::Encrypt) {
+      throw ToolError("Encrypting needs a key; give it with --key-file: " + path);
+    }
     return;
   }
   if (use == KeyUse::Modify && !encrypted) {

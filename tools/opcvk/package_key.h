@@ -76,7 +76,8 @@ enum class KeyUse {
 // be read: false only for ReadIfKeyGiven on an encrypted package without a key.  An
 // encrypted package is loaded here, so that a key that does not open it is told before the
 // command does anything.  Raises ToolError, with the package's path at the end:
-//  - "Package is encrypted; give its key with --key-file: <path>" when a key is needed;
+//  - "Package is encrypted; give its key with --key-file: <path>" when a key is needed,
+//    and "Encrypting needs a key; give it with --key-file: <path>" for Encrypt without one;
 //  - "The key does not open the package: <path>" when the key does not decrypt its manifest
 //    (a wrong key, or a manifest altered since it was written);
 //  - "Package is not encrypted (encrypt it with 'opcvk encrypt'): <path>" for a key given to

@@ -27,6 +27,9 @@
 #include <opc/vkservices/iv_mode.h>
 
 namespace opc {
+
+class ConfinedFile;
+
 namespace vkservices {
 
 class FileSystemTree;
@@ -455,6 +458,18 @@ class OPCVK_EXPORT FileSystemManager : public opc::model::DataManager {
   // Raises CouldNotMakeRelativeToSourceRoot if `fullPath` does not begin with `root`.
   std::u16string makeRelativePath(std::u16string const& root, std::u16string const& fullPath) const;
 
+  // When the plaintext of a file reaches whoever reads it: at once (a reader that hands it
+  // on), or only after the read that delivers the last byte (a writer into a place that it
+  // publishes once the content is whole).
+  enum class Publication { Immediate, AfterLastRead };
+  // getFileContentSource, with encrypted content read as `publication` allows: after the
+  // last read, in one pass whose last read checks the tag; at once, authenticated first.
+  std::unique_ptr<IContentSource> getFileContentSourceInternal(FileSystemEntry const& entry,
+                                                               TransformMode mode,
+                                                               Publication publication);
+  // Whether the part of the file `entry` is encrypted, by its content type.
+  bool isEncryptedContent(FileSystemEntry const& entry) const;
+
   // Extraction.
   void extractEntryInternal(std::u16string const& destination, FileSystemEntry const& entry,
                             RestoreMode restoreMode, TransformMode transformMode,
@@ -462,6 +477,16 @@ class OPCVK_EXPORT FileSystemManager : public opc::model::DataManager {
   void extractFileInternal(std::u16string const& destination, FileSystemEntry const& entry,
                            RestoreMode restoreMode, TransformMode transformMode,
                            ReplaceMode replaceMode);
+  // An encrypted file, through a temporary file beside its place that takes the place only
+  // once the content is whole and its tag verified.
+  void extractFileThroughTemporary(std::u16string const& destination, FileSystemEntry const& entry,
+                                   RestoreMode restoreMode, ReplaceMode replaceMode);
+  // Opens the file `pathName` (real path `path`) below the destination for writing, as
+  // `replaceMode` allows for a file that cannot be opened as it is.
+  std::unique_ptr<opc::ConfinedFile> openForWriting(std::u16string const& destination,
+                                                    std::u16string const& pathName,
+                                                    std::u16string const& path,
+                                                    ReplaceMode replaceMode);
   void extractFolderInternal(std::u16string const& destination, FileSystemEntry const& entry);
   void extractLinkInternal(std::u16string const& destination, FileSystemEntry const& entry);
   void ensureDestinationRootExists(std::u16string const& destination) const;
