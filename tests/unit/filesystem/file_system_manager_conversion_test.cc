@@ -29,10 +29,12 @@ using opcvk_test::addContent;
 using opcvk_test::allParts;
 using opcvk_test::contentOf;
 using opcvk_test::fixedPortion;
+using opcvk_test::flipped;
 using opcvk_test::hiddenPartName;
 using opcvk_test::keyA;
 using opcvk_test::ManagedPackage;
 using opcvk_test::partBytes;
+using opcvk_test::withPart;
 
 std::u16string contentName(FileSystemEntry const& entry) {
   return opc::vkservices::detail::FileSystemEntryAccess::contentName(entry);
@@ -163,22 +165,6 @@ TEST(FileSystemManagerConversionTest, RandomIVsDifferFromRunToRun) {
     one = contentOf(*p.manager, u"/one.json", TransformMode::NoTransforms);
   }
   EXPECT_NE(stored[0].substr(0, 16), stored[1].substr(0, 16));
-}
-
-// The part's bytes replaced by `content` in a saved package, through the model alone.
-std::vector<unsigned char> withPart(std::vector<unsigned char> const& archive,
-                                    std::u16string const& name, std::string const& content) {
-  auto package = opc::model::Package::openBuffer(archive, PackageAccess::Modify);
-  opc::OutputStream& output = package->getPart(PartName(name)).getOutputStream();
-  output.write(reinterpret_cast<unsigned char const*>(content.data()), content.size());
-  output.close();
-  package->save();
-  return package->getBuffer();
-}
-
-std::string flipped(std::string value, std::size_t bit) {
-  value[bit / 8] = static_cast<char>(value[bit / 8] ^ (1 << (bit % 8)));
-  return value;
 }
 
 // Every bit is flipped at the transform (inline_iv_transforms_test); here a sample of the IV,

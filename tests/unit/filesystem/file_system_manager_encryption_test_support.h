@@ -98,6 +98,23 @@ inline std::map<std::u16string, std::string> allParts(opc::model::Package& packa
   return parts;
 }
 
+// The part's bytes replaced by `content` in a saved package, through the model alone.
+inline std::vector<unsigned char> withPart(std::vector<unsigned char> const& archive,
+                                           std::u16string const& name, std::string const& content) {
+  auto package = opc::model::Package::openBuffer(archive, opc::model::PackageAccess::Modify);
+  opc::OutputStream& output = package->getPart(opc::model::PartName(name)).getOutputStream();
+  output.write(reinterpret_cast<unsigned char const*>(content.data()), content.size());
+  output.close();
+  package->save();
+  return package->getBuffer();
+}
+
+// `value` with the bit `bit` (from the first byte's lowest) flipped.
+inline std::string flipped(std::string value, std::size_t bit) {
+  value[bit / 8] = static_cast<char>(value[bit / 8] ^ (1 << (bit % 8)));
+  return value;
+}
+
 }  // namespace opcvk_test
 
 #endif  // TESTS_UNIT_FILESYSTEM_FILE_SYSTEM_MANAGER_ENCRYPTION_TEST_SUPPORT_H_
