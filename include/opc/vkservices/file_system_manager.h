@@ -354,6 +354,12 @@ class OPCVK_EXPORT FileSystemManager : public opc::model::DataManager {
   // call to the same destination, which goes on with them after one look-up confirms that
   // their names still lead to them, and are closed when the manager is destroyed or extracts
   // elsewhere.
+  //
+  // An encrypted file (with ApplyTransforms) is decrypted into a temporary file beside its
+  // place, which takes the place by a rename only once the whole content is written and its
+  // tag verified: a file that does not decrypt raises CouldNotTransformContentData and leaves
+  // neither a file nor a temporary one, and what stood at the path stays as it was.  What
+  // stands there meets the same refusals and replace modes as on the plain road.
 
   // Extracts every leaf (files, links, empty folders) in ascending path order; the folders
   // above them are made on the way and get neither time nor permissions.
