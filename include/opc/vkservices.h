@@ -47,6 +47,8 @@
 #include <opc/vkservices/aes_decryption_transform.h>
 #include <opc/vkservices/aes_encryption_transform.h>
 #include <opc/vkservices/bytes.h>
+#include <opc/vkservices/cipher_data_manager.h>
+#include <opc/vkservices/cipher_entry.h>
 #include <opc/vkservices/content_sources.h>
 #include <opc/vkservices/content_types.h>
 #include <opc/vkservices/core_properties.h>

@@ -3,7 +3,8 @@
 // and that an exception of the library's family, whose constructors, virtual table and type
 // information live in the library, is caught both by its opc::Exception base and by its
 // exact class; and that the crypto library, reached through the library's link interface,
-// encrypts and reports its failures across the boundary.  Prints one line and exits 0 on
+// encrypts and reports its failures across the boundary; and that a data manager of the
+// library works over a package of the model.  Prints one line and exits 0 on
 // success; names the failure and exits 1 otherwise.
 #include <cstring>
 #include <iostream>
@@ -99,8 +100,28 @@ int main() {
   properties.setORVANEReleaseInfo(foundation::release_info::ReleaseInfo());
   if (properties.getORVANERelease().empty()) return fail("the running release has no family");
 
+  // A manager of the library over a package of the model, and an exception it raises
+  // caught by its exact class.
+  auto package = opc::model::Package::openBuffer({}, opc::model::PackageAccess::Create);
+  {
+    opc::vkservices::CipherDataManager cipherData(*package);
+    opc::model::RelationshipSelector const selector(
+        opc::model::URI(u"/"), opc::model::RelationshipSelectorType::ByType, u"urn:consumer");
+    cipherData.addCipherEntry(selector, {1}, cipherData.generateRandomSalt(),
+                              cipherData.generateRandomInitVector());
+    if (cipherData.getCipherEntry(selector).getSalt().size() != 32) {
+      return fail("the cipher entry did not keep its salt");
+    }
+    try {
+      cipherData.deleteCipherEntry(opc::model::RelationshipSelector(
+          opc::model::URI(u"/"), opc::model::RelationshipSelectorType::ByID, u"rId1"));
+      return fail("an unknown cipher entry was deleted");
+    } catch (opc::vkservices::CipherEntryNotFound const&) {
+    }
+  }
+
   std::cout << "consumer: opcvkservices " << opcvkservices_version << " built "
             << opcvkservices_build_date
-            << ": exceptions caught by base and by class, crypto round trip: ok\n";
+            << ": exceptions caught by base and by class, crypto round trip, cipher data: ok\n";
   return 0;
 }
