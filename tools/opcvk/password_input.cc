@@ -116,11 +116,13 @@ class EchoOff {
 // One line typed at the terminal, without its line break, byte by byte so that no buffer of
 // the standard library keeps a copy.
 SecureBytes readTerminalLine(char const* prompt) {
-  std::fputs(prompt, stderr);
-  std::fflush(stderr);
   SecureBytes line;
   line.reserve(kMaxPasswordBytes + 1);
+  // Echo goes off before the prompt shows, and with it whatever was typed ahead of the
+  // prompt, which would otherwise have been shown.
   EchoOff const echoOff;
+  std::fputs(prompt, stderr);
+  std::fflush(stderr);
   unsigned char byte = 0;
   for (;;) {
     ssize_t const got = read(STDIN_FILENO, &byte, 1);

@@ -24,6 +24,10 @@ A case is a JSON object:
                                                    (see "An older package" below)
   "command"      the tool's arguments, a list of strings
   "as_nobody"    run the command as uid/gid 65534 (the tests run as root otherwise)
+  "terminal"     answers typed at a terminal: the command runs with a pseudo-terminal as its
+                 standard input (otherwise it has none), and each answer, with a line break,
+                 is typed once a prompt (standard error ending in ": ") asks for it; none of
+                 the answers may then show in what the terminal echoed
   "env"          extra environment of the command
   "exit"         the expected exit code
   "stdout"       "exact text" | {"lines": [...]} | {"regex": re} | {"json": value} |
@@ -36,9 +40,10 @@ A case is a JSON object:
                  the tree at p compared semantically with the entries; with "times" the
                  mtime of every file entry that gives one is compared to the microsecond
   "package"      {"path": p, "list": [{"path":..., other keys compared when given}],
-                  "cat": {package path: content description}, "cat_raw": {...}}: the package seen
-                 through "opcvk list --json" (every entry, in order) and "opcvk cat"
-                 ("cat_raw" adds --no-transforms)
+                  "cat": {package path: content description}, "cat_raw": {...},
+                  "args": [...]}: the package seen through "opcvk list --json" (every entry,
+                 in order) and "opcvk cat" ("cat_raw" adds --no-transforms), each run with
+                 "args" added (a key or password file)
   "zip"          {"path": p, "has": [items], "lacks": [items], "lacks_text": {item: [texts]},
                   "xml": {item: {"namespace": ns, "root": {attributes}, "children":
                   [{attributes}, ...]}}}: the ZIP items of the package afterwards, texts that
@@ -46,7 +51,8 @@ A case is a JSON object:
                  the root's namespace and attributes, and each child element's attributes, in
                  document order (attribute order carries no meaning)
   "then"         more runs of the tool once the command has run, each {"command": [...],
-                 "exit": n, "stdout": ..., "stderr": ...} checked like the command
+                 "exit": n, "stdout": ..., "stderr": ..., "terminal": [...]} checked like the
+                 command
   "absent"       paths that must not exist afterwards
   "unchanged"    paths whose bytes must be what they were before the command
 
@@ -212,6 +218,75 @@ class Case:
                               stderr=subprocess.PIPE, env=self.environment(env),
                               timeout=TIMEOUT, cwd=self.tmp)
 
+    def run_tool_at_terminal(self, args, answers, env=None):
+        """Runs the tool with a pseudo-terminal as standard input, typing each answer once a
+        prompt asks for it.  Returns the result and what the terminal echoed."""
+        import pty
+        import select
+        master, slave = pty.openpty()
+        try:
+            process = subprocess.Popen([self.opcvk] + self.sub(args), stdin=slave,
+                                       stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                                       env=self.environment(env), cwd=self.tmp)
+        finally:
+            os.close(slave)
+        out, err, echoed = b"", b"", b""
+        pending = list(answers)
+        prompts_answered = 0
+        streams = {process.stdout.fileno(): "out", process.stderr.fileno(): "err", master: "echo"}
+        deadline = TIMEOUT
+        try:
+            while process.stdout.fileno() in streams or process.stderr.fileno() in streams:
+                ready, _, _ = select.select(list(streams), [], [], deadline)
+                if not ready:
+                    raise CaseFailure("the command did not end within %d s" % TIMEOUT)
+                for fd in ready:
+                    try:
+                        chunk = os.read(fd, 65536)
+                    except OSError:
+                        chunk = b""
+                    if not chunk:
+                        del streams[fd]
+                        continue
+                    if streams[fd] == "out":
+                        out += chunk
+                    elif streams[fd] == "err":
+                        err += chunk
+                    else:
+                        echoed += chunk
+                # A prompt is text on standard error that ends in ": " and has not been
+                # answered yet.
+                if pending and err.endswith(b": ") and err.count(b": ") > prompts_answered:
+                    os.write(master, pending.pop(0).encode("utf-8") + b"\n")
+                    prompts_answered = err.count(b": ")
+            process.wait(timeout=TIMEOUT)
+            while True:
+                ready, _, _ = select.select([master], [], [], 0)
+                if not ready:
+                    break
+                try:
+                    chunk = os.read(master, 65536)
+                except OSError:
+                    break
+                if not chunk:
+                    break
+                echoed += chunk
+        finally:
+            if process.poll() is None:
+                process.kill()
+            os.close(master)
+        result = subprocess.CompletedProcess(process.args, process.returncode, out, err)
+        return result, echoed
+
+    def run_and_check_terminal(self, args, answers, env, failures, name):
+        if answers is None:
+            return self.run_tool(args, env=env)
+        result, echoed = self.run_tool_at_terminal(args, answers, env)
+        for answer in answers:
+            if answer and answer.encode("utf-8") in echoed:
+                failures.append("%s: the terminal echoed %r" % (name, answer))
+        return result
+
     def setup(self):
         for step in self.data.get("setup", []):
             if "opcvk" in step:
@@ -366,7 +441,7 @@ class Case:
     def check_package(self, wanted, failures):
         pkg = self.sub(wanted.get("path", "{pkg}"))
         if "list" in wanted:
-            result = self.run_tool(["list", "--json", pkg])
+            result = self.run_tool(["list", "--json", pkg] + self.sub(wanted.get("args", [])))
             if result.returncode != 0:
                 failures.append("package: list --json exited %d: %s" % (
                     result.returncode, result.stderr.decode(errors="replace")))
@@ -385,7 +460,7 @@ class Case:
                                     w["path"], key, got.get(key, "<absent>"), value))
         for key, extra in (("cat", []), ("cat_raw", ["--no-transforms"])):
             for path, content in wanted.get(key, {}).items():
-                result = self.run_tool(["cat", pkg, path] + extra)
+                result = self.run_tool(["cat", pkg, path] + extra + self.sub(wanted.get("args", [])))
                 want = content_bytes(content)
                 if result.returncode != 0:
                     failures.append("package: cat %s exited %d: %s" % (
@@ -435,8 +510,13 @@ class Case:
             with open(path, "rb") as f:
                 before[path] = f.read()
         command = self.data["command"]
-        result = self.run_tool(command, self.data.get("as_nobody", False), self.data.get("env"))
         failures = []
+        if "terminal" in self.data:
+            result = self.run_and_check_terminal(command, self.data["terminal"],
+                                                 self.data.get("env"), failures, "command")
+        else:
+            result = self.run_tool(command, self.data.get("as_nobody", False),
+                                   self.data.get("env"))
         if result.returncode != self.data["exit"]:
             failures.append("exit code %d, expected %d" % (result.returncode, self.data["exit"]))
         self.check_stream("stdout", result.stdout, self.data.get("stdout"), failures)
@@ -448,8 +528,9 @@ class Case:
         if "zip" in self.data:
             self.check_zip(self.sub(self.data["zip"]), failures)
         for i, run in enumerate(self.data.get("then", [])):
-            then = self.run_tool(run["command"])
             name = "then[%d] %s" % (i, " ".join(self.sub(run["command"])))
+            then = self.run_and_check_terminal(run["command"], run.get("terminal"), None,
+                                               failures, name)
             if then.returncode != run.get("exit", 0):
                 failures.append("%s: exit code %d, expected %d: %s" % (
                     name, then.returncode, run.get("exit", 0),
