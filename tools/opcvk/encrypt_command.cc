@@ -35,7 +35,7 @@ void runEncrypt(EncryptOptions const& options) {
 void addEncryptCommand(CLI::App& app, Commands& commands) {
   auto options = std::make_shared<EncryptOptions>();
   CLI::App* command = app.add_subcommand(
-      "encrypt", "Encrypt the file system of a plain package in place, under a key.");
+      "encrypt", "Encrypt the file system of a plain package in place, under a key or a password.");
   command->add_option("PACKAGE", options->package, "The package to encrypt")->required();
   addKeyOptions(*command, options->key);
   addQuietFlag(*command, options->quiet);
@@ -47,10 +47,13 @@ void addEncryptCommand(CLI::App& app, Commands& commands) {
       "The package is written whole or not at all: it is replaced only once everything is\n"
       "encrypted.  An older manifest beside the current one goes, since it is never\n"
       "encrypted.  A package that is already encrypted is refused.\n"
+      "Without --key-file the key is derived from a password, from --password-file or asked\n"
+      "for twice at the terminal; the package keeps all a reader needs but the password.\n"
       "\n"
       "Examples:\n"
       "  head -c 32 /dev/urandom > photos.key\n"
-      "  opcvk encrypt --key-file photos.key photos.opc");
+      "  opcvk encrypt --key-file photos.key photos.opc\n"
+      "  opcvk encrypt photos.opc");
   commands.push_back({command, [options] { runEncrypt(*options); }});
 }
 

@@ -59,6 +59,11 @@ opc::vkservices::CorePropertiesManager& OpenPackage::properties(
   return *properties_;
 }
 
+opc::vkservices::CipherDataManager& OpenPackage::cipherData() {
+  if (!cipherData_) cipherData_ = std::make_unique<opc::vkservices::CipherDataManager>(*package_);
+  return *cipherData_;
+}
+
 void OpenPackage::save() {
   settleManifests();
   package_->save();

@@ -8,6 +8,7 @@
 #include <string>
 
 #include <opc/model/package.h>
+#include <opc/vkservices/cipher_data_manager.h>
 #include <opc/vkservices/core_properties_manager.h>
 #include <opc/vkservices/file_system_manager.h>
 
@@ -64,6 +65,9 @@ class OpenPackage {
   opc::vkservices::CorePropertiesManager& properties(
       opc::vkservices::CorePropertiesManager::DeterministicMode mode =
           opc::vkservices::CorePropertiesManager::NotDeterministic);
+  // The package's table of password cipher data, made on first use; what it records is
+  // written by save().
+  opc::vkservices::CipherDataManager& cipherData();
   // The manifests that save() leaves in the package.
   ManifestForms forms() const { return forms_; }
 
@@ -81,6 +85,7 @@ class OpenPackage {
   std::unique_ptr<opc::model::Package> package_;
   std::unique_ptr<ToolFileSystem> files_;
   std::unique_ptr<opc::vkservices::CorePropertiesManager> properties_;
+  std::unique_ptr<opc::vkservices::CipherDataManager> cipherData_;
   ManifestForms forms_;
 };
 

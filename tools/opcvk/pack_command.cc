@@ -20,6 +20,7 @@
 #include "commands.h"
 #include "open_package.h"
 #include "package_key.h"
+#include "package_password.h"
 #include "paths.h"
 #include "progress.h"
 #include "property_fields.h"
@@ -253,6 +254,7 @@ void addPackCommand(CLI::App& app, Commands& commands) {
       ->type_name("NAME=VALUE")
       ->check(CLI::Validator(checkPropertyAssignment, "NAME=VALUE", "property assignment"));
   addKeyOptions(*command, options->key);
+  addEncryptFlag(*command, options->key);
   addQuietFlag(*command, options->quiet);
   addV1ManifestFlag(*command, options->v1Manifest);
   command->footer(
@@ -284,6 +286,12 @@ void addPackCommand(CLI::App& app, Commands& commands) {
       "without it the package cannot be read.  Make one with\n"
       "  head -c 32 /dev/urandom > photos.key\n"
       "\n"
+      "With --encrypt or --password-file the package is encrypted the same way under a key\n"
+      "derived from a password (PBKDF2-HMAC-SHA-256, a new random salt and IV, about a\n"
+      "quarter of a second of work).  The package keeps the salt, the IV and a hash that\n"
+      "names the work factor, all a reader needs but the password.  Without --password-file\n"
+      "the password is asked for twice at the terminal.\n"
+      "\n"
       "Examples:\n"
       "  opcvk pack photos photos.opc\n"
       "  opcvk pack --update photos photos.opc\n"
@@ -291,8 +299,9 @@ void addPackCommand(CLI::App& app, Commands& commands) {
       "  opcvk pack --no-transforms legacy-texts texts.opc\n"
       "  opcvk pack --title 'Holiday 2024' --creator Ann photos photos.opc\n"
       "  SOURCE_DATE_EPOCH=1700000000 opcvk pack --deterministic site site.opc\n"
-
-      "  opcvk pack --key-file photos.key photos secret-photos.opc");
+      "  opcvk pack --key-file photos.key photos secret-photos.opc\n"
+      "  opcvk pack --encrypt photos secret-photos.opc\n"
+      "  opcvk pack --password-file photos.pass photos secret-photos.opc");
   commands.push_back({command, [options] { runPack(*options); }});
 }
 

@@ -14,6 +14,7 @@
 #include <opc/vkservices/iv_mode.h>
 
 #include "open_package.h"
+#include "package_password.h"
 #include "tool_error.h"
 
 namespace opcvk {
@@ -65,20 +66,49 @@ PackageKey readKeyFile(std::string const& path) {
   throw ToolError("The key does not open the package: " + path);
 }
 
-// Encryption on, with random IVs.  A tool has no way to promise that a fixed IV portion is
-// never used again under the same key, and a repeated IV gives GCM away.
-void encryptWith(OpenPackage& open, PackageKey const& key) {
+void refuseOlderManifest(OpenPackage& open) {
   if (open.forms() == ManifestForms::CurrentAndV1) {
     throw ToolError(
         "--v1-manifest cannot be used with a key: the older manifest is never encrypted, and "
         "would give away every path of the encrypted package");
   }
+}
+
+// Encryption on, with random IVs.  A tool has no way to promise that a fixed IV portion is
+// never used again under the same key, and a repeated IV gives GCM away.
+void encryptWith(OpenPackage& open, PackageKey const& key) {
+  refuseOlderManifest(open);
   open.files().enableEncryption(key.bytes(), opc::vkservices::IVMode::RandomIV, {});
 }
 
-bool unlockForReading(FileSystemManager& files, std::string const& path,
-                      std::optional<PackageKey> const& key, KeyUse use) {
+// The key of a package that is encrypted: the key file's, or the one its password gives when
+// the package keeps a cipher entry or a password is given.  Nothing when neither, and for
+// `ReadIfKeyGiven` when the password could only be asked for and there is no terminal.
+std::optional<PackageKey> existingKey(OpenPackage& open, std::string const& path,
+                                      KeyOptions const& options, KeyUse use) {
+  if (!options.keyFile.empty()) return readPackageKey(options);
+  if (!options.passwordFile.empty()) return passwordKey(open, path, options);
+  if (!hasPassword(open)) return std::nullopt;
+  if (use == KeyUse::ReadIfKeyGiven && !passwordAvailable(options)) return std::nullopt;
+  return passwordKey(open, path, options);
+}
+
+// The key of a new encryption: the key file's, or a new one from a new password, recorded in
+// the package; nothing when the options ask for no encryption (`required` false).
+std::optional<PackageKey> newKey(OpenPackage& open, std::string const& path,
+                                 KeyOptions const& options, bool required) {
+  if (!options.keyFile.empty()) return readPackageKey(options);
+  if (!required && !wantsNewPassword(options)) return std::nullopt;
+  // Refused before the password is asked for and the derivation spent.
+  refuseOlderManifest(open);
+  return newPasswordKey(open, path, options);
+}
+
+bool unlockForReading(OpenPackage& open, std::string const& path, KeyOptions const& options,
+                      KeyUse use) {
+  FileSystemManager& files = open.files();
   if (!files.isEncrypted()) return true;
+  std::optional<PackageKey> const key = existingKey(open, path, options, use);
   if (!key) {
     if (use == KeyUse::ReadIfKeyGiven) return false;
     keyNeeded(path);
@@ -93,22 +123,23 @@ bool unlockForReading(FileSystemManager& files, std::string const& path,
   return true;
 }
 
-void unlockForWriting(OpenPackage& open, std::string const& path,
-                      std::optional<PackageKey> const& key, KeyUse use) {
+void unlockForWriting(OpenPackage& open, std::string const& path, KeyOptions const& options,
+                      KeyUse use) {
   bool const encrypted = open.files().isEncrypted();
   if (use == KeyUse::Encrypt && encrypted) {
     throw ToolError("Package is already encrypted: " + path);
   }
-  if (!key) {
-    if (encrypted) keyNeeded(path);
-    if (use == KeyUse::Encrypt) {
-      throw ToolError("Encrypting needs a key; give it with --key-file: " + path);
+  if (use == KeyUse::Modify && !encrypted) {
+    if (!options.keyFile.empty()) readPackageKey(options);
+    if (!options.keyFile.empty() || !options.passwordFile.empty() || options.encrypt) {
+      throw ToolError("Package is not encrypted (encrypt it with 'opcvk encrypt'): " + path);
     }
     return;
   }
-  if (use == KeyUse::Modify && !encrypted) {
-    throw ToolError("Package is not encrypted (encrypt it with 'opcvk encrypt'): " + path);
-  }
+  std::optional<PackageKey> const key = use == KeyUse::Encrypt
+                                            ? newKey(open, path, options, true)
+                                            : existingKey(open, path, options, use);
+  if (!key) keyNeeded(path);
   try {
     encryptWith(open, *key);
   } catch (opc::vkservices::CannotEnableEncryption const&) {
@@ -122,10 +153,12 @@ void unlockForWriting(OpenPackage& open, std::string const& path,
 }  // namespace
 
 void addKeyOptions(CLI::App& command, KeyOptions& options) {
-  command
-      .add_option("--key-file", options.keyFile,
-                  "Read the package's AES-256 key from FILE, which holds exactly 32 raw bytes")
-      ->type_name("FILE");
+  CLI::Option* keyFile =
+      command
+          .add_option("--key-file", options.keyFile,
+                      "Read the package's AES-256 key from FILE, which holds exactly 32 raw bytes")
+          ->type_name("FILE");
+  addPasswordOption(command, keyFile, options);
 }
 
 bool keyGiven(KeyOptions const& options) { return !options.keyFile.empty(); }
@@ -149,18 +182,18 @@ std::optional<PackageKey> readPackageKey(KeyOptions const& options) {
 
 bool unlockPackage(OpenPackage& open, std::string const& path, KeyOptions const& options,
                    KeyUse use) {
-  std::optional<PackageKey> const key = readPackageKey(options);
-  FileSystemManager& files = open.files();
   switch (use) {
     case KeyUse::Read:
     case KeyUse::ReadIfKeyGiven:
-      return unlockForReading(files, path, key, use);
-    case KeyUse::Create:
+      return unlockForReading(open, path, options, use);
+    case KeyUse::Create: {
+      std::optional<PackageKey> const key = newKey(open, path, options, false);
       if (key) encryptWith(open, *key);
       return true;
+    }
     case KeyUse::Modify:
     case KeyUse::Encrypt:
-      unlockForWriting(open, path, key, use);
+      unlockForWriting(open, path, options, use);
       return true;
   }
   return true;

@@ -20,6 +20,11 @@ class OpenPackage;
 struct KeyOptions {
   // --key-file: a file of exactly 32 raw bytes, the AES-256 key; empty when not given.
   std::string keyFile;
+  // --password-file: a file whose first line is the password; empty when not given
+  // (package_password.h).
+  std::string passwordFile;
+  // pack --encrypt: encrypt under a password even though no password file is given.
+  bool encrypt = false;
 };
 
 // Adds the key options to `command`, bound to `options`.
@@ -73,11 +78,23 @@ enum class KeyUse {
 
 // Gets the key from `options` and hands it to the file system of `open` (the package at
 // `path`, as given on the command line), as `use` says.  Tells whether the file system can
-// be read: false only for ReadIfKeyGiven on an encrypted package without a key.  An
-// encrypted package is loaded here, so that a key that does not open it is told before the
-// command does anything.  Raises ToolError, with the package's path at the end:
+// be read: false only for ReadIfKeyGiven on an encrypted package without a key.
+//
+// The key comes from --key-file, or else from a password (package_password.h): for a new
+// encryption (Create with --password-file or --encrypt, Encrypt without --key-file) a new
+// key whose cipher entry the package keeps; for an encrypted package that keeps a cipher
+// entry, or when --password-file is given, the key found again from the password.  Without
+// --password-file the password is asked for at the terminal (twice for a new one); without
+// a terminal the command fails at once naming --password-file, except info, which then
+// tells what it can without the key.  Every check that needs no key comes before the
+// password is asked for or derived.
+//
+// An encrypted package is loaded here, so that a key that does not open it is told before
+// the command does anything.  Raises ToolError, with the package's path at the end:
 //  - "Package is encrypted; give its key with --key-file: <path>" when a key is needed,
-//    and "Encrypting needs a key; give it with --key-file: <path>" for Encrypt without one;
+//    and for a new encryption without a key file, password file or terminal, "Encrypting
+//    needs a key or a password; give it with --key-file FILE or --password-file FILE
+//    (standard input is not a terminal, so a password cannot be asked for): <path>";
 //  - "The key does not open the package: <path>" when the key does not decrypt its manifest
 //    (a wrong key, or a manifest altered since it was written);
 //  - "Package is not encrypted (encrypt it with 'opcvk encrypt'): <path>" for a key given to
@@ -85,7 +102,8 @@ enum class KeyUse {
 //  - "Package is already encrypted: <path>" for Encrypt of an encrypted package;
 //  - "--v1-manifest cannot be used with a key: ..." when the package is to be written
 //    encrypted with the older manifest, which is never encrypted;
-// and what readPackageKey raises.
+//  - "wrong password" (that alone) when the password does not match the package's;
+// and what readPackageKey and package_password.h raise.
 bool unlockPackage(OpenPackage& open, std::string const& path, KeyOptions const& options,
                    KeyUse use);
 

@@ -348,7 +348,7 @@ class Case:
             return
         if isinstance(expected, str):
             expected = self.sub(expected)
-            if name == "stderr":
+            if name.endswith("stderr"):
                 ok = text == expected + "\n"
             else:
                 ok = text == expected
