@@ -107,7 +107,11 @@ std::optional<PackageKey> newKey(OpenPackage& open, std::string const& path,
 bool unlockForReading(OpenPackage& open, std::string const& path, KeyOptions const& options,
                       KeyUse use) {
   FileSystemManager& files = open.files();
-  if (!files.isEncrypted()) return true;
+  if (!files.isEncrypted()) {
+    // A key file given to a plain package is still read, so that a bad one is told.
+    readPackageKey(options);
+    return true;
+  }
   std::optional<PackageKey> const key = existingKey(open, path, options, use);
   if (!key) {
     if (use == KeyUse::ReadIfKeyGiven) return false;
