@@ -77,12 +77,17 @@ std::optional<std::int64_t> sourceDateEpoch() {
   return seconds;
 }
 
+// Whether the new package is to be encrypted, under a key file or a password.
+bool encryptsNewPackage(PackOptions const& options) {
+  return keyGiven(options.key) || wantsNewPassword(options.key);
+}
+
 // The one place where what cannot give a reproducible package is refused, before any work.
 void refuseUnreproducible(PackOptions const& options) {
   if (options.update) {
     throw ToolError("--deterministic makes a new package and cannot be used with --update");
   }
-  if (keyGiven(options.key)) {
+  if (encryptsNewPackage(options)) {
     throw ToolError(
         "--deterministic cannot be used with encryption: a reproducible package would repeat "
         "the same key and IV sequence, which defeats AES-GCM");
@@ -97,7 +102,7 @@ std::optional<std::int64_t> reproducibleTime(PackOptions const& options) {
     refuseUnreproducible(options);
     return epoch ? *epoch : kEarliestZipTime;
   }
-  if (epoch && !options.update && !keyGiven(options.key)) return epoch;
+  if (epoch && !options.update && !encryptsNewPackage(options)) return epoch;
   return std::nullopt;
 }
 
