@@ -1,18 +1,17 @@
 #include "filesystem/file_system_manifest_xml.h"
 
-#include <string>
-#include <vector>
+#include <exception>
+#include <string_view>
+#include <utility>
 
 #include <boost/date_time/posix_time/posix_time_types.hpp>
-#include <xercesc/dom/DOMDocument.hpp>
-#include <xercesc/dom/DOMElement.hpp>
-#include <xercesc/util/XMLUni.hpp>
 
 #include <opc/core/string_conversions.h>
 #include <opc/core/time_conversions.h>
 #include <opc/model/uri.h>
-#include <opc/model/xml/xerces_helper.h>
 #include <opc/model/xml/xml_exceptions.h>
+#include <opc/model/xml/xml_stream_handler.h>
+#include <opc/model/xml/xml_stream_writer.h>
 
 #include "filesystem/file_system_manifest_xml_names.h"
 #include "filesystem/file_system_manifest_xml_values.h"
@@ -23,121 +22,141 @@ namespace opc {
 namespace vkservices {
 namespace {
 
-using opc::model::XercesHelper;
+using opc::model::XmlStreamElement;
 
-// The parser owns every document it made until resetDocumentPool; a manifest is large, so
-// its document is released as soon as the reading ends, however it ends.
-class DocumentPoolReset {
- public:
-  explicit DocumentPoolReset(xercesc::DOMLSParser& parser) : parser_(parser) {}
-  DocumentPoolReset(DocumentPoolReset const&) = delete;
-  DocumentPoolReset& operator=(DocumentPoolReset const&) = delete;
-  ~DocumentPoolReset() {
-    try {
-      parser_.resetDocumentPool();
-    } catch (...) {
-      // Releasing memory does not fail in practice, and a destructor must not throw.
-    }
-  }
-
- private:
-  xercesc::DOMLSParser& parser_;
-};
+constexpr std::u16string_view kFileEntries = u"fileEntries";
+constexpr std::u16string_view kFileEntry = u"fileEntry";
+constexpr std::u16string_view kName = u"name";
+constexpr std::u16string_view kContent = u"content";
+constexpr std::u16string_view kType = u"type";
+constexpr std::u16string_view kDate = u"date";
+constexpr std::u16string_view kPermissions = u"permissions";
+constexpr std::u16string_view kCreatedByPlatform = u"createdByPlatform";
+constexpr std::u16string_view kCreatedByEncoding = u"createdByEncoding";
+constexpr std::u16string_view kVersion = u"version";
+constexpr std::u16string_view kPlatform = u"platform";
+constexpr std::u16string_view kEncoding = u"encoding";
+constexpr std::u16string_view kFile = u"File";
+constexpr std::u16string_view kSymLink = u"SymLink";
+constexpr std::u16string_view kFolder = u"Folder";
+// The version of a document that has none: the older form.
+constexpr std::u16string_view kVersionV1 = u"1.0";
 
 // The value of an attribute, or "" if it is missing: an optional attribute that is missing
 // and one that is empty mean the same here.
-std::u16string attribute(xercesc::DOMElement const* element, opc::model::XercesString const& name) {
-  std::u16string value;
-  XercesHelper::getElementAttribute(element, name, value);
-  return value;
+std::u16string_view attribute(XmlStreamElement const& element, std::u16string_view name) {
+  std::u16string_view const* value = element.findAttribute(name);
+  return value == nullptr ? std::u16string_view() : *value;
+}
+
+// Fills a tree from the elements of a manifest as the parser validates them.
+class ManifestFiller : public opc::model::XmlStreamHandler {
+ public:
+  explicit ManifestFiller(FileSystemTree& tree) : tree_(tree), isV1_(false) {}
+
+  void startElement(XmlStreamElement const& element) override {
+    try {
+      if (element.depth == 0) {
+        readRoot(element);
+      } else if (element.depth == 1 && element.localName == kFileEntry) {
+        // Entries are found by local name, as children of the root: the grammar has made
+        // sure that nothing else stands there.
+        readEntry(element);
+      }
+    } catch (...) {
+      refusal_ = std::current_exception();
+      throw;
+    }
+  }
+
+  // The exception with which an entry was refused, if one was.
+  std::exception_ptr const& refusal() const { return refusal_; }
+
+ private:
+  void readRoot(XmlStreamElement const& element) {
+    std::u16string_view const* version = element.findAttribute(kVersion);
+    tree_.setVersion(std::u16string(version == nullptr ? kVersionV1 : *version));
+    // The version alone tells the two forms apart, not the namespace: a reader of the
+    // current form then also reads later versions.
+    isV1_ = tree_.getVersion() == kVersionV1;
+    tree_.setPlatform(std::u16string(attribute(element, isV1_ ? kPlatform : kCreatedByPlatform)));
+    tree_.setEncoding(std::u16string(attribute(element, isV1_ ? kEncoding : kCreatedByEncoding)));
+  }
+
+  void readEntry(XmlStreamElement const& element) {
+    std::u16string name(attribute(element, kName));
+    // The older form wrote names relative to the root at times.  Its schema allows an empty
+    // name, which has no first character: at() raises std::out_of_range for it.
+    char16_t const slash = opc::model::URI::getSlash();
+    if (isV1_ && name.at(0) != slash) name.insert(name.begin(), slash);
+    std::u16string_view const content = attribute(element, kContent);
+    std::u16string_view const type = attribute(element, kType);
+    opc::Perms::Perms_tag const permissions =
+        detail::readPermissions(attribute(element, kPermissions), isV1_);
+    boost::posix_time::ptime const date = detail::readDate(attribute(element, kDate));
+
+    if (type == kFile) {
+      tree_.addNode(FileSystemNode::makeFileNode(std::move(name), std::u16string(content),
+                                                 permissions, date));
+    } else if (type == kSymLink) {
+      tree_.addNode(FileSystemNode::makeLinkNode(std::move(name), std::u16string(content),
+                                                 permissions, date));
+    } else if (type == kFolder) {
+      // A folder's content name is its own path; what the document says is not used.
+      tree_.addNode(FileSystemNode::makeFolderNode(std::move(name), permissions, date));
+    } else {
+      // Both schemas restrict the type to the three words; this guards a schema change.
+      throw opc::model::InvalidPartContent("Unknown type of file system entry: " +
+                                           opc::toASCIIString(std::u16string(type)));
+    }
+  }
+
+  FileSystemTree& tree_;
+  bool isV1_;
+  std::exception_ptr refusal_;
+};
+
+// Puts `tree` back as a read found it, when the document could not be read whole.
+void restore(FileSystemTree& tree, std::u16string platform, std::u16string encoding,
+             std::u16string version) {
+  tree = FileSystemTree();
+  tree.setPlatform(platform);
+  tree.setEncoding(encoding);
+  tree.setVersion(version);
+}
+
+std::u16string_view typeWord(FileSystemNodeType type) {
+  if (type == FileSystemNodeType::SymLink) return kSymLink;
+  if (type == FileSystemNodeType::Folder) return kFolder;
+  return kFile;
 }
 
 }  // namespace
 
-FileSystemManifestXml::FileSystemManifestXml()
-    : guard_(),
-      parser_(XercesHelper::createParser()),
-      serializer_(),
-      namespace_(detail::kManifestNamespace.str()),
-      fileEntriesElement_(u"fileEntries"),
-      fileEntryElement_(u"fileEntry"),
-      nameAttribute_(u"name"),
-      contentAttribute_(u"content"),
-      typeAttribute_(u"type"),
-      dateAttribute_(u"date"),
-      permissionsAttribute_(u"permissions"),
-      createdByPlatformAttribute_(u"createdByPlatform"),
-      createdByEncodingAttribute_(u"createdByEncoding"),
-      versionAttribute_(u"version"),
-      namespaceV1_(detail::kManifestNamespaceV1.str()),
-      platformAttribute_(u"platform"),
-      encodingAttribute_(u"encoding"),
-      fileType_(u"File"),
-      symLinkType_(u"SymLink"),
-      folderType_(u"Folder"),
-      versionV1_(u"1.0") {
+FileSystemManifestXml::FileSystemManifestXml() : reader_() {
   // Grammars are compiled here, once, and found by namespace in the cache at every read.
-  parser_->getDomConfig()->setParameter(xercesc::XMLUni::fgXercesUseCachedGrammarInParse, true);
-  detail::loadManifestGrammar(parser_.get(), detail::manifestSchemaText(),
-                              detail::kManifestSchemaId);
-  detail::loadManifestGrammar(parser_.get(), detail::manifestSchemaTextV1(),
-                              detail::kManifestSchemaIdV1);
-  serializer_ = XercesHelper::createPrettyPrintingWriter();
+  detail::loadManifestGrammar(reader_, detail::manifestSchemaText(), detail::kManifestSchemaId);
+  detail::loadManifestGrammar(reader_, detail::manifestSchemaTextV1(), detail::kManifestSchemaIdV1);
 }
 
-FileSystemManifestXml::~FileSystemManifestXml() {
-  serializer_.reset();
-  parser_.reset();
-}
+FileSystemManifestXml::~FileSystemManifestXml() = default;
 
 void FileSystemManifestXml::read(opc::InputStream& source, FileSystemTree& tree) {
-  DocumentPoolReset const reset(*parser_);
-  xercesc::DOMDocument const* document = nullptr;
+  std::u16string const platform = tree.getPlatform();
+  std::u16string const encoding = tree.getEncoding();
+  std::u16string const version = tree.getVersion();
+  ManifestFiller filler(tree);
   try {
-    document = XercesHelper::readDocumentFromStream(parser_.get(), source, true, std::u16string(),
-                                                    std::u16string());
+    reader_.read(source, filler);
   } catch (opc::model::InvalidXMLDocument const& e) {
+    // Entries that came before the fault are taken back: a document is read whole or not
+    // at all, as when it was parsed before it was read.
+    restore(tree, platform, encoding, version);
     throw opc::model::InvalidPartContent(e.what());
-  }
-  xercesc::DOMElement const* root = document->getDocumentElement();
-
-  std::u16string version;
-  if (!XercesHelper::getElementAttribute(root, versionAttribute_, version)) {
-    version = versionV1_;
-  }
-  tree.setVersion(version);
-  // The version alone tells the two forms apart, not the namespace: a reader of the current
-  // form then also reads later versions.
-  bool const isV1 = tree.getVersion() == versionV1_;
-  tree.setPlatform(attribute(root, isV1 ? platformAttribute_ : createdByPlatformAttribute_));
-  tree.setEncoding(attribute(root, isV1 ? encodingAttribute_ : createdByEncodingAttribute_));
-
-  char16_t const slash = opc::model::URI::getSlash();
-  for (xercesc::DOMElement const* entry : XercesHelper::getElements(root, fileEntryElement_)) {
-    std::u16string name = attribute(entry, nameAttribute_);
-    // The older form wrote names relative to the root at times.  Its schema allows an empty
-    // name, which has no first character: at() raises std::out_of_range for it.
-    if (isV1 && name.at(0) != slash) {
-      name.insert(name.begin(), slash);
-    }
-    std::u16string const content = attribute(entry, contentAttribute_);
-    std::u16string const type = attribute(entry, typeAttribute_);
-    opc::Perms::Perms_tag const permissions =
-        detail::readPermissions(attribute(entry, permissionsAttribute_), isV1);
-    boost::posix_time::ptime const date = detail::readDate(attribute(entry, dateAttribute_));
-
-    if (type == fileType_) {
-      tree.addNode(FileSystemNode::makeFileNode(name, content, permissions, date));
-    } else if (type == symLinkType_) {
-      tree.addNode(FileSystemNode::makeLinkNode(name, content, permissions, date));
-    } else if (type == folderType_) {
-      // A folder's content name is its own path; what the document says is not used.
-      tree.addNode(FileSystemNode::makeFolderNode(name, permissions, date));
-    } else {
-      // Both schemas restrict the type to the three words; this guards a schema change.
-      throw opc::model::InvalidPartContent("Unknown type of file system entry: " +
-                                           opc::toASCIIString(type));
-    }
+  } catch (...) {
+    // A bad value leaves the entries before it; a failure of the source takes them back.
+    if (std::current_exception() != filler.refusal()) restore(tree, platform, encoding, version);
+    throw;
   }
 }
 
@@ -151,47 +170,39 @@ void FileSystemManifestXml::writeV1(FileSystemTree const& tree, opc::OutputStrea
 
 void FileSystemManifestXml::writeForm(FileSystemTree const& tree, opc::OutputStream& target,
                                       bool isV1) {
-  opc::model::XercesString const& ns = isV1 ? namespaceV1_ : namespace_;
+  std::u16string const ns =
+      isV1 ? detail::kManifestNamespaceV1.str() : detail::kManifestNamespace.str();
   try {
-    auto const document = XercesHelper::createDocument();
-    document->setXmlStandalone(true);
-    xercesc::DOMElement* root =
-        XercesHelper::appendElementNS(document.get(), ns, fileEntriesElement_);
+    opc::model::XmlStreamWriter out(target);
+    out.startDocument();
+    out.startElement(ns, kFileEntries);
     if (isV1) {
-      XercesHelper::setElementAttribute(root, platformAttribute_, tree.getPlatform());
-      XercesHelper::setElementAttribute(root, encodingAttribute_, tree.getEncoding());
+      out.attribute(kPlatform, tree.getPlatform());
+      out.attribute(kEncoding, tree.getEncoding());
     } else {
-      XercesHelper::setElementAttribute(root, createdByPlatformAttribute_, tree.getPlatform());
-      XercesHelper::setElementAttribute(root, createdByEncodingAttribute_, tree.getEncoding());
-      XercesHelper::setElementAttribute(root, versionAttribute_, tree.getVersion());
+      out.attribute(kCreatedByPlatform, tree.getPlatform());
+      out.attribute(kCreatedByEncoding, tree.getEncoding());
+      out.attribute(kVersion, tree.getVersion());
     }
-
-    std::u16string const none;
-    for (FileSystemNode const& node : tree.leafNodes()) {
-      xercesc::DOMElement* entry = XercesHelper::appendElementNS(root, ns, fileEntryElement_);
-      XercesHelper::setElementAttribute(entry, nameAttribute_, node.getPathName());
-      bool const isFolder = node.getType() == FileSystemNodeType::Folder;
+    tree.visitLeaves([&](FileSystemTree::LeafView const& leaf) {
+      out.startElement(ns, kFileEntry);
+      out.attribute(kName, leaf.getPathName());
+      bool const isFolder = leaf.getType() == FileSystemNodeType::Folder;
       // The current form leaves a folder's content empty: readers never look at it.
-      XercesHelper::setElementAttribute(entry, contentAttribute_,
-                                        isFolder && !isV1 ? none : node.getContentName());
-      std::u16string const* type = &fileType_;
-      if (node.getType() == FileSystemNodeType::SymLink) type = &symLinkType_;
-      if (isFolder) type = &folderType_;
-      XercesHelper::setElementAttribute(entry, typeAttribute_, *type);
-      if (node.getPermissions()) {
-        opc::Perms::Perms_tag const permissions = *node.getPermissions();
-        XercesHelper::setElementAttribute(
-            entry, permissionsAttribute_,
-            isV1 ? detail::printPermissionsV1(permissions) : detail::printPermissions(permissions));
+      out.attribute(kContent, isFolder && !isV1 ? std::u16string_view() : leaf.getContentName());
+      out.attribute(kType, typeWord(leaf.getType()));
+      if (auto const permissions = leaf.getPermissions()) {
+        out.attribute(kPermissions, isV1 ? detail::printPermissionsV1(*permissions)
+                                         : detail::printPermissions(*permissions));
       }
-      if (node.getLastModifiedTime()) {
-        std::u16string const date = opc::convertTimeToString(*node.getLastModifiedTime());
-        if (!date.empty()) {
-          XercesHelper::setElementAttribute(entry, dateAttribute_, date);
-        }
+      if (auto const time = leaf.getLastModifiedTime()) {
+        std::u16string const date = opc::convertTimeToString(*time);
+        if (!date.empty()) out.attribute(kDate, date);
       }
-    }
-    XercesHelper::writeDocumentToStream(serializer_.get(), document.get(), target);
+      out.endElement();
+    });
+    out.endElement();
+    out.endDocument();
   } catch (opc::model::InvalidXMLDocument const& e) {
     throw opc::model::InvalidPartContent(e.what());
   }

@@ -20,7 +20,7 @@ constexpr unsigned long kRegularFileBit = 0100000;
 // The value of text made of digits of `base` alone and short enough not to overflow, or -1
 // for anything else, which the stream then reads with all its rules.  Nearly every value a
 // manifest holds is such text, and a stream per entry costs more than the rest of the entry.
-long plainDigits(std::u16string const& text, unsigned base) {
+long plainDigits(std::u16string_view text, unsigned base) {
   if (text.empty() || text.size() > 6) return -1;
   long value = 0;
   for (char16_t const c : text) {
@@ -30,9 +30,21 @@ long plainDigits(std::u16string const& text, unsigned base) {
   return value;
 }
 
+// The digits of `value` in `base`, without padding: 0 gives "0".
+std::u16string digits(unsigned long value, unsigned base) {
+  char16_t buffer[24];
+  char16_t* end = buffer + sizeof(buffer) / sizeof(buffer[0]);
+  char16_t* begin = end;
+  do {
+    *--begin = static_cast<char16_t>(u'0' + value % base);
+    value /= base;
+  } while (value != 0);
+  return std::u16string(begin, end);
+}
+
 }  // namespace
 
-opc::Perms::Perms_tag readPermissions(std::u16string const& text, bool isV1) {
+opc::Perms::Perms_tag readPermissions(std::u16string_view text, bool isV1) {
   if (text.empty()) {
     return opc::Perms::unknown;
   }
@@ -47,7 +59,7 @@ opc::Perms::Perms_tag readPermissions(std::u16string const& text, bool isV1) {
   if (plain >= 0 && plain <= 0xFFFF) {
     return static_cast<opc::Perms::Perms_tag>(plain & opc::Perms::perms_mask);
   }
-  std::istringstream stream(opc::toASCIIString(text));
+  std::istringstream stream(opc::toASCIIString(std::u16string(text)));
   // The classic locale: a locale with digit grouping must not change what a digit is.
   stream.imbue(std::locale::classic());
   std::uint16_t value = 0;
@@ -59,24 +71,18 @@ opc::Perms::Perms_tag readPermissions(std::u16string const& text, bool isV1) {
 }
 
 std::u16string printPermissions(opc::Perms::Perms_tag permissions) {
-  std::ostringstream stream;
-  stream.imbue(std::locale::classic());
-  stream << '0' << std::oct << static_cast<unsigned long>(permissions);
-  return opc::toString(stream.str());
+  return u"0" + digits(static_cast<unsigned long>(permissions), 8);
 }
 
 std::u16string printPermissionsV1(opc::Perms::Perms_tag permissions) {
-  std::ostringstream stream;
-  stream.imbue(std::locale::classic());
-  stream << std::dec << static_cast<unsigned long>(permissions) + kRegularFileBit;
-  return opc::toString(stream.str());
+  return digits(static_cast<unsigned long>(permissions) + kRegularFileBit, 10);
 }
 
-boost::posix_time::ptime readDate(std::u16string const& text) {
+boost::posix_time::ptime readDate(std::u16string_view text) {
   if (text.empty()) {
     return boost::posix_time::ptime(boost::posix_time::not_a_date_time);
   }
-  boost::posix_time::ptime const time = opc::convertStringToTime(text);
+  boost::posix_time::ptime const time = opc::convertStringToTime(std::u16string(text));
   if (time.is_not_a_date_time()) {
     throw opc::model::InvalidPartContent("Last modified date/time is not valid");
   }

@@ -3,6 +3,7 @@
 #define SRC_FILESYSTEM_FILE_SYSTEM_MANIFEST_XML_VALUES_H_
 
 #include <string>
+#include <string_view>
 
 #include <boost/date_time/posix_time/ptime.hpp>
 
@@ -22,7 +23,7 @@ namespace detail {
 //  - "Permissions are not a valid octal value" if the current form does not begin with "0";
 //  - "Permissions are not a valid decimal value" if the older form begins with "0";
 //  - "Permissions are not valid value" if no number can be extracted or it exceeds 65535.
-opc::Perms::Perms_tag readPermissions(std::u16string const& text, bool isV1);
+opc::Perms::Perms_tag readPermissions(std::u16string_view text, bool isV1);
 
 // "0" followed by the value in octal, without padding: 0644 gives "0644", 0 gives "00".
 std::u16string printPermissions(opc::Perms::Perms_tag permissions);
@@ -34,7 +35,7 @@ std::u16string printPermissionsV1(opc::Perms::Perms_tag permissions);
 // The time of a `date` attribute, or not_a_date_time for an empty text.  Raises
 // opc::model::InvalidPartContent "Last modified date/time is not valid" for a text that
 // does not convert (which the schema lets through only for years outside 1400..9999).
-boost::posix_time::ptime readDate(std::u16string const& text);
+boost::posix_time::ptime readDate(std::u16string_view text);
 
 }  // namespace detail
 }  // namespace vkservices

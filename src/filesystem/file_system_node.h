@@ -24,35 +24,40 @@ enum class FileSystemNodeType : std::uint32_t {
 // (65535) or the unknown time (not_a_date_time): the factories turn both into an unset
 // field.  Like any value, a node may be read on several threads at once, but not while one
 // of them assigns to it.
+//
+// The path is kept once, as the path name; the parent path and the base name are the two
+// parts of it on either side of the last separator.
 class FileSystemNode {
  public:
-  // Kind File (0), three empty strings, permissions and time unset.
+  // Kind File (0), empty path and content name, permissions and time unset.
   FileSystemNode();
 
   // A file at `path` whose content lies in the part named `partName`.
-  static FileSystemNode makeFileNode(std::u16string const& path, std::u16string const& partName,
+  static FileSystemNode makeFileNode(std::u16string path, std::u16string partName,
                                      opc::Perms::Perms_tag permissions,
                                      boost::posix_time::ptime const& lastModifiedTime);
 
   // A symbolic link at `path` to `target`, the target kept as it was given.
-  static FileSystemNode makeLinkNode(std::u16string const& path, std::u16string const& target,
+  static FileSystemNode makeLinkNode(std::u16string path, std::u16string target,
                                      opc::Perms::Perms_tag permissions,
                                      boost::posix_time::ptime const& lastModifiedTime);
 
   // A folder at `path`; its content name is its own path.
-  static FileSystemNode makeFolderNode(std::u16string const& path,
-                                       opc::Perms::Perms_tag permissions,
+  static FileSystemNode makeFolderNode(std::u16string path, opc::Perms::Perms_tag permissions,
                                        boost::posix_time::ptime const& lastModifiedTime);
 
   FileSystemNodeType getType() const { return type_; }
-  // Path of the parent folder; empty for the root.
-  std::u16string const& getParentPath() const { return parentPath_; }
+  // Path of the parent folder: opc::detail::getParentPath of the path the node was made
+  // from, and empty for the root and for a path without any "/".
+  std::u16string getParentPath() const;
   // Last component of the path; "/" for the root.
-  std::u16string const& getBaseName() const { return baseName_; }
+  std::u16string getBaseName() const { return pathName_.substr(baseStart_); }
   // The part name of a file, the target of a link, the own path of a folder.
   std::u16string const& getContentName() const { return contentName_; }
-  // The full path, derived from the parent path and the base name on each call.
-  std::u16string getPathName() const;
+  // The full path: the parent path and the base name joined by "/", without doubling the
+  // root's.  It is the path the node was made from, save that a leading "//" before a last
+  // component loses one "/" ("//a" gives "/a"), as the parent of both is the root.
+  std::u16string const& getPathName() const { return pathName_; }
   // Unset means unknown.
   boost::optional<opc::Perms::Perms_tag> const& getPermissions() const { return permissions_; }
   // Unset means unknown.
@@ -61,13 +66,19 @@ class FileSystemNode {
   }
 
  private:
-  FileSystemNode(FileSystemNodeType type, std::u16string const& path,
-                 std::u16string const& contentName, opc::Perms::Perms_tag permissions,
-                 boost::posix_time::ptime const& lastModifiedTime);
+  friend class FileSystemTree;
+
+  // The unknown values are given as unset fields here.
+  FileSystemNode(FileSystemNodeType type, std::u16string path, std::u16string contentName,
+                 boost::optional<opc::Perms::Perms_tag> permissions,
+                 boost::optional<boost::posix_time::ptime> lastModifiedTime);
+
+  // Makes pathName_ and baseStart_ from a path, as getParentPath and getFilename split it.
+  void setPath(std::u16string path);
 
   FileSystemNodeType type_;
-  std::u16string parentPath_;
-  std::u16string baseName_;
+  std::uint32_t baseStart_;
+  std::u16string pathName_;
   std::u16string contentName_;
   boost::optional<opc::Perms::Perms_tag> permissions_;
   boost::optional<boost::posix_time::ptime> lastModifiedTime_;

@@ -2,9 +2,17 @@
 #ifndef SRC_FILESYSTEM_FILE_SYSTEM_TREE_H_
 #define SRC_FILESYSTEM_FILE_SYSTEM_TREE_H_
 
+#include <cstddef>
+#include <cstdint>
+#include <functional>
 #include <map>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
+
+#include <boost/date_time/posix_time/ptime.hpp>
+#include <boost/optional.hpp>
 
 #include "filesystem/file_system_node.h"
 
@@ -22,11 +30,27 @@ namespace vkservices {
 // Errors are raised as opc::Exception itself, before anything changes.  Running out of memory
 // part way leaves the tree as the last completed map operation left it (a deep insertion may
 // then have made some of the missing folders); there is no rollback.
+//
+// Memory: each path is kept once, as the key of its record; a record links to its children
+// in insertion order, and a file whose part is named "/fsroot" and its path, or a folder,
+// keeps no content name of its own.  About 250 bytes a node for paths of 30 characters.
 class FileSystemTree {
+ private:
+  struct Record;
+  // A record under its path; records link to each other through these pairs, whose
+  // addresses the map keeps stable.
+  using Entry = std::pair<std::u16string const, Record>;
+
  public:
   // A tree holding the root alone, with the platform and encoding of the running process
   // and the current manifest version.
   FileSystemTree();
+  // Records link to each other, so a tree is moved, never copied.
+  FileSystemTree(FileSystemTree const&) = delete;
+  FileSystemTree& operator=(FileSystemTree const&) = delete;
+  FileSystemTree(FileSystemTree&& other) noexcept;
+  FileSystemTree& operator=(FileSystemTree&& other) noexcept;
+  ~FileSystemTree();
 
   // Inserts `node` under its path name, making every missing ancestor as a folder with
   // unknown permissions and time, from the top downwards.  The kind of the parent is not
@@ -64,6 +88,28 @@ class FileSystemTree {
   // root: the root is never a leaf by itself.
   std::vector<FileSystemNode> leafNodes() const;
 
+  // One node of visitLeaves, valid during the call only.
+  class LeafView {
+   public:
+    FileSystemNodeType getType() const;
+    // As FileSystemNode::getPathName.
+    std::u16string_view getPathName() const;
+    // As FileSystemNode::getContentName.
+    std::u16string_view getContentName() const;
+    boost::optional<opc::Perms::Perms_tag> getPermissions() const;
+    boost::optional<boost::posix_time::ptime> getLastModifiedTime() const;
+
+   private:
+    friend class FileSystemTree;
+    LeafView() = default;
+    Entry const* entry_ = nullptr;
+    mutable std::u16string content_;
+  };
+
+  // Calls `visit` for every node that leafNodes() would give, in the same order, without
+  // copying any of them.  `visit` must not change the tree.
+  void visitLeaves(std::function<void(LeafView const&)> const& visit) const;
+
   // A fresh folder node for "/" with unknown permissions and time (not the stored one).
   FileSystemNode rootNode() const;
 
@@ -82,21 +128,58 @@ class FileSystemTree {
   static std::u16string const& getCurrentVersion();
 
  private:
-  using NodeMap = std::map<std::u16string, FileSystemNode>;
+  using Records = std::map<std::u16string, Record, std::less<>>;
 
-  // Stores `node` at `path` under the existing `parent`; `hint` is where `path` goes in
-  // nodes_.  No check of its own.
-  void insertNode(FileSystemNode node, std::u16string path, std::u16string parent,
-                  NodeMap::const_iterator hint);
-  // Makes the folder `path` and every missing ancestor, top-down, without recursion so that
-  // no depth of path can exhaust the stack.
-  void insertMissingFolders(std::u16string const& path);
+  // How a record holds the content name of its node.
+  enum class Content : std::uint8_t {
+    kOwn,         // in the record
+    kPath,        // the key itself (a folder)
+    kFsrootPath,  // "/fsroot" and the key (a file in a part named after its path)
+  };
+
+  struct Record {
+    // Children in the order of insertion, as a list through their nextSibling.
+    Entry* firstChild = nullptr;
+    Entry* lastChild = nullptr;
+    Entry* nextSibling = nullptr;
+    std::u16string content;
+    boost::posix_time::ptime time;
+    std::uint16_t permissions = 0;
+    FileSystemNodeType type = FileSystemNodeType::File;
+    Content contentForm = Content::kOwn;
+    bool hasPermissions = false;
+    bool hasTime = false;
+    // False for the record of a removed node whose children are still in the tree: it keeps
+    // their list until the node is added again or its last child is removed.
+    bool present = false;
+  };
+
+  // Sets the record of `entry` to a node of these values; the key stays.
+  static void assign(Entry& entry, FileSystemNodeType type, std::u16string content,
+                     boost::optional<opc::Perms::Perms_tag> const& permissions,
+                     boost::optional<boost::posix_time::ptime> const& time);
+  static FileSystemNode nodeOf(Entry const& entry);
+
+  Entry* findPresent(std::u16string_view path);
+  Entry const* findPresent(std::u16string_view path) const;
+  // The record of `path`, present or not, or nullptr.
+  Entry const* findAny(std::u16string_view path) const;
+  // Makes the folder `parent` and every missing ancestor, top-down, without recursion so that
+  // no depth of path can exhaust the stack; returns its record.
+  Entry* insertMissingFolders(std::u16string_view parent);
+  // The present record of the parent of the absolute `path`, made if it is missing.
+  Entry* parentOf(std::u16string_view path);
+  void appendChild(Entry& parent, Entry& child);
+  void unlinkChild(Entry& parent, Entry const& child);
 
   std::u16string platform_;
   std::u16string encoding_;
   std::u16string version_;
-  NodeMap nodes_;
-  std::map<std::u16string, std::vector<std::u16string>> children_;
+  Records records_;
+  std::size_t presentCount_;
+  // The parent found last: the entries of a manifest come in order, so that siblings follow
+  // each other and share it.  Reset by every removal.
+  Entry* lastParent_;
 };
 
 }  // namespace vkservices

@@ -92,6 +92,16 @@ constexpr auto kSchemaV1 =
                     kManifestNamespacePathV1, kSettings, kCommonTypes, kFileEntryHead, kContentURI,
                     kFileEntryTail, kFileEntriesHead, kRootAttributesV1, kTail);
 
+// Runs `load`; a grammar that does not load is a fault of the library's own schema.
+template <typename Load>
+void asSchemaError(Load&& load) {
+  try {
+    load();
+  } catch (opc::model::InvalidXMLDocument const& e) {
+    throw opc::model::InvalidXMLSchema(std::string("Schema could not be loaded: ") + e.what());
+  }
+}
+
 }  // namespace
 
 std::string const& manifestSchemaText() {
@@ -106,11 +116,12 @@ std::string const& manifestSchemaTextV1() {
 
 void loadManifestGrammar(xercesc::DOMLSParser* parser, std::string const& schemaText,
                          std::u16string const& systemId) {
-  try {
-    opc::model::XercesHelper::loadGrammar(parser, schemaText, systemId);
-  } catch (opc::model::InvalidXMLDocument const& e) {
-    throw opc::model::InvalidXMLSchema(std::string("Schema could not be loaded: ") + e.what());
-  }
+  asSchemaError([&] { opc::model::XercesHelper::loadGrammar(parser, schemaText, systemId); });
+}
+
+void loadManifestGrammar(opc::model::XmlStreamReader& reader, std::string const& schemaText,
+                         std::u16string const& systemId) {
+  asSchemaError([&] { reader.loadGrammar(schemaText, systemId); });
 }
 
 }  // namespace detail

@@ -7,6 +7,8 @@
 
 #include <xercesc/dom/DOMLSParser.hpp>
 
+#include <opc/model/xml/xml_stream_reader.h>
+
 namespace opc {
 namespace vkservices {
 namespace detail {
@@ -23,6 +25,10 @@ std::string const& manifestSchemaTextV1();
 // the text of the parser's error if the text is not a valid schema.  `systemId` names the
 // schema in that text.
 void loadManifestGrammar(xercesc::DOMLSParser* parser, std::string const& schemaText,
+                         std::u16string const& systemId);
+
+// The same for the streaming reader that reads manifests.
+void loadManifestGrammar(opc::model::XmlStreamReader& reader, std::string const& schemaText,
                          std::u16string const& systemId);
 
 }  // namespace detail

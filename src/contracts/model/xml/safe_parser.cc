@@ -96,12 +96,16 @@ GrammarPoolOwner::GrammarPoolOwner() : pool_(new xercesc::XMLGrammarPoolImpl()) 
 GrammarPoolOwner::~GrammarPoolOwner() = default;
 
 SafeParser::SafeParser()
-    : DOMLSParserImpl(nullptr, xercesc::XMLPlatformUtils::fgMemoryManager, pool_.get()), depth_(0) {
+    : DOMLSParserImpl(nullptr, xercesc::XMLPlatformUtils::fgMemoryManager, pool_.get()),
+      depth_(0),
+      sink_(nullptr) {
   applySafeSettings(getDomConfig());
   pool_->lockPool();
 }
 
 SafeParser::~SafeParser() = default;
+
+void SafeParser::setElementSink(ElementSink* sink) { sink_ = sink; }
 
 xercesc::DOMDocument* SafeParser::parseURI(XMLCh const* const uri) {
   refuseURI(toMessageText(uri));
@@ -156,15 +160,17 @@ void SafeParser::startElement(xercesc::XMLElementDecl const& elemDecl, unsigned 
                               XMLCh const* const elemPrefix,
                               xercesc::RefVectorOf<xercesc::XMLAttr> const& attrList,
                               XMLSize_t const attrCount, bool const isEmpty, bool const isRoot) {
-  if (++depth_ > kMaxElementDepth) {
-    std::string where;
-    xercesc::Locator const* locator = getScanner()->getLocator();
-    if (locator != nullptr && locator->getLineNumber() > 0) {
-      where = " at line " + std::to_string(locator->getLineNumber()) + ", column " +
-              std::to_string(locator->getColumnNumber());
+  if (++depth_ > kMaxElementDepth) refuseDepth();
+  if (sink_ != nullptr) {
+    std::size_t const depth = depth_ - 1;
+    sink_->startElement(getScanner()->getURIText(urlId), elemDecl.getBaseName(), attrList,
+                        attrCount, depth);
+    // The scanner reports no end for an empty element.
+    if (isEmpty) {
+      --depth_;
+      sink_->endElement(depth);
     }
-    throw InvalidXMLDocument("XML error" + where + ": elements are nested deeper than " +
-                             std::to_string(kMaxElementDepth) + " levels");
+    return;
   }
   // An empty element is ended from inside this call, through endElement.
   DOMLSParserImpl::startElement(elemDecl, urlId, elemPrefix, attrList, attrCount, isEmpty, isRoot);
@@ -173,7 +179,63 @@ void SafeParser::startElement(xercesc::XMLElementDecl const& elemDecl, unsigned 
 void SafeParser::endElement(xercesc::XMLElementDecl const& elemDecl, unsigned int const urlId,
                             bool const isRoot, XMLCh const* const elemPrefix) {
   --depth_;
+  if (sink_ != nullptr) {
+    sink_->endElement(depth_);
+    return;
+  }
   DOMLSParserImpl::endElement(elemDecl, urlId, isRoot, elemPrefix);
+}
+
+void SafeParser::docCharacters(XMLCh const* const chars, XMLSize_t const length,
+                               bool const cdataSection) {
+  if (sink_ == nullptr) DOMLSParserImpl::docCharacters(chars, length, cdataSection);
+}
+
+void SafeParser::ignorableWhitespace(XMLCh const* const chars, XMLSize_t const length,
+                                     bool const cdataSection) {
+  if (sink_ == nullptr) DOMLSParserImpl::ignorableWhitespace(chars, length, cdataSection);
+}
+
+void SafeParser::docComment(XMLCh const* const comment) {
+  if (sink_ == nullptr) DOMLSParserImpl::docComment(comment);
+}
+
+void SafeParser::docPI(XMLCh const* const target, XMLCh const* const data) {
+  if (sink_ == nullptr) DOMLSParserImpl::docPI(target, data);
+}
+
+void SafeParser::startEntityReference(xercesc::XMLEntityDecl const& entDecl) {
+  if (sink_ == nullptr) DOMLSParserImpl::startEntityReference(entDecl);
+}
+
+void SafeParser::endEntityReference(xercesc::XMLEntityDecl const& entDecl) {
+  if (sink_ == nullptr) DOMLSParserImpl::endEntityReference(entDecl);
+}
+
+void SafeParser::handleElementPSVI(XMLCh const* const localName, XMLCh const* const uri,
+                                   xercesc::PSVIElement* elementInfo) {
+  if (sink_ == nullptr) DOMLSParserImpl::handleElementPSVI(localName, uri, elementInfo);
+}
+
+void SafeParser::handlePartialElementPSVI(XMLCh const* const localName, XMLCh const* const uri,
+                                          xercesc::PSVIElement* elementInfo) {
+  if (sink_ == nullptr) DOMLSParserImpl::handlePartialElementPSVI(localName, uri, elementInfo);
+}
+
+void SafeParser::handleAttributesPSVI(XMLCh const* const localName, XMLCh const* const uri,
+                                      xercesc::PSVIAttributeList* psviAttributes) {
+  if (sink_ == nullptr) DOMLSParserImpl::handleAttributesPSVI(localName, uri, psviAttributes);
+}
+
+void SafeParser::refuseDepth() {
+  std::string where;
+  xercesc::Locator const* locator = getScanner()->getLocator();
+  if (locator != nullptr && locator->getLineNumber() > 0) {
+    where = " at line " + std::to_string(locator->getLineNumber()) + ", column " +
+            std::to_string(locator->getColumnNumber());
+  }
+  throw InvalidXMLDocument("XML error" + where + ": elements are nested deeper than " +
+                           std::to_string(kMaxElementDepth) + " levels");
 }
 
 }  // namespace detail

@@ -34,15 +34,35 @@ class GrammarPoolOwner {
   std::unique_ptr<xercesc::XMLGrammarPoolImpl> pool_;
 };
 
+// Receives the elements of a document while a SafeParser streams it (see setElementSink).
+// The texts and the attribute list belong to the parser and are valid during the call only.
+class ElementSink {
+ public:
+  virtual ~ElementSink() = default;
+  // `namespaceURI` is "" for no namespace; `depth` is 0 for the document element.
+  virtual void startElement(XMLCh const* namespaceURI, XMLCh const* localName,
+                            xercesc::RefVectorOf<xercesc::XMLAttr> const& attributes,
+                            XMLSize_t attributeCount, std::size_t depth) = 0;
+  virtual void endElement(std::size_t depth) = 0;
+};
+
 // A DOM parser whose grammar pool stays locked except while the library itself loads a
 // grammar with loadGrammar, so that only grammars given by the library are ever cached, and
 // which reports errors of loadGrammar as InvalidXMLDocument.  Loading anything from a URI
 // (parseURI, loadGrammar by system id) is refused, and so are documents nested deeper than
 // kMaxElementDepth.
+//
+// With an element sink set, the parser streams instead: every element goes to the sink and
+// no node of the document is built (the parse still returns an empty document, which belongs
+// to the parser).  Scanning, validation, error reporting and every protection stay exactly
+// those of the DOM road, because they are the scanner's and not the tree builder's.
 class SafeParser : private GrammarPoolOwner, public xercesc::DOMLSParserImpl {
  public:
   SafeParser();
   ~SafeParser() override;
+
+  // Null (the default) builds documents; anything else streams to `sink` until reset.
+  void setElementSink(ElementSink* sink);
 
   xercesc::DOMDocument* parseURI(XMLCh const* const uri) override;
   xercesc::DOMDocument* parseURI(char const* const uri) override;
@@ -66,8 +86,28 @@ class SafeParser : private GrammarPoolOwner, public xercesc::DOMLSParserImpl {
   void endElement(xercesc::XMLElementDecl const& elemDecl, unsigned int const urlId,
                   bool const isRoot, XMLCh const* const elemPrefix) override;
 
+  // While streaming, everything that would add a node to the document is dropped: text,
+  // comments, processing instructions, entity references and schema information.
+  void docCharacters(XMLCh const* const chars, XMLSize_t const length,
+                     bool const cdataSection) override;
+  void ignorableWhitespace(XMLCh const* const chars, XMLSize_t const length,
+                           bool const cdataSection) override;
+  void docComment(XMLCh const* const comment) override;
+  void docPI(XMLCh const* const target, XMLCh const* const data) override;
+  void startEntityReference(xercesc::XMLEntityDecl const& entDecl) override;
+  void endEntityReference(xercesc::XMLEntityDecl const& entDecl) override;
+  void handleElementPSVI(XMLCh const* const localName, XMLCh const* const uri,
+                         xercesc::PSVIElement* elementInfo) override;
+  void handlePartialElementPSVI(XMLCh const* const localName, XMLCh const* const uri,
+                                xercesc::PSVIElement* elementInfo) override;
+  void handleAttributesPSVI(XMLCh const* const localName, XMLCh const* const uri,
+                            xercesc::PSVIAttributeList* psviAttributes) override;
+
  private:
+  [[noreturn]] void refuseDepth();
+
   std::size_t depth_;
+  ElementSink* sink_;
 };
 
 }  // namespace detail

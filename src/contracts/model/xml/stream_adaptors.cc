@@ -51,6 +51,21 @@ void StreamFailure::rethrowIfAny() const {
 
 bool StreamFailure::failed() const noexcept { return static_cast<bool>(error_); }
 
+CloseOnFailure::~CloseOnFailure() {
+  if (stream_ != nullptr) {
+    try {
+      stream_->close();
+    } catch (...) {
+    }
+  }
+}
+
+void CloseOnFailure::closeNow() {
+  opc::InputStream* stream = stream_;
+  stream_ = nullptr;
+  stream->close();
+}
+
 InputStreamSource::InputStreamSource(opc::InputStream& stream, StreamFailure& failure,
                                      std::u16string const& systemId)
     : stream_(stream), failure_(failure) {

@@ -31,6 +31,21 @@ class StreamFailure {
   std::exception_ptr error_;
 };
 
+// Closes an opened stream when a read fails, dropping a failure to close then, since the
+// failure of the read is the one to report; on success the stream is closed in the open with
+// closeNow().
+class CloseOnFailure {
+ public:
+  explicit CloseOnFailure(opc::InputStream& stream) : stream_(&stream) {}
+  CloseOnFailure(CloseOnFailure const&) = delete;
+  CloseOnFailure& operator=(CloseOnFailure const&) = delete;
+  ~CloseOnFailure();
+  void closeNow();
+
+ private:
+  opc::InputStream* stream_;
+};
+
 // Gives the bytes of an opc::InputStream to the parser as they are asked for, so that a
 // document is never copied into memory as a whole.  The stream must already be open; it
 // stays open and belongs to the caller.  The parser asks for the stream once per parse.

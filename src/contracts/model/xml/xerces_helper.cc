@@ -37,31 +37,6 @@ void requireNotNull(void const* pointer, char const* what) {
   }
 }
 
-// Closes the stream when a read fails.  A failure to close is dropped then, since the
-// failure of the read is the one to report; on success the stream is closed in the open.
-class CloseOnFailure {
- public:
-  explicit CloseOnFailure(opc::InputStream& stream) : stream_(&stream) {}
-  CloseOnFailure(CloseOnFailure const&) = delete;
-  CloseOnFailure& operator=(CloseOnFailure const&) = delete;
-  ~CloseOnFailure() {
-    if (stream_ != nullptr) {
-      try {
-        stream_->close();
-      } catch (...) {
-      }
-    }
-  }
-  void closeNow() {
-    opc::InputStream* stream = stream_;
-    stream_ = nullptr;
-    stream->close();
-  }
-
- private:
-  opc::InputStream* stream_;
-};
-
 std::string documentLabel(std::u16string const& systemId) {
   return systemId.empty() ? std::string("XML error")
                           : "XML error in " + detail::toMessageText(systemId);
@@ -135,7 +110,7 @@ xercesc::DOMDocument* XercesHelper::readDocumentFromStream(
     std::u16string const& systemId, std::u16string const& documentNamespace) {
   requireNotNull(parser, "parser");
   stream.open();
-  CloseOnFailure closer(stream);
+  detail::CloseOnFailure closer(stream);
   detail::StreamFailure streamFailure;
   XercesErrorHandler handler;
   xercesc::DOMDocument* document = detail::translateXercesErrors([&] {
