@@ -1,5 +1,4 @@
 #include <cstdint>
-#include <cstdio>
 #include <string>
 
 #include <boost/date_time/gregorian/gregorian_types.hpp>
@@ -100,10 +99,22 @@ bool readZone(Reader& reader, int& offsetMinutes) {
   return true;
 }
 
+// The digits of `value`, zero-padded to `width` characters as printf's "%0*ld" does (a minus
+// sign counts towards the width).  Written out by hand: a manifest prints a time per entry,
+// and the formatting machinery of printf costs more than the rest of the entry.
 void appendDigits(std::u16string& out, long value, int width) {
-  char buffer[16];
-  std::snprintf(buffer, sizeof(buffer), "%0*ld", width, value);
-  for (char const* c = buffer; *c != '\0'; ++c) out.push_back(static_cast<char16_t>(*c));
+  char16_t digits[24];
+  int count = 0;
+  unsigned long magnitude =
+      value < 0 ? 0ul - static_cast<unsigned long>(value) : static_cast<unsigned long>(value);
+  do {
+    digits[count++] = static_cast<char16_t>(u'0' + magnitude % 10);
+    magnitude /= 10;
+  } while (magnitude != 0);
+  int const sign = value < 0 ? 1 : 0;
+  if (sign != 0) out.push_back(u'-');
+  for (int pad = count + sign; pad < width; ++pad) out.push_back(u'0');
+  while (count > 0) out.push_back(digits[--count]);
 }
 
 }  // namespace
@@ -115,6 +126,7 @@ std::u16string convertTimeToString(posix_time::ptime time) {
   gregorian::date const date = time.date();
   posix_time::time_duration const day = time.time_of_day();
   std::u16string out;
+  out.reserve(32);
   appendDigits(out, date.year(), 4);
   out.push_back(u'-');
   appendDigits(out, date.month(), 2);

@@ -18,48 +18,59 @@ constexpr char kDeclaration[] = "<?xml version=\"1.0\" encoding=\"UTF-8\" standa
   throw InvalidXMLDocument(std::string("XML error: ") + mistake);
 }
 
-void put(std::string& out, char32_t c) {
+// Writes the UTF-8 bytes of `c` at `at` and returns the end.
+char* put(char* at, char32_t c) {
   if (c < 0x80) {
-    out.push_back(static_cast<char>(c));
+    *at++ = static_cast<char>(c);
   } else if (c < 0x800) {
-    out.push_back(static_cast<char>(0xC0 | (c >> 6)));
-    out.push_back(static_cast<char>(0x80 | (c & 0x3F)));
+    *at++ = static_cast<char>(0xC0 | (c >> 6));
+    *at++ = static_cast<char>(0x80 | (c & 0x3F));
   } else if (c < 0x10000) {
-    out.push_back(static_cast<char>(0xE0 | (c >> 12)));
-    out.push_back(static_cast<char>(0x80 | ((c >> 6) & 0x3F)));
-    out.push_back(static_cast<char>(0x80 | (c & 0x3F)));
+    *at++ = static_cast<char>(0xE0 | (c >> 12));
+    *at++ = static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+    *at++ = static_cast<char>(0x80 | (c & 0x3F));
   } else {
-    out.push_back(static_cast<char>(0xF0 | (c >> 18)));
-    out.push_back(static_cast<char>(0x80 | ((c >> 12) & 0x3F)));
-    out.push_back(static_cast<char>(0x80 | ((c >> 6) & 0x3F)));
-    out.push_back(static_cast<char>(0x80 | (c & 0x3F)));
+    *at++ = static_cast<char>(0xF0 | (c >> 18));
+    *at++ = static_cast<char>(0x80 | ((c >> 12) & 0x3F));
+    *at++ = static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+    *at++ = static_cast<char>(0x80 | (c & 0x3F));
   }
+  return at;
+}
+
+char* put(char* at, char const* text) {
+  while (*text != '\0') *at++ = *text++;
+  return at;
 }
 
 // Appends `text` to `out` in UTF-8.  With `escape`, the characters that would end or change
 // an attribute value become references, as the tree serializer writes them.  Refuses what
 // XML 1.0 cannot hold, so that no document is written that no parser reads back.
 void encode(std::u16string_view text, std::string& out, bool escape) {
+  // No code unit takes more than six bytes ("&quot;"; a surrogate pair takes four for two).
+  std::size_t const start = out.size();
+  out.resize(start + 6 * text.size());
+  char* at = &out[start];
   std::size_t const size = text.size();
   for (std::size_t i = 0; i < size; ++i) {
     char16_t const c = text[i];
     if (c >= 0x20 && c < 0x80) {
       if (escape && c == u'&') {
-        out += "&amp;";
+        at = put(at, "&amp;");
       } else if (escape && c == u'<') {
-        out += "&lt;";
+        at = put(at, "&lt;");
       } else if (escape && c == u'"') {
-        out += "&quot;";
+        at = put(at, "&quot;");
       } else {
-        out.push_back(static_cast<char>(c));
+        *at++ = static_cast<char>(c);
       }
     } else if (c < 0x20) {
       if (c == u'\t') {
-        out += escape ? "&#x9;" : "\t";
+        at = put(at, escape ? "&#x9;" : "\t");
       } else if (c == u'\n') {
-        out += escape ? "&#xA;" : "\n";
+        at = put(at, escape ? "&#xA;" : "\n");
       } else if (c == u'\r') {
-        out += escape ? "&#xD;" : "\r";
+        at = put(at, escape ? "&#xD;" : "\r");
       } else {
         failCharacter();
       }
@@ -67,13 +78,14 @@ void encode(std::u16string_view text, std::string& out, bool escape) {
       if (i + 1 == size || text[i + 1] < 0xDC00 || text[i + 1] > 0xDFFF) failCharacter();
       char32_t const high = c - 0xD800u;
       char32_t const low = text[++i] - 0xDC00u;
-      put(out, 0x10000 + (high << 10) + low);
+      at = put(at, 0x10000 + (high << 10) + low);
     } else if ((c >= 0xDC00 && c <= 0xDFFF) || c == 0xFFFE || c == 0xFFFF) {
       failCharacter();
     } else {
-      put(out, c);
+      at = put(at, c);
     }
   }
+  out.resize(static_cast<std::size_t>(at - out.data()));
 }
 
 // A name is written as it stands, so it must not be able to break the markup around it.  The
@@ -92,6 +104,7 @@ void checkName(std::u16string_view name) {
 
 XmlStreamWriter::XmlStreamWriter(opc::OutputStream& target)
     : target_(target),
+      depth_(0),
       startTagPending_(false),
       documentStarted_(false),
       documentElementEnded_(false) {
@@ -111,17 +124,21 @@ void XmlStreamWriter::startElement(std::u16string_view namespaceURI, std::u16str
   if (documentElementEnded_) failOrder("a document has only one document element");
   checkName(name);
   if (startTagPending_) closeStartTag(true);
-  if (!open_.empty()) lineBreak(open_.size());
+  if (depth_ != 0) lineBreak(depth_);
   out_.push_back('<');
   encode(name, out_, false);
   std::u16string_view const inScope =
-      open_.empty() ? std::u16string_view() : std::u16string_view(open_.back().namespaceURI);
+      depth_ == 0 ? std::u16string_view() : std::u16string_view(open_[depth_ - 1].namespaceURI);
   if (namespaceURI != inScope) {
     out_ += " xmlns=\"";
     encode(namespaceURI, out_, true);
     out_.push_back('"');
   }
-  open_.push_back(Open{std::u16string(name), std::u16string(namespaceURI)});
+  // Frames are kept when elements end, so that their strings are reused without allocating.
+  if (depth_ == open_.size()) open_.emplace_back();
+  open_[depth_].name.assign(name);
+  open_[depth_].namespaceURI.assign(namespaceURI);
+  ++depth_;
   startTagPending_ = true;
   attributes_.clear();
   attributeNames_.clear();
@@ -149,17 +166,17 @@ void XmlStreamWriter::attribute(std::u16string_view name, std::u16string_view va
 }
 
 void XmlStreamWriter::endElement() {
-  if (open_.empty()) failOrder("an element was ended that was not started");
+  if (depth_ == 0) failOrder("an element was ended that was not started");
   if (startTagPending_) {
     closeStartTag(false);
   } else {
-    lineBreak(open_.size() - 1);
+    lineBreak(depth_ - 1);
     out_ += "</";
-    encode(open_.back().name, out_, false);
+    encode(open_[depth_ - 1].name, out_, false);
     out_.push_back('>');
   }
-  open_.pop_back();
-  if (open_.empty()) {
+  --depth_;
+  if (depth_ == 0) {
     documentElementEnded_ = true;
     out_.push_back('\n');
   }

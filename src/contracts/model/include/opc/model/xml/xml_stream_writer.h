@@ -76,7 +76,9 @@ class OPC_MODEL_EXPORT XmlStreamWriter {
 
   opc::OutputStream& target_;
   std::string out_;
+  // The elements open now are the first depth_ of open_.
   std::vector<Open> open_;
+  std::size_t depth_;
   // The element started last still takes attributes: its start tag is not written yet.
   bool startTagPending_;
   bool documentStarted_;
