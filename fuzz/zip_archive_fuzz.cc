@@ -1,6 +1,6 @@
-// The ZIP container's reader over hostile bytes: opening parses the end records, the central
-// directory and the local headers; every item is then read to its end.  The model's own
-// exceptions are the expected outcome of bad input; anything else (a crash, a sanitizer
+// The ZIP container's reader over hostile bytes: opening parses the end records and the
+// central directory; every item is then located (its local header read) and read to its end.  The
+// model's own exceptions are the expected outcome of bad input; anything else (a crash, a sanitizer
 // report, another exception, a hang, runaway memory) is a finding.
 //
 // Input: the bytes of an archive.
@@ -34,6 +34,11 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
   for (auto const& entry : archive->entries()) {
     if (archive->find(entry.name) < 0) __builtin_trap();  // every name must be found again
     try {
+      // A located item lies inside the archive, data and all.
+      auto const located = archive->locate(entry);
+      if (located.dataOffset > size || size - located.dataOffset < located.compressedSize) {
+        __builtin_trap();
+      }
       auto stream = archive->openEntry(entry);
       stream->open();
       std::uint64_t total = 0;

@@ -1,6 +1,7 @@
-// Opening an archive that may be hostile: the end records, the central directory and the
-// local headers are read and checked against each other and against the limits, so that
-// nothing a later read relies on can be out of bounds.  The items' data is never read here.
+// Opening an archive that may be hostile: the end records and the central directory are read
+// and checked against each other and against the limits, so that nothing a later read relies
+// on can be out of bounds.  Local headers are read when their item is (locate), and the
+// items' data never here.
 #include "zip_archive.h"
 
 #include <algorithm>
@@ -277,36 +278,22 @@ ZipEntry readCentralHeader(DirectoryCursor& cursor, std::uint64_t index, std::st
   return entry;
 }
 
-// Checks the local header against the central one and finds where the data starts.  The
-// local name must be the same bytes, so that no reader can see another name than ours.
-void readLocalHeader(ZipByteSource const& source, ZipEntry& entry, std::string const& rawName,
-                     std::uint64_t dataLimit) {
-  std::size_t const headerSize = kLocalHeaderSize + rawName.size();
+// The least room an item takes from its local header on: the header with the item's name
+// and no extra field, and the data.  The real header may be longer by its extra field, which
+// locate() finds out.
+std::uint64_t leastEnd(ZipEntry const& entry, std::size_t rawNameSize) {
+  return entry.localHeaderOffset + kLocalHeaderSize + rawNameSize + entry.compressedSize;
+}
+
+// What can be told of an item's place without its local header: the header of its name lies
+// inside the data of the archive, and so does its data after it.
+void checkPlace(ZipEntry const& entry, std::size_t rawNameSize, std::uint64_t dataLimit) {
+  std::size_t const headerSize = kLocalHeaderSize + rawNameSize;
   if (entry.localHeaderOffset > dataLimit || dataLimit - entry.localHeaderOffset < headerSize) {
     failItem(entry.name, "its local header at offset " + str(entry.localHeaderOffset) +
                              " lies outside the data of the archive");
   }
-  std::vector<unsigned char> header(headerSize);
-  source.readAt(entry.localHeaderOffset, header.data(), headerSize);
-  if (get32(header.data()) != kLocalHeaderSignature) {
-    failItem(entry.name, "its local header has a bad signature");
-  }
-  if ((get16(header.data() + 6) & (kFlagEncrypted | kFlagStrongEncryption)) != 0) {
-    failItem(entry.name, "it is encrypted");
-  }
-  if (get16(header.data() + 8) != entry.method) {
-    failItem(entry.name, "its local header gives compression method " +
-                             str(get16(header.data() + 8)) + ", the central directory " +
-                             str(entry.method));
-  }
-  std::size_t const nameLength = get16(header.data() + 26);
-  std::size_t const extraLength = get16(header.data() + 28);
-  if (nameLength != rawName.size() ||
-      std::memcmp(header.data() + kLocalHeaderSize, rawName.data(), nameLength) != 0) {
-    failItem(entry.name, "its local header gives another name");
-  }
-  entry.dataOffset = entry.localHeaderOffset + kLocalHeaderSize + nameLength + extraLength;
-  if (entry.dataOffset > dataLimit || dataLimit - entry.dataOffset < entry.compressedSize) {
+  if (dataLimit - entry.localHeaderOffset - headerSize < entry.compressedSize) {
     failItem(entry.name, "its data of " + str(entry.compressedSize) +
                              " bytes runs past the start of the central directory");
   }
@@ -314,20 +301,34 @@ void readLocalHeader(ZipByteSource const& source, ZipEntry& entry, std::string c
 
 // Each item's bytes, from its local header to the end of its data, belong to it alone: items
 // that share bytes are how a small file unpacks to an enormous one.  Checked by sorting the
-// ranges, so that it costs n log n whatever the input.
-void checkOverlaps(std::vector<ZipEntry> const& entries) {
-  std::vector<std::size_t> order(entries.size());
-  for (std::size_t i = 0; i < order.size(); ++i) order[i] = i;
-  std::sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) {
+// ranges, so that it costs n log n whatever the input; each item learns which item follows
+// it, so that locate() can check the rest once the extra field is known.
+template <typename RawSize>
+void checkOverlaps(std::vector<ZipEntry>& entries, RawSize const& rawSizeOf) {
+  std::vector<std::uint32_t> order(entries.size());
+  for (std::size_t i = 0; i < order.size(); ++i) order[i] = static_cast<std::uint32_t>(i);
+  std::sort(order.begin(), order.end(), [&](std::uint32_t a, std::uint32_t b) {
     return entries[a].localHeaderOffset < entries[b].localHeaderOffset;
   });
   for (std::size_t i = 1; i < order.size(); ++i) {
-    ZipEntry const& before = entries[order[i - 1]];
+    ZipEntry& before = entries[order[i - 1]];
     ZipEntry const& after = entries[order[i]];
-    if (before.dataOffset + before.compressedSize > after.localHeaderOffset) {
+    if (leastEnd(before, rawSizeOf(before)) > after.localHeaderOffset) {
       failItem(after.name, "its bytes overlap those of item " + quoteName(before.name));
     }
+    before.following = order[i];
   }
+}
+
+// FNV-1a of the name with ASCII letters in lower case: the duplicate check compares names
+// only when this agrees, without a folded copy of each.
+std::uint64_t foldedHash(std::string const& name) {
+  std::uint64_t hash = 14695981039346656037ull;
+  for (char const c : name) {
+    char const folded = (c >= 'A' && c <= 'Z') ? static_cast<char>(c - 'A' + 'a') : c;
+    hash = (hash ^ static_cast<unsigned char>(folded)) * 1099511628211ull;
+  }
+  return hash;
 }
 
 }  // namespace
@@ -350,52 +351,116 @@ std::unique_ptr<ZipArchive> ZipArchive::open(std::shared_ptr<ZipByteSource> sour
   }
 
   std::vector<ZipEntry> entries;
-  std::vector<std::string> rawNames;
   entries.reserve(static_cast<std::size_t>(location.count));
-  rawNames.reserve(static_cast<std::size_t>(location.count));
-  std::unordered_map<std::string, std::size_t> folded;
+  std::unordered_map<std::uint64_t, std::string> rawNames;
+  // By the hash of the name folded to lower case, the entries read so far.
+  std::unordered_multimap<std::uint64_t, std::uint32_t> folded;
   folded.reserve(static_cast<std::size_t>(location.count));
   DirectoryCursor cursor(*source, location.offset, location.size);
+  std::string rawName;
   for (std::uint64_t index = 0; index < location.count; ++index) {
-    std::string rawName;
     ZipEntry entry = readCentralHeader(cursor, index, rawName);
     checkLimits(entry, limits);
-    auto const inserted = folded.emplace(foldAsciiCase(entry.name), entries.size());
-    if (!inserted.second) {
-      std::string const& other = entries[inserted.first->second].name;
+    std::uint64_t const hash = foldedHash(entry.name);
+    auto const same = folded.equal_range(hash);
+    for (auto at = same.first; at != same.second; ++at) {
+      std::string const& other = entries[at->second].name;
+      if (foldAsciiCase(other) != foldAsciiCase(entry.name)) continue;
       failItem(entry.name, other == entry.name ? std::string("another item has the same name")
                                                : "its name equals that of item " +
                                                      quoteName(other) + " without regard to case");
     }
+    folded.emplace(hash, static_cast<std::uint32_t>(entries.size()));
+    // Two items cannot share a local header: the overlap check below sees to that.
+    if (rawName != entry.name) rawNames.emplace(entry.localHeaderOffset, rawName);
     entries.push_back(std::move(entry));
-    rawNames.push_back(std::move(rawName));
   }
   if (cursor.remaining() != 0) {
     fail("its central directory holds more than the " + str(location.count) +
          " items that its end record declares");
   }
-  for (std::size_t i = 0; i < entries.size(); ++i) {
-    readLocalHeader(*source, entries[i], rawNames[i], location.offset);
-  }
-  checkOverlaps(entries);
-  return std::unique_ptr<ZipArchive>(new ZipArchive(std::move(source), std::move(entries)));
+  auto rawSizeOf = [&](ZipEntry const& entry) {
+    auto const raw = rawNames.find(entry.localHeaderOffset);
+    return raw == rawNames.end() ? entry.name.size() : raw->second.size();
+  };
+  for (ZipEntry const& entry : entries) checkPlace(entry, rawSizeOf(entry), location.offset);
+  checkOverlaps(entries, rawSizeOf);
+  return std::unique_ptr<ZipArchive>(
+      new ZipArchive(std::move(source), std::move(entries), std::move(rawNames), location.offset));
 }
 
-ZipArchive::ZipArchive(std::shared_ptr<ZipByteSource> source, std::vector<ZipEntry> entries)
-    : source_(std::move(source)), entries_(std::move(entries)) {
-  index_.reserve(entries_.size());
-  for (std::size_t i = 0; i < entries_.size(); ++i) index_.emplace(entries_[i].name, i);
+ZipArchive::ZipArchive(std::shared_ptr<ZipByteSource> source, std::vector<ZipEntry> entries,
+                       std::unordered_map<std::uint64_t, std::string> rawNames,
+                       std::uint64_t directoryOffset)
+    : source_(std::move(source)),
+      entries_(std::move(entries)),
+      rawNames_(std::move(rawNames)),
+      directoryOffset_(directoryOffset) {
+  byName_.resize(entries_.size());
+  for (std::size_t i = 0; i < byName_.size(); ++i) byName_[i] = static_cast<std::uint32_t>(i);
+  std::sort(byName_.begin(), byName_.end(), [this](std::uint32_t a, std::uint32_t b) {
+    return entries_[a].name < entries_[b].name;
+  });
 }
 
 std::vector<ZipEntry> const& ZipArchive::entries() const { return entries_; }
 
 std::int64_t ZipArchive::find(std::string const& name) const {
-  auto const found = index_.find(name);
-  return found == index_.end() ? -1 : static_cast<std::int64_t>(found->second);
+  auto const found = std::lower_bound(byName_.begin(), byName_.end(), name,
+                                      [this](std::uint32_t index, std::string const& wanted) {
+                                        return entries_[index].name < wanted;
+                                      });
+  if (found == byName_.end() || entries_[*found].name != name) return -1;
+  return static_cast<std::int64_t>(*found);
+}
+
+ZipEntry ZipArchive::locate(ZipEntry const& entry) const {
+  // The local name must be the same bytes, so that no reader can see another name than ours.
+  // Opening made sure that a header of this name lies inside the data of the archive.
+  std::string const& rawName = rawNameOf(entry);
+  std::size_t const headerSize = kLocalHeaderSize + rawName.size();
+  std::vector<unsigned char> header(headerSize);
+  source_->readAt(entry.localHeaderOffset, header.data(), headerSize);
+  if (get32(header.data()) != kLocalHeaderSignature) {
+    failItem(entry.name, "its local header has a bad signature");
+  }
+  if ((get16(header.data() + 6) & (kFlagEncrypted | kFlagStrongEncryption)) != 0) {
+    failItem(entry.name, "it is encrypted");
+  }
+  if (get16(header.data() + 8) != entry.method) {
+    failItem(entry.name, "its local header gives compression method " +
+                             str(get16(header.data() + 8)) + ", the central directory " +
+                             str(entry.method));
+  }
+  std::size_t const nameLength = get16(header.data() + 26);
+  std::size_t const extraLength = get16(header.data() + 28);
+  if (nameLength != rawName.size() ||
+      std::memcmp(header.data() + kLocalHeaderSize, rawName.data(), nameLength) != 0) {
+    failItem(entry.name, "its local header gives another name");
+  }
+  ZipEntry located = entry;
+  located.dataOffset = entry.localHeaderOffset + kLocalHeaderSize + nameLength + extraLength;
+  if (located.dataOffset > directoryOffset_ ||
+      directoryOffset_ - located.dataOffset < entry.compressedSize) {
+    failItem(entry.name, "its data of " + str(entry.compressedSize) +
+                             " bytes runs past the start of the central directory");
+  }
+  if (entry.following != ZipEntry::kNone) {
+    ZipEntry const& after = entries_.at(entry.following);
+    if (located.dataOffset + entry.compressedSize > after.localHeaderOffset) {
+      failItem(after.name, "its bytes overlap those of item " + quoteName(entry.name));
+    }
+  }
+  return located;
 }
 
 std::unique_ptr<ZipEntryStream> ZipArchive::openEntry(ZipEntry const& entry) const {
-  return makeEntryStream(source_, entry);
+  return makeEntryStream(source_, locate(entry));
+}
+
+std::string const& ZipArchive::rawNameOf(ZipEntry const& entry) const {
+  auto const raw = rawNames_.find(entry.localHeaderOffset);
+  return raw == rawNames_.end() ? entry.name : raw->second;
 }
 
 std::shared_ptr<ZipByteSource> const& ZipArchive::source() const { return source_; }

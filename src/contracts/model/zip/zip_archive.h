@@ -22,16 +22,22 @@ namespace opc {
 namespace model {
 namespace detail {
 
-// One item of an archive, as its central directory describes it and as checked against the
-// item's local header when the archive was opened.
+// One item of an archive, as its central directory describes it.  Its local header is read
+// and checked when the item is first read (ZipArchive::locate), not when the archive opens.
 struct ZipEntry {
+  static constexpr std::uint32_t kNone = 0xFFFFFFFF;
+
   std::string name;          // UTF-8: names without the language-encoding flag are read as CP437
   std::uint16_t method = 0;  // 0 stored, 8 deflated; other methods are refused at open
   std::uint64_t compressedSize = 0;
   std::uint64_t uncompressedSize = 0;
   std::uint32_t crc32 = 0;
   std::uint64_t localHeaderOffset = 0;
-  std::uint64_t dataOffset = 0;  // first byte of the (compressed) data
+  // First byte of the (compressed) data: 0 in entries(), set in what locate() gives.
+  std::uint64_t dataOffset = 0;
+  // The index in entries() of the item whose local header comes next in the file, or kNone
+  // when the central directory does: the item's bytes must end before it.
+  std::uint32_t following = kNone;
 };
 
 // Random-access bytes of an archive: a file or a buffer in memory.  The two sources below
@@ -63,33 +69,44 @@ class OPC_MODEL_EXPORT ZipEntryStream : public opc::InputStream {
 };
 
 // A validated archive.  Opening parses the end of central directory (ZIP64 included) and the
-// whole central directory, reads every local header, and refuses with InvalidPackage, naming
-// the item and the problem: a truncated or inconsistent archive; an encrypted item or an
-// unsupported method; two items whose names are equal or equivalent without regard to
-// ASCII case; items whose byte ranges overlap each other or the central directory; an item
-// name that is absolute, holds a ".." segment, a backslash or a NUL; more items, a larger
-// item, or a higher compression ratio than `limits` allow.
+// whole central directory and refuses with InvalidPackage, naming the item and the problem: a
+// truncated or inconsistent archive; an encrypted item or an unsupported method; two items
+// whose names are equal or equivalent without regard to ASCII case; items whose byte ranges
+// (a local header of the item's name and its data, at the least) overlap each other or the
+// central directory; an item name that is absolute, holds a ".." segment, a backslash or a
+// NUL; more items, a larger item, or a higher compression ratio than `limits` allow.
+//
+// An item's local header is read when the item is first read or copied (locate): opening an
+// archive of 100,000 items then reads its directory only, as a lister does.  Its checks are
+// the same as they were at open, with the same messages, and raise InvalidPackage from the
+// call that reads the item: a bad signature, encryption, a method or a name other than the
+// central directory's, data that with the header's extra field runs into the next item or
+// the central directory.
 //
 // Messages: "Invalid ZIP archive: <problem>" for the archive as a whole, and
 // "Invalid ZIP item \"<name>\": <problem>" for one item; the name goes through
 // toUDEString.  They do not name the archive's file, which the caller knows.
-// Opening reads the directories and the local headers only, never the items' data.  A
-// ZipArchive is immutable after open: entries(), find() and openEntry() may be called from
-// several threads at once.
+// Opening reads the directories only, never the items' data.  A ZipArchive is immutable
+// after open: entries(), find(), locate() and openEntry() may be called from several threads
+// at once.
 class OPC_MODEL_EXPORT ZipArchive {
  public:
   static std::unique_ptr<ZipArchive> open(std::shared_ptr<ZipByteSource> source,
                                           PackageLimits const& limits);
 
   std::vector<ZipEntry> const& entries() const;
-  // The index of the entry with exactly this name, or -1.
+  // The index of the entry with exactly this name, or -1.  Logarithmic in the item count.
   std::int64_t find(std::string const& name) const;
 
+  // `entry` (one of entries()) with its dataOffset, from its local header, which is read and
+  // checked against the central directory each time (see above).  Raises InvalidPackage.
+  ZipEntry locate(ZipEntry const& entry) const;
+
   // A stream of the entry's uncompressed content, inflating as it is read, with bounded
-  // memory whatever the size.  At the end it checks the size and CRC-32 against the
-  // directory and throws InvalidPartContent naming the item on a mismatch; it also stops
-  // with InvalidPartContent as soon as more bytes come out than declared.  The stream keeps
-  // the source alive and is independent of the ZipArchive object.
+  // memory whatever the size.  Locates the entry first (see locate).  At the end it checks
+  // the size and CRC-32 against the directory and throws InvalidPartContent naming the item
+  // on a mismatch; it also stops with InvalidPartContent as soon as more bytes come out than
+  // declared.  The stream keeps the source alive and is independent of the ZipArchive object.
   // Messages: "Invalid ZIP item \"<name>\": <problem>".  A stored entry streams with the
   // same checks.  `entry` must be one of entries().
   std::unique_ptr<ZipEntryStream> openEntry(ZipEntry const& entry) const;
@@ -98,10 +115,21 @@ class OPC_MODEL_EXPORT ZipArchive {
   std::shared_ptr<ZipByteSource> const& source() const;
 
  private:
-  ZipArchive(std::shared_ptr<ZipByteSource> source, std::vector<ZipEntry> entries);
+  ZipArchive(std::shared_ptr<ZipByteSource> source, std::vector<ZipEntry> entries,
+             std::unordered_map<std::uint64_t, std::string> rawNames,
+             std::uint64_t directoryOffset);
+  // The bytes of the entry's name in the central directory, which the local header must
+  // repeat.
+  std::string const& rawNameOf(ZipEntry const& entry) const;
+
   std::shared_ptr<ZipByteSource> source_;
   std::vector<ZipEntry> entries_;
-  std::unordered_map<std::string, std::size_t> index_;  // exact name to position in entries_
+  // Positions in entries_, by name: find() searches it.
+  std::vector<std::uint32_t> byName_;
+  // By local header offset, the raw names of the few entries whose name was decoded (CP437
+  // or a Unicode path field) and so differs from its bytes.
+  std::unordered_map<std::uint64_t, std::string> rawNames_;
+  std::uint64_t directoryOffset_;
 };
 
 // Content for a new item: called repeatedly to fill `buffer`, returns how many bytes it

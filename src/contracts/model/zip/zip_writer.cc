@@ -147,7 +147,8 @@ class LibzipWriter : public ZipWriter, private ItemSourceOwner {
     item->name = name;
     item->plan = WriterItem::Plan::Raw;
     item->rawSource = from.source();
-    item->rawEntry = entry;
+    // Its local header is read here, where the copy needs the offset of its data.
+    item->rawEntry = from.locate(entry);
     item->state = WriterItem::State::Done;
     addItem(std::move(item), entry.method == zipformat::kMethodStored);
   }
