@@ -2,8 +2,8 @@
 #ifndef TOOLS_OPCVK_ENTRY_WALK_H_
 #define TOOLS_OPCVK_ENTRY_WALK_H_
 
+#include <functional>
 #include <string>
-#include <vector>
 
 #include <opc/vkservices/file_system_entry.h>
 #include <opc/vkservices/file_system_manager.h>
@@ -18,15 +18,24 @@ struct WalkedEntry {
   int depth;
 };
 
-// Every entry below the entry at `path` (raising the library's FileSystemEntryNotFound if there
-// is none), the entry itself not included, as a tree shows them: depth first, the entries of
-// each folder ordered by name (UTF-16).  An entry at `path` that is not a folder and has nothing
-// below it comes out alone, at depth 0.
-std::vector<WalkedEntry> walkEntries(opc::vkservices::FileSystemManager& files,
-                                     std::u16string const& path);
+enum class WalkOrder {
+  // By full path (UTF-16 code units), the order of the library's own lists: "/a", "/a.txt",
+  // "/a/x" ("." sorts before "/").
+  kByPath,
+  // As a tree shows them: depth first, the entries of each folder by name (UTF-16), each
+  // folder followed by what it holds.
+  kAsTree,
+};
 
-// Reorders `entries` by full path (UTF-16), the order of the library's own lists.
-void sortByPath(std::vector<WalkedEntry>& entries);
+// Calls `visit` for every entry below the entry at `path` (raising the library's
+// FileSystemEntryNotFound if there is none), the entry itself not included, in `order`.  An
+// entry at `path` that is not a folder and has nothing below it comes out alone, at depth 0.
+//
+// Entries are handed over as they are found: the walk holds the children of the folders on
+// the way down and nothing else, so that its memory grows with the width and depth of the
+// tree, not with the number of entries.  The entry passed to `visit` is valid during the call.
+void walkEntries(opc::vkservices::FileSystemManager& files, std::u16string const& path,
+                 WalkOrder order, std::function<void(WalkedEntry const&)> const& visit);
 
 }  // namespace opcvk
 

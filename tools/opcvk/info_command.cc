@@ -99,7 +99,7 @@ Facts gather(OpenPackage& open, std::string const& packagePath, bool readable) {
   facts.platform = files.getCreatedByPlatform();
   facts.encoding = files.getCreatedByEncoding();
   FileParts parts(open.package(), files);
-  for (WalkedEntry const& walked : walkEntries(files, u"/")) {
+  walkEntries(files, u"/", WalkOrder::kByPath, [&](WalkedEntry const& walked) {
     if (walked.entry.isFolder()) {
       ++facts.folders;
     } else if (walked.entry.isLink()) {
@@ -108,7 +108,7 @@ Facts gather(OpenPackage& open, std::string const& packagePath, bool readable) {
       ++facts.files;
       facts.contentBytes += parts.size(walked.entry);
     }
-  }
+  });
   return facts;
 }
 

@@ -58,41 +58,35 @@ std::string shownPath(FileSystemManager& files, WalkedEntry const& walked,
   return shown;
 }
 
-void listNames(std::vector<WalkedEntry> const& entries, Output& out) {
-  for (WalkedEntry const& walked : entries) {
-    std::string line = displayText(walked.path);
-    if (walked.entry.isFolder()) line += '/';
-    out.line(line);
-  }
+void nameLine(WalkedEntry const& walked, Output& out) {
+  std::string line = displayText(walked.path);
+  if (walked.entry.isFolder()) line += '/';
+  out.line(line);
 }
 
-void listTree(FileSystemManager& files, std::vector<WalkedEntry> const& entries, Output& out) {
-  for (WalkedEntry const& walked : entries) {
-    out.line(std::string(2 * static_cast<std::size_t>(walked.depth), ' ') +
-             shownPath(files, walked, walked.name));
-  }
+void treeLine(FileSystemManager& files, WalkedEntry const& walked, Output& out) {
+  out.line(std::string(2 * static_cast<std::size_t>(walked.depth), ' ') +
+           shownPath(files, walked, walked.name));
 }
 
-void listLong(FileSystemManager& files, FileParts& parts, bool showParts,
-              std::vector<WalkedEntry> const& entries, Output& out) {
-  for (WalkedEntry const& walked : entries) {
-    FileSystemEntry const& entry = walked.entry;
-    bool const isFile = entry.isFile();
-    std::string line;
-    line += kindLetter(entry);
-    line += permissionsText(entry.getPermissions());
-    line += "  ";
-    line += sizeColumn(isFile ? parts.size(entry) : 0);
-    line += "  ";
-    line += timeText(entry.getLastModifiedTime());
-    line += "  ";
-    line += shownPath(files, walked, walked.path);
-    if (showParts && isFile) {
-      std::u16string const part = parts.partName(entry);
-      line += " [" + (part.empty() ? std::string("?") : displayText(part)) + "]";
-    }
-    out.line(line);
+void longLine(FileSystemManager& files, FileParts& parts, bool showParts, WalkedEntry const& walked,
+              Output& out) {
+  FileSystemEntry const& entry = walked.entry;
+  bool const isFile = entry.isFile();
+  std::string line;
+  line += kindLetter(entry);
+  line += permissionsText(entry.getPermissions());
+  line += "  ";
+  line += sizeColumn(isFile ? parts.size(entry) : 0);
+  line += "  ";
+  line += timeText(entry.getLastModifiedTime());
+  line += "  ";
+  line += shownPath(files, walked, walked.path);
+  if (showParts && isFile) {
+    std::u16string const part = parts.partName(entry);
+    line += " [" + (part.empty() ? std::string("?") : displayText(part)) + "]";
   }
+  out.line(line);
 }
 
 nlohmann::ordered_json textOrNull(std::string const& text) {
@@ -100,54 +94,60 @@ nlohmann::ordered_json textOrNull(std::string const& text) {
   return text;
 }
 
-void listJson(FileSystemManager& files, FileParts& parts, bool showParts,
-              std::vector<WalkedEntry> const& entries, Output& out) {
-  if (entries.empty()) {
-    out.line("[]");
-    return;
+std::string jsonObject(FileSystemManager& files, FileParts& parts, bool showParts,
+                       WalkedEntry const& walked) {
+  FileSystemEntry const& entry = walked.entry;
+  nlohmann::ordered_json object;
+  object["path"] = utf8Text(walked.path);
+  object["kind"] = kindWord(entry);
+  object["permissions"] = textOrNull(permissionsOctal(entry.getPermissions()));
+  object["modified"] = textOrNull(timeIso(entry.getLastModifiedTime()));
+  if (entry.isFile()) object["size"] = parts.size(entry);
+  if (entry.isLink()) object["target"] = utf8Text(files.getLinkTarget(entry));
+  if (showParts && entry.isFile()) {
+    object["part"] = textOrNull(utf8Text(parts.partName(entry)));
   }
-  out.line("[");
-  for (std::size_t i = 0; i < entries.size(); ++i) {
-    FileSystemEntry const& entry = entries[i].entry;
-    nlohmann::ordered_json object;
-    object["path"] = utf8Text(entries[i].path);
-    object["kind"] = kindWord(entry);
-    object["permissions"] = textOrNull(permissionsOctal(entry.getPermissions()));
-    object["modified"] = textOrNull(timeIso(entry.getLastModifiedTime()));
-    if (entry.isFile()) object["size"] = parts.size(entry);
-    if (entry.isLink()) object["target"] = utf8Text(files.getLinkTarget(entry));
-    if (showParts && entry.isFile()) {
-      object["part"] = textOrNull(utf8Text(parts.partName(entry)));
-    }
-    std::string line =
-        "  " + object.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
-    if (i + 1 < entries.size()) line += ',';
-    out.line(line);
-  }
-  out.line("]");
+  return object.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
 }
 
 void runList(ListOptions const& options) {
   OpenPackage open(options.package, opc::model::PackageAccess::Read);
   unlockPackage(open, options.package, options.key, KeyUse::Read);
   FileSystemManager& files = open.files();
-  std::vector<WalkedEntry> entries = walkEntries(files, packagePathArgument(options.path));
+  std::u16string const path = packagePathArgument(options.path);
   Output out;
   if (options.tree && !options.json) {
-    listTree(files, entries, out);
+    walkEntries(files, path, WalkOrder::kAsTree,
+                [&](WalkedEntry const& walked) { treeLine(files, walked, out); });
     return;
   }
-  sortByPath(entries);
   if (!options.json && !options.longFormat) {
-    listNames(entries, out);
+    walkEntries(files, path, WalkOrder::kByPath,
+                [&](WalkedEntry const& walked) { nameLine(walked, out); });
     return;
   }
   FileParts parts(open.package(), files);
-  if (options.json) {
-    listJson(files, parts, options.parts, entries, out);
-  } else {
-    listLong(files, parts, options.parts, entries, out);
+  if (!options.json) {
+    walkEntries(files, path, WalkOrder::kByPath, [&](WalkedEntry const& walked) {
+      longLine(files, parts, options.parts, walked, out);
+    });
+    return;
   }
+  // Each object goes out when the next one comes, so that the last one is known to need no
+  // comma.
+  std::string pending;
+  bool any = false;
+  walkEntries(files, path, WalkOrder::kByPath, [&](WalkedEntry const& walked) {
+    out.line(any ? "  " + pending + ',' : std::string("["));
+    pending = jsonObject(files, parts, options.parts, walked);
+    any = true;
+  });
+  if (!any) {
+    out.line("[]");
+    return;
+  }
+  out.line("  " + pending);
+  out.line("]");
 }
 
 }  // namespace
