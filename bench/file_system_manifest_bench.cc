@@ -10,10 +10,6 @@
 #include <fstream>
 #include <string>
 
-#if defined(__GLIBC__)
-#include <malloc.h>
-#endif
-
 #include <benchmark/benchmark.h>
 #include <boost/date_time/gregorian/gregorian_types.hpp>
 #include <boost/date_time/posix_time/posix_time_types.hpp>
@@ -25,12 +21,14 @@
 #include "filesystem/file_system_manifest_xml.h"
 #include "filesystem/file_system_node.h"
 #include "filesystem/file_system_tree.h"
+#include "heap_in_use.h"
 
 namespace {
 
 using opc::vkservices::FileSystemManifestXml;
 using opc::vkservices::FileSystemNode;
 using opc::vkservices::FileSystemTree;
+using opcvk_bench::heapInUseBytes;
 
 constexpr std::size_t kEntries = 100000;
 
@@ -138,16 +136,6 @@ void report(benchmark::State& state, double residentBefore) {
   // (source tree and document text) it went.
   state.counters["peak_rss_MiB"] = peak;
   state.counters["peak_added_MiB"] = peak - residentBefore;
-}
-
-// Bytes of heap in use, malloc's own overhead included.
-double heapInUseBytes() {
-#if defined(__GLIBC__) && (__GLIBC__ > 2 || (__GLIBC__ == 2 && __GLIBC_MINOR__ >= 33))
-  struct mallinfo2 const info = mallinfo2();
-  return static_cast<double>(info.uordblks + info.hblkhd);
-#else
-  return 0.0;
-#endif
 }
 
 void BM_WriteManifest(benchmark::State& state) {

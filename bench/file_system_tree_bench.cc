@@ -11,10 +11,6 @@
 #include <unordered_set>
 #include <vector>
 
-#if defined(__GLIBC__)
-#include <malloc.h>
-#endif
-
 #include <benchmark/benchmark.h>
 #include <boost/date_time/gregorian/gregorian_types.hpp>
 #include <boost/date_time/posix_time/posix_time_types.hpp>
@@ -23,11 +19,13 @@
 
 #include "filesystem/file_system_node.h"
 #include "filesystem/file_system_tree.h"
+#include "heap_in_use.h"
 
 namespace {
 
 using opc::vkservices::FileSystemNode;
 using opc::vkservices::FileSystemTree;
+using opcvk_bench::heapInUseBytes;
 
 constexpr std::size_t kPathCount = 1000000;
 constexpr int kMinLeafDepth = 3;
@@ -142,16 +140,6 @@ double peakResidentBytes() {
     if (line.rfind("VmHWM:", 0) == 0) return std::stod(line.substr(6)) * 1024.0;
   }
   return 0.0;
-}
-
-// Bytes of heap in use, malloc's own overhead included.
-double heapInUseBytes() {
-#if defined(__GLIBC__) && (__GLIBC__ > 2 || (__GLIBC__ == 2 && __GLIBC_MINOR__ >= 33))
-  struct mallinfo2 const info = mallinfo2();
-  return static_cast<double>(info.uordblks + info.hblkhd);
-#else
-  return 0.0;
-#endif
 }
 
 void reportMemory(benchmark::State& state) {
