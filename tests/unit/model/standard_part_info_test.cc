@@ -1,10 +1,12 @@
 #include <cstdint>
 #include <limits>
 #include <memory>
+#include <type_traits>
 
 #include <gtest/gtest.h>
 
 #include <opc/model/exceptions.h>
+#include <opc/model/package.h>
 #include <opc/model/standard_part_info.h>
 
 #include "support/expect_exception.h"
@@ -58,6 +60,17 @@ TEST(StandardPartInfoTest, RefusesUnknownCompressionType) {
                        opc::model::InvalidPartInfo,
                        "Invalid compression type -1: it must be Stored (0), DeflateMetadata (1) "
                        "or DeflateContent (2)");
+}
+
+TEST(StandardPartInfoTest, IsKnownInTheModelsNamespaceAsTheSameClass) {
+  static_assert(std::is_same<opc::model::StandardPartInfo, StandardPartInfo>::value,
+                "one class under two names");
+  std::unique_ptr<opc::model::Package> package =
+      opc::model::Package::openBuffer({}, opc::model::PackageAccess::Create);
+  opc::model::Part const part =
+      package->createPart(opc::model::PartName(u"/a.xml"), opc::model::ContentType(u"text/xml"),
+                          opc::model::StandardPartInfo(CompressionType::DeflateMetadata, 0));
+  EXPECT_EQ(part.getName().toString(), u"/a.xml");
 }
 
 }  // namespace

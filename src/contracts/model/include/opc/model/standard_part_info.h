@@ -55,6 +55,14 @@ class OPC_MODEL_EXPORT StandardPartInfo : public IPhysicalPartInfo {
 };
 
 }  // namespace interfaces
+
+namespace model {
+
+// Callers of the package model name the storage options of a new part from here: the same
+// class as opc::interfaces::StandardPartInfo, not a second one.
+using interfaces::StandardPartInfo;
+
+}  // namespace model
 }  // namespace opc
 
 #endif  // OPC_MODEL_STANDARD_PART_INFO_H_
