@@ -28,6 +28,7 @@ A case is a JSON object:
                  standard input (otherwise it has none), and each answer, with a line break,
                  is typed once a prompt (standard error ending in ": ") asks for it; none of
                  the answers may then show in what the terminal echoed
+  "locales"      locales the case needs; where one is missing, the case is skipped (exit 77)
   "env"          extra environment of the command
   "exit"         the expected exit code
   "stdout"       "exact text" | {"lines": [...]} | {"regex": re} | {"json": value} |
@@ -86,6 +87,7 @@ import tempfile
 import zipfile
 from datetime import datetime, timezone
 import importlib.util
+import locale
 from importlib.machinery import SourceFileLoader
 
 HERE = os.path.dirname(os.path.abspath(__file__))
@@ -105,6 +107,7 @@ compare_trees = load_compare_trees()
 
 NOBODY = 65534
 TIMEOUT = 120
+SKIPPED = 77  # ctest's SKIP_RETURN_CODE for the cases
 
 
 class CaseFailure(Exception):
@@ -625,6 +628,19 @@ def write_older_package(path, step):
             z.writestr(name.lstrip("/"), data)
 
 
+def missing_locales(names):
+    """The locales of names that this machine cannot set, tried as the tool would."""
+    missing = []
+    saved = locale.setlocale(locale.LC_ALL)
+    for name in names:
+        try:
+            locale.setlocale(locale.LC_ALL, name)
+        except locale.Error:
+            missing.append(name)
+    locale.setlocale(locale.LC_ALL, saved)
+    return missing
+
+
 def line_diff(expected, actual):
     import difflib
     return "\n".join(difflib.unified_diff(expected, actual, "expected", "actual", lineterm=""))
@@ -636,6 +652,12 @@ def main(argv):
         return 2
     opcvk, case_path = os.path.abspath(argv[0]), argv[1]
     keep = "--keep" in argv[2:]
+    with open(case_path, "rb") as f:
+        missing = missing_locales(json.load(f).get("locales", []))
+    if missing:
+        print("SKIP %s: the locale %s is not installed" % (os.path.basename(case_path),
+                                                         ", ".join(missing)))
+        return SKIPPED
     # Files made without --restore get the permissions of this mask; cases count on it.
     os.umask(0o022)
     tmp = tempfile.mkdtemp(prefix="opcvk-cli-")
