@@ -6,6 +6,25 @@
 include(CMakePackageConfigHelpers)
 
 get_property(installed_targets GLOBAL PROPERTY OPCVK_INSTALLED_TARGETS)
+
+# An installation works wherever it lands and wherever it is moved: each shared library finds
+# the others beside it ($ORIGIN), and the tool finds them in the libdir seen from its bindir,
+# with no LD_LIBRARY_PATH.  The build tree keeps its own absolute paths.
+# The build tree's runtime path gets $ORIGIN too, so that a library that needs no other of the
+# project's still has an entry for the install step to rewrite.
+foreach(target IN LISTS installed_targets)
+  set_target_properties(${target} PROPERTIES BUILD_RPATH "$ORIGIN" INSTALL_RPATH "$ORIGIN")
+endforeach()
+if(TARGET opcvk)
+  if(IS_ABSOLUTE "${CMAKE_INSTALL_BINDIR}" OR IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}")
+    set(opcvk_tool_rpath "${CMAKE_INSTALL_FULL_LIBDIR}")
+  else()
+    file(RELATIVE_PATH opcvk_bin_to_lib "/root/${CMAKE_INSTALL_BINDIR}"
+         "/root/${CMAKE_INSTALL_LIBDIR}")
+    set(opcvk_tool_rpath "$ORIGIN/${opcvk_bin_to_lib}")
+  endif()
+  set_target_properties(opcvk PROPERTIES INSTALL_RPATH "${opcvk_tool_rpath}")
+endif()
 install(TARGETS ${installed_targets}
   EXPORT opcvkservicesTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
