@@ -32,6 +32,7 @@ struct AddOptions {
   bool quiet = false;
   bool v1Manifest = false;
   KeyOptions key;
+  double wait = 0;
 };
 
 std::string readLink(fs::path const& link) {
@@ -91,7 +92,7 @@ void runAdd(AddOptions const& options) {
       options.noTransforms ? TransformMode::NoTransforms : TransformMode::ApplyTransforms;
   std::u16string const path = packagePathArgument(options.as);
   OpenPackage open(options.package, opc::model::PackageAccess::Modify,
-                   manifestForms(options.v1Manifest));
+                   manifestForms(options.v1Manifest), waitingUpTo(options.wait));
   unlockPackage(open, options.package, options.key, KeyUse::Modify);
   FileSystemManager& files = open.files();
 
@@ -125,6 +126,7 @@ void addAddCommand(CLI::App& app, Commands& commands) {
   addKeyOptions(*command, options->key);
   addQuietFlag(*command, options->quiet);
   addV1ManifestFlag(*command, options->v1Manifest);
+  addWaitOption(*command, options->wait);
   command->footer(
       "A file becomes a file at PATH, a link a link with the same target text, and a folder\n"
       "a folder at PATH holding its content (as pack stores it).  PATH must be free.\n"

@@ -13,4 +13,13 @@ void addV1ManifestFlag(CLI::App& command, bool& v1Manifest) {
                    "manifest alone");
 }
 
+void addWaitOption(CLI::App& command, double& seconds) {
+  command
+      .add_option("--wait", seconds,
+                  "Wait up to SECONDS for another writer of the package to finish, instead of "
+                  "failing at once")
+      ->type_name("SECONDS")
+      ->check(CLI::NonNegativeNumber);
+}
+
 }  // namespace opcvk

@@ -38,6 +38,10 @@ void addQuietFlag(CLI::App& command, bool& quiet);
 // `v1Manifest`; pass manifestForms(v1Manifest) (open_package.h) to OpenPackage.
 void addV1ManifestFlag(CLI::App& command, bool& v1Manifest);
 
+// Adds --wait SECONDS, which every subcommand that writes a package has, bound to `seconds`
+// (0, the default, gives up at once when another writer has the package open).
+void addWaitOption(CLI::App& command, double& seconds);
+
 }  // namespace opcvk
 
 #endif  // TOOLS_OPCVK_COMMANDS_H_

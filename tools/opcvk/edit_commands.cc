@@ -25,6 +25,7 @@ struct MkdirOptions {
   bool v1Manifest = false;
   bool quiet = false;
   KeyOptions key;
+  double wait = 0;
 };
 
 struct LnOptions {
@@ -34,6 +35,7 @@ struct LnOptions {
   bool v1Manifest = false;
   bool quiet = false;
   KeyOptions key;
+  double wait = 0;
 };
 
 struct RmOptions {
@@ -42,11 +44,12 @@ struct RmOptions {
   bool v1Manifest = false;
   bool quiet = false;
   KeyOptions key;
+  double wait = 0;
 };
 
 void runMkdir(MkdirOptions const& options) {
   OpenPackage open(options.package, opc::model::PackageAccess::Modify,
-                   manifestForms(options.v1Manifest));
+                   manifestForms(options.v1Manifest), waitingUpTo(options.wait));
   unlockPackage(open, options.package, options.key, KeyUse::Modify);
   for (std::string const& path : options.paths) {
     open.files().createFolder(packagePathArgument(path));
@@ -56,7 +59,7 @@ void runMkdir(MkdirOptions const& options) {
 
 void runLn(LnOptions const& options) {
   OpenPackage open(options.package, opc::model::PackageAccess::Modify,
-                   manifestForms(options.v1Manifest));
+                   manifestForms(options.v1Manifest), waitingUpTo(options.wait));
   unlockPackage(open, options.package, options.key, KeyUse::Modify);
   open.files().createLink(packagePathArgument(options.path), fromArgument(options.target));
   open.save();
@@ -78,7 +81,7 @@ void remove(FileSystemManager& files, std::u16string const& path) {
 
 void runRm(RmOptions const& options) {
   OpenPackage open(options.package, opc::model::PackageAccess::Modify,
-                   manifestForms(options.v1Manifest));
+                   manifestForms(options.v1Manifest), waitingUpTo(options.wait));
   unlockPackage(open, options.package, options.key, KeyUse::Modify);
   for (std::string const& path : options.paths) remove(open.files(), packagePathArgument(path));
   open.save();
@@ -95,6 +98,7 @@ void addMkdirCommand(CLI::App& app, Commands& commands) {
   addKeyOptions(*command, options->key);
   addQuietFlag(*command, options->quiet);
   addV1ManifestFlag(*command, options->v1Manifest);
+  addWaitOption(*command, options->wait);
   command->footer(
       "A path that is taken, by a folder or anything else, is an error.\n"
       "\n"
@@ -115,6 +119,7 @@ void addLnCommand(CLI::App& app, Commands& commands) {
   addKeyOptions(*command, options->key);
   addQuietFlag(*command, options->quiet);
   addV1ManifestFlag(*command, options->v1Manifest);
+  addWaitOption(*command, options->wait);
   command->footer(
       "The target is text: it is neither looked up nor required to exist.\n"
       "\n"
@@ -133,6 +138,7 @@ void addRmCommand(CLI::App& app, Commands& commands) {
   addKeyOptions(*command, options->key);
   addQuietFlag(*command, options->quiet);
   addV1ManifestFlag(*command, options->v1Manifest);
+  addWaitOption(*command, options->wait);
   command->footer(
       "Examples:\n"
       "  opcvk rm notes.opc /docs/old.txt\n"

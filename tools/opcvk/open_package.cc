@@ -1,5 +1,9 @@
 #include "open_package.h"
 
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+
 #include <opc/core/file_system_ops_selector.h>
 #include <opc/model/package_options.h>
 
@@ -32,6 +36,10 @@ opc::model::PackageOptions optionsFor(opc::model::PackageAccess access,
     options.compressionThreads = settings.compressionThreads;
     options.reproducibleTime = settings.reproducibleTime;
   }
+  double const milliseconds = std::ceil(settings.waitSeconds * 1000);
+  options.lockWaitMilliseconds = milliseconds >= 1e18
+                                     ? opc::model::PackageOptions::kWaitForever
+                                     : static_cast<std::uint64_t>(std::max(milliseconds, 0.0));
   return options;
 }
 

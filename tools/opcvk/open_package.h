@@ -38,13 +38,24 @@ struct SaveSettings {
   // When set, the package is saved reproducibly with this ZIP item time (seconds since
   // 1970-01-01 UTC): see opc::model::PackageOptions::reproducibleTime.
   std::optional<std::int64_t> reproducibleTime;
+  // How long a writer waits for another writer of the same package to close it (--wait);
+  // 0 gives up at once.
+  double waitSeconds = 0;
 };
+
+// The settings of a command whose only choice about saving is how long it waits.
+inline SaveSettings waitingUpTo(double seconds) {
+  SaveSettings settings;
+  settings.waitSeconds = seconds;
+  return settings;
+}
 
 // Opens the package at `path` (an argument in the locale's encoding) for `access` and puts a
 // FileSystemManager over it, and a CorePropertiesManager when first asked for.  The managers
-// go before the package, as they must.  Nothing is
-// written unless save() is called.  Failures are the model's exceptions (CouldNotOpenPackage,
-// InvalidPackage and the like), passed on unchanged.
+// go before the package, as they must.  Nothing is written unless save() is called.  A writer
+// waits up to `settings.waitSeconds` for another writer of the same package to close it.
+// Failures are the model's exceptions (CouldNotOpenPackage, InvalidPackage, PackageLocked and
+// the like), passed on unchanged.
 //
 // A package of the older generation opened for Read is converted in memory when its file
 // system is first used, and reads as a current one.  Opened to be written, it is left as

@@ -61,6 +61,7 @@ struct PackOptions {
   std::optional<std::string> creator;
   std::vector<std::string> assignments;
   KeyOptions key;
+  double wait = 0;
 };
 
 // SOURCE_DATE_EPOCH, as reproducible-build tools set it: seconds since 1970-01-01 UTC.
@@ -209,6 +210,7 @@ void runPack(PackOptions const& options) {
   SaveSettings settings;
   settings.compressionThreads = options.jobs;
   settings.reproducibleTime = fixedTime;
+  settings.waitSeconds = options.wait;
   OpenPackage open(
       options.package,
       options.update ? opc::model::PackageAccess::Modify : opc::model::PackageAccess::Create,
@@ -262,6 +264,7 @@ void addPackCommand(CLI::App& app, Commands& commands) {
   addEncryptFlag(*command, options->key);
   addQuietFlag(*command, options->quiet);
   addV1ManifestFlag(*command, options->v1Manifest);
+  addWaitOption(*command, options->wait);
   command->footer(
       "Text files are recoded to UTF-8 unless --no-transforms is given.  A symbolic link keeps\n"
       "a relative target as it is; an absolute target inside SRC is made a package path, one\n"

@@ -54,6 +54,12 @@ CouldNotSavePackage::CouldNotSavePackage(CouldNotSavePackage const& other) = def
 CouldNotSavePackage& CouldNotSavePackage::operator=(CouldNotSavePackage const& other) = default;
 CouldNotSavePackage::~CouldNotSavePackage() = default;
 
+PackageLocked::PackageLocked(std::string const& message)
+    : opc::Exception(message, boost::system::error_code()) {}
+PackageLocked::PackageLocked(PackageLocked const& other) = default;
+PackageLocked& PackageLocked::operator=(PackageLocked const& other) = default;
+PackageLocked::~PackageLocked() = default;
+
 PackageNotWritable::PackageNotWritable(std::string const& message, boost::system::error_code code)
     : opc::Exception(message, code) {}
 PackageNotWritable::PackageNotWritable(PackageNotWritable const& other) = default;

@@ -23,6 +23,8 @@ A case is a JSON object:
                                                    write a package of the older generation
                                                    (see "An older package" below)
   "command"      the tool's arguments, a list of strings
+  "after"        steps as in "setup", run once the command has ended and before the checks
+                 (to let a writer started in the background finish, for example)
   "as_nobody"    run the command as uid/gid 65534 (the tests run as root otherwise)
   "terminal"     answers typed at a terminal: the command runs with a pseudo-terminal as its
                  standard input (otherwise it has none), and each answer, with a line break,
@@ -291,11 +293,14 @@ class Case:
         return result
 
     def setup(self):
-        for step in self.data.get("setup", []):
+        self.run_steps(self.data.get("setup", []))
+
+    def run_steps(self, steps):
+        for step in steps:
             if "opcvk" in step:
                 result = self.run_tool(step["opcvk"])
                 if result.returncode != 0:
-                    raise CaseFailure("setup step %r exited %d: %s" % (
+                    raise CaseFailure("step %r exited %d: %s" % (
                         step["opcvk"], result.returncode, result.stderr.decode(errors="replace")))
             elif "sh" in step:
                 result = subprocess.run(["bash", "-euo", "pipefail", "-c", step["sh"]],
@@ -303,7 +308,7 @@ class Case:
                                         stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
                                         timeout=TIMEOUT)
                 if result.returncode != 0:
-                    raise CaseFailure("setup script exited %d: %s\n%s" % (
+                    raise CaseFailure("script exited %d: %s\n%s" % (
                         result.returncode, step["sh"], result.stdout.decode(errors="replace")))
             elif "truncate" in step:
                 os.truncate(self.sub(step["truncate"]), step["size"])
@@ -316,7 +321,7 @@ class Case:
                 with zipfile.ZipFile(self.sub(step["zip_add"]), "a", zipfile.ZIP_DEFLATED) as z:
                     z.writestr(step["item"], content_bytes(step))
             else:
-                raise CaseFailure("unknown setup step %r" % step)
+                raise CaseFailure("unknown step %r" % step)
 
     def replace_all(self, data, pairs):
         text = data.decode("utf-8")
@@ -520,6 +525,7 @@ class Case:
         else:
             result = self.run_tool(command, self.data.get("as_nobody", False),
                                    self.data.get("env"))
+        self.run_steps(self.data.get("after", []))
         if result.returncode != self.data["exit"]:
             failures.append("exit code %d, expected %d" % (result.returncode, self.data["exit"]))
         self.check_stream("stdout", result.stdout, self.data.get("stdout"), failures)

@@ -30,6 +30,7 @@ TEST(ModelExceptionsTest, DeriveFromOpcException) {
   expectFamilyMember<opc::model::InvalidContentType>();
   expectFamilyMember<opc::model::InvalidRelationship>();
   expectFamilyMember<opc::model::InvalidPartInfo>();
+  expectFamilyMember<opc::model::PackageLocked>();
 }
 
 TEST(ModelExceptionsTest, AssignmentReplacesMessage) {

@@ -30,6 +30,10 @@ bool endsWithRelsSegment(PartName const& name) {
 std::unique_ptr<Package> Package::open(std::u16string const& path, PackageAccess access,
                                        PackageOptions const& options) {
   auto state = std::make_shared<detail::PackageState>(access, options, path, false);
+  // A writer locks the file before it reads it, so that what it reads is what it replaces.
+  if (access != PackageAccess::Read) {
+    state->lockFile("Could not open package " + state->label() + " for writing");
+  }
   if (access != PackageAccess::Create) {
     loadArchive(*state, detail::openFileSource(opc::detail::toUTF8String(path)));
   }

@@ -7,7 +7,9 @@
 #include <opc/model/exceptions.h>
 #include <opc/model/zip_item_names.h>
 
+#include "../zip/replacement_file.h"
 #include "content_types.h"
+#include "package_lock.h"
 #include "package_state.h"
 #include "relationships_xml.h"
 
@@ -119,9 +121,21 @@ void PackageState::writeArchive() {
   }
 
   std::vector<unsigned char> newBuffer;
-  std::unique_ptr<ZipWriter> writer =
-      inMemory_ ? ZipWriter::toBuffer(newBuffer, options_.compressionThreads)
-                : ZipWriter::toFile(opc::detail::toUTF8String(path_), options_.compressionThreads);
+  std::unique_ptr<ReplacementFile> replacement;
+  std::unique_ptr<ZipWriter> writer;
+  if (inMemory_) {
+    writer = ZipWriter::toBuffer(newBuffer, options_.compressionThreads);
+  } else {
+    std::string const target = opc::detail::toUTF8String(path_);
+    // A package created where there was nothing at open may find a package there now: it is
+    // not replaced while its writer has it open.
+    if (!lock_) lockFile("Could not save package " + label_);
+    // Only a writer that holds the package may judge its temporary files: those of a save
+    // that was killed go now, before this save adds its own.
+    ReplacementFile::removeStale(target);
+    replacement = std::make_unique<ReplacementFile>(target);
+    writer = ZipWriter::toReplacement(*replacement, options_.compressionThreads);
+  }
   if (options_.reproducibleTime) writer->makeReproducible(*options_.reproducibleTime);
   std::uint64_t const typesSize = typesXml.size();
   writer->add(kContentTypesItemName, interfaces::CompressionType::DeflateMetadata, typesSize,
@@ -135,6 +149,16 @@ void PackageState::writeArchive() {
   }
   writer->commit();
   writer.reset();
+  if (replacement) {
+    replacement->commit();
+    // The writer's lock moves to the file that is now the package.
+    int const fd = replacement->release();
+    if (lock_) {
+      lock_->adopt(fd);
+    } else {
+      lock_ = std::make_unique<PackageLock>(fd);
+    }
+  }
 
   // The new archive is now the source of every part: memory and spool files are released,
   // and the next save copies everything that did not change since raw.  Should it not open

@@ -11,6 +11,7 @@
 #include "../part_name_rules.h"
 #include "../text_chars.h"
 #include "content_types.h"
+#include "package_lock.h"
 #include "part_streams.h"
 #include "relationships_xml.h"
 #include "shared_spool.h"
@@ -101,6 +102,12 @@ void PackageState::close() {
   managers_.clear();
   archive_.reset();
   saved_.reset();
+  lock_.reset();
+}
+
+void PackageState::lockFile(std::string const& context) {
+  lock_ = PackageLock::acquire(opc::detail::toUTF8String(path_), options_.lockWaitMilliseconds,
+                               context);
 }
 
 void PackageState::load(std::shared_ptr<ZipArchive const> archive) {

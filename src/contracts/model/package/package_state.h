@@ -30,6 +30,7 @@ class Package;
 
 namespace detail {
 
+class PackageLock;
 class PartInputStream;
 class PartOutputStream;
 class SharedSpool;
@@ -89,8 +90,13 @@ class PackageState {
   void ensureOpen() const;
   // Throws PackageNotWritable ("Could not <what>: ...") for a package open for Read.
   void ensureWritable(std::string const& what) const;
-  // Drops everything: the package is gone.  Streams are destroyed, handles turn invalid.
+  // Drops everything: the package is gone.  Streams are destroyed, handles turn invalid, and
+  // the lock of the file is released.
   void close();
+
+  // Takes the lock of the package's file for a writer (see PackageLock::acquire), before the
+  // file is read; `context` begins the message of PackageLocked.
+  void lockFile(std::string const& context);
 
   // Reads the parts and content types of the archive; see Package::open.
   void load(std::shared_ptr<ZipArchive const> archive);
@@ -164,6 +170,9 @@ class PackageState {
   std::vector<std::unique_ptr<PartOutputStream>> outputStreams_;
   std::shared_ptr<SharedSpool> sharedSpool_;
   std::vector<DataManager*> managers_;
+  // Held by a writer of a file from open (or its first save, for a Create that found nothing
+  // at the path) to close; null for readers, buffers and file systems without locks.
+  std::unique_ptr<PackageLock> lock_;
 };
 
 // The leading runs of segments of a name, shortest first, the name itself excluded.

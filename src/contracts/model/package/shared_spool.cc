@@ -13,6 +13,8 @@
 #include <opc/core/exception.h>
 #include <opc/core/string_conversions.h>
 
+#include "../zip/unnamed_file.h"
+
 namespace opc {
 namespace model {
 namespace detail {
@@ -26,13 +28,6 @@ constexpr std::size_t kStagingSize = 64 * 1024;
   throw opc::Exception(std::string("Could not ") + what +
                            " the shared temporary file of the parts: " + code.message(),
                        code);
-}
-
-int openUnnamed(std::string const& folder) {
-  std::string pattern = folder + "/.opcvk-parts-XXXXXX";
-  int const fd = ::mkostemp(&pattern[0], O_CLOEXEC);
-  if (fd >= 0) ::unlink(pattern.c_str());
-  return fd;
 }
 
 std::string temporaryFolder() {
@@ -144,11 +139,11 @@ std::uint64_t SharedSpool::append(unsigned char const* bytes, std::size_t count)
     // Beside the package first: the system's temporary folder may live in memory.
     int error = 0;
     if (!folder_.empty()) {
-      fd_ = openUnnamed(opc::detail::toUTF8String(folder_));
+      fd_ = createUnnamedFile(opc::detail::toUTF8String(folder_), ".opcvk-parts-");
       error = errno;
     }
     if (fd_ < 0) {
-      fd_ = openUnnamed(temporaryFolder());
+      fd_ = createUnnamedFile(temporaryFolder(), ".opcvk-parts-");
       if (fd_ < 0) failSystem("create", folder_.empty() ? errno : error);
     }
   }

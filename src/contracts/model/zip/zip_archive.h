@@ -136,13 +136,13 @@ class OPC_MODEL_EXPORT ZipArchive {
 // wrote, 0 at the end.  May throw; the write then fails and no archive is left behind.
 using ZipContentReader = std::function<std::size_t(unsigned char* buffer, std::size_t size)>;
 
+class ReplacementFile;
+
 // Writes a new archive to `path` (or into memory): items in the order they are added, each
-// with its name
-// flagged UTF-8 when it is not ASCII, ZIP64 records where sizes, offsets or the item count
-// need them.  Nothing appears at `path` until commit(): the archive is written to a temporary
-// file beside it, flushed to disk (fsync), renamed over `path`, and the folder is flushed.
-// Destroying a writer that was not committed removes the temporary file.  The temporary file
-// is "<folder>/.<file name>.<random>.tmp", created with mode 0666 less the umask.
+// with its name flagged UTF-8 when it is not ASCII, ZIP64 records where sizes, offsets or the
+// item count need them.  Nothing appears at `path` until commit(): the archive is written to
+// a temporary file beside it, which commit() puts in place (see ReplacementFile, which also
+// names the file).  Destroying a writer that was not committed removes the temporary file.
 //
 // Levels: DeflateMetadata deflates at level 9, because metadata parts are small XML that is
 // read far more often than written, so a smaller result is worth the time; DeflateContent
@@ -168,6 +168,11 @@ class OPC_MODEL_EXPORT ZipWriter {
   // always joined before commit() returns or the writer is destroyed.  Throws
   // CouldNotSavePackage if the temporary file cannot be created.
   static std::unique_ptr<ZipWriter> toFile(std::string const& path, unsigned compressionThreads);
+  // Writes into the temporary file of `file`, which must outlive the writer; commit() writes
+  // the whole archive into it but leaves flushing and renaming to the caller's
+  // ReplacementFile::commit(), so that the caller decides what happens around them.
+  static std::unique_ptr<ZipWriter> toReplacement(ReplacementFile& file,
+                                                  unsigned compressionThreads);
   // Writes into `out`, which commit() fills (replacing what it held) and nothing else touches;
   // `out` must outlive the writer.  Spool files go to the system's temporary folder.
   static std::unique_ptr<ZipWriter> toBuffer(std::vector<unsigned char>& out,

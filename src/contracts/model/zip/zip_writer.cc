@@ -10,13 +10,13 @@
 #include <deque>
 #include <mutex>
 #include <thread>
-#include <unistd.h>
 
 #include <zip.h>
 
 #include <opc/core/string_conversions.h>
 #include <opc/model/exceptions.h>
 
+#include "replacement_file.h"
 #include "zip_archive.h"
 #include "zip_format.h"
 #include "zip_names.h"
@@ -94,8 +94,13 @@ DosTime dosTimeOf(std::int64_t seconds) {
 
 class LibzipWriter : public ZipWriter, private ItemSourceOwner {
  public:
-  LibzipWriter(std::string path, TempFile temp, std::vector<unsigned char>* out, unsigned threads)
-      : path_(std::move(path)), temp_(std::move(temp)), out_(out), sink_(temp_.fd) {
+  // Writes into `file` (owned or not, see ZipWriter::toFile and toReplacement), or into `out`.
+  LibzipWriter(ReplacementFile* file, std::unique_ptr<ReplacementFile> owned,
+               std::vector<unsigned char>* out, unsigned threads)
+      : path_(file != nullptr ? file->target() : std::string()),
+        owned_(std::move(owned)),
+        out_(out),
+        sink_(file != nullptr ? file->descriptor() : -1) {
     spoolFolder_ = out_ != nullptr ? tempFolder() : folderOf(path_);
     zip_error_t error;
     zip_error_init(&error);
@@ -210,12 +215,10 @@ class LibzipWriter : public ZipWriter, private ItemSourceOwner {
         std::vector<unsigned char>().swap(sink_.bytes());
         return;
       }
-      std::string step;
-      int const error = syncAndRename(temp_.fd, temp_.path, path_, step);
-      if (error != 0) failSystem(step, error);
-      int const fd = temp_.fd;
-      temp_ = TempFile();  // renamed: nothing is left to remove
-      ::close(fd);
+      if (owned_) {
+        owned_->commit();
+        owned_.reset();
+      }
     } catch (...) {
       stopWorkers();
       discardTemp();
@@ -243,13 +246,9 @@ class LibzipWriter : public ZipWriter, private ItemSourceOwner {
     throw CouldNotSavePackage(prefix() + step + ": " + std::strerror(error), systemCode(error));
   }
 
-  void discardTemp() {
-    if (temp_.fd >= 0) {
-      ::close(temp_.fd);
-      ::unlink(temp_.path.c_str());
-    }
-    temp_ = TempFile();
-  }
+  // A temporary file of the writer's own goes at once; the caller's goes with the caller's
+  // ReplacementFile.
+  void discardTemp() { owned_.reset(); }
 
   WriterItem* addItem(std::unique_ptr<WriterItem> item, bool stored) {
     if (committed_) fail("the archive was already written");
@@ -385,7 +384,7 @@ class LibzipWriter : public ZipWriter, private ItemSourceOwner {
   }
 
   std::string path_;
-  TempFile temp_;
+  std::unique_ptr<ReplacementFile> owned_;
   std::vector<unsigned char>* out_;
   ArchiveSink sink_;
   std::string spoolFolder_;
@@ -415,20 +414,19 @@ class LibzipWriter : public ZipWriter, private ItemSourceOwner {
 }  // namespace
 
 std::unique_ptr<ZipWriter> ZipWriter::toFile(std::string const& path, unsigned compressionThreads) {
-  TempFile temp;
-  int const error = createTempFile(path, temp);
-  if (error != 0) {
-    throw CouldNotSavePackage(
-        "Could not save package \"" + opc::toUDEString(opc::detail::toStringFromUTF8String(path)) +
-            "\": could not create a temporary file beside it: " + std::strerror(error),
-        systemCode(error));
-  }
-  return std::make_unique<LibzipWriter>(path, std::move(temp), nullptr, compressionThreads);
+  auto file = std::make_unique<ReplacementFile>(path);
+  ReplacementFile* const raw = file.get();
+  return std::make_unique<LibzipWriter>(raw, std::move(file), nullptr, compressionThreads);
+}
+
+std::unique_ptr<ZipWriter> ZipWriter::toReplacement(ReplacementFile& file,
+                                                    unsigned compressionThreads) {
+  return std::make_unique<LibzipWriter>(&file, nullptr, nullptr, compressionThreads);
 }
 
 std::unique_ptr<ZipWriter> ZipWriter::toBuffer(std::vector<unsigned char>& out,
                                                unsigned compressionThreads) {
-  return std::make_unique<LibzipWriter>(std::string(), TempFile(), &out, compressionThreads);
+  return std::make_unique<LibzipWriter>(nullptr, nullptr, &out, compressionThreads);
 }
 
 }  // namespace detail

@@ -14,6 +14,7 @@
 #include <opc/core/exception.h>
 
 #include "chunked_deflate.h"
+#include "unnamed_file.h"
 #include "zip_format.h"
 #include "zip_writer_output.h"
 
@@ -161,7 +162,7 @@ void WriterItem::prepare() {
       return;
     }
   }
-  spoolFd = createSpoolFile(spoolFolder);
+  spoolFd = createUnnamedFile(spoolFolder, ".opcvk-spool-");
   if (spoolFd < 0) failSystem("could not create a spool file in \"" + spoolFolder + "\"", errno);
   // The sample first, then the rest of the reader; the sample's memory goes once it is used.
   std::size_t sampleUsed = 0;

@@ -1,14 +1,11 @@
-// The output of a ZipWriter and the file operations of an atomic save.  The archive is written
-// to a temporary file beside the target, flushed to disk and renamed over the target, so that
-// a crash, a full disk or an exception leaves the target as it was.
+// The output of a ZipWriter: libzip's writes gathered into few large ones, into a file or a
+// buffer.
 #include "zip_writer_output.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
-#include <random>
-#include <sys/stat.h>
 #include <unistd.h>
 
 namespace opc {
@@ -17,11 +14,6 @@ namespace detail {
 namespace {
 
 constexpr std::size_t kGatherSize = 1024 * 1024;
-
-std::string baseName(std::string const& path) {
-  std::size_t const slash = path.rfind('/');
-  return slash == std::string::npos ? path : path.substr(slash + 1);
-}
 
 }  // namespace
 
@@ -159,32 +151,6 @@ std::string folderOf(std::string const& path) {
   return path.substr(0, slash);
 }
 
-int createTempFile(std::string const& target, TempFile& out) {
-  std::random_device random;
-  std::string const prefix = folderOf(target) + "/." + baseName(target) + ".";
-  for (int attempt = 0; attempt < 100; ++attempt) {
-    char suffix[16];
-    std::snprintf(suffix, sizeof suffix, "%08x", static_cast<unsigned>(random()));
-    std::string const path = prefix + suffix + ".tmp";
-    // 0666 here and the umask in the kernel give the mode of any new file.
-    int const fd = ::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-    if (fd >= 0) {
-      out.path = path;
-      out.fd = fd;
-      return 0;
-    }
-    if (errno != EEXIST) return errno;
-  }
-  return EEXIST;
-}
-
-int createSpoolFile(std::string const& folder) {
-  std::string pattern = folder + "/.opcvk-spool-XXXXXX";
-  int const fd = ::mkostemp(&pattern[0], O_CLOEXEC);
-  if (fd >= 0) ::unlink(pattern.c_str());
-  return fd;
-}
-
 bool writeFully(int fd, std::uint64_t offset, unsigned char const* data, std::size_t count) {
   while (count > 0) {
     ssize_t const n = ::pwrite(fd, data, count, static_cast<off_t>(offset));
@@ -215,25 +181,6 @@ bool readFully(int fd, std::uint64_t offset, unsigned char* data, std::size_t co
     offset += static_cast<std::uint64_t>(n);
   }
   return true;
-}
-
-int syncAndRename(int fd, std::string const& temp, std::string const& target, std::string& step) {
-  // Data first, then the name: after a crash the target is either the old file or the whole
-  // new one, never a file whose blocks did not reach the disk.
-  step = "could not flush the temporary file";
-  if (::fsync(fd) != 0) return errno;
-  if (::rename(temp.c_str(), target.c_str()) != 0) {
-    step = "could not rename the temporary file over it";
-    return errno;
-  }
-  int const folder = ::open(folderOf(target).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (folder >= 0) {
-    // The rename is done; a folder that cannot be flushed (some file systems refuse) does not
-    // undo it, so this failure is not reported.
-    ::fsync(folder);
-    ::close(folder);
-  }
-  return 0;
 }
 
 }  // namespace detail

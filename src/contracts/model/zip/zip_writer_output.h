@@ -1,5 +1,5 @@
-// Where a ZipWriter's archive goes: a libzip write source over a temporary file or a buffer,
-// and the file operations of an atomic save.
+// Where a ZipWriter's archive goes: a libzip write source over a file or a buffer, and the
+// file operations of writing it.
 #ifndef OPC_MODEL_ZIP_ZIP_WRITER_OUTPUT_H_
 #define OPC_MODEL_ZIP_ZIP_WRITER_OUTPUT_H_
 
@@ -49,23 +49,8 @@ class ArchiveSink {
   zip_error_t error_;
 };
 
-// A temporary file beside `target`, for an atomic save.
-struct TempFile {
-  std::string path;
-  int fd = -1;
-};
-
-// Creates "<folder>/.<name>.<random>.tmp" exclusively, mode 0666 less the umask.  Returns the
-// errno on failure (0 on success).
-int createTempFile(std::string const& target, TempFile& out);
-// An unnamed file for spooled data in `folder`: created, then unlinked at once so that it
-// disappears with its descriptor whatever happens.  Returns -1 with errno set on failure.
-int createSpoolFile(std::string const& folder);
 // The folder that holds `path` ("." for a bare name).
 std::string folderOf(std::string const& path);
-// fsync and close `fd`, rename `temp` over `target` and fsync the folder.  Returns the errno
-// of the first failure and names the step in `step`.
-int syncAndRename(int fd, std::string const& temp, std::string const& target, std::string& step);
 // Writes all of `data` at `offset` of `fd`; false with errno set on failure.
 bool writeFully(int fd, std::uint64_t offset, unsigned char const* data, std::size_t count);
 // Reads exactly `count` bytes at `offset`; false with errno set on failure or a short file.

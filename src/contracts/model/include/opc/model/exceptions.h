@@ -104,6 +104,20 @@ class OPC_MODEL_EXPORT CouldNotSavePackage : public opc::Exception {
   ~CouldNotSavePackage() override;
 };
 
+// Another writer holds the package: a second package open for Create over the same file, or
+// for Modify, in this process or another, that has not been closed.  Writers of one file take
+// turns so that neither loses the other's changes; see Package::open and
+// PackageOptions::lockWaitMilliseconds.  The message names the package, for example
+//   Could not open package "/data/a.opc" for writing: another writer has it open
+// Nothing was read or written.
+class OPC_MODEL_EXPORT PackageLocked : public opc::Exception {
+ public:
+  explicit PackageLocked(std::string const& message);
+  PackageLocked(PackageLocked const& other);
+  PackageLocked& operator=(PackageLocked const& other);
+  ~PackageLocked() override;
+};
+
 // A change was asked of a package open for Read.
 class OPC_MODEL_EXPORT PackageNotWritable : public opc::Exception {
  public:

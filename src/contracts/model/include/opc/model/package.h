@@ -26,9 +26,21 @@ class DataManager;
 // Opening reads the archive's directory, [Content_Types].xml and nothing else; parts and
 // relationships are read when first asked for.  Nothing is written until save(): the
 // destructor never writes, and a package open for Read is never written whatever the
-// caller does.  Saving writes a complete new archive beside the target, flushes it to disk,
-// and renames it over the target, so that a crash or a failure leaves the original intact.
-// Parts that were not changed are copied into the new archive without being decompressed.
+// caller does.  Saving writes a complete new archive beside the target
+// (".<name>.<8 hex digits>.tmp", with the target's permission bits), flushes it to disk,
+// renames it over the target and flushes the folder, so that a crash, a full disk or a
+// failure leaves the original intact: the file is always the old package or the whole new
+// one.  A save that fails removes its temporary file; one that was killed leaves it behind,
+// and the next save of the same package removes it.  Parts that were not changed are copied
+// into the new archive without being decompressed.
+//
+// Writers take turns: a package open for Modify, or for Create over an existing file, holds
+// an advisory lock on the file from open until it is destroyed (and a Create that found
+// nothing at the path takes it at its first save), in this process or any other.  A second
+// writer of the same file waits up to PackageOptions::lockWaitMilliseconds for it and then
+// gets PackageLocked, before it has read or written anything, so that no writer ever saves
+// over changes it has not seen.  Readers take no lock, are never held up, and always see a
+// complete package.  On a file system without locks, writers are not held apart.
 //
 // Not thread-safe: one thread at a time uses a package, its parts and its streams.
 class OPC_MODEL_EXPORT Package : public RelationshipSource {
@@ -36,7 +48,10 @@ class OPC_MODEL_EXPORT Package : public RelationshipSource {
   // Opens the package at `path`.  Read and Modify need an existing, valid package (throws
   // CouldNotOpenPackage if it cannot be read, InvalidPackage naming the problem if it is not
   // a valid package or exceeds `options.limits`).  Create starts an empty package and does
-  // not look at what is at `path` until save().
+  // not read what is at `path`.  Modify, and Create over an existing file, first take the
+  // writers' lock (see above) and throw PackageLocked if another writer still holds it after
+  // `options.lockWaitMilliseconds`:
+  //   Could not open package "<path>" for writing: another writer has it open
   static std::unique_ptr<Package> open(std::u16string const& path, PackageAccess access,
                                        PackageOptions const& options = PackageOptions());
 
@@ -83,7 +98,10 @@ class OPC_MODEL_EXPORT Package : public RelationshipSource {
 
   // Runs doSave of every registered data manager that is dirty, in order of registration,
   // then writes the package.  Throws PackageNotWritable for a package open for Read, and
-  // CouldNotSavePackage (with the cause) if writing fails; the original stays intact.
+  // CouldNotSavePackage (with the cause) if writing fails; the original stays intact.  A
+  // package open for Create that found nothing at its path when it was opened throws
+  // PackageLocked ("Could not save package "<path>": another writer has it open") if another
+  // writer has made a package there since and still holds it.
   //
   // An exception of a manager's doSave passes unchanged, before anything is written: the
   // file stays as it was, what the managers changed in the model stays changed, and every

@@ -54,6 +54,11 @@ struct PackageOptions {
   // 1980-01-01 00:00:00 are written as that, times after 2107-12-31 23:59:58 as that, and odd
   // seconds as the even second before.  Items carry no other time.  Unset by default.
   std::optional<std::int64_t> reproducibleTime;
+  // How long a writer (Create over an existing file, or Modify) waits for another writer of
+  // the same file to close it before it gives up with PackageLocked.  0 gives up at once;
+  // kWaitForever waits for as long as it takes.  Readers never wait.
+  std::uint64_t lockWaitMilliseconds = 0;
+  static constexpr std::uint64_t kWaitForever = UINT64_MAX;
 };
 
 }  // namespace model
