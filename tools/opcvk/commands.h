@@ -30,6 +30,7 @@ void addInfoCommand(CLI::App& app, Commands& commands);
 void addPropsCommand(CLI::App& app, Commands& commands);
 void addExtractCommand(CLI::App& app, Commands& commands);
 void addEncryptCommand(CLI::App& app, Commands& commands);
+void addTestCommand(CLI::App& app, Commands& commands);
 
 // Adds the -q/--quiet flag that every subcommand has, bound to `quiet`.
 void addQuietFlag(CLI::App& command, bool& quiet);

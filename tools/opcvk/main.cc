@@ -12,6 +12,7 @@
 
 #include "commands.h"
 #include "silenced_stdout.h"
+#include "tool_error.h"
 
 namespace {
 
@@ -61,6 +62,7 @@ int main(int argc, char** argv) {
   opcvk::addPropsCommand(app, commands);
   opcvk::addExtractCommand(app, commands);
   opcvk::addEncryptCommand(app, commands);
+  opcvk::addTestCommand(app, commands);
 
   try {
     app.parse(argc, argv);
@@ -76,6 +78,9 @@ int main(int argc, char** argv) {
     for (opcvk::Command const& command : commands) {
       if (command.app->parsed()) command.run();
     }
+  } catch (opcvk::ResultIsFailure const&) {
+    std::fflush(stdout);
+    return kFailure;
   } catch (opc::Exception const& error) {
     return reportFailure(error.what());
   } catch (std::exception const& error) {

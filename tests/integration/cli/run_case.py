@@ -22,6 +22,13 @@ A case is a JSON object:
                    {"older_package": path, "entries": [...], "platform": p, "encoding": e}
                                                    write a package of the older generation
                                                    (see "An older package" below)
+                   {"zip_delete": path, "item": name}
+                                                   copy a ZIP file without one item
+                   {"zip_bend": path, "item": name, "crc": n, "compressed_size": n,
+                    "uncompressed_size": n, "flip_data": true}
+                                                   change what one item's headers (local and
+                                                   central) declare, or a byte of its data,
+                                                   in place: an archive that lies
   "command"      the tool's arguments, a list of strings
   "after"        steps as in "setup", run once the command has ended and before the checks
                  (to let a writer started in the background finish, for example)
@@ -83,6 +90,7 @@ import json
 import os
 import re
 import shutil
+import struct
 import subprocess
 import sys
 import tempfile
@@ -320,6 +328,10 @@ class Case:
             elif "zip_add" in step:
                 with zipfile.ZipFile(self.sub(step["zip_add"]), "a", zipfile.ZIP_DEFLATED) as z:
                     z.writestr(step["item"], content_bytes(step))
+            elif "zip_delete" in step:
+                self.zip_delete(self.sub(step["zip_delete"]), step["item"])
+            elif "zip_bend" in step:
+                bend_zip(self.sub(step["zip_bend"]), step["item"], step)
             else:
                 raise CaseFailure("unknown step %r" % step)
 
@@ -343,6 +355,19 @@ class Case:
             for info, data in zip(infos, contents):
                 if info.filename == item:
                     data = change(data)
+                new.writestr(info, data, compress_type=info.compress_type)
+        os.replace(path + ".new", path)
+
+    @staticmethod
+    def zip_delete(path, item):
+        """Copies the ZIP at path without one item, the others and their order kept."""
+        with zipfile.ZipFile(path) as old:
+            infos = [info for info in old.infolist() if info.filename != item]
+            if len(infos) == len(old.infolist()):
+                raise CaseFailure("zip_delete: no item %r in %s" % (item, path))
+            contents = [old.read(info) for info in infos]
+        with zipfile.ZipFile(path + ".new", "w") as new:
+            for info, data in zip(infos, contents):
                 new.writestr(info, data, compress_type=info.compress_type)
         os.replace(path + ".new", path)
 
@@ -632,6 +657,34 @@ def write_older_package(path, step):
         z.writestr("_rels/.rels", relationships)
         for name, (_, data) in parts.items():
             z.writestr(name.lstrip("/"), data)
+
+
+def bend_zip(path, item, changes):
+    """Overwrites fields of one item's local and central headers, or a byte of its data."""
+    with zipfile.ZipFile(path) as archive:
+        info = archive.getinfo(item)
+        directory = archive.start_dir
+    with open(path, "r+b") as f:
+        data = bytearray(f.read())
+        local = info.header_offset
+        central = directory
+        while data[central:central + 4] == b"PK\x01\x02":
+            name_size, extra_size, comment_size = struct.unpack_from("<HHH", data, central + 28)
+            if data[central + 46:central + 46 + name_size] == item.encode("utf-8"):
+                break
+            central += 46 + name_size + extra_size + comment_size
+        else:
+            raise CaseFailure("zip_bend: no central header for %r" % item)
+        for field, local_at, central_at in (("crc", 14, 16), ("compressed_size", 18, 20),
+                                            ("uncompressed_size", 22, 24)):
+            if field in changes:
+                struct.pack_into("<I", data, local + local_at, changes[field])
+                struct.pack_into("<I", data, central + central_at, changes[field])
+        if changes.get("flip_data"):
+            name_size, extra_size = struct.unpack_from("<HH", data, local + 26)
+            data[local + 30 + name_size + extra_size] ^= 0xFF
+        f.seek(0)
+        f.write(data)
 
 
 def missing_locales(names):

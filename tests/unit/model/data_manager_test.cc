@@ -53,8 +53,12 @@ class RecordingManager : public DataManager {
     }
     opcvk_test::writeAll(getPackage().getPart(part).getOutputStream(), "<" + name_ + "/>");
   }
-  std::vector<std::u16string> doGetManagedPartNames() const override { return {}; }
-  std::vector<std::u16string> doGetManagedRelationshipTypes() const override { return {}; }
+  std::vector<std::u16string> doGetManagedPartNames() const override {
+    return {u"/" + opcvk_test::u16(name_) + u".xml"};
+  }
+  std::vector<std::u16string> doGetManagedRelationshipTypes() const override {
+    return {u"urn:" + opcvk_test::u16(name_)};
+  }
 
   std::string name_;
   std::vector<std::string>& log_;
@@ -144,6 +148,15 @@ TEST(DataManagerTest, FailingSaveLeavesTheFileIntactAndTheManagerDirty) {
   package->save();
   EXPECT_EQ(log, (std::vector<std::string>{"good.save", "bad.save"}));
   EXPECT_NE(opcvk_test::fileBytes(file), before);
+}
+
+TEST(DataManagerTest, GivesItsPartsAndRelationshipTypesToAnyCaller) {
+  auto package = Package::openBuffer({}, PackageAccess::Create);
+  std::vector<std::string> log;
+  RecordingManager manager(*package, "m", log);
+  DataManager const& base = manager;
+  EXPECT_EQ(base.getManagedPartNames(), std::vector<std::u16string>{u"/m.xml"});
+  EXPECT_EQ(base.getManagedRelationshipTypes(), std::vector<std::u16string>{u"urn:m"});
 }
 
 }  // namespace

@@ -1,3 +1,4 @@
+#include <cstdio>
 #include <string>
 
 #include <gmock/gmock.h>
@@ -6,8 +7,10 @@
 #include <opc/core/string_conversions.h>
 #include <opc/model/exceptions.h>
 #include <opc/model/package.h>
+#include <opc/model/xml/xml_exceptions.h>
 
 #include "support/expect_exception.h"
+#include "support/zip_builder.h"
 #include "unit/model/package_test_support.h"
 
 namespace opc {
@@ -162,6 +165,47 @@ TEST(PackageHostileTest, StructurePartsAboveTheLimitAreRefused) {
                             options);
       },
       kPrefix + "[Content_Types].xml: it is larger than the limit of 64 bytes"));
+}
+
+// A part whose bytes disagree with what the archive declares opens, and reads fine up to the
+// point where the lie shows: reading it to its end checks the declared size and CRC-32 and
+// names the item.
+TEST(PackageHostileTest, ReadingAPartToItsEndChecksItsSizeAndCrc) {
+  struct Case {
+    char const* what;
+    void (*bend)(opcvk_test::ZipBuilderItem&);
+    std::string message;
+  };
+  std::string const content(5000, 'x');
+  char crc[11];
+  std::snprintf(crc, sizeof crc, "0x%08X", static_cast<unsigned>(opcvk_test::crc32Of(content)));
+  std::vector<Case> const cases = {
+      {"wrong CRC", [](opcvk_test::ZipBuilderItem& i) { i.crc = 0x12345678; },
+       "Invalid ZIP item \"a.txt\": CRC-32 mismatch (the directory gives 0x12345678, the data " +
+           std::string(crc) + ")"},
+      {"size too large", [](opcvk_test::ZipBuilderItem& i) { i.uncompressedSize = 5001; },
+       "Invalid ZIP item \"a.txt\": its data gives 5000 bytes, fewer than the 5001 declared"},
+      {"size too small", [](opcvk_test::ZipBuilderItem& i) { i.uncompressedSize = 4999; },
+       "Invalid ZIP item \"a.txt\": its data gives more than the 4999 bytes declared"},
+  };
+  for (Case const& c : cases) {
+    SCOPED_TRACE(c.what);
+    opcvk_test::ZipBuilder zip;
+    zip.add("[Content_Types].xml", minimalTypes());
+    c.bend(zip.add("a.txt", content));
+    auto package = Package::openBuffer(zip.build(), PackageAccess::Read);
+    InputStream& stream = package->getPart(PartName(u"/a.txt")).getInputStream();
+    unsigned char buffer[100];
+    EXPECT_EQ(stream.read(buffer, sizeof buffer), sizeof buffer);
+    std::string message;
+    try {
+      while (stream.read(buffer, sizeof buffer) != 0) {
+      }
+    } catch (InvalidPartContent const& e) {
+      message = e.what();
+    }
+    EXPECT_EQ(message, c.message);
+  }
 }
 
 }  // namespace

@@ -29,5 +29,13 @@ void DataManager::markAsDirty() { dirty_ = true; }
 
 Package& DataManager::getPackage() const { return package_; }
 
+std::vector<std::u16string> DataManager::getManagedPartNames() const {
+  return doGetManagedPartNames();
+}
+
+std::vector<std::u16string> DataManager::getManagedRelationshipTypes() const {
+  return doGetManagedRelationshipTypes();
+}
+
 }  // namespace model
 }  // namespace opc

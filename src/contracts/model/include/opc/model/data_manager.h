@@ -35,6 +35,13 @@ class OPC_MODEL_EXPORT DataManager {
   DataManager(DataManager const&) = delete;
   DataManager& operator=(DataManager const&) = delete;
 
+  // The names of the parts the manager owns and the relationship types it owns, as the
+  // manager's doGetManagedPartNames() and doGetManagedRelationshipTypes() give them, for a
+  // caller that checks a package against its managers.  A manager may load to answer; its
+  // exceptions pass unchanged.
+  std::vector<std::u16string> getManagedPartNames() const;
+  std::vector<std::u16string> getManagedRelationshipTypes() const;
+
  protected:
   // Registers with `package`, which must be open (else InvalidPackageState) and outlive the
   // manager.  `autoLoad` true makes Package::save() run load() before this manager's
