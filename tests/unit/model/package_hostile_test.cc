@@ -63,6 +63,18 @@ TEST(PackageHostileTest, RefusesBrokenPackagesAtOpenNamingTheProblem) {
          "<Default Extension=\"xml\" ContentType=\"a/b;\"/></Types>"}},
        kPrefix + "[Content_Types].xml: Invalid content type \"a/b;\": a parameter must follow "
                  "\";\""},
+      {"part inside the package's relationships part",
+       {{"[Content_Types].xml", minimalTypes()}, {"_rels/.rels/x.xml", "x"}},
+       kPrefix + "the part \"/_rels/.rels/x.xml\" lies inside the relationships part "
+                 "\"/_rels/.rels\""},
+      {"part inside a part's relationships part, another case",
+       {{"[Content_Types].xml", minimalTypes()}, {"a/_RELS/b.xml.Rels/c/d.xml", "x"}},
+       kPrefix + "the part \"/a/_RELS/b.xml.Rels/c/d.xml\" lies inside the relationships "
+                 "part \"/a/_RELS/b.xml.Rels\""},
+      {"part named as a folder of relationships parts",
+       {{"[Content_Types].xml", minimalTypes()}, {"a/_rels", "x"}},
+       kPrefix + "the part \"/a/_rels\" has the name of a folder of relationships parts "
+                 "(\"_rels\")"},
       {"content types in another namespace",
        {{"[Content_Types].xml", "<Types xmlns=\"urn:other\"/>"}},
        ""},

@@ -51,6 +51,40 @@ std::string quotedItem(std::string const& itemName) {
   return quoted(opc::detail::toStringFromUTF8String(itemName, true));
 }
 
+// What keeps a name read from the archive from being a part beside the relationships parts,
+// the same rules as createPart's: it may not lie inside a relationships part ("/_rels/.rels/x")
+// nor take the name of their folder ("/a/_rels"), which would also make one name both a file
+// and a folder of the archive.  Checked on the comparison key, where case is folded.  Empty
+// when the name is fine.
+std::string relationshipsClash(std::u16string const& name, std::string const& key) {
+  static std::string const kFolder = "/_rels/";
+  static std::string const kExtension = ".rels";
+  for (std::size_t at = key.find(kFolder); at != std::string::npos;
+       at = key.find(kFolder, at + 1)) {
+    std::size_t const begin = at + kFolder.size();
+    std::size_t const end = key.find('/', begin);
+    if (end == std::string::npos) break;  // the name's last segment: not inside anything
+    if (end - begin >= kExtension.size() &&
+        key.compare(end - kExtension.size(), kExtension.size(), kExtension) == 0) {
+      // The key and the name have their slashes in the same places but for percent-encoded
+      // bytes, so the prefix is found again by counting slashes.
+      std::size_t const slashes = static_cast<std::size_t>(
+          std::count(key.begin(), key.begin() + static_cast<std::ptrdiff_t>(end), '/'));
+      std::size_t slash = 0;
+      for (std::size_t k = 0; k < slashes; ++k) slash = name.find(u'/', slash + 1);
+      return "the part " + quoted(name) + " lies inside the relationships part " +
+             quoted(name.substr(0, slash));
+    }
+  }
+  std::string const lastFolder = "/_rels";
+  if (key.size() >= lastFolder.size() &&
+      key.compare(key.size() - lastFolder.size(), lastFolder.size(), lastFolder) == 0) {
+    return "the part " + quoted(name) +
+           " has the name of a folder of relationships parts (\"_rels\")";
+  }
+  return std::string();
+}
+
 }  // namespace
 
 std::vector<PartName> properPrefixes(PartName const& name) {
@@ -161,12 +195,14 @@ void PackageState::load(std::shared_ptr<ZipArchive const> archive) {
       set.itemName = entry.name;
       continue;
     }
+    std::string const key = keyOf(*name);
+    std::string const clash = relationshipsClash(name->toString(), key);
+    if (!clash.empty()) throw InvalidPackage(context + ": " + clash);
     boost::optional<ContentType> type = types.lookup(*name);
     if (!type) {
       throw InvalidPackage(context + ": the part " + quoted(name->toString()) +
                            " has no content type");
     }
-    std::string const key = keyOf(*name);
     if (auto conflict = findDerivationConflict(*name, key)) {
       throw InvalidPackage(context + ": the parts " + quoted(conflict->toString()) + " and " +
                            quoted(name->toString()) +
