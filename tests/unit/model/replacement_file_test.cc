@@ -102,6 +102,22 @@ TEST(ReplacementFileTest, TemporaryFileIsLockedUntilReleasedAndClosed) {
   ::close(other);
 }
 
+TEST(ReplacementFileTest, TargetThatIsALinkStaysOneAndTheFileItLeadsToIsReplaced) {
+  opcvk_test::TempDir dir;
+  std::filesystem::create_directory(dir / "real");
+  opcvk_test::writeFile(dir / "real/p.zip", Bytes{'o', 'l', 'd'});
+  std::filesystem::create_symlink("real/p.zip", dir / "link.zip");
+  {
+    ReplacementFile file(dir / "link.zip");
+    EXPECT_EQ(file.temporaryPath().substr(0, (dir / "real/.p.zip.").size()), dir / "real/.p.zip.");
+    ASSERT_EQ(::write(file.descriptor(), "new", 3), 3);
+    file.commit();
+  }
+  EXPECT_TRUE(std::filesystem::is_symlink(dir / "link.zip"));
+  EXPECT_EQ(opcvk_test::fileBytes(dir / "real/p.zip"), (Bytes{'n', 'e', 'w'}));
+  EXPECT_EQ(namesIn(dir / "real"), std::vector<std::string>{"p.zip"});
+}
+
 TEST(ReplacementFileTest, KeepsThePermissionBitsOfTheTarget) {
   opcvk_test::TempDir dir;
   std::string const target = dir / "p.zip";

@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
@@ -82,13 +83,25 @@ std::string quotedTarget(std::string const& target) {
 
 }  // namespace
 
-ReplacementFile::ReplacementFile(std::string target) : target_(std::move(target)) {
+std::string ReplacementFile::destinationOf(std::string const& target) {
+  struct stat info;
+  if (::lstat(target.c_str(), &info) != 0 || !S_ISLNK(info.st_mode)) return target;
+  // A link that leads nowhere is replaced itself, as if it were not there.
+  char* const resolved = ::realpath(target.c_str(), nullptr);
+  if (resolved == nullptr) return target;
+  std::string result = resolved;
+  std::free(resolved);
+  return result;
+}
+
+ReplacementFile::ReplacementFile(std::string target)
+    : target_(std::move(target)), destination_(destinationOf(target_)) {
   // The new file keeps the permission bits of the one it replaces (not set-user or set-group
   // ids): a save must not make a private package readable by others.
   struct stat existing;
-  bool const keepMode = ::stat(target_.c_str(), &existing) == 0 && S_ISREG(existing.st_mode);
+  bool const keepMode = ::stat(destination_.c_str(), &existing) == 0 && S_ISREG(existing.st_mode);
   std::random_device random;
-  std::string const prefix = prefixOf(target_);
+  std::string const prefix = prefixOf(destination_);
   int error = EEXIST;
   for (int attempt = 0; attempt < 100 && fd_ < 0; ++attempt) {
     char digits[kRandomDigits + 1];
@@ -138,7 +151,7 @@ void ReplacementFile::commit() {
     discard();
     failSystem(target_, "could not flush the temporary file", error);
   }
-  if (::rename(path_.c_str(), target_.c_str()) != 0) {
+  if (::rename(path_.c_str(), destination_.c_str()) != 0) {
     int const error = errno;
     discard();
     failSystem(target_, "could not rename the temporary file over it", error);
@@ -146,7 +159,7 @@ void ReplacementFile::commit() {
   committed_ = true;
   // The rename is only durable once the folder is on disk too.  A folder that cannot be
   // flushed (some file systems refuse) does not undo the rename, so it is not reported.
-  int const folder = ::open(folderOf(target_).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  int const folder = ::open(folderOf(destination_).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   if (folder >= 0) {
     ::fsync(folder);
     ::close(folder);
@@ -160,8 +173,9 @@ int ReplacementFile::release() {
 }
 
 void ReplacementFile::removeStale(std::string const& target) {
-  std::string const folder = folderOf(target);
-  std::string const base = baseName(target);
+  std::string const destination = destinationOf(target);
+  std::string const folder = folderOf(destination);
+  std::string const base = baseName(destination);
   std::vector<std::string> candidates;
   if (DIR* dir = ::opendir(folder.c_str())) {
     while (dirent const* entry = ::readdir(dir)) {

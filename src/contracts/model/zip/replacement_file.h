@@ -17,6 +17,10 @@ namespace detail {
 // process or the disk: the data is flushed to disk before the rename, and the folder after
 // it.
 //
+// A target that is a symbolic link stays one: the file it leads to is the one replaced, and
+// the temporary file goes beside that file.  (Other hard links of the target keep the old
+// content, as with every save that renames.)
+//
 // The temporary file is "<folder>/.<name>.<8 hex digits>.tmp", created exclusively, with the
 // permission bits of the target if there is one (0666 less the umask otherwise), so that a
 // private package stays private.  It is locked (flock, exclusive) from its first moment under
@@ -40,6 +44,7 @@ class OPC_MODEL_EXPORT ReplacementFile {
   // Where the new content goes; valid until commit() fails, release() or destruction.
   int descriptor() const { return fd_; }
   std::string const& temporaryPath() const { return path_; }
+  // The path the caller gave, which messages name.
   std::string const& target() const { return target_; }
 
   // Flushes the file (fsync), renames it over the target and flushes the folder.  Throws
@@ -53,6 +58,9 @@ class OPC_MODEL_EXPORT ReplacementFile {
   // caller to keep and close; this object no longer touches it.
   int release();
 
+  // The file that a save to `target` replaces: `target`, or where its symbolic links lead.
+  static std::string destinationOf(std::string const& target);
+
   // Removes the temporary files of `target` that no live writer holds, those left behind by
   // a save that was killed before its rename.  Files of other names, the temporary files of
   // other targets and those still locked are left alone, and so is everything when the
@@ -63,6 +71,8 @@ class OPC_MODEL_EXPORT ReplacementFile {
   void discard();
 
   std::string target_;
+  // What the rename replaces: the target, or the file that the target's links lead to.
+  std::string destination_;
   std::string path_;
   int fd_ = -1;
   bool committed_ = false;
