@@ -1,6 +1,12 @@
 // The checks of `opcvk test`: each looks at one aspect of an opened package and tells what it
-// finds in a CheckReport.  A new check (say, of encrypted content once a key is given) is a
-// function added to the list of packageChecks(); the command runs them in order.
+// finds in a CheckReport.  A new check is a function added to the list of packageChecks(); the
+// command runs them in order.
+//
+// Encrypted packages: the command is to take a key (--key-file, --password-file), switch on
+// decryption of CheckTarget::files with it before runChecks, and add a check that reads every
+// file through getFileContentSource(ApplyTransforms), so that each GCM tag is verified and a
+// wrong key is told as such; checkManifest then reads the manifest it now reports as not
+// checked.  Nothing else here changes.
 #ifndef TOOLS_OPCVK_PACKAGE_CHECKS_H_
 #define TOOLS_OPCVK_PACKAGE_CHECKS_H_
 
