@@ -21,6 +21,7 @@ struct PropsOptions {
   bool json = false;
   bool quiet = false;
   bool v1Manifest = false;
+  double wait = 0;
 };
 
 void show(opc::vkservices::CoreProperties const& properties, bool json) {
@@ -40,7 +41,7 @@ void runProps(PropsOptions const& options) {
     return;
   }
   OpenPackage open(options.package, opc::model::PackageAccess::Modify,
-                   manifestForms(options.v1Manifest));
+                   manifestForms(options.v1Manifest), waitingUpTo(options.wait));
   opc::vkservices::CorePropertiesManager& manager = open.properties();
   // Every value goes through its setter before anything is saved, so that a refused one
   // leaves the package as it was; the save itself writes beside the package and renames.
@@ -73,6 +74,7 @@ void addPropsCommand(CLI::App& app, Commands& commands) {
   command->add_flag("--json", options->json, "Print one JSON object");
   addQuietFlag(*command, options->quiet);
   addV1ManifestFlag(*command, options->v1Manifest);
+  addWaitOption(*command, options->wait);
   command->footer(
       "Without --set, prints the properties, the extended ones first (content-type,\n"
       "friendly-name, release, release-version, uuid), then the standard ones that are set.\n"
