@@ -16,10 +16,12 @@ struct EncryptOptions {
   std::string package;
   bool quiet = false;
   KeyOptions key;
+  double wait = 0;
 };
 
 void runEncrypt(EncryptOptions const& options) {
-  OpenPackage open(options.package, opc::model::PackageAccess::Modify);
+  OpenPackage open(options.package, opc::model::PackageAccess::Modify, ManifestForms::Current,
+                   waitingUpTo(options.wait));
   Progress progress(Progress::wanted(options.quiet), 0, 0);
   progress.phase("encrypting");
   // Converts every file, from its plain part to an encrypted one, through the package's
@@ -39,6 +41,7 @@ void addEncryptCommand(CLI::App& app, Commands& commands) {
   command->add_option("PACKAGE", options->package, "The package to encrypt")->required();
   addKeyOptions(*command, options->key);
   addQuietFlag(*command, options->quiet);
+  addWaitOption(*command, options->wait);
   command->footer(
       "Every file's content and the manifest are encrypted under AES-256-GCM, each with a\n"
       "fresh random IV, in stored parts whose names are made from a keyed digest of the\n"
