@@ -2,7 +2,8 @@
 // every part and every relationship read to its end (sizes and CRC-32s checked on the way),
 // the file system loaded from its manifest, listed folder by folder, and extracted into a
 // scratch folder with times and permissions restored.  Bad input may only be refused with an
-// opc::Exception (the model's and the file system's families); anything else (a crash, a
+// opc::Exception (the model's and the file system's families) or, for an entry of an
+// older-form manifest with an empty name, std::out_of_range; anything else (a crash, a
 // sanitizer report, another exception, a hang, runaway memory) is a finding, and so is:
 //   - a listing that disagrees with itself (a child whose parent is not the folder listed, an
 //     entry that is not found again by its path, leaves that the walk and getAllLeafs count
@@ -20,6 +21,7 @@
 #include <fstream>
 #include <iterator>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <sys/stat.h>
 #include <system_error>
@@ -238,6 +240,8 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
     travel(std::vector<unsigned char>(data, data + size));
   } catch (opc::Exception const&) {
     // The documented refusal of bad input.
+  } catch (std::out_of_range const&) {
+    // Documented as well: an entry of an older-form manifest whose name is empty.
   } catch (std::exception const& e) {
     fail("only the project's exceptions are thrown",
          std::string(typeid(e).name()) + ": " + e.what());

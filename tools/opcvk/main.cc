@@ -3,6 +3,7 @@
 #include <clocale>
 #include <cstdio>
 #include <exception>
+#include <stdexcept>
 #include <string>
 
 #include <CLI/CLI.hpp>
@@ -83,6 +84,11 @@ int main(int argc, char** argv) {
     return kFailure;
   } catch (opc::Exception const& error) {
     return reportFailure(error.what());
+  } catch (std::out_of_range const&) {
+    // The library's one documented std::out_of_range: a manifest of the older form with an
+    // entry whose name is empty, which has no first character to read.  Its own text names a
+    // string member and would tell the user nothing.
+    return reportFailure("The file system manifest has an entry with an empty name");
   } catch (std::exception const& error) {
     return reportFailure(error.what());
   }
