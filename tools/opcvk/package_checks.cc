@@ -1,12 +1,15 @@
 #include "package_checks.h"
 
+#include <memory>
 #include <unordered_set>
 #include <utility>
 
 #include <opc/core/exception.h>
 #include <opc/core/input_stream.h>
+#include <opc/model/exceptions.h>
 #include <opc/model/part.h>
 #include <opc/model/part_name.h>
+#include <opc/vkservices/content_sources.h>
 #include <opc/vkservices/errors.h>
 #include <opc/vkservices/file_system_entry.h>
 
@@ -136,6 +139,37 @@ void checkManifest(CheckTarget& target, CheckReport& report) {
   }
 }
 
-std::vector<PackageCheck> packageChecks() { return {checkParts, checkManifest}; }
+void checkFileContents(CheckTarget& target, CheckReport& report) {
+  if (!target.files.isEncrypted()) return;
+  std::vector<FileSystemEntry> files;
+  try {
+    for (FileSystemEntry const& leaf : target.files.getAllLeafs()) {
+      if (leaf.isFile()) files.push_back(leaf);
+    }
+  } catch (opc::Exception const&) {
+    // Without a key, or with a manifest that does not load: checkManifest has told why.
+    return;
+  }
+  for (FileSystemEntry const& file : files) {
+    std::string const path = utf8Text(file.getPathName());
+    try {
+      std::unique_ptr<opc::vkservices::IContentSource> const source =
+          target.files.getFileContentSource(file, opc::vkservices::TransformMode::ApplyTransforms);
+      // The tag is checked before the first byte comes; the end is read all the same, so that
+      // content that changes under the reader is found too.
+      readToEnd(source->getInputStream(), target.partRead);
+    } catch (opc::model::PartNotFound const&) {
+      // A file without its part: checkManifest has told it.
+    } catch (opc::vkservices::CouldNotTransformContentData const&) {
+      report.problem("file", path,
+                     "its content does not decrypt: altered since it was encrypted (its GCM "
+                     "tag does not match)");
+    } catch (opc::Exception const& e) {
+      report.problem("file", path, e.what());
+    }
+  }
+}
+
+std::vector<PackageCheck> packageChecks() { return {checkParts, checkManifest, checkFileContents}; }
 
 }  // namespace opcvk

@@ -2,11 +2,10 @@
 // finds in a CheckReport.  A new check is a function added to the list of packageChecks(); the
 // command runs them in order.
 //
-// Encrypted packages: the command is to take a key (--key-file, --password-file), switch on
-// decryption of CheckTarget::files with it before runChecks, and add a check that reads every
-// file through getFileContentSource(ApplyTransforms), so that each GCM tag is verified and a
-// wrong key is told as such; checkManifest then reads the manifest it now reports as not
-// checked.  Nothing else here changes.
+// An encrypted package is checked with its key, handed to CheckTarget::files by the command
+// before the checks run: then the manifest is checked as a plain one, and every file is read
+// through its decryption so that each GCM tag is verified.  Without the key, the manifest is
+// reported as not checked, and so are the files it names.
 #ifndef TOOLS_OPCVK_PACKAGE_CHECKS_H_
 #define TOOLS_OPCVK_PACKAGE_CHECKS_H_
 
@@ -67,8 +66,14 @@ using PackageCheck = std::function<void(CheckTarget&, CheckReport&)>;
 // data, and the relationships of the package and of every part read.
 void checkParts(CheckTarget& target, CheckReport& report);
 // The file system's manifest against the parts: every file's part exists, and no part under
-// "/fsroot" is left without a file.  An encrypted manifest is reported as not checked.
+// "/fsroot" is left without a file.  An encrypted manifest without its key is reported as not
+// checked.
 void checkManifest(CheckTarget& target, CheckReport& report);
+
+// Every file of an encrypted file system read through its decryption to its end, so that its
+// GCM tag is verified: one problem per file that does not decrypt, named by its path.
+// Nothing for a plain file system, whose parts checkParts has read, nor without the key.
+void checkFileContents(CheckTarget& target, CheckReport& report);
 
 // The checks of `opcvk test`, in the order they run.
 std::vector<PackageCheck> packageChecks();
