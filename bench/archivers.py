@@ -3,7 +3,7 @@
 
     bench/archivers.py --corpus mixed --work DIR --opcvk BUILD/tools/opcvk/opcvk
                        [--seed N] [--skip-tool TOOL]... [--runs N] [--no-strace]
-                       [--no-content-check] [--keep]
+                       [--no-content-check] [--encrypted] [--keep]
 
 The corpus (bench/corpus/generate_corpus.py) is made once in DIR/corpus and reused while the
 preset, the seed and the generator stay the same.  Then each tool, in turn and on the same
@@ -16,6 +16,12 @@ corpus, creates an archive, lists it and extracts it:
   7z       7z a -tzip -mx=5 -snl / 7z l / 7z x -snld  (-snld: it refuses links with "..",
            even those that stay inside the destination, without it)
   python   zipfile, ZIP_DEFLATED level 6: write / namelist / extractall
+
+With --encrypted two more tools take their turns, for the cost of encryption:
+
+  opcvk-key  opcvk pack / list / extract with --key-file (a random 32-byte key made for the run)
+  7z-aes     7z a -t7z -mhe=on -mx=1 -snl -pPASSWORD / 7z l -p / 7z x -p -snld (AES-256,
+             names encrypted too; the fastest compression level, as encrypted opcvk stores)
 
 Every phase is its own process under /usr/bin/time (wall, user + system, peak resident size),
 after a sync; the page cache is not dropped, so the corpus is read warm by every tool alike.
@@ -46,22 +52,29 @@ ZIPFILE_TOOL = os.path.join(HERE, "corpus", "zipfile_tool.py")
 PYTHON = "/usr/bin/python3"
 MIB = 1 << 20
 TOOLS = ("opcvk", "zip", "zip-1", "bsdtar", "7z", "python")
+ENCRYPTED_TOOLS = ("opcvk-key", "7z-aes")
+PASSWORD = "bench-password"
+# The tool whose version each row reports, and the suffix of its archive.
+BASE = {"zip-1": "zip", "opcvk-key": "opcvk", "7z-aes": "7z"}
+SUFFIX = {"opcvk": "opcvk", "opcvk-key": "opcvk", "7z-aes": "7z"}
 PHASES = ("create", "list", "extract")
 # The commands each tool needs, for the check before anything runs.
 NEEDS = {"zip": ("zip", "unzip"), "zip-1": ("zip", "unzip"), "bsdtar": ("bsdtar",), "7z": ("7z",),
-         "python": (PYTHON,)}
+         "7z-aes": ("7z",), "python": (PYTHON,)}
 
 
 def log(message):
     print(message, file=sys.stderr, flush=True)
 
 
-def commands(tool, opcvk, src, archive, dest, no_transforms):
+def commands(tool, opcvk, src, archive, dest, no_transforms, key_file):
     """(create, list, extract) as (argv, working folder) pairs."""
-    if tool == "opcvk":
-        pack = [opcvk, "pack", "-q", src, archive] + (["--no-transforms"] if no_transforms else [])
-        return ((pack, None), ([opcvk, "list", archive], None),
-                ([opcvk, "extract", "-q", archive, dest], None))
+    if tool in ("opcvk", "opcvk-key"):
+        key = ["--key-file", key_file] if tool == "opcvk-key" else []
+        pack = [opcvk, "pack", "-q"] + key + [src, archive]
+        pack += ["--no-transforms"] if no_transforms else []
+        return ((pack, None), ([opcvk, "list"] + key + [archive], None),
+                ([opcvk, "extract", "-q"] + key + [archive, dest], None))
     if tool in ("zip", "zip-1"):
         level = "-6" if tool == "zip" else "-1"
         return ((["zip", "-r", "-y", "-q", level, archive, "."], src), (["unzip", "-l", archive], None),
@@ -72,6 +85,11 @@ def commands(tool, opcvk, src, archive, dest, no_transforms):
     if tool == "7z":
         return ((["7z", "a", "-tzip", "-mx=5", "-snl", "-bd", archive, "."], src),
                 (["7z", "l", archive], None), (["7z", "x", "-y", "-bd", "-snld", "-o" + dest, archive], None))
+    if tool == "7z-aes":
+        password = "-p" + PASSWORD
+        return ((["7z", "a", "-t7z", "-mhe=on", "-mx=1", "-snl", "-bd", password, archive, "."], src),
+                (["7z", "l", password, archive], None),
+                (["7z", "x", "-y", "-bd", "-snld", password, "-o" + dest, archive], None))
     if tool == "python":
         return (([PYTHON, ZIPFILE_TOOL, "create", src, archive], None),
                 ([PYTHON, ZIPFILE_TOOL, "list", archive], None),
@@ -258,19 +276,22 @@ def main():
     ap.add_argument("--work", required=True, help="folder for the corpus, archives and extractions")
     ap.add_argument("--opcvk", help="the opcvk binary (needed unless --skip-tool opcvk)")
     ap.add_argument("--seed", type=int, default=1)
-    ap.add_argument("--skip-tool", action="append", default=[], choices=TOOLS, metavar="TOOL",
-                    help=f"leave a tool out; one of {', '.join(TOOLS)}; may be repeated")
+    ap.add_argument("--skip-tool", action="append", default=[], choices=TOOLS + ENCRYPTED_TOOLS,
+                    metavar="TOOL", help=f"leave a tool out; one of {', '.join(TOOLS + ENCRYPTED_TOOLS)}; "
+                    "may be repeated")
     ap.add_argument("--no-content-check", action="store_true",
                     help="compare sizes only, not the bytes of every extracted file")
     ap.add_argument("--no-transforms", action="store_true", help="pass --no-transforms to opcvk pack")
+    ap.add_argument("--encrypted", action="store_true",
+                    help=f"add the encrypted rows: {', '.join(ENCRYPTED_TOOLS)}")
     ap.add_argument("--keep", action="store_true", help="keep archives and extractions")
     ap.add_argument("--runs", type=int, default=1, help="rounds of all tools; medians are shown")
     ap.add_argument("--no-strace", action="store_true",
                     help="leave out the extraction under strace that counts system calls")
     args = ap.parse_args()
 
-    tools = [t for t in TOOLS if t not in args.skip_tool]
-    if "opcvk" in tools:
+    tools = [t for t in TOOLS + (ENCRYPTED_TOOLS if args.encrypted else ()) if t not in args.skip_tool]
+    if "opcvk" in tools or "opcvk-key" in tools:
         if not args.opcvk or not os.access(args.opcvk, os.X_OK):
             ap.error("--opcvk must name the opcvk binary (or use --skip-tool opcvk)")
         args.opcvk = os.path.abspath(args.opcvk)
@@ -295,6 +316,9 @@ def main():
     runs = os.path.join(work, "runs")
     shutil.rmtree(runs, ignore_errors=True)
     os.makedirs(runs)
+    key_file = os.path.join(runs, "bench.key")
+    with open(os.open(key_file, os.O_WRONLY | os.O_CREAT | os.O_EXCL, 0o600), "wb") as f:
+        f.write(os.urandom(32))
     entries = max(1, len(source))  # files, folders and links of the corpus
     samples = {}  # (tool, phase) -> [(wall, cpu, peak)], one per round
     outputs = {}  # (tool, phase) -> output MiB of the first round
@@ -307,14 +331,14 @@ def main():
         for tool in tools:
             if tool in failed:
                 continue
-            archive = os.path.join(runs, f"{tool}.{'opcvk' if tool == 'opcvk' else 'zip'}")
+            archive = os.path.join(runs, f"{tool}.{SUFFIX.get(tool, 'zip')}")
             dest = os.path.join(runs, f"{tool}-out")
             shutil.rmtree(dest, ignore_errors=True)
             os.makedirs(dest)
             if os.path.exists(archive):
                 os.unlink(archive)
             for phase, (argv, cwd) in zip(PHASES, commands(tool, args.opcvk, src, archive, dest,
-                                                            args.no_transforms)):
+                                                            args.no_transforms, key_file)):
                 log(f"round {round_number}/{args.runs}, {tool} {phase}: {' '.join(argv)}")
                 out_path = os.path.join(runs, f"{tool}-{phase}.out")
                 rc, wall, cpu, peak = timed(argv, cwd, out_path, env)
@@ -349,7 +373,8 @@ def main():
                 # Once more, outside the timed runs: strace slows a process down.
                 traced = os.path.join(runs, f"{tool}-traced")
                 os.makedirs(traced)
-                argv, cwd = commands(tool, args.opcvk, src, archive, traced, args.no_transforms)[2]
+                argv, cwd = commands(tool, args.opcvk, src, archive, traced, args.no_transforms,
+                                     key_file)[2]
                 log(f"{tool} extract under strace -f -c")
                 calls[tool] = counted_calls(argv, cwd, os.path.join(runs, f"{tool}-traced.out"), env)
                 shutil.rmtree(traced, ignore_errors=True)
@@ -382,9 +407,9 @@ def main():
         f"The tools took {time.monotonic() - measured_began:.0f} s, checks included; the whole run "
         f"{time.monotonic() - run_began:.0f} s.")
     add("")
-    for tool in tools:
-        v = version_of("zip" if tool == "zip-1" else tool, args.opcvk, env)
-        if v and tool != "zip-1":
+    for tool in dict.fromkeys(BASE.get(t, t) for t in tools):  # each program once
+        v = version_of(tool, args.opcvk, env)
+        if v:
             add(f"- {tool}: {v}")
     add("")
     rounds = f"medians of {args.runs} rounds" if args.runs > 1 else "one round"
@@ -409,20 +434,22 @@ def main():
         if c:
             add(f"| {tool} | {c['files']} | {c['folders']} | {c['links']} | {c['bytes']} | {c['content']} | "
                 f"{c['file_modes']} | {c['folder_modes']} | {c['times2']} | {c['times_us']} |")
-    if "opcvk" in tools and len(tools) > 1:
+    for us in ("opcvk", "opcvk-key"):
+        if us not in tools or len(tools) == 1:
+            continue
         add("")
-        add("opcvk divided by each peer (below 1: opcvk is faster, smaller or leaner):")
+        add(f"{us} divided by each peer (below 1: {us} is faster, smaller or leaner):")
         add("")
         add("| phase | peer | wall | CPU | peak | output | syscalls |")
         add("|---|---|---:|---:|---:|---:|---:|")
         for phase in PHASES:
-            ours = results.get(("opcvk", phase))
+            ours = results.get((us, phase))
             for peer in tools:
                 theirs = results.get((peer, phase))
-                if peer == "opcvk" or ours is None or theirs is None:
+                if peer == us or ours is None or theirs is None:
                     continue
                 out_ratio = ratio(ours[3], theirs[3]) if phase == "create" else "-"
-                call_ratio = ratio(calls.get("opcvk"), calls.get(peer)) if phase == "extract" else "-"
+                call_ratio = ratio(calls.get(us), calls.get(peer)) if phase == "extract" else "-"
                 add(f"| {phase} | {peer} | {ratio(ours[0], theirs[0])} | {ratio(ours[1], theirs[1])} | "
                     f"{ratio(ours[2], theirs[2])} | {out_ratio} | {call_ratio} |")
     text = "\n".join(lines) + "\n"
