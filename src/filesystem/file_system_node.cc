@@ -41,9 +41,12 @@ FileSystemNode FileSystemNode::makeLinkNode(std::u16string path, std::u16string 
 FileSystemNode FileSystemNode::makeFolderNode(std::u16string path,
                                               opc::Perms::Perms_tag permissions,
                                               boost::posix_time::ptime const& lastModifiedTime) {
-  std::u16string content = path;
-  return FileSystemNode(FileSystemNodeType::Folder, std::move(path), std::move(content),
-                        known(permissions), known(lastModifiedTime));
+  FileSystemNode node(FileSystemNodeType::Folder, std::move(path), std::u16string(),
+                      known(permissions), known(lastModifiedTime));
+  // The path as the node keeps it: "//a" is kept as "/a", and a content name of "//a" would
+  // then name another folder than the node, and change when the folder is written and read.
+  node.contentName_ = node.pathName_;
+  return node;
 }
 
 std::u16string FileSystemNode::getParentPath() const {

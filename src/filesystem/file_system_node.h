@@ -42,7 +42,7 @@ class FileSystemNode {
                                      opc::Perms::Perms_tag permissions,
                                      boost::posix_time::ptime const& lastModifiedTime);
 
-  // A folder at `path`; its content name is its own path.
+  // A folder at `path`; its content name is its own path name (getPathName()).
   static FileSystemNode makeFolderNode(std::u16string path, opc::Perms::Perms_tag permissions,
                                        boost::posix_time::ptime const& lastModifiedTime);
 

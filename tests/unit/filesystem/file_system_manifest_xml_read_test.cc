@@ -135,6 +135,14 @@ TEST_F(FileSystemManifestXmlReadTest, IgnoresTheContentOfAFolder) {
   EXPECT_EQ(tree_.findNode(u"/f").getContentName(), u"/f");
 }
 
+TEST_F(FileSystemManifestXmlReadTest, ReadsAFolderNamedWithTwoLeadingSlashesUnderTheRoot) {
+  read(document(R"(<fileEntry name="//f" content="" type="Folder" permissions="0755"/>
+)"));
+  FileSystemNode const folder = tree_.findNode(u"/f");
+  EXPECT_EQ(folder.getPathName(), u"/f");
+  EXPECT_EQ(folder.getContentName(), u"/f");
+}
+
 TEST_F(FileSystemManifestXmlReadTest, ReadsEmptyOrMissingPermissionsAndDateAsUnknown) {
   read(document(R"(<fileEntry name="/empty" content="/fsroot/1" type="File" permissions="" date=""/>
 <fileEntry name="/missing" content="/fsroot/2" type="File"/>

@@ -383,4 +383,18 @@ TEST_F(FileSystemManifestXmlWriteTest, TheOlderFormComesBackAsVersionOne) {
   expectSame(Observed(back), expected);
 }
 
+// A folder given as "//f" is the folder "f" under the root in both forms: the older one writes
+// a folder's content name, which must then be the path the tree keeps, not the text given.
+TEST_F(FileSystemManifestXmlWriteTest, AFolderGivenWithTwoLeadingSlashesComesBackTheSame) {
+  tree_.addNode(FileSystemNode::makeFolderNode(u"//f", perms(0755), kTime));
+  for (bool const v1 : {false, true}) {
+    SCOPED_TRACE(v1 ? "older form" : "current form");
+    FileSystemTree const back = roundTrip(tree_, v1);
+    Observed expected(tree_);
+    if (v1) expected.version = u"1.0";
+    expectSame(Observed(back), expected);
+    EXPECT_EQ(back.findNode(u"/f").getContentName(), u"/f");
+  }
+}
+
 }  // namespace

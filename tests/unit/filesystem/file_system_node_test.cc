@@ -68,6 +68,14 @@ TEST(FileSystemNodeTest, FolderNodeContentNameIsItsOwnPath) {
   EXPECT_EQ(*node.getPermissions(), opc::Perms::none);
 }
 
+// "//a" is the folder "a" under the root; its content name must say so too, or the folder
+// would be written under one name and read back under another.
+TEST(FileSystemNodeTest, FolderNodeContentNameIsThePathItKeeps) {
+  FileSystemNode const node = FileSystemNode::makeFolderNode(u"//a", kUnknown, kNoTime);
+  EXPECT_EQ(node.getPathName(), u"/a");
+  EXPECT_EQ(node.getContentName(), u"/a");
+}
+
 TEST(FileSystemNodeTest, RootHasEmptyParentAndSlashBaseName) {
   FileSystemNode const root = FileSystemNode::makeFolderNode(u"/", kUnknown, kNoTime);
   EXPECT_EQ(root.getParentPath(), u"");
