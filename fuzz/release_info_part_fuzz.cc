@@ -14,7 +14,8 @@
 using opc::vkservices::CoreProperties;
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
-  opc::vkservices::ReleaseInfoXmlHandler handler;
+  // One handler for every input: it compiles its grammar once, as a reader of many packages does.
+  static opc::vkservices::ReleaseInfoXmlHandler handler;
   CoreProperties record;
   if (!opcvk_fuzz::readPart<opc::Exception>(handler, data, size, record)) return 0;
   std::string const shown = opcvk_fuzz::recordText(record);
