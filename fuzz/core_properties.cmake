@@ -8,4 +8,5 @@ target_link_options(vkrelease_info PRIVATE -fsanitize=${OPCVK_FUZZ_SANITIZERS})
 opcvk_fuzz_target(core_properties_part LIBS opcvk_coreproperties)
 opcvk_fuzz_target(extension_part LIBS opcvk_coreproperties)
 opcvk_fuzz_target(release_info_part LIBS opcvk_coreproperties)
-opcvk_fuzz_target(release_info LIBS vkrelease_info)
+# The model too: the target keeps the XML library initialised between inputs.
+opcvk_fuzz_target(release_info LIBS vkrelease_info opcmodel)
