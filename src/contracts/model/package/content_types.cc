@@ -107,13 +107,21 @@ ContentTypeMap ContentTypeMap::read(opc::InputStream& stream, std::string const&
 }
 
 boost::optional<ContentType> ContentTypeMap::lookup(PartName const& name) const {
-  auto const override = overrides_.find(name);
-  if (override != overrides_.end()) return override->second;
+  ContentType const* type = find(name);
+  if (type == nullptr) return boost::none;
+  return *type;
+}
+
+ContentType const* ContentTypeMap::find(PartName const& name) const {
+  if (!overrides_.empty()) {
+    auto const override = overrides_.find(name);
+    if (override != overrides_.end()) return &override->second;
+  }
   std::u16string const extension = partNameExtension(name);
-  if (extension.empty()) return boost::none;
+  if (extension.empty()) return nullptr;
   auto const found = defaults_.find(extension);
-  if (found == defaults_.end()) return boost::none;
-  return found->second;
+  if (found == defaults_.end()) return nullptr;
+  return &found->second;
 }
 
 void writeContentTypes(std::vector<std::pair<PartName, ContentType>> const& parts,

@@ -47,6 +47,10 @@ class ContentTypeMap {
 
   // The Override for the part if there is one, else the Default for its extension.
   boost::optional<ContentType> lookup(PartName const& name) const;
+  // The same without a copy: the type held by this map, or null.  Equal types of one map
+  // are one object only when they come from one element; callers that share types by
+  // index key them by this address.
+  ContentType const* find(PartName const& name) const;
 
  private:
   std::map<std::u16string, ContentType> defaults_;

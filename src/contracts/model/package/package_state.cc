@@ -129,6 +129,9 @@ void PackageState::close() {
   outputStreams_.clear();
   for (auto const& record : parts_) record->deleted = true;
   parts_.clear();
+  table_ = PartTable();
+  lastRecord_.reset();
+  lastRow_ = PartTable::kNone;
   byKey_.clear();
   prefixes_.clear();
   packageRelationships_ = RelationshipSet();
@@ -163,7 +166,9 @@ void PackageState::load(std::shared_ptr<ZipArchive const> archive) {
     return ContentTypeMap::read(*stream, typesContext);
   }();
 
-  std::unordered_map<PartName, std::string> items;
+  if (entries.size() >= PartTable::kNone) {
+    throw InvalidPackage(context + ": it has too many items");
+  }
   for (ZipEntry const& entry : entries) {
     if (&entry == &*contentTypesItem) continue;
     // Folder entries hold nothing and name no part; some ZIP tools add them.
@@ -174,12 +179,16 @@ void PackageState::load(std::shared_ptr<ZipArchive const> archive) {
     } catch (InvalidPartName const& e) {
       throw InvalidPackage(context + ": " + e.what());
     }
-    auto const inserted = items.emplace(*name, entry.name);
-    if (!inserted.second) {
-      throw InvalidPackage(context + ": the items " + quotedItem(inserted.first->second) + " and " +
+    std::string const key = keyOf(*name);
+    std::uint32_t const same = table_.find(key);
+    if (same != PartTable::kNone) {
+      throw InvalidPackage(context + ": the items " +
+                           quotedItem(entries[table_.rows()[same].entry].name) + " and " +
                            quotedItem(entry.name) + " name the same part");
     }
+    auto const index = static_cast<std::uint32_t>(&entry - entries.data());
     if (name->isRelationshipName()) {
+      table_.add(key, index, PartTable::kNone);
       boost::optional<PartName> source;
       try {
         source = name->getRelationshipsSourceName();
@@ -195,11 +204,10 @@ void PackageState::load(std::shared_ptr<ZipArchive const> archive) {
       set.itemName = entry.name;
       continue;
     }
-    std::string const key = keyOf(*name);
     std::string const clash = relationshipsClash(name->toString(), key);
     if (!clash.empty()) throw InvalidPackage(context + ": " + clash);
-    boost::optional<ContentType> type = types.lookup(*name);
-    if (!type) {
+    ContentType const* type = types.find(*name);
+    if (type == nullptr) {
       throw InvalidPackage(context + ": the part " + quoted(name->toString()) +
                            " has no content type");
     }
@@ -208,12 +216,43 @@ void PackageState::load(std::shared_ptr<ZipArchive const> archive) {
                            quoted(name->toString()) +
                            " cannot both exist, since one name is a folder of the other");
     }
-    auto record = std::make_shared<PartRecord>(*name, *type, compressionOf(entry, *type));
-    record->content = makeArchiveContent(archive_, entry);
-    record->entry = entry;
-    record->itemName = entry.name;
-    addPart(std::move(record), key);
+    table_.add(key, index, table_.typeIndex(type));
+    for (std::size_t slash = key.find('/', 1); slash != std::string::npos;
+         slash = key.find('/', slash + 1)) {
+      ++prefixes_[key.substr(0, slash)];
+    }
   }
+  if (access_ == PackageAccess::Read) return;
+  // A writer changes, adds and removes parts: each gets its record now, and the table goes.
+  PartTable table;
+  std::swap(table, table_);
+  lastRecord_.reset();
+  lastRow_ = PartTable::kNone;
+  prefixes_.clear();
+  for (PartTable::Row const& row : table.rows()) {
+    if (row.type != PartTable::kNone) addPart(makeRecord(row, table));
+  }
+}
+
+std::shared_ptr<PartRecord> PackageState::makeRecord(PartTable::Row const& row,
+                                                     PartTable const& table) const {
+  ZipEntry const& entry = archive_->entries()[row.entry];
+  ContentType const& type = table.types()[row.type];
+  auto record = std::make_shared<PartRecord>(partNameFromZipItemName(entry.name), type,
+                                             compressionOf(entry, type));
+  record->content = makeArchiveContent(archive_, entry);
+  record->entry = entry;
+  record->itemName = entry.name;
+  return record;
+}
+
+std::vector<std::shared_ptr<PartRecord>> const& PackageState::parts() const {
+  if (parts_.empty() && !table_.empty()) {
+    for (PartTable::Row const& row : table_.rows()) {
+      if (row.type != PartTable::kNone) parts_.push_back(makeRecord(row, table_));
+    }
+  }
+  return parts_;
 }
 
 std::shared_ptr<PartRecord> PackageState::findPart(PartName const& name) const {
@@ -222,7 +261,16 @@ std::shared_ptr<PartRecord> PackageState::findPart(PartName const& name) const {
 
 std::shared_ptr<PartRecord> PackageState::findPartByKey(std::string const& key) const {
   auto const found = byKey_.find(key);
-  return found == byKey_.end() ? nullptr : found->second;
+  if (found != byKey_.end()) return found->second;
+  std::uint32_t const row = table_.find(key);
+  if (row == PartTable::kNone || table_.rows()[row].type == PartTable::kNone) return nullptr;
+  // A reader asks for one part several times in a row (the part, then its stream and size):
+  // the last record made serves them all.
+  if (row != lastRow_) {
+    lastRecord_ = makeRecord(table_.rows()[row], table_);
+    lastRow_ = row;
+  }
+  return lastRecord_;
 }
 
 std::shared_ptr<PartRecord> PackageState::partForHandle(PartName const& name) const {
@@ -248,6 +296,11 @@ boost::optional<PartName> PackageState::findDerivationConflict(PartName const& n
     // Rare: only when there is a conflict does it cost a walk over the parts.
     for (auto const& record : parts_) {
       if (record->name.isDerivedFrom(name)) return record->name;
+    }
+    for (PartTable::Row const& row : table_.rows()) {
+      if (row.type == PartTable::kNone) continue;
+      PartName const other = partNameFromZipItemName(archive_->entries()[row.entry].name);
+      if (other.isDerivedFrom(name)) return other;
     }
   }
   return boost::none;

@@ -21,6 +21,7 @@
 
 #include "../zip/zip_archive.h"
 #include "part_content.h"
+#include "part_table.h"
 
 namespace opc {
 namespace model {
@@ -101,11 +102,14 @@ class PackageState {
   // Reads the parts and content types of the archive; see Package::open.
   void load(std::shared_ptr<ZipArchive const> archive);
 
-  // The part, or null.
+  // The part, or null.  In a package open for Read the record is made from the part table
+  // (see PartTable) when asked for; only the last one made is kept.
   std::shared_ptr<PartRecord> findPart(PartName const& name) const;
   // The part; throws InvalidPackageState (for a handle) naming the part if it is gone.
   std::shared_ptr<PartRecord> partForHandle(PartName const& name) const;
-  std::vector<std::shared_ptr<PartRecord>> const& parts() const { return parts_; }
+  // Every part, in the order of the archive, then those made since.  In a package open for
+  // Read the records are made at the first call.
+  std::vector<std::shared_ptr<PartRecord>> const& parts() const;
   // The existing part whose name is a leading run of the segments of `name` or the other way
   // round, if any.
   boost::optional<PartName> findDerivationConflict(PartName const& name) const;
@@ -143,6 +147,8 @@ class PackageState {
                                                    std::string const& key) const;
   void addPart(std::shared_ptr<PartRecord> record, std::string const& key);
   void adoptArchive(std::shared_ptr<ZipArchive const> archive);
+  // The record of a row of table_.
+  std::shared_ptr<PartRecord> makeRecord(PartTable::Row const& row, PartTable const& table) const;
 
   PackageAccess access_;
   PackageOptions options_;
@@ -154,7 +160,14 @@ class PackageState {
   std::shared_ptr<ZipArchive const> archive_;
   std::shared_ptr<std::vector<unsigned char> const> saved_;
 
-  std::vector<std::shared_ptr<PartRecord>> parts_;
+  // The parts read from the archive while they have no record: until the end of load() for
+  // a writer, for as long as the package is open for a reader.
+  PartTable table_;
+  // For a reader, the record last made from table_ and its row.
+  mutable std::shared_ptr<PartRecord> lastRecord_;
+  mutable std::uint32_t lastRow_ = PartTable::kNone;
+  // For a reader, filled by the first call of parts().
+  mutable std::vector<std::shared_ptr<PartRecord>> parts_;
   // Both maps hold comparison keys (see keyOf), not names: the key of a leading run of
   // segments is the same leading run of the key, so that the runs of a name cost a substring
   // each rather than the validation of a new PartName.

@@ -3,6 +3,7 @@
 #ifndef OPC_MODEL_ZIP_ZIP_ENTRY_STREAM_H_
 #define OPC_MODEL_ZIP_ZIP_ENTRY_STREAM_H_
 
+#include <cstdint>
 #include <memory>
 
 #include "zip_archive.h"
@@ -10,6 +11,11 @@
 namespace opc {
 namespace model {
 namespace detail {
+
+// Deflated items whose compressed and uncompressed sizes are both at most this many bytes are
+// inflated whole in one call; larger ones stream.  A reader of such an item holds at most
+// twice this much.
+constexpr std::uint64_t kWholeItemLimit = 4u << 20;
 
 std::unique_ptr<ZipEntryStream> makeEntryStream(std::shared_ptr<ZipByteSource> source,
                                                 ZipEntry const& entry);

@@ -1,0 +1,191 @@
+// The parts of a package read from an archive: whether it is open for Read (rows of a table,
+// records made when asked for) or for Modify (records made at open), every part is found by
+// its name in any ASCII case, keeps the spelling and content type of the archive, comes in
+// the archive's order and reads back its bytes; conflicting names are refused alike.
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <opc/core/string_conversions.h>
+#include <opc/model/exceptions.h>
+#include <opc/model/package.h>
+
+#include "package/part_table.h"
+#include "support/expect_exception.h"
+#include "unit/model/package_test_support.h"
+
+namespace opc {
+namespace model {
+namespace {
+
+using opcvk_test::makeZip;
+
+std::string const kTypes =
+    "<?xml version=\"1.0\" encoding=\"UTF-8\"?>"
+    "<Types xmlns=\"http://schemas.openxmlformats.org/package/2006/content-types\">"
+    "<Default Extension=\"rels\" "
+    "ContentType=\"application/vnd.openxmlformats-package.relationships+xml\"/>"
+    "<Default Extension=\"xml\" ContentType=\"application/xml\"/>"
+    "<Default Extension=\"txt\" ContentType=\"text/plain; charset=utf-8\"/>"
+    "<Override PartName=\"/Docs/Special.txt\" ContentType=\"text/x-special\"/>"
+    "</Types>";
+
+opcvk_test::Bytes threeParts() {
+  return makeZip({{"[Content_Types].xml", kTypes},
+                  {"Docs/Readme.TXT", "read me"},
+                  {"Docs/Special.txt", "special"},
+                  {"_rels/.rels", opcvk_test::relationshipsXml("")},
+                  {"data/a.xml", "<a/>"},
+                  {"data/b.xml", "<b/>"}});
+}
+
+class PackagePartRecordsTest : public ::testing::TestWithParam<PackageAccess> {};
+
+TEST_P(PackagePartRecordsTest, FindsPartsInAnyCaseWithTheArchiveSpelling) {
+  auto package = Package::openBuffer(threeParts(), GetParam());
+  EXPECT_TRUE(package->hasPart(PartName(u"/docs/readme.txt")));
+  Part part = package->getPart(PartName(u"/DOCS/README.txt"));
+  EXPECT_EQ(part.getName().toString(), u"/Docs/Readme.TXT");
+  EXPECT_EQ(opcvk_test::readAll(part.getInputStream()), "read me");
+  EXPECT_EQ(part.getSize(), 7u);
+  EXPECT_FALSE(package->hasPart(PartName(u"/Docs/Readme")));
+  EXPECT_FALSE(package->hasPart(PartName(u"/_rels/.rels")));
+  EXPECT_THROW_MESSAGE(package->getPart(PartName(u"/data/c.xml")), PartNotFound,
+                       "No part \"/data/c.xml\" in the package (in memory)");
+}
+
+TEST_P(PackagePartRecordsTest, GivesEachPartTheContentTypeOfItsDefaultOrOverride) {
+  auto package = Package::openBuffer(threeParts(), GetParam());
+  EXPECT_EQ(package->getPart(PartName(u"/Docs/Readme.TXT")).getContentType().toString(),
+            u"text/plain;charset=utf-8");
+  EXPECT_EQ(package->getPart(PartName(u"/docs/special.TXT")).getContentType().toString(),
+            u"text/x-special");
+  EXPECT_EQ(package->getPart(PartName(u"/data/a.xml")).getContentType().toString(),
+            u"application/xml");
+  EXPECT_EQ(package->getPart(PartName(u"/data/b.xml")).getContentType().toString(),
+            u"application/xml");
+  EXPECT_EQ(package->getPart(PartName(u"/data/b.xml")).getCompressionType(),
+            interfaces::CompressionType::Stored);
+}
+
+TEST_P(PackagePartRecordsTest, ListsThePartsInTheArchivesOrder) {
+  auto package = Package::openBuffer(threeParts(), GetParam());
+  std::vector<std::u16string> names;
+  for (Part const& part : package->getParts()) names.push_back(part.getName().toString());
+  EXPECT_EQ(names, (std::vector<std::u16string>{u"/Docs/Readme.TXT", u"/Docs/Special.txt",
+                                                u"/data/a.xml", u"/data/b.xml"}));
+  // Asked twice, the same.
+  EXPECT_EQ(package->getParts().size(), 4u);
+}
+
+TEST_P(PackagePartRecordsTest, TellsNamesThatWouldMakeAPartAFolderOfAnother) {
+  auto package = Package::openBuffer(threeParts(), GetParam());
+  std::u16string existing;
+  EXPECT_TRUE(package->isPartDerivedFromExistingPartName(PartName(u"/data/a.xml/x"), existing));
+  EXPECT_EQ(existing, u"/data/a.xml");
+  EXPECT_TRUE(package->isPartDerivedFromExistingPartName(PartName(u"/DOCS"), existing));
+  EXPECT_EQ(existing, u"/Docs/Readme.TXT");
+  EXPECT_FALSE(package->isPartDerivedFromExistingPartName(PartName(u"/data/c.xml"), existing));
+}
+
+TEST_P(PackagePartRecordsTest, HandlesStayValidWhileThePackageIsOpen) {
+  auto package = Package::openBuffer(threeParts(), GetParam());
+  Part part = package->getPart(PartName(u"/data/a.xml"));
+  Part again = package->getPart(PartName(u"/data/a.xml"));
+  EXPECT_TRUE(part.isValid());
+  EXPECT_EQ(opcvk_test::readAll(part.getInputStream()), "<a/>");
+  EXPECT_EQ(opcvk_test::readAll(again.getInputStream()), "<a/>");
+  package.reset();
+  EXPECT_FALSE(part.isValid());
+}
+
+TEST_P(PackagePartRecordsTest, RefusesItemsThatNameOnePartInAnyOrder) {
+  for (bool folderFirst : {false, true}) {
+    opcvk_test::Items items = {{"[Content_Types].xml", kTypes}};
+    if (folderFirst) items.push_back({"a.xml/b.xml", "y"});
+    items.push_back({"A.xml", "x"});
+    if (!folderFirst) items.push_back({"a.xml/b.xml", "y"});
+    EXPECT_THROW_MESSAGE(
+        Package::openBuffer(makeZip(items), GetParam()), InvalidPackage,
+        folderFirst ? "Invalid package (in memory): the parts \"/a.xml/b.xml\" and \"/A.xml\" "
+                      "cannot both exist, since one name is a folder of the other"
+                    : "Invalid package (in memory): the parts \"/A.xml\" and \"/a.xml/b.xml\" "
+                      "cannot both exist, since one name is a folder of the other");
+  }
+  // Two spellings of one name (the ZIP layer already refuses names equal but for case).
+  EXPECT_THROW_MESSAGE(Package::openBuffer(makeZip({{"[Content_Types].xml", kTypes},
+                                                    {"x/\xC3\xA9.xml", "1"},
+                                                    {"x/b.xml", "2"},
+                                                    {"x/%c3%a9.xml", "3"}}),
+                                           GetParam()),
+                       InvalidPackage,
+                       "Invalid package (in memory): the items \"" +
+                           opc::toUDEString(u"x/\xE9.xml") +
+                           "\" and \"x/%c3%a9.xml\" name the same part");
+  EXPECT_THROW_MESSAGE(
+      Package::openBuffer(makeZip({{"[Content_Types].xml", kTypes},
+                                   {"_rels/\xC3\xA9.xml.rels", opcvk_test::relationshipsXml("")},
+                                   {"_rels/%C3%A9.xml.rels", opcvk_test::relationshipsXml("")}}),
+                          GetParam()),
+      InvalidPackage,
+      "Invalid package (in memory): the items \"" + opc::toUDEString(u"_rels/\xE9.xml.rels") +
+          "\" and \"_rels/%C3%A9.xml.rels\" name the same part");
+}
+
+INSTANTIATE_TEST_SUITE_P(Accesses, PackagePartRecordsTest,
+                         ::testing::Values(PackageAccess::Read, PackageAccess::Modify),
+                         [](::testing::TestParamInfo<PackageAccess> const& p) {
+                           return p.param == PackageAccess::Read ? "Read" : "Modify";
+                         });
+
+TEST(PackagePartRecordsTest, AModifiedPackageKeepsItsPartsThroughSave) {
+  auto package = Package::openBuffer(threeParts(), PackageAccess::Modify);
+  package->deletePart(PartName(u"/data/a.xml"));
+  opcvk_test::writeAll(package->getPart(PartName(u"/data/B.xml")).getOutputStream(), "<B/>");
+  package->save();
+  auto reopened = Package::openBuffer(package->getBuffer(), PackageAccess::Read);
+  std::vector<std::u16string> names;
+  for (Part const& part : reopened->getParts()) names.push_back(part.getName().toString());
+  EXPECT_EQ(names, (std::vector<std::u16string>{u"/Docs/Readme.TXT", u"/Docs/Special.txt",
+                                                u"/data/b.xml"}));
+  EXPECT_EQ(opcvk_test::readAll(reopened->getPart(PartName(u"/data/b.xml")).getInputStream()),
+            "<B/>");
+  EXPECT_EQ(reopened->getPart(PartName(u"/Docs/Special.txt")).getContentType().toString(),
+            u"text/x-special");
+}
+
+TEST(PartTableTest, FindsEveryKeyItHoldsAndNoOther) {
+  detail::PartTable table;
+  EXPECT_EQ(table.find("/a"), detail::PartTable::kNone);
+  for (std::uint32_t i = 0; i < 5000; ++i) {
+    EXPECT_EQ(table.add("/folder/" + std::to_string(i) + ".xml", i, i % 3), i);
+  }
+  for (std::uint32_t i = 0; i < 5000; ++i) {
+    std::uint32_t const row = table.find("/folder/" + std::to_string(i) + ".xml");
+    ASSERT_EQ(row, i);
+    EXPECT_EQ(table.rows()[row].entry, i);
+    EXPECT_EQ(table.rows()[row].type, i % 3);
+  }
+  EXPECT_EQ(table.find("/folder/5000.xml"), detail::PartTable::kNone);
+  EXPECT_EQ(table.find("/folder/1.xm"), detail::PartTable::kNone);
+  EXPECT_EQ(table.find(""), detail::PartTable::kNone);
+}
+
+TEST(PartTableTest, KeepsOneCopyOfEachContentType) {
+  detail::PartTable table;
+  ContentType const xml(u"application/xml");
+  ContentType const sameText(u"application/xml");
+  ContentType const text(u"text/plain");
+  EXPECT_EQ(table.typeIndex(&xml), 0u);
+  EXPECT_EQ(table.typeIndex(&text), 1u);
+  EXPECT_EQ(table.typeIndex(&xml), 0u);
+  // Another element of the content types, even of the same text, is another type.
+  EXPECT_EQ(table.typeIndex(&sameText), 2u);
+  ASSERT_EQ(table.types().size(), 3u);
+  EXPECT_EQ(table.types()[1].toString(), u"text/plain");
+}
+
+}  // namespace
+}  // namespace model
+}  // namespace opc
