@@ -169,6 +169,9 @@ void PackageState::load(std::shared_ptr<ZipArchive const> archive) {
   if (entries.size() >= PartTable::kNone) {
     throw InvalidPackage(context + ": it has too many items");
   }
+  std::size_t nameBytes = 0;
+  for (ZipEntry const& entry : entries) nameBytes += entry.name.size() + 1;
+  table_.reserve(entries.size(), nameBytes);
   for (ZipEntry const& entry : entries) {
     if (&entry == &*contentTypesItem) continue;
     // Folder entries hold nothing and name no part; some ZIP tools add them.

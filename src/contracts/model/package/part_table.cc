@@ -36,6 +36,14 @@ std::size_t PartTable::slotOf(char const* key, std::size_t length) const {
   }
 }
 
+void PartTable::reserve(std::size_t rows, std::size_t keyBytes) {
+  rows_.reserve(rows);
+  keys_.reserve(keyBytes);
+  std::size_t slots = 16;
+  while (slots < 2 * rows) slots *= 2;
+  if (slots > slots_.size()) rehash(slots);
+}
+
 std::uint32_t PartTable::find(std::string const& key) const {
   if (slots_.empty()) return kNone;
   return slots_[slotOf(key.data(), key.size())];
@@ -56,10 +64,12 @@ std::uint32_t PartTable::add(std::string const& key, std::uint32_t entry, std::u
   return index;
 }
 
-void PartTable::grow() {
+void PartTable::grow() { rehash(std::max<std::size_t>(16, 2 * slots_.size())); }
+
+void PartTable::rehash(std::size_t slots) {
   std::vector<std::uint32_t> old;
   old.swap(slots_);
-  slots_.assign(std::max<std::size_t>(16, 2 * old.size()), kNone);
+  slots_.assign(slots, kNone);
   for (std::uint32_t const row : old) {
     if (row == kNone) continue;
     Row const& r = rows_[row];

@@ -32,6 +32,9 @@ class OPC_MODEL_EXPORT PartTable {
     std::uint32_t type;
   };
 
+  // Makes room for `rows` rows whose keys take `keyBytes` bytes in all, so that a table
+  // filled from an archive grows in one step rather than by doubling.
+  void reserve(std::size_t rows, std::size_t keyBytes);
   // The row of the name with this comparison key, or kNone.
   std::uint32_t find(std::string const& key) const;
   // Adds a row, which must not be there yet; returns its index.
@@ -49,6 +52,7 @@ class OPC_MODEL_EXPORT PartTable {
  private:
   std::size_t slotOf(char const* key, std::size_t length) const;
   void grow();
+  void rehash(std::size_t slots);
 
   std::string keys_;
   std::vector<Row> rows_;
