@@ -14,6 +14,7 @@
 #include "file_parts.h"
 #include "open_package.h"
 #include "package_key.h"
+#include "parallel_extract.h"
 #include "paths.h"
 #include "progress.h"
 
@@ -34,6 +35,7 @@ struct ExtractOptions {
   std::string replace = "never";
   bool noTransforms = false;
   bool quiet = false;
+  unsigned jobs = 0;
   KeyOptions key;
 };
 
@@ -92,8 +94,11 @@ void runExtract(ExtractOptions const& options) {
     // Everything, with nothing to show between entries: the library's own walk over all the
     // leaves, in the same order and with the same errors as entry by entry, without the look
     // at the destination that each call of its own makes.  An empty file system still makes
-    // the destination.
-    files.extractAll(destination, restore, transform, replace);
+    // the destination.  A plain package is shared out among threads, each with its own reader;
+    // with a key, the one manager that holds it does the work.
+    bool const plain = options.key.keyFile.empty() && options.key.passwordFile.empty();
+    extractInParallel(open, options.package, destination, ExtractModes{restore, transform, replace},
+                      plain ? options.jobs : 1);
     return;
   }
   std::map<std::u16string, FileSystemEntry> const chosen = chooseEntries(files, options.paths);
@@ -142,6 +147,11 @@ void addExtractCommand(CLI::App& app, Commands& commands) {
                    "What to do with an existing file that cannot be opened for writing: "
                    "never (fail), existing (force it), always (force any file)")
       ->check(CLI::IsMember({"never", "existing", "always"}));
+  command
+      ->add_option("-j,--jobs", options->jobs,
+                   "Threads that extract a whole plain package (default: one per 2000 entries, "
+                   "at most one per processor and 4; 1 extracts on one thread)")
+      ->check(CLI::Range(1u, 64u));
   command->add_flag("--no-transforms", options->noTransforms,
                     "Write the bytes as they are stored, without decoding them");
   addKeyOptions(*command, options->key);
