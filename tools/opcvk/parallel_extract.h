@@ -17,10 +17,10 @@ struct ExtractModes {
   opc::vkservices::ReplaceMode replace;
 };
 
-// How many threads extract when --jobs is not given: one per processor, at most this many.
+// With 0 threads asked for: one per processor, at most this many...
 constexpr unsigned kMaxExtractJobs = 4;
-// Fewer leaves than this are extracted on one thread: opening the package again for each
-// other thread would cost more than it saves.
+// ...and no more than one per this many leaves: opening the package again for each other
+// thread would cost more than it saves.
 constexpr std::size_t kLeavesPerExtractJob = 2000;
 
 // Extracts every leaf of the file system of `open` (a plain package, opened for Read from
