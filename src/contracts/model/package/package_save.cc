@@ -9,6 +9,7 @@
 
 #include "../zip/replacement_file.h"
 #include "content_types.h"
+#include "eager_archive.h"
 #include "package_lock.h"
 #include "package_state.h"
 #include "relationships_xml.h"
@@ -80,6 +81,25 @@ void planRelationships(std::vector<PlannedItem>& plan, RelationshipSet& set,
 
 }  // namespace
 
+std::shared_ptr<EagerArchive> PackageState::eagerArchive() {
+  // Only a new package made in a file, until its first save: a package that has an archive
+  // copies what did not change from it, which the archive being written cannot do.
+  if (inMemory_ || access_ != PackageAccess::Create || archive_) return nullptr;
+  if (!eager_) {
+    EagerArchive::Settings settings;
+    settings.target = opc::detail::toUTF8String(path_);
+    settings.threads = options_.compressionThreads;
+    settings.reproducibleTime = options_.reproducibleTime;
+    settings.prepare = [this, target = settings.target] {
+      // As at save: the package's lock first, then the temporary files of a killed save.
+      if (!lock_) lockFile("Could not save package " + label_);
+      ReplacementFile::removeStale(target);
+    };
+    eager_ = std::make_shared<EagerArchive>(std::move(settings));
+  }
+  return eager_;
+}
+
 void PackageState::writeArchive() {
   closeOutputStreams();
 
@@ -122,33 +142,47 @@ void PackageState::writeArchive() {
 
   std::vector<unsigned char> newBuffer;
   std::unique_ptr<ReplacementFile> replacement;
-  std::unique_ptr<ZipWriter> writer;
-  if (inMemory_) {
-    writer = ZipWriter::toBuffer(newBuffer, options_.compressionThreads);
-  } else {
-    std::string const target = opc::detail::toUTF8String(path_);
-    // A package created where there was nothing at open may find a package there now: it is
-    // not replaced while its writer has it open.
+  // Spent by this save whatever happens: a later save writes what this one could not.
+  std::shared_ptr<EagerArchive> const eager = std::move(eager_);
+  if (eager && eager->started() && !archive_) {
     if (!lock_) lockFile("Could not save package " + label_);
-    // Only a writer that holds the package may judge its temporary files: those of a save
-    // that was killed go now, before this save adds its own.
-    ReplacementFile::removeStale(target);
-    replacement = std::make_unique<ReplacementFile>(target);
-    writer = ZipWriter::toReplacement(*replacement, options_.compressionThreads);
-  }
-  if (options_.reproducibleTime) writer->makeReproducible(*options_.reproducibleTime);
-  std::uint64_t const typesSize = typesXml.size();
-  writer->add(kContentTypesItemName, interfaces::CompressionType::DeflateMetadata, typesSize,
-              lazyReader(makeMemoryContent(std::move(typesXml))));
-  for (PlannedItem const& item : plan) {
-    if (item.rawFrom) {
-      writer->addRaw(item.itemName, *archive_, *item.rawFrom);
-    } else {
-      writer->add(item.itemName, item.compression, item.content->size(), lazyReader(item.content));
+    std::vector<EagerArchive::Item> items;
+    items.reserve(plan.size() + 1);
+    items.push_back({kContentTypesItemName, interfaces::CompressionType::DeflateMetadata,
+                     makeMemoryContent(std::move(typesXml))});
+    for (PlannedItem const& item : plan) {
+      items.push_back({item.itemName, item.compression, item.content});
     }
+    replacement = eager->complete(items);
+  } else {
+    std::unique_ptr<ZipWriter> writer;
+    if (inMemory_) {
+      writer = ZipWriter::toBuffer(newBuffer, options_.compressionThreads);
+    } else {
+      std::string const target = opc::detail::toUTF8String(path_);
+      // A package created where there was nothing at open may find a package there now: it
+      // is not replaced while its writer has it open.
+      if (!lock_) lockFile("Could not save package " + label_);
+      // Only a writer that holds the package may judge its temporary files: those of a save
+      // that was killed go now, before this save adds its own.
+      ReplacementFile::removeStale(target);
+      replacement = std::make_unique<ReplacementFile>(target);
+      writer = ZipWriter::toReplacement(*replacement, options_.compressionThreads);
+    }
+    if (options_.reproducibleTime) writer->makeReproducible(*options_.reproducibleTime);
+    std::uint64_t const typesSize = typesXml.size();
+    writer->add(kContentTypesItemName, interfaces::CompressionType::DeflateMetadata, typesSize,
+                lazyReader(makeMemoryContent(std::move(typesXml))));
+    for (PlannedItem const& item : plan) {
+      if (item.rawFrom) {
+        writer->addRaw(item.itemName, *archive_, *item.rawFrom);
+      } else {
+        writer->add(item.itemName, item.compression, item.content->size(),
+                    lazyReader(item.content));
+      }
+    }
+    writer->commit();
   }
-  writer->commit();
-  writer.reset();
   if (replacement) {
     replacement->commit();
     // The writer's lock moves to the file that is now the package.

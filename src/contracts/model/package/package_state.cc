@@ -11,6 +11,7 @@
 #include "../part_name_rules.h"
 #include "../text_chars.h"
 #include "content_types.h"
+#include "eager_archive.h"
 #include "package_lock.h"
 #include "part_streams.h"
 #include "relationships_xml.h"
@@ -124,6 +125,7 @@ void PackageState::ensureWritable(std::string const& what) const {
 }
 
 void PackageState::close() {
+  eager_.reset();
   package_ = nullptr;
   inputStreams_.clear();
   outputStreams_.clear();
@@ -384,8 +386,8 @@ PartOutputStream& PackageState::newOutputStream(std::shared_ptr<PartRecord> cons
   if (!sharedSpool_) {
     sharedSpool_ = std::make_shared<SharedSpool>(options_.spoolBudget, spoolFolder());
   }
-  outputStreams_.push_back(std::make_unique<PartOutputStream>(record, options_.spoolThreshold,
-                                                              spoolFolder(), sharedSpool_));
+  outputStreams_.push_back(std::make_unique<PartOutputStream>(
+      record, options_.spoolThreshold, spoolFolder(), sharedSpool_, eagerArchive()));
   return *outputStreams_.back();
 }
 

@@ -31,6 +31,7 @@ class Package;
 
 namespace detail {
 
+class EagerArchive;
 class PackageLock;
 class PartInputStream;
 class PartOutputStream;
@@ -149,6 +150,8 @@ class PackageState {
   void adoptArchive(std::shared_ptr<ZipArchive const> archive);
   // The record of a row of table_.
   std::shared_ptr<PartRecord> makeRecord(PartTable::Row const& row, PartTable const& table) const;
+  // The archive that new content goes into before the save, or null (see package_save.cc).
+  std::shared_ptr<EagerArchive> eagerArchive();
 
   PackageAccess access_;
   PackageOptions options_;
@@ -186,6 +189,7 @@ class PackageState {
   // Held by a writer of a file from open (or its first save, for a Create that found nothing
   // at the path) to close; null for readers, buffers and file systems without locks.
   std::unique_ptr<PackageLock> lock_;
+  std::shared_ptr<EagerArchive> eager_;
 };
 
 // The leading runs of segments of a name, shortest first, the name itself excluded.

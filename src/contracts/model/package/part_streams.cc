@@ -3,8 +3,10 @@
 #include <utility>
 
 #include <opc/model/exceptions.h>
+#include <opc/model/zip_item_names.h>
 
 #include "../text_chars.h"
+#include "eager_archive.h"
 #include "package_state.h"
 
 namespace opc {
@@ -42,12 +44,14 @@ void PartInputStream::close() {
 }
 
 PartOutputStream::PartOutputStream(std::shared_ptr<PartRecord> record, std::uint64_t threshold,
-                                   std::u16string spoolFolder, std::shared_ptr<SharedSpool> shared)
+                                   std::u16string spoolFolder, std::shared_ptr<SharedSpool> shared,
+                                   std::shared_ptr<EagerArchive> eager)
     : record_(std::move(record)),
       name_(record_->name),
       threshold_(threshold),
       spoolFolder_(std::move(spoolFolder)),
-      shared_(std::move(shared)) {}
+      shared_(std::move(shared)),
+      eager_(std::move(eager)) {}
 
 PartOutputStream::~PartOutputStream() {
   if (shared_) shared_->release(buffer_.size());
@@ -119,10 +123,20 @@ void PartOutputStream::close() {
   sharedWriter_.reset();
   std::vector<unsigned char>().swap(buffer_);
   if (!record_->deleted) {
+    if (eager_) {
+      std::string const itemName =
+          record_->itemName.empty() ? toZipItemName(record_->name) : record_->itemName;
+      content = eager_->submit(itemName, record_->compression, std::move(content));
+    }
     record_->content = std::move(content);
     record_->entry = boost::none;
   }
   record_.reset();
+  eager_.reset();
+  shared_.reset();
+  // A closed stream stays as long as the package (its writer may still hold it), so it keeps
+  // no more than its name.
+  std::u16string().swap(spoolFolder_);
 }
 
 }  // namespace detail

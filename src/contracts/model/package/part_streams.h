@@ -21,6 +21,7 @@ namespace opc {
 namespace model {
 namespace detail {
 
+class EagerArchive;
 struct PartRecord;
 
 // Reads one content as it stood when the stream was made.  open() starts reading; read()
@@ -48,11 +49,13 @@ class PartInputStream : public opc::InputStream {
 // file of its own.  With a shared spool, the memory also counts against the package's budget,
 // and content that does not fit goes to the shared file instead.  close() makes it the part's
 // content, unless the part was deleted meanwhile; writing to a closed stream throws
-// InvalidPackageState.
+// InvalidPackageState.  With an eager archive, the content goes into it on close() (see
+// EagerArchive) and the part holds what it gives back.
 class OPC_MODEL_EXPORT PartOutputStream : public opc::OutputStream {
  public:
   PartOutputStream(std::shared_ptr<PartRecord> record, std::uint64_t threshold,
-                   std::u16string spoolFolder, std::shared_ptr<SharedSpool> shared = nullptr);
+                   std::u16string spoolFolder, std::shared_ptr<SharedSpool> shared = nullptr,
+                   std::shared_ptr<EagerArchive> eager = nullptr);
   ~PartOutputStream() override;
 
   void write(unsigned char const* buffer, std::size_t count) override;
@@ -73,6 +76,7 @@ class OPC_MODEL_EXPORT PartOutputStream : public opc::OutputStream {
   std::vector<unsigned char> buffer_;  // with a shared spool, its size is reserved there
   std::unique_ptr<SpoolFile> spool_;
   std::unique_ptr<SharedSpool::Writer> sharedWriter_;
+  std::shared_ptr<EagerArchive> eager_;
   bool closed_ = false;
 };
 

@@ -18,6 +18,7 @@
 
 #include "replacement_file.h"
 #include "zip_archive.h"
+#include "zip_dos_time.h"
 #include "zip_format.h"
 #include "zip_names.h"
 #include "zip_writer_items.h"
@@ -39,13 +40,6 @@ boost::system::error_code systemCode(int error) {
   return boost::system::error_code(error, boost::system::system_category());
 }
 
-// The DOS date and time of a UTC time, held to the range that DOS dates can carry:
-// 1980-01-01 00:00:00 to 2107-12-31 23:59:58, in steps of two seconds.
-struct DosTime {
-  std::uint16_t time;
-  std::uint16_t date;
-};
-
 // libzip keeps an item's time as a time_t: it reads a DOS time as local time and writes the
 // local time again, so that a DOS time survives unless the local time zone skips it (the hour
 // that daylight saving time leaves out), where it would come out an hour later.
@@ -65,31 +59,6 @@ bool localZoneCanWrite(DosTime const& dos) {
   return back.tm_year == wanted.tm_year && back.tm_mon == wanted.tm_mon &&
          back.tm_mday == wanted.tm_mday && back.tm_hour == wanted.tm_hour &&
          back.tm_min == wanted.tm_min && back.tm_sec == wanted.tm_sec;
-}
-
-DosTime dosTimeOf(std::int64_t seconds) {
-  constexpr std::int64_t kFirst = 315532800;  // 1980-01-01 00:00:00
-  constexpr std::int64_t kLast = 4354819198;  // 2107-12-31 23:59:58
-  seconds = std::min(std::max(seconds, kFirst), kLast);
-  std::int64_t const days = seconds / 86400;
-  std::int64_t const second = seconds % 86400;
-  // Civil date from days since 1970-01-01 (the proleptic Gregorian calendar), in eras of 400
-  // years that begin on 0000-03-01.
-  std::int64_t const shifted = days + 719468;
-  std::int64_t const era = shifted / 146097;
-  std::int64_t const dayOfEra = shifted - era * 146097;
-  std::int64_t const yearOfEra =
-      (dayOfEra - dayOfEra / 1460 + dayOfEra / 36524 - dayOfEra / 146096) / 365;
-  std::int64_t const dayOfYear = dayOfEra - (365 * yearOfEra + yearOfEra / 4 - yearOfEra / 100);
-  std::int64_t const monthFromMarch = (5 * dayOfYear + 2) / 153;
-  std::int64_t const day = dayOfYear - (153 * monthFromMarch + 2) / 5 + 1;
-  std::int64_t const month = monthFromMarch < 10 ? monthFromMarch + 3 : monthFromMarch - 9;
-  std::int64_t const year = yearOfEra + era * 400 + (month <= 2 ? 1 : 0);
-  DosTime result;
-  result.date = static_cast<std::uint16_t>(((year - 1980) << 9) | (month << 5) | day);
-  result.time = static_cast<std::uint16_t>(((second / 3600) << 11) | ((second / 60 % 60) << 5) |
-                                           (second % 60 / 2));
-  return result;
 }
 
 class LibzipWriter : public ZipWriter, private ItemSourceOwner {

@@ -1,0 +1,395 @@
+#include "eager_archive.h"
+
+#include <algorithm>
+#include <cstring>
+#include <ctime>
+#include <unordered_map>
+
+#include <libdeflate.h>
+
+#include <opc/core/exception.h>
+#include <opc/core/string_conversions.h>
+#include <opc/model/exceptions.h>
+
+#include "../zip/chunked_deflate.h"
+
+namespace opc {
+namespace model {
+namespace detail {
+namespace {
+
+constexpr unsigned kMaxThreads = 16;
+// Content up to this size is compressed in memory by one worker; larger content is streamed
+// into the file, deflated in chunks, when its turn comes.
+constexpr std::uint64_t kMemoryItemLimit = std::uint64_t{2} << 20;
+// Content on its way (submitted, not yet moved into the file) beyond which submit() waits.
+constexpr std::uint64_t kWindow = std::uint64_t{8} << 20;
+// What one content counts against the window: what it may hold in memory.
+constexpr std::uint64_t kMostWeight = std::uint64_t{8} << 20;
+constexpr std::size_t kSampleSize = std::size_t{1} << 20;
+constexpr std::size_t kCopySize = std::size_t{256} << 10;
+
+int levelOf(interfaces::CompressionType compression) {
+  // As the libzip road: metadata is small XML read far more often than written.
+  return compression == interfaces::CompressionType::DeflateMetadata ? 9 : 6;
+}
+
+[[noreturn]] void fail(std::string const& problem) {
+  throw opc::Exception(problem, boost::system::error_code());
+}
+
+// Fills `buffer` from the reader until `count` bytes or the reader's end.
+std::size_t fill(ContentReader& reader, unsigned char* buffer, std::size_t count) {
+  std::size_t total = 0;
+  while (total < count) {
+    std::size_t const n = reader.read(buffer + total, count - total);
+    if (n == 0) break;
+    total += n;
+  }
+  return total;
+}
+
+void expectSize(std::string const& name, std::uint64_t got, std::uint64_t size) {
+  if (got != size) {
+    fail("item \"" + name + "\": its content ends after " + std::to_string(got) +
+         " bytes, before the " + std::to_string(size) + " declared");
+  }
+}
+
+void expectEnd(std::string const& name, ContentReader& reader, std::uint64_t size) {
+  unsigned char probe[1];
+  if (reader.read(probe, sizeof probe) != 0) {
+    fail("item \"" + name + "\": its content goes on past the " + std::to_string(size) +
+         " bytes declared");
+  }
+}
+
+}  // namespace
+
+struct EagerArchive::Job {
+  std::string name;
+  interfaces::CompressionType compression;
+  std::shared_ptr<PartContent const> source;
+  std::shared_ptr<EagerContent> target;  // null for the items of the save
+  std::uint64_t weight = 0;
+  bool large = false;
+  bool prepared = false;
+  bool deflated = false;
+  std::uint32_t crc = 0;
+  std::vector<unsigned char> bytes;
+  std::exception_ptr error;
+};
+
+EagerArchive::EagerArchive(Settings settings) : settings_(std::move(settings)) {}
+
+EagerArchive::~EagerArchive() { stopWorkers(); }
+
+void EagerArchive::stopWorkers() {
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    stop_ = true;
+  }
+  changed_.notify_all();
+  for (std::thread& worker : workers_) worker.join();
+  workers_.clear();
+}
+
+bool EagerArchive::start() {
+  try {
+    if (settings_.prepare) settings_.prepare();
+    file_ = std::make_unique<ReplacementFile>(settings_.target);
+    reader_ = std::make_shared<SharedDescriptor>(file_->descriptor());
+    time_ = settings_.reproducibleTime ? dosTimeOf(*settings_.reproducibleTime)
+                                       : localDosTimeOf(std::time(nullptr));
+    writer_ = std::make_unique<ZipStreamWriter>(file_->descriptor(), time_);
+  } catch (...) {
+    // The save meets the same obstacle and reports it.
+    disabled_ = true;
+    writer_.reset();
+    reader_.reset();
+    file_.reset();
+    return false;
+  }
+  unsigned count = settings_.threads == 0 ? std::thread::hardware_concurrency() : settings_.threads;
+  threads_ = std::min(std::max(count, 1u), kMaxThreads);
+  if (threads_ > 1) {
+    for (unsigned i = 0; i < threads_; ++i) workers_.emplace_back([this] { work(); });
+  }
+  return true;
+}
+
+bool EagerArchive::started() const { return writer_ != nullptr; }
+
+std::shared_ptr<PartContent const> EagerArchive::submit(
+    std::string const& itemName, interfaces::CompressionType compression,
+    std::shared_ptr<PartContent const> content) {
+  if (disabled_ || (!writer_ && !start())) return content;
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (failure_) return content;
+  }
+  auto target = std::make_shared<EagerContent>(content);
+  auto job = std::make_unique<Job>();
+  job->name = itemName;
+  job->compression = compression;
+  job->source = std::move(content);
+  job->target = target;
+  enqueue(std::move(job));
+  return target;
+}
+
+void EagerArchive::enqueue(std::unique_ptr<Job> job) {
+  std::uint64_t const size = job->source->size();
+  job->weight = std::min(size, kMostWeight);
+  job->large = size > kMemoryItemLimit;
+  std::unique_lock<std::mutex> lock(mutex_);
+  changed_.wait(lock, [&] { return failure_ || inFlight_ < kWindow || jobs_.empty(); });
+  if (failure_) return;
+  inFlight_ += job->weight;
+  jobs_.push_back(std::move(job));
+  if (!workers_.empty()) {
+    changed_.notify_all();
+    return;
+  }
+  // One thread: the caller's, at once.
+  Job& inline_ = *jobs_.back();
+  ++taken_;
+  lock.unlock();
+  prepare(inline_);
+  lock.lock();
+  inline_.prepared = true;
+  writeReady(lock);
+}
+
+void EagerArchive::work() {
+  std::unique_lock<std::mutex> lock(mutex_);
+  auto canWrite = [&] { return !writing_ && !jobs_.empty() && jobs_.front()->prepared; };
+  for (;;) {
+    changed_.wait(lock,
+                  [&] { return stop_ || (!failure_ && (taken_ < jobs_.size() || canWrite())); });
+    if (stop_) return;
+    if (canWrite()) {
+      writeReady(lock);
+      continue;
+    }
+    Job& job = *jobs_[taken_++];
+    lock.unlock();
+    prepare(job);
+    lock.lock();
+    job.prepared = true;
+    changed_.notify_all();
+  }
+}
+
+void EagerArchive::prepare(Job& job) const {
+  if (job.large) return;  // streamed when its turn comes
+  try {
+    std::unique_ptr<ContentReader> reader = job.source->openReader();
+    std::size_t const size = static_cast<std::size_t>(job.source->size());
+    std::vector<unsigned char> data(size);
+    expectSize(job.name, fill(*reader, data.data(), size), size);
+    expectEnd(job.name, *reader, size);
+    job.crc = static_cast<std::uint32_t>(libdeflate_crc32(0, data.data(), size));
+    job.deflated = false;
+    if (job.compression != interfaces::CompressionType::Stored && size > 0) {
+      libdeflate_compressor* compressor = compressorFor(levelOf(job.compression));
+      std::vector<unsigned char> out(libdeflate_deflate_compress_bound(compressor, size));
+      std::size_t const compressed =
+          libdeflate_deflate_compress(compressor, data.data(), size, out.data(), out.size());
+      if (compressed > 0 && compressed < size) {
+        out.resize(compressed);
+        data.swap(out);
+        job.deflated = true;
+      }
+    }
+    job.bytes.swap(data);
+  } catch (...) {
+    job.error = std::current_exception();
+  }
+}
+
+void EagerArchive::writeReady(std::unique_lock<std::mutex>& lock) {
+  writing_ = true;
+  while (!failure_ && !jobs_.empty() && jobs_.front()->prepared) {
+    Job& job = *jobs_.front();
+    lock.unlock();
+    std::exception_ptr error = job.error;
+    std::uint64_t released = 0;
+    if (!error) {
+      try {
+        write(job);
+        released = job.target ? moveWritten(false) : job.weight;
+      } catch (...) {
+        error = std::current_exception();
+      }
+    }
+    lock.lock();
+    inFlight_ -= std::min(inFlight_, released);
+    if (error) failure_ = error;
+    jobs_.pop_front();
+    --taken_;
+    changed_.notify_all();
+  }
+  writing_ = false;
+  changed_.notify_all();
+}
+
+void EagerArchive::write(Job& job) {
+  std::size_t const index = writer_->items().size();
+  if (job.large) {
+    stream(job);
+  } else {
+    writer_->add(job.name, job.deflated, job.crc, job.source->size(), job.bytes.data(),
+                 job.bytes.size());
+    std::vector<unsigned char>().swap(job.bytes);
+  }
+  contents_.push_back(job.target);
+  if (job.target) {
+    unmoved_.push_back({job.target, index, job.weight});
+    unmovedWeight_ += job.weight;
+    if (unmovedWeight_ >= kWindow / 2) writer_->flush();
+  }
+}
+
+void EagerArchive::stream(Job& job) {
+  std::unique_ptr<ContentReader> reader = job.source->openReader();
+  std::uint64_t const size = job.source->size();
+  std::vector<unsigned char> sample;
+  if (job.compression != interfaces::CompressionType::Stored) {
+    // Judged on its first MiB, as the libzip road does.
+    sample.resize(kSampleSize);
+    expectSize(job.name, fill(*reader, sample.data(), kSampleSize), kSampleSize);
+    libdeflate_compressor* quick = compressorFor(1);
+    std::vector<unsigned char> out(libdeflate_deflate_compress_bound(quick, kSampleSize));
+    std::size_t const compressed =
+        libdeflate_deflate_compress(quick, sample.data(), kSampleSize, out.data(), out.size());
+    if (compressed > 0 && compressed < kSampleSize - kSampleSize / 32) {
+      std::size_t used = 0;
+      ChunkSource const source = [&](unsigned char* buffer, std::size_t n) -> std::size_t {
+        if (used < sample.size()) {
+          n = std::min(n, sample.size() - used);
+          std::memcpy(buffer, sample.data() + used, n);
+          used += n;
+          if (used == sample.size()) std::vector<unsigned char>().swap(sample);
+          return n;
+        }
+        return reader->read(buffer, n);
+      };
+      ChunkSink const sink = [&](unsigned char const* data, std::size_t n) {
+        writer_->append(data, n);
+      };
+      writer_->begin(job.name, true, size);
+      ChunkedDeflateResult const result =
+          deflateInChunks(source, size, levelOf(job.compression), threads_, sink);
+      expectEnd(job.name, *reader, size);
+      writer_->end(result.crc, size);
+      return;
+    }
+  }
+  writer_->begin(job.name, false, size);
+  std::uint32_t crc = static_cast<std::uint32_t>(libdeflate_crc32(0, sample.data(), sample.size()));
+  writer_->append(sample.data(), sample.size());
+  std::uint64_t total = sample.size();
+  std::vector<unsigned char> buffer(kCopySize);
+  while (total < size) {
+    std::size_t const n = reader->read(
+        buffer.data(), static_cast<std::size_t>(std::min<std::uint64_t>(size - total, kCopySize)));
+    if (n == 0) break;
+    crc = static_cast<std::uint32_t>(libdeflate_crc32(crc, buffer.data(), n));
+    writer_->append(buffer.data(), n);
+    total += n;
+  }
+  expectSize(job.name, total, size);
+  expectEnd(job.name, *reader, size);
+  writer_->end(crc, size);
+}
+
+std::uint64_t EagerArchive::moveWritten(bool all) {
+  if (all) writer_->flush();
+  std::vector<ZipStreamItem> const& items = writer_->items();
+  std::uint64_t released = 0;
+  std::size_t moved = 0;
+  for (; moved < unmoved_.size(); ++moved) {
+    Unmoved const& next = unmoved_[moved];
+    ZipStreamItem const& item = items[next.item];
+    if (item.dataOffset + item.compressedSize > writer_->flushed()) break;
+    next.content->moveTo(reader_, item.dataOffset, item.compressedSize, item.deflated);
+    released += next.weight;
+  }
+  unmoved_.erase(unmoved_.begin(), unmoved_.begin() + static_cast<std::ptrdiff_t>(moved));
+  unmovedWeight_ -= released;
+  return released;
+}
+
+void EagerArchive::drain() {
+  std::unique_lock<std::mutex> lock(mutex_);
+  changed_.wait(lock, [&] { return failure_ || (jobs_.empty() && !writing_); });
+  if (failure_) std::rethrow_exception(failure_);
+}
+
+void EagerArchive::compact(std::vector<bool> const& keep) {
+  // The contents still read from elsewhere move to the current file first: they then read
+  // from it whatever happens to the new one (their descriptor keeps it).
+  moveWritten(true);
+  auto fresh = std::make_unique<ReplacementFile>(settings_.target);
+  auto freshReader = std::make_shared<SharedDescriptor>(fresh->descriptor());
+  auto freshWriter = std::make_unique<ZipStreamWriter>(fresh->descriptor(), time_);
+  std::vector<std::weak_ptr<EagerContent>> freshContents;
+  for (std::size_t i = 0; i < keep.size(); ++i) {
+    if (!keep[i]) continue;
+    freshWriter->copy(file_->descriptor(), writer_->items()[i]);
+    freshContents.push_back(contents_[i]);
+  }
+  writer_ = std::move(freshWriter);
+  file_ = std::move(fresh);
+  reader_ = std::move(freshReader);
+  contents_ = std::move(freshContents);
+}
+
+std::unique_ptr<ReplacementFile> EagerArchive::complete(std::vector<Item> const& items) {
+  try {
+    drain();
+    std::unordered_map<PartContent const*, std::size_t> held;
+    for (std::size_t i = 0; i < contents_.size(); ++i) {
+      if (std::shared_ptr<EagerContent> content = contents_[i].lock()) held[content.get()] = i;
+    }
+    std::vector<bool> keep(contents_.size(), false);
+    std::vector<Item const*> rest;
+    for (Item const& item : items) {
+      auto const found = held.find(item.content.get());
+      if (found != held.end() && !keep[found->second] &&
+          writer_->items()[found->second].name == item.name) {
+        keep[found->second] = true;
+      } else {
+        rest.push_back(&item);
+      }
+    }
+    if (std::find(keep.begin(), keep.end(), false) != keep.end()) compact(keep);
+    for (Item const* item : rest) {
+      auto job = std::make_unique<Job>();
+      job->name = item->name;
+      job->compression = item->compression;
+      job->source = item->content;
+      enqueue(std::move(job));
+    }
+    drain();
+    writer_->finish();
+  } catch (CouldNotSavePackage const&) {
+    throw;
+  } catch (opc::Exception const& e) {
+    throw CouldNotSavePackage(prefix() + e.what(), e.code());
+  } catch (std::exception const& e) {
+    throw CouldNotSavePackage(prefix() + e.what());
+  }
+  stopWorkers();
+  return std::move(file_);
+}
+
+std::string EagerArchive::prefix() const {
+  return "Could not save package \"" +
+         opc::toUDEString(opc::detail::toStringFromUTF8String(settings_.target)) + "\": ";
+}
+
+}  // namespace detail
+}  // namespace model
+}  // namespace opc

@@ -1,0 +1,95 @@
+// An archive written front to back into a file as its items come: each item's local header
+// and stored bytes go to the end of the file at once, the central directory at the end.
+// Private to libopcmodel (exported only for its own tests).
+#ifndef OPC_MODEL_ZIP_ZIP_STREAM_WRITER_H_
+#define OPC_MODEL_ZIP_ZIP_STREAM_WRITER_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include <opc/model/export.h>
+
+#include "zip_dos_time.h"
+
+namespace opc {
+namespace model {
+namespace detail {
+
+// Where one item lies in the file, and what its headers say.
+struct ZipStreamItem {
+  std::string name;
+  std::uint64_t headerOffset = 0;
+  std::uint64_t dataOffset = 0;
+  std::uint64_t size = 0;            // uncompressed
+  std::uint64_t compressedSize = 0;  // as stored
+  std::uint32_t crc = 0;
+  bool deflated = false;
+  // The local header carries ZIP64 sizes (reserved for content that might not fit 32 bits).
+  bool zip64Sizes = false;
+};
+
+// Unlike the libzip writer, nothing is kept back for a final pass: a caller that knows an
+// item's bytes (compressed or not, with their CRC-32) adds it at once, and one that streams a
+// large item writes its local header first and has its sizes and CRC-32 put in afterwards, so
+// that the file is written once, in order.  Names are flagged UTF-8 when they are not ASCII;
+// ZIP64 records are written where sizes, offsets or the item count need them.  Writes are
+// gathered in a buffer of a MiB, so that many small items cost few system calls.  Throws
+// opc::Exception with the system's words when the file refuses bytes; the object is then of
+// no further use.  Used by one thread at a time.
+class OPC_MODEL_EXPORT ZipStreamWriter {
+ public:
+  // Writes into `fd` (not owned) from offset 0, every item with the header time `time`.
+  ZipStreamWriter(int fd, DosTime time);
+  ZipStreamWriter(ZipStreamWriter const&) = delete;
+  ZipStreamWriter& operator=(ZipStreamWriter const&) = delete;
+
+  // An item whose stored bytes are `data` (deflated or not) and whose content has `size`
+  // bytes and CRC-32 `crc`.
+  void add(std::string const& name, bool deflated, std::uint32_t crc, std::uint64_t size,
+           unsigned char const* data, std::size_t count);
+
+  // An item streamed in three steps: begin() writes the local header (with room for ZIP64
+  // sizes when the content may need them), append() its stored bytes, end() puts its CRC-32
+  // and sizes in.  No other item may be added in between.
+  void begin(std::string const& name, bool deflated, std::uint64_t size);
+  void append(unsigned char const* data, std::size_t count);
+  void end(std::uint32_t crc, std::uint64_t size);
+
+  // Copies an item of another archive file as it lies there (local header and stored bytes),
+  // which is how an archive is compacted.
+  void copy(int fromFd, ZipStreamItem const& item);
+
+  // Writes everything still buffered to the file.
+  void flush();
+  // Writes the central directory and the end records, and flushes.  No item may follow.
+  void finish();
+
+  // The items in file order.
+  std::vector<ZipStreamItem> const& items() const { return items_; }
+  // Bytes of the archive so far, buffered ones included.
+  std::uint64_t size() const { return end_; }
+  // Bytes already in the file: items whose stored bytes end there may be read back.
+  std::uint64_t flushed() const { return flushed_; }
+
+ private:
+  void put(unsigned char const* data, std::size_t count);
+  void writeLocalHeader(ZipStreamItem const& item);
+  // Writes `count` bytes at `offset` of the archive, in the buffer or in the file.
+  void patch(std::uint64_t offset, unsigned char const* data, std::size_t count);
+
+  int fd_;
+  DosTime time_;
+  std::vector<ZipStreamItem> items_;
+  std::vector<unsigned char> buffer_;  // the bytes from flushed_ on
+  std::uint64_t flushed_ = 0;
+  std::uint64_t end_ = 0;
+};
+
+}  // namespace detail
+}  // namespace model
+}  // namespace opc
+
+#endif  // OPC_MODEL_ZIP_ZIP_STREAM_WRITER_H_
