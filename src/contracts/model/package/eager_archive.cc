@@ -30,8 +30,10 @@ constexpr std::size_t kSampleSize = std::size_t{1} << 20;
 constexpr std::size_t kCopySize = std::size_t{256} << 10;
 
 int levelOf(interfaces::CompressionType compression) {
-  // As the libzip road: metadata is small XML read far more often than written.
-  return compression == interfaces::CompressionType::DeflateMetadata ? 9 : 6;
+  // Metadata is small XML read far more often than written: the smallest result is worth the
+  // time.  Content is bulk, written while the caller waits: libdeflate's level 4 takes a third
+  // less time than its 6 for well under a percent more bytes (about zlib's level 6 size).
+  return compression == interfaces::CompressionType::DeflateMetadata ? 9 : 4;
 }
 
 [[noreturn]] void fail(std::string const& problem) {

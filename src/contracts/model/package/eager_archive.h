@@ -39,6 +39,9 @@ namespace detail {
 // An item whose part was deleted or written again since is dead: the save then copies the
 // live items into a new temporary file (compaction; rare) rather than leaving dead bytes.
 //
+// Levels: metadata deflates at 9, content at 4 (see levelOf); content that does not shrink
+// is stored.
+//
 // Memory: at most a window of content is on its way at once (writers of new parts wait), and
 // content larger than a few MiB is streamed into the file, deflated in chunks, rather than
 // compressed in memory.  Nothing here is reported to the writer of a part: should the file
