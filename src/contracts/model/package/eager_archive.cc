@@ -91,7 +91,7 @@ void EagerArchive::stopWorkers() {
     std::lock_guard<std::mutex> lock(mutex_);
     stop_ = true;
   }
-  changed_.notify_all();
+  work_.notify_all();
   for (std::thread& worker : workers_) worker.join();
   workers_.clear();
 }
@@ -145,12 +145,15 @@ void EagerArchive::enqueue(std::unique_ptr<Job> job) {
   job->weight = std::min(size, kMostWeight);
   job->large = size > kMemoryItemLimit;
   std::unique_lock<std::mutex> lock(mutex_);
-  changed_.wait(lock, [&] { return failure_ || inFlight_ < kWindow || jobs_.empty(); });
+  callerWaiting_ = true;
+  room_.wait(lock, [&] { return failure_ || inFlight_ < kWindow || jobs_.empty(); });
+  callerWaiting_ = false;
   if (failure_) return;
   inFlight_ += job->weight;
   jobs_.push_back(std::move(job));
   if (!workers_.empty()) {
-    changed_.notify_all();
+    // A worker that is busy takes the job when it is done: none is left behind.
+    work_.notify_one();
     return;
   }
   // One thread: the caller's, at once.
@@ -167,8 +170,7 @@ void EagerArchive::work() {
   std::unique_lock<std::mutex> lock(mutex_);
   auto canWrite = [&] { return !writing_ && !jobs_.empty() && jobs_.front()->prepared; };
   for (;;) {
-    changed_.wait(lock,
-                  [&] { return stop_ || (!failure_ && (taken_ < jobs_.size() || canWrite())); });
+    work_.wait(lock, [&] { return stop_ || (!failure_ && (taken_ < jobs_.size() || canWrite())); });
     if (stop_) return;
     if (canWrite()) {
       writeReady(lock);
@@ -178,8 +180,9 @@ void EagerArchive::work() {
     lock.unlock();
     prepare(job);
     lock.lock();
+    // This worker writes it on its next turn if it is at the head; otherwise whoever writes
+    // the head goes on to it.
     job.prepared = true;
-    changed_.notify_all();
   }
 }
 
@@ -230,10 +233,10 @@ void EagerArchive::writeReady(std::unique_lock<std::mutex>& lock) {
     if (error) failure_ = error;
     jobs_.pop_front();
     --taken_;
-    changed_.notify_all();
+    if (callerWaiting_ && (failure_ || inFlight_ < kWindow)) room_.notify_all();
   }
   writing_ = false;
-  changed_.notify_all();
+  if (callerWaiting_ || failure_) room_.notify_all();
 }
 
 void EagerArchive::write(Job& job) {
@@ -325,7 +328,9 @@ std::uint64_t EagerArchive::moveWritten(bool all) {
 
 void EagerArchive::drain() {
   std::unique_lock<std::mutex> lock(mutex_);
-  changed_.wait(lock, [&] { return failure_ || (jobs_.empty() && !writing_); });
+  callerWaiting_ = true;
+  room_.wait(lock, [&] { return failure_ || (jobs_.empty() && !writing_); });
+  callerWaiting_ = false;
   if (failure_) std::rethrow_exception(failure_);
 }
 

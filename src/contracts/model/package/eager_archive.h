@@ -128,7 +128,12 @@ class EagerArchive {
   std::uint64_t unmovedWeight_ = 0;
 
   mutable std::mutex mutex_;
-  std::condition_variable changed_;
+  // Workers wait on work_ for jobs; the caller waits on room_ for the window or the end.
+  // Each is woken only when it may go on: a hand-over per part would cost more system calls
+  // than the reading of a small file.
+  std::condition_variable work_;
+  std::condition_variable room_;
+  bool callerWaiting_ = false;
   std::deque<std::unique_ptr<Job>> jobs_;  // the head is the next to write
   std::size_t taken_ = 0;                  // jobs at the head taken for preparation
   std::uint64_t inFlight_ = 0;             // weight of the contents not yet moved
