@@ -165,6 +165,18 @@ inline std::u16string u16(std::string const& text) {
   return opc::detail::toStringFromUTF8String(text, true);
 }
 
+// `size` bytes of text that compresses well: lines `prefix` N `suffix` with N counting up to
+// `period` and starting again, cut at `size`.
+inline std::string numberedLines(std::size_t size, std::string const& prefix, unsigned period,
+                                 std::string const& suffix) {
+  std::string result;
+  for (std::size_t i = 0; result.size() < size; ++i) {
+    result += prefix + std::to_string(i % period) + suffix;
+  }
+  result.resize(size);
+  return result;
+}
+
 }  // namespace opcvk_test
 
 #endif  // TESTS_UNIT_MODEL_PACKAGE_TEST_SUPPORT_H_

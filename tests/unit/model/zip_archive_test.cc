@@ -14,6 +14,7 @@
 
 #include "support/expect_exception.h"
 #include "support/zip_builder.h"
+#include "unit/model/package_test_support.h"
 
 namespace {
 
@@ -52,12 +53,7 @@ std::string readEntry(ZipArchive const& archive, ZipEntry const& entry, std::siz
 }
 
 std::string text(std::size_t size) {
-  std::string result;
-  for (std::size_t i = 0; result.size() < size; ++i) {
-    result += "line " + std::to_string(i % 97) + " of some text; ";
-  }
-  result.resize(size);
-  return result;
+  return opcvk_test::numberedLines(size, "line ", 97, " of some text; ");
 }
 
 TEST(ZipArchiveTest, ReadsStoredAndDeflatedItems) {

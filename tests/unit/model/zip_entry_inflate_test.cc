@@ -27,12 +27,7 @@ using opcvk_test::ZipBuilder;
 using opcvk_test::ZipBuilderItem;
 
 std::string text(std::size_t size) {
-  std::string result;
-  for (std::size_t i = 0; result.size() < size; ++i) {
-    result += "line " + std::to_string(i % 1013) + " of an item; ";
-  }
-  result.resize(size);
-  return result;
+  return opcvk_test::numberedLines(size, "line ", 1013, " of an item; ");
 }
 
 std::string hex32(std::uint32_t value) {

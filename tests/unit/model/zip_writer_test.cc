@@ -23,6 +23,7 @@
 #include "support/expect_exception.h"
 #include "support/temp_dir.h"
 #include "support/zip_builder.h"
+#include "unit/model/package_test_support.h"
 #include "zip/zip_archive.h"
 
 namespace {
@@ -75,12 +76,7 @@ std::string randomBytes(std::size_t size, std::uint32_t seed) {
 }
 
 std::string text(std::size_t size) {
-  std::string result;
-  for (std::size_t i = 0; result.size() < size; ++i) {
-    result += "<w:p>paragraph " + std::to_string(i % 1000) + "</w:p>\n";
-  }
-  result.resize(size);
-  return result;
+  return opcvk_test::numberedLines(size, "<w:p>paragraph ", 1000, "</w:p>\n");
 }
 
 std::string fileContent(std::string const& path) {
