@@ -1,5 +1,6 @@
 #include <cerrno>
 #include <string>
+#include <typeinfo>
 #include <utility>
 
 #include <boost/system/error_code.hpp>
@@ -8,7 +9,9 @@
 #include <opc/core/string_conversions.h>
 #include <opc/vkservices/errors.h>
 #include <opc/vkservices/transform_source.h>
+#include <opc/vkservices/ude_to_utf8_transform.h>
 
+#include "content/text_recoding_transformer.h"
 #include "content/transformers.h"
 
 namespace opc {
@@ -40,7 +43,13 @@ opc::InputStream& TransformSource::getInputStream() {
     // Stored only once made: a transformer that fails while it is made leaves none, and the
     // next call tries again.
     if (mustTransformEntireStream()) {
-      transformer_ = std::make_unique<detail::EntireStreamTransformer>(*this, *source_);
+      // The library's own recoding passes text that is already UTF-8 on without holding it.
+      // Only that class, not one derived from it, whose transformData may differ.
+      if (typeid(*this) == typeid(UDEToUTF8Transform)) {
+        transformer_ = detail::makeRecodingTransformer(*this, *source_);
+      } else {
+        transformer_ = std::make_unique<detail::EntireStreamTransformer>(*this, *source_);
+      }
     } else {
       transformer_ = std::make_unique<detail::SingleBufferTransformer>(*this, *source_);
     }

@@ -7,8 +7,25 @@
 #include <opc/vkservices/content_types.h>
 #include <opc/vkservices/ude_to_utf8_transform.h>
 
+#include "content/text_recoding_transformer.h"
+
 namespace opc {
 namespace vkservices {
+namespace {
+
+// The name by which the detector's remarks call the text: a source has no name to give.
+constexpr char const kDataName[] = "<unknown>";
+
+}  // namespace
+
+namespace detail {
+
+std::unique_ptr<Transformer> makeRecodingTransformer(TransformSource& owner,
+                                                     IContentSource& source) {
+  return std::make_unique<TextRecodingTransformer>(owner, source, std::cout, kDataName);
+}
+
+}  // namespace detail
 
 UDEToUTF8Transform::UDEToUTF8Transform(std::unique_ptr<IContentSource> source)
     : TransformSource(std::move(source)) {}
@@ -32,7 +49,7 @@ bool UDEToUTF8Transform::transformContentType(opc::model::ContentType const& inp
 
 bool UDEToUTF8Transform::transformData(bytes const& input, bytes& output) {
   char const* const data = reinterpret_cast<char const*>(input.data());
-  std::string const charset = fl::i18n::detect_charset(data, input.size(), std::cout, "<unknown>");
+  std::string const charset = fl::i18n::detect_charset(data, input.size(), std::cout, kDataName);
   if (charset == "UTF-8") {
     // Passed on as it is, a byte order mark included.
     output = input;

@@ -2,6 +2,8 @@
 #include <cstdint>
 #include <cstring>
 #include <limits>
+#include <memory>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -113,17 +115,28 @@ void remark(std::ostream& remarks, std::string const& dataName, std::string cons
   remarks << "charset of " << dataName << ": " << charset << " (" << reason << ")\n";
 }
 
+// The reasons for the answers that Utf8TextCheck gives too, in one place so that both say
+// the same.
+constexpr char const kEmptyReason[] = "empty";
+constexpr char const kMarkReason[] = "byte order mark";
+
+std::string wellFormedReason(std::uint64_t size) {
+  return "well-formed UTF-8, " + std::to_string(size) + " bytes";
+}
+
+constexpr unsigned char kUtf8Mark[] = {0xEF, 0xBB, 0xBF};
+
 }  // namespace
 
 std::string detect_charset(char const* data, std::size_t size, std::ostream& remarks,
                            std::string const& dataName) {
   if (size == 0) {
-    remark(remarks, dataName, kUtf8, "empty");
+    remark(remarks, dataName, kUtf8, kEmptyReason);
     return kUtf8;
   }
   auto const* bytes = reinterpret_cast<unsigned char const*>(data);
   if (char const* marked = byteOrderMark(bytes, size)) {
-    remark(remarks, dataName, marked, "byte order mark");
+    remark(remarks, dataName, marked, kMarkReason);
     return marked;
   }
 
@@ -133,7 +146,7 @@ std::string detect_charset(char const* data, std::size_t size, std::ostream& rem
   // well-formed UTF-8 too.
   if (detail::isWellFormedUtf8(data, size)) {
     if (std::memchr(data, 0, size) == nullptr) {
-      remark(remarks, dataName, kUtf8, "well-formed UTF-8, " + std::to_string(size) + " bytes");
+      remark(remarks, dataName, kUtf8, wellFormedReason(size));
       return kUtf8;
     }
     std::vector<Candidate> const candidates = askDetector(data, size);
@@ -162,6 +175,62 @@ std::string detect_charset(char const* data, std::size_t size, std::ostream& rem
              std::to_string(candidates.front().confidence) +
              " of 100; runners-up: " + describe(candidates, 1));
   return candidates.front().name;
+}
+
+struct Utf8TextCheck::Impl {
+  std::uint64_t size = 0;
+  // The first bytes of the text, as many as the byte order mark has.
+  unsigned char head[sizeof kUtf8Mark] = {};
+  bool zeroByte = false;
+  detail::Utf8Validator validator;
+
+  bool marked() const {
+    return size >= sizeof kUtf8Mark && std::memcmp(head, kUtf8Mark, sizeof kUtf8Mark) == 0;
+  }
+  // Whether the text may still begin with the mark: its first bytes so far agree with it.
+  bool mayBeMarked() const {
+    std::size_t const seen = std::min<std::uint64_t>(size, sizeof kUtf8Mark);
+    return std::memcmp(head, kUtf8Mark, seen) == 0;
+  }
+};
+
+Utf8TextCheck::Utf8TextCheck() : impl_(std::make_unique<Impl>()) {}
+
+Utf8TextCheck::~Utf8TextCheck() = default;
+
+void Utf8TextCheck::update(char const* data, std::size_t size) {
+  Impl& state = *impl_;
+  auto const* bytes = reinterpret_cast<unsigned char const*>(data);
+  for (std::size_t i = 0; state.size + i < sizeof kUtf8Mark && i < size; ++i) {
+    state.head[state.size + i] = bytes[i];
+  }
+  state.size += size;
+  // Past a bad byte or a zero byte only the mark can settle the text, and it is in the head.
+  if (state.validator.broken() || state.zeroByte) return;
+  state.zeroByte = std::memchr(data, 0, size) != nullptr;
+  state.validator.update(bytes, size);
+}
+
+bool Utf8TextCheck::maySettle() const {
+  Impl const& state = *impl_;
+  return state.mayBeMarked() || (!state.validator.broken() && !state.zeroByte);
+}
+
+bool Utf8TextCheck::settled() const {
+  Impl const& state = *impl_;
+  return state.size == 0 || state.marked() || (state.validator.wellFormed() && !state.zeroByte);
+}
+
+void Utf8TextCheck::writeRemark(std::ostream& remarks, std::string const& dataName) const {
+  Impl const& state = *impl_;
+  // The order in which detect_charset looks: emptiness, the mark, then the bytes.
+  if (state.size == 0) {
+    remark(remarks, dataName, kUtf8, kEmptyReason);
+  } else if (state.marked()) {
+    remark(remarks, dataName, kUtf8, kMarkReason);
+  } else {
+    remark(remarks, dataName, kUtf8, wellFormedReason(state.size));
+  }
 }
 
 }  // namespace i18n

@@ -105,6 +105,46 @@ bool isWellFormedUtf8(char const* data, std::size_t size) {
   return true;
 }
 
+void Utf8Validator::update(unsigned char const* p, std::size_t size) {
+  unsigned char const* const end = p + size;
+  while (p != end && !broken_) {
+    if (expected_ > 0) {
+      if (*p < low_ || *p > high_) {
+        broken_ = true;
+        return;
+      }
+      ++p;
+      --expected_;
+      low_ = 0x80;
+      high_ = 0xBF;
+      continue;
+    }
+    while (end - p >= 8) {
+      std::uint64_t word;
+      std::memcpy(&word, p, sizeof word);
+      if ((word & UINT64_C(0x8080808080808080)) != 0) break;
+      p += 8;
+    }
+    if (p == end) break;
+    unsigned char const lead = *p++;
+    if (lead < 0x80) continue;
+    // The same bounds as sequenceLength, kept for the bytes that are still to come.
+    if (lead >= 0xC2 && lead <= 0xDF) {
+      expected_ = 1;
+    } else if (lead >= 0xE0 && lead <= 0xEF) {
+      expected_ = 2;
+      low_ = lead == 0xE0 ? 0xA0 : 0x80;
+      high_ = lead == 0xED ? 0x9F : 0xBF;
+    } else if (lead >= 0xF0 && lead <= 0xF4) {
+      expected_ = 3;
+      low_ = lead == 0xF0 ? 0x90 : 0x80;
+      high_ = lead == 0xF4 ? 0x8F : 0xBF;
+    } else {
+      broken_ = true;
+    }
+  }
+}
+
 std::string encodeUtf8(std::u16string const& text) {
   // Measured first, so that a text of hundreds of MiB is written into one allocation.
   std::size_t length = 0;

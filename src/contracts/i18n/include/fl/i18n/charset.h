@@ -41,6 +41,40 @@ class FL_I18N_EXPORT I18nError : public std::runtime_error {
 FL_I18N_EXPORT std::string detect_charset(char const* data, std::size_t size, std::ostream& remarks,
                                           std::string const& dataName);
 
+// detect_charset over a text given in pieces, for the answers that need no more than one
+// pass: an empty text, a text that begins with the UTF-8 byte order mark, and well-formed
+// UTF-8 without zero bytes are "UTF-8".  A reader can pass such text on as it comes instead
+// of holding all of it.  What the check settles, detect_charset on the whole text settles the
+// same way, with the same remark; a text it does not settle goes to detect_charset whole.
+//
+// Pieces may be cut anywhere, inside a character too.  Linear in the bytes given; holds a
+// few bytes of state.  Not copyable; one object is used by one thread at a time.
+class FL_I18N_EXPORT Utf8TextCheck {
+ public:
+  Utf8TextCheck();
+  ~Utf8TextCheck();
+  Utf8TextCheck(Utf8TextCheck const&) = delete;
+  Utf8TextCheck& operator=(Utf8TextCheck const&) = delete;
+
+  // Takes the next `size` bytes of the text.  Never raises but std::bad_alloc.
+  void update(char const* data, std::size_t size);
+
+  // False once no continuation of the text seen can be settled here (a byte that cannot be
+  // UTF-8, or a zero byte, without the byte order mark); further updates change nothing.
+  bool maySettle() const;
+
+  // Whether the text seen so far, taken as the whole text, is settled as "UTF-8".
+  bool settled() const;
+
+  // Writes the remark that detect_charset writes for the text seen, naming it `dataName`.
+  // Precondition: settled().
+  void writeRemark(std::ostream& remarks, std::string const& dataName) const;
+
+ private:
+  struct Impl;
+  std::unique_ptr<Impl> impl_;
+};
+
 // A converter of strings of `From` to strings of `To`.
 template <typename To, typename From>
 class converter {
