@@ -1,3 +1,5 @@
+#include "content/text_spool.h"
+
 #include <cstddef>
 #include <memory>
 #include <string>
@@ -6,7 +8,6 @@
 #include <gtest/gtest.h>
 
 #include "content/spooled_input_stream.h"
-#include "content/text_spool.h"
 #include "unit/content/transform_test_util.h"
 
 namespace opc {

@@ -130,9 +130,8 @@ TEST(UDEToUTF8TransformStreamingTest, TextsAroundTheMemoryBoundComeOutUnchanged)
     std::string const text = asciiText(size);
     Outcome const streamed = recode<UDEToUTF8Transform>(text, std::string::npos, u"text/plain");
     EXPECT_TRUE(streamed.bytes == text) << size;
-    EXPECT_EQ(streamed.remarks,
-              "charset of <unknown>: UTF-8 (well-formed UTF-8, " + std::to_string(size) +
-                  " bytes)\n");
+    EXPECT_EQ(streamed.remarks, "charset of <unknown>: UTF-8 (well-formed UTF-8, " +
+                                    std::to_string(size) + " bytes)\n");
     EXPECT_EQ(streamed.type, u"text/plain;charset=utf-8");
   }
 }
@@ -221,9 +220,8 @@ TEST(UDEToUTF8TransformStreamingTest, MissingTemporaryFolderFailsOnlyTextOverThe
   opcvk_test::ScopedEnvironment tmpdir("TMPDIR", missing);
   CoutCapture capture;
   std::string const small = asciiText(kBound);
-  UDEToUTF8Transform fits(
-      std::make_unique<opcvk_test::MemorySource>(
-          std::make_shared<opcvk_test::MemorySourceRecord>(small)));
+  UDEToUTF8Transform fits(std::make_unique<opcvk_test::MemorySource>(
+      std::make_shared<opcvk_test::MemorySourceRecord>(small)));
   EXPECT_TRUE(opcvk_test::drain(fits) == small);
   // Text that is not UTF-8 from its start never needs the file.
   std::string latin1 = asciiText(kBound + kBlock);

@@ -58,26 +58,29 @@ std::vector<std::string> const& samples() {
       "",
       "a",
       "plain ASCII, long enough for the eight-byte path\n",
-      "\xC3\xA9t\xC3\xA9",                                  // two-byte sequences
-      "\xE2\x82\xAC 5",                                     // three bytes
-      "x\xF0\x9F\x98\x80y",                                 // four bytes
-      "\xED\x9F\xBF\xEE\x80\x80\xF4\x8F\xBF\xBF",           // the edges of the allowed ranges
-      "\xEF\xBB\xBF" "marked",                              // the byte order mark
-      "\xEF\xBB\xBF" "marked but \xFF broken",              // the mark decides alone
-      "\xEF\xBB",                                           // the start of a mark only
-      "\xC0\x80",                                           // overlong
-      "\xE0\x80\x80",                                       // overlong
-      "\xE0\x9F\xBF",                                       // overlong
-      "\xED\xA0\x80",                                       // a surrogate
-      "\xF0\x8F\xBF\xBF",                                   // overlong
-      "\xF4\x90\x80\x80",                                   // above U+10FFFF
-      "\xF5\x80\x80\x80",                                   // no such lead byte
-      "\x80",                                               // a lone continuation
-      "ends cut \xE2\x82",                                  // a sequence cut off at the end
+      "\xC3\xA9t\xC3\xA9",                         // two-byte sequences
+      "\xE2\x82\xAC 5",                            // three bytes
+      "x\xF0\x9F\x98\x80y",                        // four bytes
+      "\xED\x9F\xBF\xEE\x80\x80\xF4\x8F\xBF\xBF",  // the edges of the allowed ranges
+      "\xEF\xBB\xBF"
+      "marked",  // the byte order mark
+      "\xEF\xBB\xBF"
+      "marked but \xFF broken",  // the mark decides alone
+      "\xEF\xBB",                // the start of a mark only
+      "\xC0\x80",                // overlong
+      "\xE0\x80\x80",            // overlong
+      "\xE0\x9F\xBF",            // overlong
+      "\xED\xA0\x80",            // a surrogate
+      "\xF0\x8F\xBF\xBF",        // overlong
+      "\xF4\x90\x80\x80",        // above U+10FFFF
+      "\xF5\x80\x80\x80",        // no such lead byte
+      "\x80",                    // a lone continuation
+      "ends cut \xE2\x82",       // a sequence cut off at the end
       "ends cut \xF0\x9F\x98",
-      std::string("zero\0byte", 9),                         // well-formed, with a zero byte
-      std::string("\xEF\xBB\xBFzero\0byte", 12),            // the mark with a zero byte
-      "\xFF\xFE" "a\0b\0",                                  // the UTF-16LE mark
+      std::string("zero\0byte", 9),               // well-formed, with a zero byte
+      std::string("\xEF\xBB\xBFzero\0byte", 12),  // the mark with a zero byte
+      "\xFF\xFE"
+      "a\0b\0",  // the UTF-16LE mark
       texts::kFrenchUtf8,
       texts::kJapaneseUtf8,
       texts::kMixedUtf8,
@@ -113,9 +116,9 @@ TEST(Utf8TextCheckTest, EveryPairOfCutsAgreesWithWholeBufferDetection) {
 TEST(Utf8TextCheckTest, RandomTextsAndCutsAgreeWithWholeBufferDetection) {
   // Bytes drawn mostly from the edges of the ranges that decide, so that near-misses of
   // every rule turn up; the seed is fixed so that a failure can be replayed.
-  static unsigned char const kAlphabet[] = {'a',  0x00, 0x7F, 0x80, 0x8F, 0x90, 0x9F, 0xA0,
-                                            0xBB, 0xBF, 0xC0, 0xC2, 0xDF, 0xE0, 0xED, 0xEF,
-                                            0xF0, 0xF4, 0xF5, 0xFF};
+  static unsigned char const kAlphabet[] = {'a',  0x00, 0x7F, 0x80, 0x8F, 0x90, 0x9F,
+                                            0xA0, 0xBB, 0xBF, 0xC0, 0xC2, 0xDF, 0xE0,
+                                            0xED, 0xEF, 0xF0, 0xF4, 0xF5, 0xFF};
   std::mt19937 random(20261124);
   std::uniform_int_distribution<std::size_t> pick(0, sizeof kAlphabet - 1);
   std::uniform_int_distribution<std::size_t> length(0, 12);
