@@ -40,6 +40,18 @@ std::size_t sequenceLength(unsigned char const* p, unsigned char const* end) {
   return 0;
 }
 
+// Text is mostly ASCII: the first byte from `p` on that may not be, found eight bytes at a
+// time; fewer than eight bytes at the end are left to the caller.
+unsigned char const* skipAsciiWords(unsigned char const* p, unsigned char const* end) {
+  while (end - p >= 8) {
+    std::uint64_t word;
+    std::memcpy(&word, p, sizeof word);
+    if ((word & UINT64_C(0x8080808080808080)) != 0) break;
+    p += 8;
+  }
+  return p;
+}
+
 std::size_t encodedLength(char32_t c) {
   if (c < 0x80) return 1;
   if (c < 0x800) return 2;
@@ -90,13 +102,7 @@ bool isWellFormedUtf8(char const* data, std::size_t size) {
   auto const* p = reinterpret_cast<unsigned char const*>(data);
   auto const* const end = p + size;
   while (p != end) {
-    // Text is mostly ASCII: skip it eight bytes at a time.
-    while (end - p >= 8) {
-      std::uint64_t word;
-      std::memcpy(&word, p, sizeof word);
-      if ((word & UINT64_C(0x8080808080808080)) != 0) break;
-      p += 8;
-    }
+    p = skipAsciiWords(p, end);
     if (p == end) break;
     std::size_t const length = sequenceLength(p, end);
     if (length == 0) return false;
@@ -119,12 +125,7 @@ void Utf8Validator::update(unsigned char const* p, std::size_t size) {
       high_ = 0xBF;
       continue;
     }
-    while (end - p >= 8) {
-      std::uint64_t word;
-      std::memcpy(&word, p, sizeof word);
-      if ((word & UINT64_C(0x8080808080808080)) != 0) break;
-      p += 8;
-    }
+    p = skipAsciiWords(p, end);
     if (p == end) break;
     unsigned char const lead = *p++;
     if (lead < 0x80) continue;

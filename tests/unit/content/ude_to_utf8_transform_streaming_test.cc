@@ -20,6 +20,7 @@
 #include "support/expect_exception.h"
 #include "support/scoped_environment.h"
 #include "support/temp_dir.h"
+#include "unit/content/cout_capture.h"
 #include "unit/content/transform_test_util.h"
 
 namespace opc {
@@ -28,6 +29,7 @@ namespace {
 
 namespace texts = opcvk_test::texts;
 using opc::model::ContentType;
+using opcvk_test::CoutCapture;
 
 constexpr std::size_t kBound = detail::kRecodingMemoryBound;
 // The block in which a wrapped stream is copied.
@@ -38,20 +40,6 @@ constexpr std::size_t kBlock = 64 * 1024;
 class WholeBufferRecoding : public UDEToUTF8Transform {
  public:
   using UDEToUTF8Transform::UDEToUTF8Transform;
-};
-
-class CoutCapture {
- public:
-  CoutCapture() : previous_(std::cout.rdbuf(captured_.rdbuf())) {}
-  ~CoutCapture() { std::cout.rdbuf(previous_); }
-  CoutCapture(CoutCapture const&) = delete;
-  CoutCapture& operator=(CoutCapture const&) = delete;
-
-  std::string text() const { return captured_.str(); }
-
- private:
-  std::ostringstream captured_;
-  std::streambuf* previous_;
 };
 
 struct Outcome {

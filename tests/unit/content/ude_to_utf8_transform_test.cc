@@ -13,6 +13,7 @@
 #include <opc/vkservices/ude_to_utf8_transform.h>
 
 #include "data/text/sample_texts.h"
+#include "unit/content/cout_capture.h"
 #include "unit/content/transform_test_util.h"
 
 namespace opc {
@@ -21,21 +22,7 @@ namespace {
 
 namespace texts = opcvk_test::texts;
 using opc::model::ContentType;
-
-// Collects what is written to std::cout while it lives.
-class CoutCapture {
- public:
-  CoutCapture() : previous_(std::cout.rdbuf(captured_.rdbuf())) {}
-  ~CoutCapture() { std::cout.rdbuf(previous_); }
-  CoutCapture(CoutCapture const&) = delete;
-  CoutCapture& operator=(CoutCapture const&) = delete;
-
-  std::string text() const { return captured_.str(); }
-
- private:
-  std::ostringstream captured_;
-  std::streambuf* previous_;
-};
+using opcvk_test::CoutCapture;
 
 struct Recoded {
   std::string bytes;

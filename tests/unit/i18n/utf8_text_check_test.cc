@@ -90,6 +90,12 @@ std::vector<std::string> const& samples() {
   return all;
 }
 
+std::string remarkOf(fl::i18n::Utf8TextCheck const& check) {
+  std::ostringstream remark;
+  check.writeRemark(remark, "<unknown>");
+  return remark.str();
+}
+
 TEST(Utf8TextCheckTest, OnePieceAgreesWithWholeBufferDetection) {
   for (std::string const& text : samples()) expectSameAsWhole(text, {});
 }
@@ -180,18 +186,14 @@ TEST(Utf8TextCheckTest, ByteOrderMarkKeepsTheTextSettledWhateverFollows) {
   check.update("\xFF\0", 2);
   EXPECT_TRUE(check.maySettle());
   EXPECT_TRUE(check.settled());
-  std::ostringstream remark;
-  check.writeRemark(remark, "<unknown>");
-  EXPECT_EQ(remark.str(), "charset of <unknown>: UTF-8 (byte order mark)\n");
+  EXPECT_EQ(remarkOf(check), "charset of <unknown>: UTF-8 (byte order mark)\n");
 }
 
 TEST(Utf8TextCheckTest, EmptyTextIsSettled) {
   fl::i18n::Utf8TextCheck check;
   check.update("", 0);
   EXPECT_TRUE(check.settled());
-  std::ostringstream remark;
-  check.writeRemark(remark, "<unknown>");
-  EXPECT_EQ(remark.str(), "charset of <unknown>: UTF-8 (empty)\n");
+  EXPECT_EQ(remarkOf(check), "charset of <unknown>: UTF-8 (empty)\n");
 }
 
 }  // namespace
