@@ -199,6 +199,8 @@ Utf8TextCheck::Utf8TextCheck() : impl_(std::make_unique<Impl>()) {}
 Utf8TextCheck::~Utf8TextCheck() = default;
 
 void Utf8TextCheck::update(char const* data, std::size_t size) {
+  // Nothing to take; `data` may then be null, which memchr must not see.
+  if (size == 0) return;
   Impl& state = *impl_;
   auto const* bytes = reinterpret_cast<unsigned char const*>(data);
   for (std::size_t i = 0; state.size + i < sizeof kUtf8Mark && i < size; ++i) {
