@@ -84,11 +84,15 @@ class ManifestFiller : public opc::model::XmlStreamHandler {
   }
 
   void readEntry(XmlStreamElement const& element) {
-    std::u16string name(attribute(element, kName));
+    std::u16string_view name = attribute(element, kName);
     // The older form wrote names relative to the root at times.  Its schema allows an empty
     // name, which has no first character: at() raises std::out_of_range for it.
     char16_t const slash = opc::model::URI::getSlash();
-    if (isV1_ && name.at(0) != slash) name.insert(name.begin(), slash);
+    if (isV1_ && name.at(0) != slash) {
+      rooted_.assign(1, slash);
+      rooted_.append(name);
+      name = rooted_;
+    }
     std::u16string_view const content = attribute(element, kContent);
     std::u16string_view const type = attribute(element, kType);
     opc::Perms::Perms_tag const permissions =
@@ -96,14 +100,12 @@ class ManifestFiller : public opc::model::XmlStreamHandler {
     boost::posix_time::ptime const date = detail::readDate(attribute(element, kDate));
 
     if (type == kFile) {
-      tree_.addNode(FileSystemNode::makeFileNode(std::move(name), std::u16string(content),
-                                                 permissions, date));
+      tree_.addEntry(FileSystemNodeType::File, name, content, permissions, date);
     } else if (type == kSymLink) {
-      tree_.addNode(FileSystemNode::makeLinkNode(std::move(name), std::u16string(content),
-                                                 permissions, date));
+      tree_.addEntry(FileSystemNodeType::SymLink, name, content, permissions, date);
     } else if (type == kFolder) {
       // A folder's content name is its own path; what the document says is not used.
-      tree_.addNode(FileSystemNode::makeFolderNode(std::move(name), permissions, date));
+      tree_.addEntry(FileSystemNodeType::Folder, name, content, permissions, date);
     } else {
       // Both schemas restrict the type to the three words; this guards a schema change.
       throw opc::model::InvalidPartContent("Unknown type of file system entry: " +
@@ -113,6 +115,8 @@ class ManifestFiller : public opc::model::XmlStreamHandler {
 
   FileSystemTree& tree_;
   bool isV1_;
+  // A name of the older form with the "/" it lacked.
+  std::u16string rooted_;
   std::exception_ptr refusal_;
 };
 

@@ -1,5 +1,6 @@
 #include "filesystem/file_system_tree.h"
 
+#include <algorithm>
 #include <utility>
 
 #include <boost/system/error_code.hpp>
@@ -21,6 +22,11 @@ constexpr std::u16string_view kRootPath = u"/";
 // The part-name root of files: a file added from a path keeps its part name as this and the
 // path, which the record then need not hold a second time.
 constexpr std::u16string_view kPartRoot = u"/fsroot";
+
+using detail::kNoNode;
+using detail::kRootNode;
+using detail::NodeIndex;
+using detail::NodeRecord;
 
 [[noreturn]] void raise(char const* text, std::u16string_view path) {
   throw opc::Exception(text + opc::toASCIIString(std::u16string(path)),
@@ -51,67 +57,113 @@ std::u16string_view pathNameOf(std::u16string_view key) {
 
 boost::posix_time::ptime unknownTime() { return boost::posix_time::ptime(); }
 
+// The path a node made from `path` keeps (see FileSystemNode::getPathName): "//a" gives "/a".
+std::u16string_view nodePathOf(std::u16string_view path) {
+  if (path.size() > 1 && path[0] == u'/' && path[1] == u'/' && path.rfind(u'/') == 1) {
+    return path.substr(1);
+  }
+  return path;
+}
+
+boost::optional<opc::Perms::Perms_tag> known(opc::Perms::Perms_tag permissions) {
+  if (permissions == opc::Perms::unknown) return boost::none;
+  return permissions;
+}
+
+boost::optional<boost::posix_time::ptime> known(boost::posix_time::ptime const& time) {
+  if (time.is_not_a_date_time()) return boost::none;
+  return time;
+}
+
+// The key under which the child named `name` of the record at `parentKey` is found.
+void childKey(std::u16string_view parentKey, std::u16string_view name, std::u16string& out) {
+  out.assign(parentKey);
+  if (parentKey != kRootPath) out.push_back(u'/');
+  out.append(name);
+}
+
+// One step of the walk in key order: a child, either as a leaf (its key is its name) or as
+// the folder of its descendants (their keys go on after its name and a "/").
+struct WalkItem {
+  detail::NodeIndex index;
+  std::u16string_view name;
+  bool below;
+};
+
+// The order of keys: a name against a name and "/", and so on.
+bool keyLess(WalkItem const& a, WalkItem const& b) {
+  std::size_t const common = std::min(a.name.size(), b.name.size());
+  int const prefix = a.name.substr(0, common).compare(b.name.substr(0, common));
+  if (prefix != 0) return prefix < 0;
+  // Code unit by code unit, with the "/" of a folder's descendants after its name.
+  auto unitAt = [](WalkItem const& item, std::size_t at) -> int {
+    if (at < item.name.size()) return item.name[at];
+    if (at == item.name.size() && item.below) return u'/';
+    return -1;
+  };
+  for (std::size_t at = common;; ++at) {
+    int const x = unitAt(a, at);
+    int const y = unitAt(b, at);
+    if (x != y) return x < y;
+    if (x < 0) return false;
+  }
+}
+
 }  // namespace
 
 FileSystemTree::FileSystemTree()
     : platform_(kPlatformTag),
       encoding_(opc::toString(fl::i18n::VkLocale::global().getEncodingName(), true)),
       version_(kCurrentVersion),
-      presentCount_(0),
-      lastParent_(nullptr) {
-  Entry& root = *records_.emplace(kRootPath, Record()).first;
-  FileSystemNode node = rootNode();
-  assign(root, node.type_, std::move(node.contentName_), node.permissions_, node.lastModifiedTime_);
-  root.second.present = true;
-  presentCount_ = 1;
+      presentCount_(1),
+      lastParent_(kNoNode) {
+  assign(kRootNode, kRootPath, FileSystemNodeType::Folder, kRootPath, boost::none, boost::none);
+  table_[kRootNode].present = true;
 }
 
 FileSystemTree::FileSystemTree(FileSystemTree&& other) noexcept
     : platform_(std::move(other.platform_)),
       encoding_(std::move(other.encoding_)),
       version_(std::move(other.version_)),
-      records_(std::move(other.records_)),
+      table_(std::move(other.table_)),
       presentCount_(std::exchange(other.presentCount_, 0)),
-      lastParent_(std::exchange(other.lastParent_, nullptr)) {}
+      lastParent_(std::exchange(other.lastParent_, kNoNode)),
+      lastParentPath_(std::move(other.lastParentPath_)) {}
 
 FileSystemTree& FileSystemTree::operator=(FileSystemTree&& other) noexcept {
   platform_ = std::move(other.platform_);
   encoding_ = std::move(other.encoding_);
   version_ = std::move(other.version_);
-  records_ = std::move(other.records_);
+  table_ = std::move(other.table_);
   presentCount_ = std::exchange(other.presentCount_, 0);
-  lastParent_ = std::exchange(other.lastParent_, nullptr);
+  lastParent_ = std::exchange(other.lastParent_, kNoNode);
+  lastParentPath_ = std::move(other.lastParentPath_);
   return *this;
 }
 
 FileSystemTree::~FileSystemTree() = default;
 
-void FileSystemTree::addNode(FileSystemNode node) {
-  std::u16string const& path = node.getPathName();
-  // The entries of a manifest come in key order: a path after every key goes at the end.
-  auto hint = records_.end();
-  if (records_.empty() || !(records_.rbegin()->first < path)) {
-    hint = records_.lower_bound(path);
-    if (hint != records_.end() && hint->first == path && hint->second.present) {
-      raise("A node already exists with the name:", path);
-    }
-  }
-  if (!isAbsolute(path)) raise("A node name must begin with \"/\":", path);
+void FileSystemTree::addNode(FileSystemNode const& node) {
+  insertPresent(node.getPathName(), node.getType(), node.getContentName(), node.getPermissions(),
+                node.getLastModifiedTime());
+}
 
-  Entry* parent = parentOf(path);
-  // The ancestors just made are prefixes of `path` and sort before it, so `hint` still
-  // points at the first key after it, or at its own record left by a removal.
-  Entry* entry = nullptr;
-  if (hint != records_.end() && hint->first == path) {
-    entry = &*hint;
-  } else {
-    entry = &*records_.emplace_hint(hint, std::move(node.pathName_), Record());
-  }
-  assign(*entry, node.type_, std::move(node.contentName_), node.permissions_,
-         node.lastModifiedTime_);
-  entry->second.present = true;
-  ++presentCount_;
-  appendChild(*parent, *entry);
+void FileSystemTree::addEntry(FileSystemNodeType type, std::u16string_view path,
+                              std::u16string_view content, opc::Perms::Perms_tag permissions,
+                              boost::posix_time::ptime const& time) {
+  std::u16string_view const key = nodePathOf(path);
+  insertPresent(key, type, type == FileSystemNodeType::Folder ? key : content, known(permissions),
+                known(time));
+}
+
+void FileSystemTree::insertPresent(std::u16string_view path, FileSystemNodeType type,
+                                   std::u16string_view content,
+                                   boost::optional<opc::Perms::Perms_tag> const& permissions,
+                                   boost::optional<boost::posix_time::ptime> const& time) {
+  if (findPresent(path) != kNoNode) raise("A node already exists with the name:", path);
+  if (!isAbsolute(path)) raise("A node name must begin with \"/\":", path);
+  NodeIndex const entry = presentChild(parentOf(path), path);
+  assign(entry, path, type, content, permissions, time);
 }
 
 void FileSystemTree::removeNode(FileSystemNode const& node) {
@@ -120,84 +172,136 @@ void FileSystemTree::removeNode(FileSystemNode const& node) {
   if (path == kRootPath) {
     throw opc::Exception("The root node cannot be removed", boost::system::error_code());
   }
-  lastParent_ = nullptr;
-  auto const found = records_.find(path);
-  if (found == records_.end() || !found->second.present) return;
-  // A present record stands in the list of the record of its parent path, which stays in
-  // the tree, present or not, for as long as it has children.
-  auto const parent = records_.find(parentPathOf(path));
-  if (parent != records_.end()) unlinkChild(*parent, *found);
-  found->second.present = false;
+  lastParent_ = kNoNode;
+  NodeIndex at = findPresent(path);
+  if (at == kNoNode) return;
+  NodeRecord& record = table_[at];
+  record.present = false;
+  table_.clearContent(at);
   --presentCount_;
-  if (found->second.firstChild == nullptr) {
-    records_.erase(found);
-  } else {
-    std::u16string().swap(found->second.content);
-  }
-  // A removed parent was kept only for the list of its children.
-  if (parent != records_.end() && !parent->second.present && parent->second.firstChild == nullptr) {
-    records_.erase(parent);
+  --table_[record.parent].presentChildren;
+  // A record that is not present is kept only for the list of its children, which keeps its
+  // descendants reachable by path; once that list is empty it goes, and so may its parent.
+  while (at != kRootNode && !table_[at].present && table_[at].firstChild == kNoNode) {
+    NodeIndex const parent = table_[at].parent;
+    unlinkChild(parent, at);
+    table_.erase(at);
+    at = parent;
   }
 }
 
 void FileSystemTree::replaceNode(FileSystemNode const& node) {
-  Entry* found = findPresent(node.getPathName());
-  if (found == nullptr) raise("A node does not exists with the name:", node.getPathName());
-  assign(*found, node.getType(), node.getContentName(), node.getPermissions(),
+  NodeIndex const found = findPresent(node.getPathName());
+  if (found == kNoNode) raise("A node does not exists with the name:", node.getPathName());
+  assign(found, node.getPathName(), node.getType(), node.getContentName(), node.getPermissions(),
          node.getLastModifiedTime());
 }
 
 FileSystemNode FileSystemTree::findNode(std::u16string const& path) const {
-  Entry const* found = findPresent(path);
-  if (found == nullptr) raise("A node does not exists with the name:", path);
-  return nodeOf(*found);
+  NodeIndex const found = findPresent(path);
+  if (found == kNoNode) raise("A node does not exists with the name:", path);
+  return nodeOf(found, path);
 }
 
 FileSystemNode FileSystemTree::findParentNode(std::u16string const& path) const {
   // Every node but the root has a parent path; the node at it may have been removed since.
-  Entry const* found = findPresent(path);
-  if (found == nullptr || path == kRootPath) raise("A node has no parent:", path);
-  return findNode(std::u16string(parentPathOf(found->first)));
+  if (findPresent(path) == kNoNode || path == kRootPath) raise("A node has no parent:", path);
+  return findNode(std::u16string(parentPathOf(path)));
 }
 
 bool FileSystemTree::hasNode(std::u16string const& path) const {
-  return findPresent(path) != nullptr;
+  return findPresent(path) != kNoNode;
 }
 
 bool FileSystemTree::hasChildNodes(std::u16string const& path) const {
-  Entry const* found = findAny(path);
-  return found != nullptr && found->second.firstChild != nullptr;
+  NodeIndex const found = table_.find(path);
+  return found != kNoNode && table_[found].presentChildren != 0;
 }
 
 bool FileSystemTree::hasParentNode(std::u16string const& path) const {
-  return path != kRootPath && findPresent(path) != nullptr;
+  return path != kRootPath && findPresent(path) != kNoNode;
 }
 
 std::vector<FileSystemNode> FileSystemTree::childNodes(std::u16string const& path) const {
   std::vector<FileSystemNode> result;
-  Entry const* found = findAny(path);
-  if (found == nullptr) return result;
-  for (Entry const* child = found->second.firstChild; child != nullptr;
-       child = child->second.nextSibling) {
-    result.push_back(nodeOf(*child));
+  NodeIndex const found = table_.find(path);
+  if (found == kNoNode) return result;
+  result.reserve(table_[found].presentChildren);
+  std::u16string key;
+  for (NodeIndex child = table_[found].firstChild; child != kNoNode;
+       child = table_[child].nextSibling) {
+    if (!table_[child].present) continue;
+    childKey(path, table_.nameOf(child), key);
+    result.push_back(nodeOf(child, key));
   }
   return result;
 }
 
 std::vector<FileSystemNode> FileSystemTree::leafNodes() const {
   std::vector<FileSystemNode> result;
-  visitLeaves([&](LeafView const& leaf) { result.push_back(nodeOf(*leaf.entry_)); });
+  walkLeaves(
+      [&](NodeIndex index, std::u16string_view key) { result.push_back(nodeOf(index, key)); });
   return result;
 }
 
 void FileSystemTree::visitLeaves(std::function<void(LeafView const&)> const& visit) const {
+  LeafView view(table_);
+  walkLeaves([&](NodeIndex index, std::u16string_view key) {
+    view.index_ = index;
+    view.key_ = key;
+    visit(view);
+  });
+}
+
+void FileSystemTree::walkLeaves(
+    std::function<void(NodeIndex, std::u16string_view)> const& visit) const {
   // The root alone is no leaf: a tree holds it from the start.
   if (presentCount_ == 1) return;
-  LeafView view;
-  for (Entry const& entry : records_) {
-    if (!entry.second.present || entry.second.firstChild != nullptr) continue;
-    view.entry_ = &entry;
-    visit(view);
+  // Depth first, with the children of each folder sorted as their keys sort: a leaf by its
+  // name, the descendants of a folder by its name and "/".  A child that is both (a present
+  // node without present children that keeps removed ones) gives two steps.  The steps still
+  // to take are kept on one explicit stack, folder after folder, so that no depth of path
+  // needs a deep call stack.
+  struct Frame {
+    std::size_t end;      // where the steps of the folder above end on `steps`
+    std::size_t keySize;  // the size of `key` for the folder's own path
+  };
+  std::vector<WalkItem> steps;
+  std::vector<Frame> frames;
+  std::u16string key(kRootPath);
+  auto open = [&](NodeIndex folder) {
+    std::size_t const begin = steps.size();
+    for (NodeIndex child = table_[folder].firstChild; child != kNoNode;
+         child = table_[child].nextSibling) {
+      NodeRecord const& record = table_[child];
+      std::u16string_view const name = table_.nameOf(child);
+      if (record.present && record.presentChildren == 0) steps.push_back({child, name, false});
+      if (record.firstChild != kNoNode) steps.push_back({child, name, true});
+    }
+    // Sorted backwards, so that the first step in key order is taken from the top.
+    std::sort(steps.begin() + static_cast<std::ptrdiff_t>(begin), steps.end(),
+              [](WalkItem const& a, WalkItem const& b) { return keyLess(b, a); });
+  };
+  open(kRootNode);
+  frames.push_back({0, key.size()});
+  while (!frames.empty()) {
+    if (steps.size() == frames.back().end) {
+      frames.pop_back();
+      continue;
+    }
+    WalkItem const step = steps.back();
+    steps.pop_back();
+    std::size_t const folderKeySize = frames.back().keySize;
+    key.resize(folderKeySize);
+    if (folderKeySize != 1) key.push_back(u'/');
+    key.append(step.name);
+    if (!step.below) {
+      visit(step.index, key);
+      continue;
+    }
+    std::size_t const end = steps.size();
+    open(step.index);
+    frames.push_back({end, key.size()});
   }
 }
 
@@ -230,109 +334,95 @@ std::u16string const& FileSystemTree::getCurrentVersion() {
   return version;
 }
 
-FileSystemNodeType FileSystemTree::LeafView::getType() const { return entry_->second.type; }
+FileSystemNodeType FileSystemTree::LeafView::getType() const { return table_[index_].type; }
 
-std::u16string_view FileSystemTree::LeafView::getPathName() const {
-  return pathNameOf(entry_->first);
-}
+std::u16string_view FileSystemTree::LeafView::getPathName() const { return pathNameOf(key_); }
 
 std::u16string_view FileSystemTree::LeafView::getContentName() const {
-  Record const& record = entry_->second;
-  switch (record.contentForm) {
-    case Content::kPath:
-      return entry_->first;
-    case Content::kFsrootPath:
+  switch (table_[index_].contentForm) {
+    case detail::ContentForm::kPath:
+      return key_;
+    case detail::ContentForm::kFsrootPath:
       content_.assign(kPartRoot);
-      content_ += entry_->first;
+      content_ += key_;
       return content_;
-    case Content::kOwn:
+    case detail::ContentForm::kOwn:
       break;
   }
-  return record.content;
+  return table_.contentOf(index_);
 }
 
 boost::optional<opc::Perms::Perms_tag> FileSystemTree::LeafView::getPermissions() const {
-  Record const& record = entry_->second;
+  NodeRecord const& record = table_[index_];
   if (!record.hasPermissions) return boost::none;
   return static_cast<opc::Perms::Perms_tag>(record.permissions);
 }
 
 boost::optional<boost::posix_time::ptime> FileSystemTree::LeafView::getLastModifiedTime() const {
-  Record const& record = entry_->second;
+  NodeRecord const& record = table_[index_];
   if (!record.hasTime) return boost::none;
   return record.time;
 }
 
-void FileSystemTree::assign(Entry& entry, FileSystemNodeType type, std::u16string content,
+void FileSystemTree::assign(NodeIndex index, std::u16string_view key, FileSystemNodeType type,
+                            std::u16string_view content,
                             boost::optional<opc::Perms::Perms_tag> const& permissions,
                             boost::optional<boost::posix_time::ptime> const& time) {
-  Record& record = entry.second;
-  std::u16string const& key = entry.first;
+  bool const isPartRootAndKey =
+      type == FileSystemNodeType::File && content.size() == kPartRoot.size() + key.size() &&
+      content.substr(0, kPartRoot.size()) == kPartRoot && content.substr(kPartRoot.size()) == key;
+  detail::ContentForm form = detail::ContentForm::kOwn;
+  if (type == FileSystemNodeType::Folder && content == key) {
+    form = detail::ContentForm::kPath;
+  } else if (isPartRootAndKey) {
+    form = detail::ContentForm::kFsrootPath;
+  }
+  // The text first: it is the one step that may fail, and the record is then unchanged.
+  if (form == detail::ContentForm::kOwn) {
+    table_.setContent(index, content);
+  } else {
+    table_.clearContent(index);
+  }
+  NodeRecord& record = table_[index];
+  record.contentForm = form;
   record.type = type;
   record.hasPermissions = static_cast<bool>(permissions);
   record.permissions = permissions ? static_cast<std::uint16_t>(*permissions) : 0;
   record.hasTime = static_cast<bool>(time);
   record.time = time ? *time : unknownTime();
-  bool const isPartRootAndKey = type == FileSystemNodeType::File &&
-                                content.size() == kPartRoot.size() + key.size() &&
-                                content.compare(0, kPartRoot.size(), kPartRoot) == 0 &&
-                                content.compare(kPartRoot.size(), key.size(), key) == 0;
-  if (type == FileSystemNodeType::Folder && content == key) {
-    record.contentForm = Content::kPath;
-    std::u16string().swap(record.content);
-  } else if (isPartRootAndKey) {
-    record.contentForm = Content::kFsrootPath;
-    std::u16string().swap(record.content);
-  } else {
-    record.contentForm = Content::kOwn;
-    record.content = std::move(content);
-  }
 }
 
-FileSystemNode FileSystemTree::nodeOf(Entry const& entry) {
-  Record const& record = entry.second;
-  boost::optional<opc::Perms::Perms_tag> permissions;
-  if (record.hasPermissions) permissions = static_cast<opc::Perms::Perms_tag>(record.permissions);
-  boost::optional<boost::posix_time::ptime> time;
-  if (record.hasTime) time = record.time;
-  LeafView view;
-  view.entry_ = &entry;
-  return FileSystemNode(record.type, entry.first, std::u16string(view.getContentName()),
-                        permissions, time);
+FileSystemNode FileSystemTree::nodeOf(NodeIndex index, std::u16string_view key) const {
+  LeafView view(table_);
+  view.index_ = index;
+  view.key_ = key;
+  return FileSystemNode(view.getType(), std::u16string(key), std::u16string(view.getContentName()),
+                        view.getPermissions(), view.getLastModifiedTime());
 }
 
-FileSystemTree::Entry* FileSystemTree::findPresent(std::u16string_view path) {
-  auto const found = records_.find(path);
-  return found == records_.end() || !found->second.present ? nullptr : &*found;
+NodeIndex FileSystemTree::findPresent(std::u16string_view path) const {
+  NodeIndex const found = table_.find(path);
+  return found == kNoNode || !table_[found].present ? kNoNode : found;
 }
 
-FileSystemTree::Entry const* FileSystemTree::findPresent(std::u16string_view path) const {
-  auto const found = records_.find(path);
-  return found == records_.end() || !found->second.present ? nullptr : &*found;
-}
-
-FileSystemTree::Entry const* FileSystemTree::findAny(std::u16string_view path) const {
-  auto const found = records_.find(path);
-  return found == records_.end() ? nullptr : &*found;
-}
-
-FileSystemTree::Entry* FileSystemTree::parentOf(std::u16string_view path) {
+NodeIndex FileSystemTree::parentOf(std::u16string_view path) {
   std::u16string_view const parent = parentPathOf(path);
-  if (lastParent_ != nullptr && lastParent_->first == parent) return lastParent_;
-  Entry* found = findPresent(parent);
-  if (found == nullptr) found = insertMissingFolders(parent);
+  if (lastParent_ != kNoNode && lastParentPath_ == parent) return lastParent_;
+  NodeIndex found = findPresent(parent);
+  if (found == kNoNode) found = insertMissingFolders(parent);
   lastParent_ = found;
+  lastParentPath_.assign(parent);
   return found;
 }
 
-FileSystemTree::Entry* FileSystemTree::insertMissingFolders(std::u16string_view parent) {
+NodeIndex FileSystemTree::insertMissingFolders(std::u16string_view parent) {
   // Walk up to the nearest existing ancestor, remembering the missing ones (views into the
   // path being added).  The walk ends: each parent of an absolute path is a shorter absolute
   // path, down to the root, which the tree always holds.
   std::vector<std::u16string_view> missing{parent};
   std::u16string_view existing = parentPathOf(parent);
-  Entry* above = findPresent(existing);
-  while (above == nullptr) {
+  NodeIndex above = findPresent(existing);
+  while (above == kNoNode) {
     missing.push_back(existing);
     existing = parentPathOf(existing);
     above = findPresent(existing);
@@ -340,51 +430,56 @@ FileSystemTree::Entry* FileSystemTree::insertMissingFolders(std::u16string_view 
   // Then make them from the top down, each under the one made just before it.  A record
   // left by a removal comes back with the children it kept.
   for (auto folder = missing.rbegin(); folder != missing.rend(); ++folder) {
-    auto hint = records_.lower_bound(*folder);
-    Entry* entry = nullptr;
-    if (hint != records_.end() && hint->first == *folder) {
-      entry = &*hint;
-    } else {
-      entry = &*records_.emplace_hint(hint, std::u16string(*folder), Record());
-    }
-    FileSystemNode made =
-        FileSystemNode::makeFolderNode(entry->first, opc::Perms::unknown, unknownTime());
-    assign(*entry, made.type_, std::move(made.contentName_), made.permissions_,
-           made.lastModifiedTime_);
-    entry->second.present = true;
-    ++presentCount_;
-    appendChild(*above, *entry);
+    NodeIndex const entry = presentChild(above, *folder);
+    assign(entry, *folder, FileSystemNodeType::Folder, nodePathOf(*folder), boost::none,
+           boost::none);
     above = entry;
   }
   return above;
 }
 
-void FileSystemTree::appendChild(Entry& parent, Entry& child) {
-  child.second.nextSibling = nullptr;
-  if (parent.second.lastChild != nullptr) {
-    parent.second.lastChild->second.nextSibling = &child;
+NodeIndex FileSystemTree::presentChild(NodeIndex parent, std::u16string_view path) {
+  NodeIndex entry = table_.find(path);
+  if (entry == kNoNode) {
+    entry = table_.insert(parent, path);
   } else {
-    parent.second.firstChild = &child;
+    // A record kept by a removal stays in its parent's list; coming back, it goes last.
+    unlinkChild(parent, entry);
   }
-  parent.second.lastChild = &child;
+  appendChild(parent, entry);
+  table_[entry].present = true;
+  ++table_[parent].presentChildren;
+  ++presentCount_;
+  return entry;
 }
 
-void FileSystemTree::unlinkChild(Entry& parent, Entry const& child) {
-  Entry* before = nullptr;
-  Entry* at = parent.second.firstChild;
-  while (at != nullptr && at != &child) {
-    before = at;
-    at = at->second.nextSibling;
-  }
-  if (at == nullptr) return;
-  Entry* const after = at->second.nextSibling;
-  if (before == nullptr) {
-    parent.second.firstChild = after;
+void FileSystemTree::appendChild(NodeIndex parent, NodeIndex child) {
+  table_[child].nextSibling = kNoNode;
+  NodeRecord& folder = table_[parent];
+  if (folder.lastChild != kNoNode) {
+    table_[folder.lastChild].nextSibling = child;
   } else {
-    before->second.nextSibling = after;
+    folder.firstChild = child;
   }
-  if (parent.second.lastChild == at) parent.second.lastChild = before;
-  at->second.nextSibling = nullptr;
+  folder.lastChild = child;
+}
+
+void FileSystemTree::unlinkChild(NodeIndex parent, NodeIndex child) {
+  NodeIndex before = kNoNode;
+  NodeIndex at = table_[parent].firstChild;
+  while (at != kNoNode && at != child) {
+    before = at;
+    at = table_[at].nextSibling;
+  }
+  if (at == kNoNode) return;
+  NodeIndex const after = table_[at].nextSibling;
+  if (before == kNoNode) {
+    table_[parent].firstChild = after;
+  } else {
+    table_[before].nextSibling = after;
+  }
+  if (table_[parent].lastChild == at) table_[parent].lastChild = before;
+  table_[at].nextSibling = kNoNode;
 }
 
 }  // namespace vkservices

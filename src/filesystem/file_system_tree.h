@@ -5,7 +5,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
-#include <map>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -15,6 +14,7 @@
 #include <boost/optional.hpp>
 
 #include "filesystem/file_system_node.h"
+#include "filesystem/file_system_node_table.h"
 
 namespace opc {
 namespace vkservices {
@@ -31,21 +31,16 @@ namespace vkservices {
 // part way leaves the tree as the last completed map operation left it (a deep insertion may
 // then have made some of the missing folders); there is no rollback.
 //
-// Memory: each path is kept once, as the key of its record; a record links to its children
-// in insertion order, and a file whose part is named "/fsroot" and its path, or a folder,
-// keeps no content name of its own.  About 250 bytes a node for paths of 30 characters.
+// Memory: a record keeps its name alone, not its path, in one pool of text, and is found by
+// a hash of its full path; it links to its children in insertion order, and a file whose
+// part is named "/fsroot" and its path, or a folder, keeps no content name of its own.
+// About 100 bytes a node for names of 10 characters.
 class FileSystemTree {
- private:
-  struct Record;
-  // A record under its path; records link to each other through these pairs, whose
-  // addresses the map keeps stable.
-  using Entry = std::pair<std::u16string const, Record>;
-
  public:
   // A tree holding the root alone, with the platform and encoding of the running process
   // and the current manifest version.
   FileSystemTree();
-  // Records link to each other, so a tree is moved, never copied.
+  // A tree is moved, never copied: it may be large.
   FileSystemTree(FileSystemTree const&) = delete;
   FileSystemTree& operator=(FileSystemTree const&) = delete;
   FileSystemTree(FileSystemTree&& other) noexcept;
@@ -57,7 +52,13 @@ class FileSystemTree {
   // looked at.  Raises opc::Exception "A node already exists with the name:<path>" if the
   // path is taken, and "A node name must begin with \"/\":<path>" for a relative or empty
   // path, which has no root above it.
-  void addNode(FileSystemNode node);
+  void addNode(FileSystemNode const& node);
+
+  // As addNode(makeFileNode(...)), makeLinkNode or makeFolderNode, without making the node:
+  // the road of a manifest read.  A folder's content name is its own path; `content` is
+  // then not looked at.  The unknown permissions and time mean unset.
+  void addEntry(FileSystemNodeType type, std::u16string_view path, std::u16string_view content,
+                opc::Perms::Perms_tag permissions, boost::posix_time::ptime const& time);
 
   // Removes the node at `node`'s path name, but not its descendants: their records stay,
   // reachable by path, not by walking down from the root.  Removing a path that is not in
@@ -101,8 +102,10 @@ class FileSystemTree {
 
    private:
     friend class FileSystemTree;
-    LeafView() = default;
-    Entry const* entry_ = nullptr;
+    explicit LeafView(detail::FileSystemNodeTable const& table) : table_(table) {}
+    detail::FileSystemNodeTable const& table_;
+    detail::NodeIndex index_ = detail::kNoNode;
+    std::u16string_view key_;
     mutable std::u16string content_;
   };
 
@@ -128,58 +131,43 @@ class FileSystemTree {
   static std::u16string const& getCurrentVersion();
 
  private:
-  using Records = std::map<std::u16string, Record, std::less<>>;
+  using NodeIndex = detail::NodeIndex;
 
-  // How a record holds the content name of its node.
-  enum class Content : std::uint8_t {
-    kOwn,         // in the record
-    kPath,        // the key itself (a folder)
-    kFsrootPath,  // "/fsroot" and the key (a file in a part named after its path)
-  };
+  // Sets the record at `index`, whose path is `key`, to a node of these values.
+  void assign(NodeIndex index, std::u16string_view key, FileSystemNodeType type,
+              std::u16string_view content,
+              boost::optional<opc::Perms::Perms_tag> const& permissions,
+              boost::optional<boost::posix_time::ptime> const& time);
+  FileSystemNode nodeOf(NodeIndex index, std::u16string_view key) const;
 
-  struct Record {
-    // Children in the order of insertion, as a list through their nextSibling.
-    Entry* firstChild = nullptr;
-    Entry* lastChild = nullptr;
-    Entry* nextSibling = nullptr;
-    std::u16string content;
-    boost::posix_time::ptime time;
-    std::uint16_t permissions = 0;
-    FileSystemNodeType type = FileSystemNodeType::File;
-    Content contentForm = Content::kOwn;
-    bool hasPermissions = false;
-    bool hasTime = false;
-    // False for the record of a removed node whose children are still in the tree: it keeps
-    // their list until the node is added again or its last child is removed.
-    bool present = false;
-  };
-
-  // Sets the record of `entry` to a node of these values; the key stays.
-  static void assign(Entry& entry, FileSystemNodeType type, std::u16string content,
+  // Makes the record at `path` present with these values, under the present parent made for
+  // it; raises for a taken or relative path before anything changes.
+  void insertPresent(std::u16string_view path, FileSystemNodeType type, std::u16string_view content,
                      boost::optional<opc::Perms::Perms_tag> const& permissions,
                      boost::optional<boost::posix_time::ptime> const& time);
-  static FileSystemNode nodeOf(Entry const& entry);
-
-  Entry* findPresent(std::u16string_view path);
-  Entry const* findPresent(std::u16string_view path) const;
-  // The record of `path`, present or not, or nullptr.
-  Entry const* findAny(std::u16string_view path) const;
+  NodeIndex findPresent(std::u16string_view path) const;
   // Makes the folder `parent` and every missing ancestor, top-down, without recursion so that
   // no depth of path can exhaust the stack; returns its record.
-  Entry* insertMissingFolders(std::u16string_view parent);
+  NodeIndex insertMissingFolders(std::u16string_view parent);
   // The present record of the parent of the absolute `path`, made if it is missing.
-  Entry* parentOf(std::u16string_view path);
-  void appendChild(Entry& parent, Entry& child);
-  void unlinkChild(Entry& parent, Entry const& child);
+  NodeIndex parentOf(std::u16string_view path);
+  // The record at `path` under `parent`, made if it is missing, then present and last in
+  // the list of its parent.
+  NodeIndex presentChild(NodeIndex parent, std::u16string_view path);
+  void appendChild(NodeIndex parent, NodeIndex child);
+  void unlinkChild(NodeIndex parent, NodeIndex child);
+  // Walks the records in key order, calling `visit` for every leaf with its path.
+  void walkLeaves(std::function<void(NodeIndex, std::u16string_view)> const& visit) const;
 
   std::u16string platform_;
   std::u16string encoding_;
   std::u16string version_;
-  Records records_;
+  detail::FileSystemNodeTable table_;
   std::size_t presentCount_;
-  // The parent found last: the entries of a manifest come in order, so that siblings follow
-  // each other and share it.  Reset by every removal.
-  Entry* lastParent_;
+  // The parent found last, and its path: the entries of a manifest or of a walk come in
+  // order, so that siblings follow each other and share it.  Reset by every removal.
+  NodeIndex lastParent_;
+  std::u16string lastParentPath_;
 };
 
 }  // namespace vkservices

@@ -1,0 +1,218 @@
+#include "filesystem/file_system_node_table.h"
+
+#include <limits>
+#include <utility>
+
+#include <boost/system/error_code.hpp>
+
+#include <opc/core/exception.h>
+
+namespace opc {
+namespace vkservices {
+namespace detail {
+namespace {
+
+constexpr std::size_t kInitialSlots = 64;
+// Text no record uses is given back once it is both this large and half the pool.
+constexpr std::size_t kWasteWorthCompacting = 1 << 16;
+
+[[noreturn]] void raiseFull() {
+  throw opc::Exception("The file system tree is full", boost::system::error_code());
+}
+
+}  // namespace
+
+FileSystemNodeTable::FileSystemNodeTable()
+    : size_(0), freeHead_(kNoNode), live_(0), slots_(kInitialSlots, kNoNode), wasted_(0) {
+  NodeIndex const root = allocate();
+  (*this)[root].hash = hashOf(u"/");
+  place(root);
+}
+
+FileSystemNodeTable::FileSystemNodeTable(FileSystemNodeTable&&) noexcept = default;
+FileSystemNodeTable& FileSystemNodeTable::operator=(FileSystemNodeTable&&) noexcept = default;
+FileSystemNodeTable::~FileSystemNodeTable() = default;
+
+NodeIndex FileSystemNodeTable::find(std::u16string_view path) const {
+  std::uint32_t const hash = hashOf(path);
+  std::size_t const mask = slots_.size() - 1;
+  for (std::size_t slot = hash & mask;; slot = (slot + 1) & mask) {
+    NodeIndex const index = slots_[slot];
+    if (index == kNoNode) return kNoNode;
+    if ((*this)[index].hash == hash && matches(index, path)) return index;
+  }
+}
+
+NodeIndex FileSystemNodeTable::insert(NodeIndex parent, std::u16string_view path) {
+  // Below the root the name is all that follows its "/"; elsewhere what follows the last "/".
+  std::u16string_view const name =
+      parent == kRootNode ? path.substr(1) : path.substr(path.rfind(u'/') + 1);
+  std::uint32_t const nameStart = store(name);
+  growIndexIfFull();
+  NodeIndex const index = allocate();
+  NodeRecord& record = (*this)[index];
+  record.parent = parent;
+  record.hash = hashOf(path);
+  record.nameStart = nameStart;
+  record.nameSize = static_cast<std::uint32_t>(name.size());
+  place(index);
+  return index;
+}
+
+void FileSystemNodeTable::erase(NodeIndex index) {
+  NodeRecord& record = (*this)[index];
+  // Backward-shift deletion: every record after the freed slot in its run moves up if its
+  // home slot allows, so that no search stops early at the hole.
+  std::size_t const mask = slots_.size() - 1;
+  std::size_t hole = record.hash & mask;
+  while (slots_[hole] != index) hole = (hole + 1) & mask;
+  for (std::size_t next = (hole + 1) & mask; slots_[next] != kNoNode; next = (next + 1) & mask) {
+    std::size_t const home = (*this)[slots_[next]].hash & mask;
+    // Moves when the home slot does not lie cyclically in (hole, next].
+    bool const stays = hole <= next ? (hole < home && home <= next) : (hole < home || home <= next);
+    if (!stays) {
+      slots_[hole] = slots_[next];
+      hole = next;
+    }
+  }
+  slots_[hole] = kNoNode;
+  release(record.nameSize + record.contentSize);
+  record = NodeRecord();
+  record.nextSibling = freeHead_;
+  freeHead_ = index;
+  --live_;
+  compactIfWasteful();
+}
+
+std::u16string_view FileSystemNodeTable::nameOf(NodeIndex index) const {
+  NodeRecord const& record = (*this)[index];
+  return std::u16string_view(pool_).substr(record.nameStart, record.nameSize);
+}
+
+std::u16string_view FileSystemNodeTable::contentOf(NodeIndex index) const {
+  NodeRecord const& record = (*this)[index];
+  return std::u16string_view(pool_).substr(record.contentStart, record.contentSize);
+}
+
+void FileSystemNodeTable::setContent(NodeIndex index, std::u16string_view content) {
+  if (contentOf(index) == content) return;
+  std::uint32_t const start = store(content);
+  NodeRecord& record = (*this)[index];
+  release(record.contentSize);
+  record.contentStart = start;
+  record.contentSize = static_cast<std::uint32_t>(content.size());
+}
+
+void FileSystemNodeTable::clearContent(NodeIndex index) {
+  NodeRecord& record = (*this)[index];
+  release(record.contentSize);
+  record.contentStart = 0;
+  record.contentSize = 0;
+  compactIfWasteful();
+}
+
+void FileSystemNodeTable::appendPath(NodeIndex index, std::u16string& out) const {
+  if (index == kRootNode) {
+    out.push_back(u'/');
+    return;
+  }
+  // The chain is walked twice rather than kept, so that no depth needs memory of its own.
+  std::size_t size = 0;
+  for (NodeIndex at = index; at != kRootNode; at = (*this)[at].parent) {
+    size += (*this)[at].nameSize + 1;
+  }
+  std::size_t const start = out.size();
+  out.resize(start + size);
+  std::size_t end = out.size();
+  for (NodeIndex at = index; at != kRootNode; at = (*this)[at].parent) {
+    std::u16string_view const name = nameOf(at);
+    end -= name.size();
+    name.copy(&out[end], name.size());
+    out[--end] = u'/';
+  }
+}
+
+std::uint32_t FileSystemNodeTable::hashOf(std::u16string_view path) {
+  // FNV-1a over the code units, folded to 32 bits.
+  std::uint64_t hash = 0xCBF29CE484222325ull;
+  for (char16_t const c : path) hash = (hash ^ c) * 0x100000001B3ull;
+  return static_cast<std::uint32_t>(hash ^ (hash >> 32));
+}
+
+bool FileSystemNodeTable::matches(NodeIndex index, std::u16string_view path) const {
+  // From the end of the path upwards, one name at a time.
+  for (;;) {
+    if (index == kRootNode) return path == u"/";
+    std::u16string_view const name = nameOf(index);
+    if (path.size() <= name.size() || path.substr(path.size() - name.size()) != name) return false;
+    path.remove_suffix(name.size());
+    index = (*this)[index].parent;
+    if (index == kRootNode) return path == u"/";
+    if (path.back() != u'/') return false;
+    path.remove_suffix(1);
+  }
+}
+
+std::uint32_t FileSystemNodeTable::store(std::u16string_view text) {
+  if (pool_.size() + text.size() > std::numeric_limits<std::uint32_t>::max()) raiseFull();
+  auto const start = static_cast<std::uint32_t>(pool_.size());
+  pool_.append(text);
+  return start;
+}
+
+void FileSystemNodeTable::release(std::uint32_t size) { wasted_ += size; }
+
+void FileSystemNodeTable::compactIfWasteful() {
+  if (wasted_ < kWasteWorthCompacting || wasted_ * 2 < pool_.size()) return;
+  std::u16string kept;
+  kept.reserve(pool_.size() - wasted_);
+  for (NodeIndex index = 0; index < size_; ++index) {
+    NodeRecord& record = (*this)[index];
+    if (!record.inUse) continue;
+    auto const nameStart = static_cast<std::uint32_t>(kept.size());
+    kept.append(pool_, record.nameStart, record.nameSize);
+    record.nameStart = nameStart;
+    auto const contentStart = static_cast<std::uint32_t>(kept.size());
+    kept.append(pool_, record.contentStart, record.contentSize);
+    record.contentStart = contentStart;
+  }
+  pool_ = std::move(kept);
+  wasted_ = 0;
+}
+
+void FileSystemNodeTable::growIndexIfFull() {
+  // At most half the slots in use keeps the runs of linear probing short.
+  if ((live_ + 1) * 2 <= slots_.size()) return;
+  std::vector<NodeIndex> const old = std::exchange(slots_, {});
+  slots_.assign(old.size() * 2, kNoNode);
+  for (NodeIndex const index : old) {
+    if (index != kNoNode) place(index);
+  }
+}
+
+void FileSystemNodeTable::place(NodeIndex index) {
+  std::size_t const mask = slots_.size() - 1;
+  std::size_t slot = (*this)[index].hash & mask;
+  while (slots_[slot] != kNoNode) slot = (slot + 1) & mask;
+  slots_[slot] = index;
+}
+
+NodeIndex FileSystemNodeTable::allocate() {
+  NodeIndex index = freeHead_;
+  if (index != kNoNode) {
+    freeHead_ = (*this)[index].nextSibling;
+  } else {
+    if (size_ == kNoNode - 1) raiseFull();
+    if ((size_ & kMask) == 0) chunks_.emplace_back(new NodeRecord[kMask + 1]);
+    index = size_++;
+  }
+  NodeRecord& record = (*this)[index];
+  record = NodeRecord();
+  record.inUse = true;
+  ++live_;
+  return index;
+}
+
+}  // namespace detail
+}  // namespace vkservices
+}  // namespace opc
