@@ -103,6 +103,13 @@ class FileSystemNodeTable {
   static constexpr unsigned kChunkBits = 12;
   static constexpr NodeIndex kMask = (1u << kChunkBits) - 1;
 
+  // A slot holds the hash of a record's path above its index, so that a probe compares
+  // hashes without reading the record.
+  static constexpr std::uint64_t kEmptySlot = kNoNode;
+  static NodeIndex indexOfSlot(std::uint64_t slot) { return static_cast<NodeIndex>(slot); }
+  static std::uint32_t hashOfSlot(std::uint64_t slot) {
+    return static_cast<std::uint32_t>(slot >> 32);
+  }
   static std::uint32_t hashOf(std::u16string_view path);
   bool matches(NodeIndex index, std::u16string_view path) const;
   std::uint32_t store(std::u16string_view text);
@@ -113,10 +120,10 @@ class FileSystemNodeTable {
   NodeIndex allocate();
 
   std::vector<std::unique_ptr<NodeRecord[]>> chunks_;
-  NodeIndex size_;                // records ever made: the end of the used indices
-  NodeIndex freeHead_;            // erased records, through their nextSibling
-  std::size_t live_;              // records in use
-  std::vector<NodeIndex> slots_;  // a power of two of slots, kNoNode when empty
+  NodeIndex size_;                    // records ever made: the end of the used indices
+  NodeIndex freeHead_;                // erased records, through their nextSibling
+  std::size_t live_;                  // records in use
+  std::vector<std::uint64_t> slots_;  // a power of two of slots
   std::u16string pool_;
   std::size_t wasted_;  // code units of the pool no record uses any more
 };

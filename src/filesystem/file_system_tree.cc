@@ -160,9 +160,12 @@ void FileSystemTree::insertPresent(std::u16string_view path, FileSystemNodeType 
                                    std::u16string_view content,
                                    boost::optional<opc::Perms::Perms_tag> const& permissions,
                                    boost::optional<boost::posix_time::ptime> const& time) {
-  if (findPresent(path) != kNoNode) raise("A node already exists with the name:", path);
+  NodeIndex const found = table_.find(path);
+  if (found != kNoNode && table_[found].present) {
+    raise("A node already exists with the name:", path);
+  }
   if (!isAbsolute(path)) raise("A node name must begin with \"/\":", path);
-  NodeIndex const entry = presentChild(parentOf(path), path);
+  NodeIndex const entry = presentChild(parentOf(path), path, found);
   assign(entry, path, type, content, permissions, time);
 }
 
@@ -430,7 +433,7 @@ NodeIndex FileSystemTree::insertMissingFolders(std::u16string_view parent) {
   // Then make them from the top down, each under the one made just before it.  A record
   // left by a removal comes back with the children it kept.
   for (auto folder = missing.rbegin(); folder != missing.rend(); ++folder) {
-    NodeIndex const entry = presentChild(above, *folder);
+    NodeIndex const entry = presentChild(above, *folder, table_.find(*folder));
     assign(entry, *folder, FileSystemNodeType::Folder, nodePathOf(*folder), boost::none,
            boost::none);
     above = entry;
@@ -438,8 +441,8 @@ NodeIndex FileSystemTree::insertMissingFolders(std::u16string_view parent) {
   return above;
 }
 
-NodeIndex FileSystemTree::presentChild(NodeIndex parent, std::u16string_view path) {
-  NodeIndex entry = table_.find(path);
+NodeIndex FileSystemTree::presentChild(NodeIndex parent, std::u16string_view path,
+                                       NodeIndex entry) {
   if (entry == kNoNode) {
     entry = table_.insert(parent, path);
   } else {

@@ -151,9 +151,9 @@ class FileSystemTree {
   NodeIndex insertMissingFolders(std::u16string_view parent);
   // The present record of the parent of the absolute `path`, made if it is missing.
   NodeIndex parentOf(std::u16string_view path);
-  // The record at `path` under `parent`, made if it is missing, then present and last in
-  // the list of its parent.
-  NodeIndex presentChild(NodeIndex parent, std::u16string_view path);
+  // The record at `path` under `parent`, `entry` if there is one already (kNoNode if not;
+  // parentOf makes no record at `path`), then present and last in the list of its parent.
+  NodeIndex presentChild(NodeIndex parent, std::u16string_view path, NodeIndex entry);
   void appendChild(NodeIndex parent, NodeIndex child);
   void unlinkChild(NodeIndex parent, NodeIndex child);
   // Walks the records in key order, calling `visit` for every leaf with its path.
