@@ -99,9 +99,9 @@ std::u16string_view FileSystemNodeTable::contentOf(NodeIndex index) const {
 
 void FileSystemNodeTable::setContent(NodeIndex index, std::u16string_view content) {
   if (contentOf(index) == content) return;
+  clearContent(index);
   std::uint32_t const start = store(content);
   NodeRecord& record = (*this)[index];
-  release(record.contentSize);
   record.contentStart = start;
   record.contentSize = static_cast<std::uint32_t>(content.size());
 }

@@ -380,7 +380,7 @@ void FileSystemTree::assign(NodeIndex index, std::u16string_view key, FileSystem
   } else if (isPartRootAndKey) {
     form = detail::ContentForm::kFsrootPath;
   }
-  // The text first: it is the one step that may fail, and the record is then unchanged.
+  // The text first: it is the one step that may fail, before the other fields change.
   if (form == detail::ContentForm::kOwn) {
     table_.setContent(index, content);
   } else {
