@@ -49,6 +49,33 @@ std::u16string_view attribute(XmlStreamElement const& element, std::u16string_vi
   return value == nullptr ? std::u16string_view() : *value;
 }
 
+// The attributes of one entry, found in one pass over the element's attributes; each is ""
+// when missing, as in attribute().
+struct EntryAttributes {
+  std::u16string_view name;
+  std::u16string_view content;
+  std::u16string_view type;
+  std::u16string_view permissions;
+  std::u16string_view date;
+
+  explicit EntryAttributes(XmlStreamElement const& element) {
+    if (element.attributes == nullptr) return;
+    for (opc::model::XmlStreamAttribute const& attribute : *element.attributes) {
+      if (attribute.name == kName) {
+        name = attribute.value;
+      } else if (attribute.name == kContent) {
+        content = attribute.value;
+      } else if (attribute.name == kType) {
+        type = attribute.value;
+      } else if (attribute.name == kPermissions) {
+        permissions = attribute.value;
+      } else if (attribute.name == kDate) {
+        date = attribute.value;
+      }
+    }
+  }
+};
+
 // Fills a tree from the elements of a manifest as the parser validates them.
 class ManifestFiller : public opc::model::XmlStreamHandler {
  public:
@@ -84,7 +111,8 @@ class ManifestFiller : public opc::model::XmlStreamHandler {
   }
 
   void readEntry(XmlStreamElement const& element) {
-    std::u16string_view name = attribute(element, kName);
+    EntryAttributes const found(element);
+    std::u16string_view name = found.name;
     // The older form wrote names relative to the root at times.  Its schema allows an empty
     // name, which has no first character: at() raises std::out_of_range for it.
     char16_t const slash = opc::model::URI::getSlash();
@@ -93,11 +121,10 @@ class ManifestFiller : public opc::model::XmlStreamHandler {
       rooted_.append(name);
       name = rooted_;
     }
-    std::u16string_view const content = attribute(element, kContent);
-    std::u16string_view const type = attribute(element, kType);
-    opc::Perms::Perms_tag const permissions =
-        detail::readPermissions(attribute(element, kPermissions), isV1_);
-    boost::posix_time::ptime const date = detail::readDate(attribute(element, kDate));
+    std::u16string_view const content = found.content;
+    std::u16string_view const type = found.type;
+    opc::Perms::Perms_tag const permissions = detail::readPermissions(found.permissions, isV1_);
+    boost::posix_time::ptime const date = detail::readDate(found.date);
 
     if (type == kFile) {
       tree_.addEntry(FileSystemNodeType::File, name, content, permissions, date);
