@@ -205,7 +205,7 @@ void lookupCounter(benchmark::State& state, std::size_t perIteration) {
   reportMemory(state);
 }
 
-// Present paths in random order, so that each lookup walks a cold part of the map.
+// Present paths in random order, so that each lookup reaches a cold part of the tree.
 void BM_HasNodePresent(benchmark::State& state) {
   FileSystemTree const& tree = filledTree();
   std::vector<std::u16string> const& paths = corpus().shuffled;
@@ -218,7 +218,7 @@ void BM_HasNodePresent(benchmark::State& state) {
 }
 BENCHMARK(BM_HasNodePresent)->Unit(benchmark::kMillisecond)->UseRealTime();
 
-// The same paths in the order of a walk: neighbours in the map are visited one after the
+// The same paths in the order of a walk: neighbours in the tree are visited one after the
 // other, as when a folder's entries are read together.
 void BM_HasNodeWalkOrder(benchmark::State& state) {
   FileSystemTree const& tree = filledTree();
@@ -271,5 +271,27 @@ void BM_ChildNodes(benchmark::State& state) {
   state.counters["children"] = static_cast<double>(children);
 }
 BENCHMARK(BM_ChildNodes)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+// Every leaf in key order without copying it, as the manifest writer walks the tree at save;
+// the counter is per leaf.
+void BM_VisitLeaves(benchmark::State& state) {
+  FileSystemTree const& tree = filledTree();
+  std::size_t leaves = 0;
+  for (auto _ : state) {
+    leaves = 0;
+    std::size_t units = 0;
+    tree.visitLeaves([&](FileSystemTree::LeafView const& leaf) {
+      ++leaves;
+      units += leaf.getPathName().size();
+    });
+    benchmark::DoNotOptimize(units);
+  }
+  state.counters["per_leaf"] = benchmark::Counter(
+      static_cast<double>(leaves),
+      benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+  state.counters["leaves"] = static_cast<double>(leaves);
+  reportMemory(state);
+}
+BENCHMARK(BM_VisitLeaves)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 }  // namespace
