@@ -28,13 +28,14 @@ namespace vkservices {
 // manager) uses it from one thread at a time.
 //
 // Errors are raised as opc::Exception itself, before anything changes.  Running out of memory
-// part way leaves the tree as the last completed map operation left it (a deep insertion may
+// part way leaves the tree as the last completed step left it (a deep insertion may
 // then have made some of the missing folders); there is no rollback.
 //
 // Memory: a record keeps its name alone, not its path, in one pool of text, and is found by
 // a hash of its full path; it links to its children in insertion order, and a file whose
 // part is named "/fsroot" and its path, or a folder, keeps no content name of its own.
-// About 100 bytes a node for names of 10 characters.
+// About 150 bytes a node, index and spare room of the pool included, for names of 5 to 20
+// characters.
 class FileSystemTree {
  public:
   // A tree holding the root alone, with the platform and encoding of the running process

@@ -12,6 +12,7 @@
 #include <gtest/gtest.h>
 
 #include "filesystem/file_system_tree.h"
+#include "unit/filesystem/file_system_tree_test_util.h"
 
 namespace {
 
@@ -19,21 +20,12 @@ using boost::posix_time::ptime;
 using opc::vkservices::FileSystemNode;
 using opc::vkservices::FileSystemNodeType;
 using opc::vkservices::FileSystemTree;
-using Paths = std::vector<std::u16string>;
-
-ptime const kNoTime{boost::posix_time::not_a_date_time};
-ptime const kSomeTime{boost::gregorian::date(2021, 3, 14), boost::posix_time::minutes(15)};
-constexpr auto kUnknown = static_cast<opc::Perms::Perms_tag>(65535);
-
-FileSystemNode file(std::u16string const& path, std::u16string const& part = u"/fsroot/x") {
-  return FileSystemNode::makeFileNode(path, part, opc::Perms::Perms_tag(0644), kSomeTime);
-}
-
-Paths pathsOf(std::vector<FileSystemNode> const& nodes) {
-  Paths paths;
-  for (FileSystemNode const& node : nodes) paths.push_back(node.getPathName());
-  return paths;
-}
+using opcvk_test::tree::file;
+using opcvk_test::tree::kNoTime;
+using opcvk_test::tree::kSomeTime;
+using opcvk_test::tree::kUnknown;
+using opcvk_test::tree::Paths;
+using opcvk_test::tree::pathsOf;
 
 Paths visitedPaths(FileSystemTree const& tree) {
   Paths paths;

@@ -18,6 +18,7 @@
 #include <opc/core/string_conversions.h>
 
 #include "support/expect_exception.h"
+#include "unit/filesystem/file_system_tree_test_util.h"
 
 namespace {
 
@@ -25,25 +26,13 @@ using boost::posix_time::ptime;
 using opc::vkservices::FileSystemNode;
 using opc::vkservices::FileSystemNodeType;
 using opc::vkservices::FileSystemTree;
-using Paths = std::vector<std::u16string>;
-
-ptime const kNoTime{boost::posix_time::not_a_date_time};
-ptime const kSomeTime{boost::gregorian::date(2020, 2, 29), boost::posix_time::minutes(90)};
-constexpr auto kUnknown = static_cast<opc::Perms::Perms_tag>(65535);
-
-FileSystemNode file(std::u16string const& path, std::u16string const& part = u"/fsroot/x") {
-  return FileSystemNode::makeFileNode(path, part, opc::Perms::Perms_tag(0644), kSomeTime);
-}
-
-FileSystemNode folder(std::u16string const& path) {
-  return FileSystemNode::makeFolderNode(path, opc::Perms::Perms_tag(0755), kSomeTime);
-}
-
-Paths pathsOf(std::vector<FileSystemNode> const& nodes) {
-  Paths paths;
-  for (FileSystemNode const& node : nodes) paths.push_back(node.getPathName());
-  return paths;
-}
+using opcvk_test::tree::file;
+using opcvk_test::tree::folder;
+using opcvk_test::tree::kNoTime;
+using opcvk_test::tree::kSomeTime;
+using opcvk_test::tree::kUnknown;
+using opcvk_test::tree::Paths;
+using opcvk_test::tree::pathsOf;
 
 // Everything a caller can observe of a tree through its queries, for before/after checks.
 struct Snapshot {
