@@ -281,9 +281,15 @@ void FileSystemTree::walkLeaves(
       if (record.present && record.presentChildren == 0) steps.push_back({child, name, false});
       if (record.firstChild != kNoNode) steps.push_back({child, name, true});
     }
-    // Sorted backwards, so that the first step in key order is taken from the top.
-    std::sort(steps.begin() + static_cast<std::ptrdiff_t>(begin), steps.end(),
-              [](WalkItem const& a, WalkItem const& b) { return keyLess(b, a); });
+    // Backwards, so that the first step in key order is taken from the top.  Children added
+    // in key order (a manifest read, a sorted walk) need no sort.
+    auto const first = steps.begin() + static_cast<std::ptrdiff_t>(begin);
+    if (std::is_sorted(first, steps.end(), keyLess)) {
+      std::reverse(first, steps.end());
+    } else {
+      std::sort(first, steps.end(),
+                [](WalkItem const& a, WalkItem const& b) { return keyLess(b, a); });
+    }
   };
   open(kRootNode);
   frames.push_back({0, key.size()});
