@@ -89,12 +89,12 @@ void FileSystemNodeTable::erase(NodeIndex index) {
 
 std::u16string_view FileSystemNodeTable::nameOf(NodeIndex index) const {
   NodeRecord const& record = (*this)[index];
-  return std::u16string_view(pool_).substr(record.nameStart, record.nameSize);
+  return std::u16string_view(pool_.data() + record.nameStart, record.nameSize);
 }
 
 std::u16string_view FileSystemNodeTable::contentOf(NodeIndex index) const {
   NodeRecord const& record = (*this)[index];
-  return std::u16string_view(pool_).substr(record.contentStart, record.contentSize);
+  return std::u16string_view(pool_.data() + record.contentStart, record.contentSize);
 }
 
 void FileSystemNodeTable::setContent(NodeIndex index, std::u16string_view content) {
@@ -171,7 +171,12 @@ bool FileSystemNodeTable::matches(NodeIndex index, std::u16string_view path) con
 std::uint32_t FileSystemNodeTable::store(std::u16string_view text) {
   if (pool_.size() + text.size() > std::numeric_limits<std::uint32_t>::max()) raiseFull();
   auto const start = static_cast<std::uint32_t>(pool_.size());
-  pool_.append(text);
+  // A quarter more at a time rather than double: the pool holds most of the tree's bytes,
+  // and a spare half of it would cost more than the copies of a slower growth.
+  if (pool_.size() + text.size() > pool_.capacity()) {
+    pool_.reserve(pool_.size() + text.size() + pool_.size() / 4 + 1024);
+  }
+  pool_.insert(pool_.end(), text.begin(), text.end());
   return start;
 }
 
@@ -179,16 +184,18 @@ void FileSystemNodeTable::release(std::uint32_t size) { wasted_ += size; }
 
 void FileSystemNodeTable::compactIfWasteful() {
   if (wasted_ < kWasteWorthCompacting || wasted_ * 2 < pool_.size()) return;
-  std::u16string kept;
+  std::vector<char16_t> kept;
   kept.reserve(pool_.size() - wasted_);
   for (NodeIndex index = 0; index < size_; ++index) {
     NodeRecord& record = (*this)[index];
     if (!record.inUse) continue;
     auto const nameStart = static_cast<std::uint32_t>(kept.size());
-    kept.append(pool_, record.nameStart, record.nameSize);
+    std::u16string_view const name = nameOf(index);
+    kept.insert(kept.end(), name.begin(), name.end());
     record.nameStart = nameStart;
     auto const contentStart = static_cast<std::uint32_t>(kept.size());
-    kept.append(pool_, record.contentStart, record.contentSize);
+    std::u16string_view const content = contentOf(index);
+    kept.insert(kept.end(), content.begin(), content.end());
     record.contentStart = contentStart;
   }
   pool_ = std::move(kept);

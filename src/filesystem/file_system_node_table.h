@@ -124,7 +124,7 @@ class FileSystemNodeTable {
   NodeIndex freeHead_;                // erased records, through their nextSibling
   std::size_t live_;                  // records in use
   std::vector<std::uint64_t> slots_;  // a power of two of slots
-  std::u16string pool_;
+  std::vector<char16_t> pool_;
   std::size_t wasted_;  // code units of the pool no record uses any more
 };
 
