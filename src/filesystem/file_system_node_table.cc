@@ -6,6 +6,7 @@
 
 #include <boost/system/error_code.hpp>
 
+#include <foundation/crypto/crypto_engine.h>
 #include <opc/core/exception.h>
 
 namespace opc {
@@ -24,7 +25,16 @@ constexpr std::size_t kWasteWorthCompacting = 1 << 16;
 }  // namespace
 
 FileSystemNodeTable::FileSystemNodeTable()
-    : size_(0), freeHead_(kNoNode), live_(0), slots_(kInitialSlots, kEmptySlot), wasted_(0) {
+    : seed_(0),
+      size_(0),
+      freeHead_(kNoNode),
+      live_(0),
+      slots_(kInitialSlots, kEmptySlot),
+      wasted_(0) {
+  // Paths come from documents anyone may write: a hash that nobody can predict keeps crafted
+  // names from piling up in one run of slots, where every look-up would walk all of them.
+  foundation::crypto::CryptoEngine::getDefaultCryptoPRNG().generate(
+      reinterpret_cast<unsigned char*>(&seed_), sizeof(seed_));
   NodeIndex const root = allocate();
   (*this)[root].hash = hashOf(u"/");
   place(root);
@@ -135,11 +145,11 @@ void FileSystemNodeTable::appendPath(NodeIndex index, std::u16string& out) const
   }
 }
 
-std::uint32_t FileSystemNodeTable::hashOf(std::u16string_view path) {
+std::uint32_t FileSystemNodeTable::hashOf(std::u16string_view path) const {
   // Four code units a step, multiplied and rotated, then folded to 32 bits: paths are long
   // enough that a step per code unit would cost more than the rest of a look-up.
   constexpr std::uint64_t kFactor = 0x9E3779B97F4A7C15ull;
-  std::uint64_t hash = path.size() * kFactor;
+  std::uint64_t hash = seed_ ^ (path.size() * kFactor);
   std::size_t at = 0;
   for (; at + 4 <= path.size(); at += 4) {
     std::uint64_t word;

@@ -65,7 +65,8 @@ struct NodeRecord {
 // Records by index, found by path through an open-addressing hash of the full path; the
 // text of names and contents lives in one pool.  Knows nothing of what present means or of
 // the order of children: FileSystemTree keeps those rules.  Raises opc::Exception "The file
-// system tree is full" past 2^32 - 2 records or 2^32 code units of text.
+// system tree is full" past 2^32 - 2 records or 2^32 code units of text, and, when made,
+// utils::Exception if the random generator that seeds its hash fails.
 class FileSystemNodeTable {
  public:
   // A table holding the root alone.
@@ -110,7 +111,7 @@ class FileSystemNodeTable {
   static std::uint32_t hashOfSlot(std::uint64_t slot) {
     return static_cast<std::uint32_t>(slot >> 32);
   }
-  static std::uint32_t hashOf(std::u16string_view path);
+  std::uint32_t hashOf(std::u16string_view path) const;
   bool matches(NodeIndex index, std::u16string_view path) const;
   std::uint32_t store(std::u16string_view text);
   void release(std::uint32_t size);
@@ -119,6 +120,7 @@ class FileSystemNodeTable {
   void place(NodeIndex index);
   NodeIndex allocate();
 
+  std::uint64_t seed_;  // random for each table
   std::vector<std::unique_ptr<NodeRecord[]>> chunks_;
   NodeIndex size_;                    // records ever made: the end of the used indices
   NodeIndex freeHead_;                // erased records, through their nextSibling
