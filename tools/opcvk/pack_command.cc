@@ -18,6 +18,7 @@
 #include <opc/vkservices/file_system_manager.h>
 
 #include "commands.h"
+#include "file_feeder.h"
 #include "open_package.h"
 #include "package_key.h"
 #include "package_password.h"
@@ -167,19 +168,23 @@ bool makeWay(FileSystemManager& files, std::u16string const& path) {
 }
 
 void addItems(FileSystemManager& files, fs::path const& root, SourceTree const& tree,
-              TransformMode mode, bool update, Progress& progress) {
+              TransformMode mode, bool update, unsigned jobs, Progress& progress) {
   std::u16string const rootText = fromArgument(root.native());
-  for (SourceItem const& item : tree.items) {
+  FileFeeder feeder(root, tree, mode, jobs);
+  for (std::size_t index = 0; index < tree.items.size(); ++index) {
+    SourceItem const& item = tree.items[index];
     std::u16string const path = u"/" + item.relative;
     bool const free = update ? makeWay(files, path) : true;
     if (item.kind == SourceItem::Kind::EmptyFolder) {
       // A folder already in the package stays as it is.
       if (free) files.createFolder(path);
+    } else if (item.kind == SourceItem::Kind::File) {
+      // Read ahead on the feeder's threads, added here in the order of the walk.
+      feeder.add(files, index, path);
     } else {
-      // The library's own add decides how a file or a link is stored: content type, text
-      // recoding, permissions and time, and the rule for link targets.
+      // The library's own add decides how a link is stored: the rule for its target.
       files.addList(rootText, {path}, mode);
-      // The add passes over in silence what it cannot find; a file that went away
+      // The add passes over in silence what it cannot find; a link that went away
       // meanwhile is not to be lost without a word.
       if (!files.hasEntry(path))
         throw ToolError("Could not add: " + root.native() + displayText(path));
@@ -223,7 +228,7 @@ void runPack(PackOptions const& options) {
   Progress progress(Progress::wanted(options.quiet), tree.fileCount, tree.byteCount);
   {
     SilencedStdout silenced;
-    addItems(open.files(), root, tree, mode, options.update, progress);
+    addItems(open.files(), root, tree, mode, options.update, options.jobs, progress);
   }
   progress.phase("writing the package");
   open.save();
@@ -247,7 +252,7 @@ void addPackCommand(CLI::App& app, Commands& commands) {
                     "Write a reproducible package: the same folder gives the same bytes "
                     "wherever and whenever it is packed");
   command->add_option("-j,--jobs", options->jobs,
-                      "Threads that compress (default 0: one per processor)");
+                      "Threads that read and threads that compress (default 0: one per processor)");
   command->add_option(
       "--content-type", options->contentType,
       "The package's content type (default application/vnd.veltrance.opcvk.folder)");

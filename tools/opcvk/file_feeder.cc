@@ -1,0 +1,161 @@
+#include "file_feeder.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdint>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include <boost/date_time/gregorian/gregorian_types.hpp>
+#include <boost/date_time/posix_time/posix_time_types.hpp>
+#include <boost/system/error_code.hpp>
+
+#include <opc/core/exception.h>
+#include <opc/core/local_file_system_ops.h>
+#include <opc/core/perms.h>
+#include <opc/core/string_conversions.h>
+#include <opc/vkservices/content_types.h>
+#include <opc/vkservices/errors.h>
+#include <opc/vkservices/ude_to_utf8_transform.h>
+
+#include "bytes_content_source.h"
+#include "paths.h"
+#include "tool_error.h"
+
+namespace opcvk {
+namespace {
+
+using opc::vkservices::FileSystemManager;
+using opc::vkservices::IContentSource;
+using opc::vkservices::TransformMode;
+
+// Files up to this size are read whole on the reading threads; larger ones are read while
+// they are copied, so that no file's content needs to be in memory at once.
+constexpr std::uint64_t kWholeFileLimit = 1u << 20;
+// The window of files read ahead of the caller: enough to keep the readers busy while the
+// caller adds, small enough that memory does not follow the size of the tree.
+constexpr std::size_t kFilesAhead = 1024;
+constexpr std::uint64_t kBytesAhead = 16u << 20;
+
+// The years a package's file time can hold, as the local file system tells them.
+constexpr std::int64_t kFirstSecond = -17987443200;  // 1400-01-01T00:00:00Z
+constexpr std::int64_t kLastSecond = 253402300799;   // 9999-12-31T23:59:59Z
+
+boost::system::error_code systemCode(int error) {
+  return boost::system::error_code(error, boost::system::system_category());
+}
+
+// The time the walk saw, as the library's own add reads it from the disk: to the
+// microsecond, refused outside the years the package can hold.
+boost::posix_time::ptime timeOf(SourceItem const& item) {
+  std::int64_t const seconds = item.mtimeSeconds;
+  if (seconds < kFirstSecond || seconds > kLastSecond) {
+    boost::system::error_code const code = systemCode(EOVERFLOW);
+    throw opc::vkservices::CouldNotGetLastModifiedTime(
+        "Could not get last modified time: " + code.message(), code);
+  }
+  // Whole days first: boost::posix_time::seconds takes a long, and days keep the sum exact.
+  // Division rounds towards zero, so days and seconds keep the sign of the whole.
+  boost::posix_time::ptime const epoch(boost::gregorian::date(1970, 1, 1));
+  return epoch + boost::gregorian::days(seconds / 86400) +
+         boost::posix_time::seconds(static_cast<long>(seconds % 86400)) +
+         boost::posix_time::microseconds(item.mtimeNanoseconds / 1000);
+}
+
+unsigned readingThreads(unsigned threads) {
+  if (threads == 0) threads = std::thread::hardware_concurrency();
+  return std::max(threads, 1u);
+}
+
+bool hasBackslash(std::u16string const& text) { return text.find(u'\\') != std::u16string::npos; }
+
+}  // namespace
+
+FileFeeder::FileFeeder(std::filesystem::path const& root, SourceTree const& tree,
+                       TransformMode mode, unsigned threads)
+    : root_(root),
+      rootText_(fromArgument(root.native())),
+      tree_(tree),
+      mode_(mode),
+      rootDirect_(!hasBackslash(rootText_)),
+      textType_(opc::vkservices::getTextContentType()) {
+  std::vector<std::uint32_t> indices;
+  for (std::size_t i = 0; i < tree.items.size(); ++i) {
+    SourceItem const& item = tree.items[i];
+    if (item.kind == SourceItem::Kind::File && direct(item) && item.size <= kWholeFileLimit) {
+      indices.push_back(static_cast<std::uint32_t>(i));
+    }
+  }
+  readAhead_ = std::make_unique<ReadAhead>(root.native(), tree.items, std::move(indices),
+                                           readingThreads(threads), kFilesAhead, kBytesAhead);
+}
+
+FileFeeder::~FileFeeder() = default;
+
+bool FileFeeder::direct(SourceItem const& item) const {
+  return rootDirect_ && !hasBackslash(item.relative);
+}
+
+void FileFeeder::add(FileSystemManager& files, std::size_t index, std::u16string const& path) {
+  SourceItem const& item = tree_.items[index];
+  if (!direct(item)) {
+    files.addList(rootText_, {path}, mode_);
+    // The add passes over in silence what it cannot find; a file that went away
+    // meanwhile is not to be lost without a word.
+    if (!files.hasEntry(path)) {
+      throw ToolError("Could not add: " + root_.native() + displayText(path));
+    }
+    return;
+  }
+  opc::model::ContentType const type = typeOf(item.relative);
+  // Permissions and time come first, as the library's add reads them before the content.
+  boost::posix_time::ptime const time = timeOf(item);
+  std::unique_ptr<IContentSource> source = contentOf(index, path, type);
+  if (mode_ == TransformMode::ApplyTransforms && type == textType_) {
+    source = std::make_unique<opc::vkservices::UDEToUTF8Transform>(std::move(source));
+  }
+  files.addFile(std::move(source), path, static_cast<opc::Perms::Perms_tag>(item.mode), time);
+}
+
+std::unique_ptr<IContentSource> FileFeeder::contentOf(std::size_t index, std::u16string const& path,
+                                                      opc::model::ContentType type) {
+  SourceItem const& item = tree_.items[index];
+  std::u16string const fullPath = rootText_ + u"/" + item.relative;
+  // A file that went away since the walk is not to be lost without a word.
+  auto const gone = [&] {
+    return ToolError("Could not add: " + root_.native() + displayText(path));
+  };
+  if (item.size > kWholeFileLimit) {
+    try {
+      return std::make_unique<opc::vkservices::FileContentSource>(fullPath, type);
+    } catch (opc::vkservices::CouldNotOpenFile const& error) {
+      if (error.code().value() == ENOENT) throw gone();
+      throw;
+    }
+  }
+  ReadResult read = readAhead_->next();
+  if (read.failedToOpen) {
+    if (read.error == ENOENT) throw gone();
+    throw opc::vkservices::CouldNotOpenFile("Could not open file: " + opc::toUDEString(fullPath),
+                                            systemCode(read.error));
+  }
+  if (read.error != 0) {
+    throw opc::Exception("Could not read from the input stream", systemCode(read.error));
+  }
+  return std::make_unique<BytesContentSource>(std::move(read.bytes), std::move(type));
+}
+
+opc::model::ContentType const& FileFeeder::typeOf(std::u16string const& relative) {
+  std::u16string const extension = opc::LocalFileSystemOps::getShared()->getExtension(relative);
+  auto found = types_.find(extension);
+  if (found == types_.end()) {
+    found = types_
+                .emplace(extension, opc::vkservices::lookupContentType(
+                                        extension, opc::vkservices::getORVANEDefaultContentType()))
+                .first;
+  }
+  return found->second;
+}
+
+}  // namespace opcvk

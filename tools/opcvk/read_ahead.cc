@@ -1,0 +1,147 @@
+#include "read_ahead.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <fcntl.h>
+#include <stdexcept>
+#include <unistd.h>
+#include <utility>
+
+namespace opcvk {
+namespace {
+
+// Closes a descriptor when it goes out of scope.
+class Descriptor {
+ public:
+  explicit Descriptor(int fd) : fd_(fd) {}
+  Descriptor(Descriptor const&) = delete;
+  Descriptor& operator=(Descriptor const&) = delete;
+  ~Descriptor() {
+    if (fd_ >= 0) ::close(fd_);
+  }
+  int get() const { return fd_; }
+
+ private:
+  int fd_;
+};
+
+}  // namespace
+
+ReadAhead::ReadAhead(std::string root, std::vector<SourceItem> const& items,
+                     std::vector<std::uint32_t> indices, unsigned threads, std::size_t maxFiles,
+                     std::uint64_t maxBytes)
+    : root_(std::move(root)),
+      items_(items),
+      indices_(std::move(indices)),
+      maxFiles_(std::max<std::size_t>(maxFiles, 1)),
+      maxBytes_(maxBytes),
+      slots_(std::min(maxFiles_, std::max<std::size_t>(indices_.size(), 1))) {
+  if (indices_.empty()) return;
+  threads = std::max(threads, 1u);
+  workers_.reserve(threads);
+  try {
+    for (unsigned i = 0; i < threads; ++i) workers_.emplace_back([this] { work(); });
+  } catch (...) {
+    // A thread that could not be started: those that run are stopped before the error goes
+    // on, since their object is never finished.
+    {
+      std::lock_guard<std::mutex> lock(mutex_);
+      stop_ = true;
+    }
+    room_.notify_all();
+    for (std::thread& worker : workers_) worker.join();
+    throw;
+  }
+}
+
+ReadAhead::~ReadAhead() {
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    stop_ = true;
+  }
+  room_.notify_all();
+  for (std::thread& worker : workers_) worker.join();
+}
+
+ReadResult ReadAhead::next() {
+  std::unique_lock<std::mutex> lock(mutex_);
+  if (taken_ >= indices_.size()) throw std::logic_error("ReadAhead::next past the last file");
+  Slot& slot = slots_[taken_ % slots_.size()];
+  while (!slot.ready) {
+    callerWaiting_ = true;
+    ready_.wait(lock);
+  }
+  callerWaiting_ = false;
+  ReadResult result = std::move(slot.result);
+  slot.result = ReadResult();
+  slot.ready = false;
+  bytesAhead_ -= sizeOf(taken_);
+  ++taken_;
+  // Workers that wait for room are woken when half the window is free rather than at every
+  // file, so that a caller slower than the disk does not pay a wake-up per file.
+  if (idleWorkers_ > 0 && started_ - taken_ <= slots_.size() / 2 && bytesAhead_ <= maxBytes_ / 2) {
+    room_.notify_all();
+  }
+  return result;
+}
+
+bool ReadAhead::fits(std::size_t index) const {
+  if (index - taken_ >= slots_.size()) return false;
+  // A file larger than the whole budget still goes when nothing else is ahead.
+  return started_ == taken_ || bytesAhead_ + sizeOf(index) <= maxBytes_;
+}
+
+void ReadAhead::work() {
+  std::unique_lock<std::mutex> lock(mutex_);
+  for (;;) {
+    while (!stop_ && started_ < indices_.size() && !fits(started_)) {
+      ++idleWorkers_;
+      room_.wait(lock);
+      --idleWorkers_;
+    }
+    if (stop_ || started_ >= indices_.size()) return;
+    std::size_t const index = started_++;
+    bytesAhead_ += sizeOf(index);
+    lock.unlock();
+    ReadResult result = read(index);
+    lock.lock();
+    Slot& slot = slots_[index % slots_.size()];
+    slot.result = std::move(result);
+    slot.ready = true;
+    if (callerWaiting_ && index == taken_) ready_.notify_one();
+  }
+}
+
+ReadResult ReadAhead::read(std::size_t index) const {
+  SourceItem const& item = items_[indices_[index]];
+  std::string const path = root_ + "/" + item.native;
+  ReadResult result;
+  Descriptor const file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY));
+  if (file.get() < 0) {
+    result.error = errno;
+    result.failedToOpen = true;
+    return result;
+  }
+  // One byte more than the walk saw, so that a file of the expected size is read in one call
+  // and its end found by the next; a file that grew meanwhile is read to its new end.
+  std::vector<unsigned char>& bytes = result.bytes;
+  bytes.resize(static_cast<std::size_t>(item.size) + 1);
+  std::size_t filled = 0;
+  for (;;) {
+    if (filled == bytes.size()) bytes.resize(bytes.size() * 2);
+    ssize_t const count = ::read(file.get(), bytes.data() + filled, bytes.size() - filled);
+    if (count < 0) {
+      if (errno == EINTR) continue;
+      result.error = errno;
+      bytes.clear();
+      bytes.shrink_to_fit();
+      return result;
+    }
+    if (count == 0) break;
+    filled += static_cast<std::size_t>(count);
+  }
+  bytes.resize(filled);
+  return result;
+}
+
+}  // namespace opcvk

@@ -1,0 +1,90 @@
+// Reading of many small files on threads of its own, handed over in a fixed order.
+#ifndef TOOLS_OPCVK_READ_AHEAD_H_
+#define TOOLS_OPCVK_READ_AHEAD_H_
+
+#include <condition_variable>
+#include <cstddef>
+#include <cstdint>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "source_tree.h"
+
+namespace opcvk {
+
+// A file read whole, or why it could not be.
+struct ReadResult {
+  std::vector<unsigned char> bytes;
+  // 0 when the bytes are the whole file; otherwise the errno of the open(2) or read(2) that
+  // failed, and `failedToOpen` tells which.
+  int error = 0;
+  bool failedToOpen = false;
+};
+
+// Reads the files of a list on worker threads while the caller takes them, one after
+// another, in the order of the list: so the time of opening and reading files overlaps with
+// whatever the caller does with them, and what the caller does keeps its order whatever the
+// number of threads.
+//
+// At most `maxFiles` files and about `maxBytes` bytes (by the sizes given; a file larger
+// than the whole budget is read only when nothing else is waiting) are read ahead of the
+// caller, so memory stays bounded whatever the length of the list.  Meant for small files:
+// each is read whole.
+//
+// Not thread-safe: one caller takes the results.  The destructor stops the workers (a file
+// they are reading is finished first) and never throws.
+class ReadAhead {
+ public:
+  // Starts `threads` workers (at least one) that read the files `items[i]` for each i of
+  // `indices`, in that order, below the folder `root` (bytes, without a trailing "/").
+  // `items` must outlive this object; the sizes the walk found set the budget.
+  ReadAhead(std::string root, std::vector<SourceItem> const& items,
+            std::vector<std::uint32_t> indices, unsigned threads, std::size_t maxFiles,
+            std::uint64_t maxBytes);
+  ReadAhead(ReadAhead const&) = delete;
+  ReadAhead& operator=(ReadAhead const&) = delete;
+  ~ReadAhead();
+
+  // The result of the next request in order; waits until it is read.  Calling it more often
+  // than there are indices is a programming error (std::logic_error).
+  ReadResult next();
+
+ private:
+  struct Slot {
+    ReadResult result;
+    bool ready = false;
+  };
+
+  void work();
+  // Whether the request at `index` may be started now; `mutex_` is held.
+  bool fits(std::size_t index) const;
+  // Reads the file of items_[indices_[index]].
+  ReadResult read(std::size_t index) const;
+  std::uint64_t sizeOf(std::size_t index) const { return items_[indices_[index]].size; }
+
+  std::string const root_;
+  std::vector<SourceItem> const& items_;
+  std::vector<std::uint32_t> const indices_;
+  std::size_t const maxFiles_;
+  std::uint64_t const maxBytes_;
+  std::vector<Slot> slots_;  // a ring of maxFiles_ entries, by index modulo its size
+
+  std::mutex mutex_;
+  // Workers wait on room_, the caller on ready_; each is woken only when someone waits, so
+  // that a hand-over does not cost a system call per file.
+  std::condition_variable room_;
+  std::condition_variable ready_;
+  std::size_t idleWorkers_ = 0;
+  bool callerWaiting_ = false;
+  std::size_t started_ = 0;  // requests given to a worker
+  std::size_t taken_ = 0;    // results the caller took
+  std::uint64_t bytesAhead_ = 0;
+  bool stop_ = false;
+  std::vector<std::thread> workers_;
+};
+
+}  // namespace opcvk
+
+#endif  // TOOLS_OPCVK_READ_AHEAD_H_
