@@ -3,12 +3,10 @@
 #include <cstddef>
 #include <exception>
 #include <set>
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include <opc/core/exception.h>
-#include <opc/core/stream_adaptors.h>
 #include <opc/core/stream_helper.h>
 #include <opc/core/string_conversions.h>
 #include <opc/model/exceptions.h>
@@ -18,6 +16,7 @@
 #include <opc/vkservices/file_system_manager.h>
 
 #include "encryption/file_system_encryption.h"
+#include "filesystem/block_buffer_source.h"
 #include "filesystem/file_system_manifest_xml.h"
 #include "filesystem/file_system_manifest_xml_names.h"
 #include "filesystem/file_system_node.h"
@@ -152,14 +151,10 @@ void FileSystemManager::doLoad() {
 void FileSystemManager::doSave() {
   // All XML work is done before the package is touched, so that a manifest that cannot be
   // written leaves the package as it was.
-  std::ostringstream text;
-  {
-    opc::StdOStreamAdaptor target(text);
-    manifestXml_->write(*tree_, target);
-  }
-  std::istringstream input(text.str());
-  std::unique_ptr<IContentSource> source =
-      std::make_unique<StreamContentSource>(input, getPartContentType());
+  // The document is held once, in blocks: the manifest of 100,000 files is tens of MiB.
+  auto buffer = std::make_unique<BlockBufferSource>(getPartContentType());
+  manifestXml_->write(*tree_, buffer->writer());
+  std::unique_ptr<IContentSource> source = std::move(buffer);
   // The manifest is a part like the others and follows the same rule.
   if (isEncryptionEnabled()) source = encryption_->encrypting(std::move(source));
   opc::model::ContentType const contentType = source->getContentType();

@@ -69,13 +69,14 @@ void addFolder(FileSystemManager& files, fs::path const& root, std::u16string co
   progress.expect(tree.fileCount, tree.byteCount);
   SilencedStdout silenced;
   for (SourceItem const& item : tree.items) {
-    std::u16string const itemPath = joinPackagePath(path, item.relative);
+    std::u16string const relative = tree.relative(item);
+    std::u16string const itemPath = joinPackagePath(path, relative);
     switch (item.kind) {
       case SourceItem::Kind::File:
-        files.addFile(rootText + u"/" + item.relative, itemPath, mode);
+        files.addFile(rootText + u"/" + relative, itemPath, mode);
         break;
       case SourceItem::Kind::Link: {
-        std::string const target = readLink(root / displayText(item.relative));
+        std::string const target = readLink(root / displayText(relative));
         files.createLink(itemPath, linkTarget(root, path, target));
         break;
       }

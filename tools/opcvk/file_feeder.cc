@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
+#include <string_view>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -83,23 +84,29 @@ FileFeeder::FileFeeder(std::filesystem::path const& root, SourceTree const& tree
   std::vector<std::uint32_t> indices;
   for (std::size_t i = 0; i < tree.items.size(); ++i) {
     SourceItem const& item = tree.items[i];
-    if (item.kind == SourceItem::Kind::File && direct(item) && item.size <= kWholeFileLimit) {
+    if (item.kind != SourceItem::Kind::File || item.size > kWholeFileLimit) continue;
+    // Only a name whose bytes hold a backslash needs its text for the test.
+    std::string_view const name =
+        std::string_view(tree.names).substr(item.nameOffset, item.nameLength);
+    bool const plain = name.find('\\') == std::string_view::npos;
+    if (plain ? rootDirect_ : direct(tree.relative(item))) {
       indices.push_back(static_cast<std::uint32_t>(i));
     }
   }
-  readAhead_ = std::make_unique<ReadAhead>(root.native(), tree.items, std::move(indices),
+  readAhead_ = std::make_unique<ReadAhead>(root.native(), tree, std::move(indices),
                                            readingThreads(threads), kFilesAhead, kBytesAhead);
 }
 
 FileFeeder::~FileFeeder() = default;
 
-bool FileFeeder::direct(SourceItem const& item) const {
-  return rootDirect_ && !hasBackslash(item.relative);
+bool FileFeeder::direct(std::u16string const& relative) const {
+  return rootDirect_ && !hasBackslash(relative);
 }
 
 void FileFeeder::add(FileSystemManager& files, std::size_t index, std::u16string const& path) {
   SourceItem const& item = tree_.items[index];
-  if (!direct(item)) {
+  std::u16string const relative = tree_.relative(item);
+  if (!direct(relative)) {
     files.addList(rootText_, {path}, mode_);
     // The add passes over in silence what it cannot find; a file that went away
     // meanwhile is not to be lost without a word.
@@ -108,20 +115,22 @@ void FileFeeder::add(FileSystemManager& files, std::size_t index, std::u16string
     }
     return;
   }
-  opc::model::ContentType const type = typeOf(item.relative);
+  opc::model::ContentType const type = typeOf(relative);
   // Permissions and time come first, as the library's add reads them before the content.
   boost::posix_time::ptime const time = timeOf(item);
-  std::unique_ptr<IContentSource> source = contentOf(index, path, type);
+  std::unique_ptr<IContentSource> source = contentOf(index, relative, path, type);
   if (mode_ == TransformMode::ApplyTransforms && type == textType_) {
     source = std::make_unique<opc::vkservices::UDEToUTF8Transform>(std::move(source));
   }
   files.addFile(std::move(source), path, static_cast<opc::Perms::Perms_tag>(item.mode), time);
 }
 
-std::unique_ptr<IContentSource> FileFeeder::contentOf(std::size_t index, std::u16string const& path,
+std::unique_ptr<IContentSource> FileFeeder::contentOf(std::size_t index,
+                                                      std::u16string const& relative,
+                                                      std::u16string const& path,
                                                       opc::model::ContentType type) {
   SourceItem const& item = tree_.items[index];
-  std::u16string const fullPath = rootText_ + u"/" + item.relative;
+  std::u16string const fullPath = rootText_ + u"/" + relative;
   // A file that went away since the walk is not to be lost without a word.
   auto const gone = [&] {
     return ToolError("Could not add: " + root_.native() + displayText(path));

@@ -48,9 +48,10 @@ class FileFeeder {
  private:
   // Whether the item goes the road of this class; a name with a backslash, which the library
   // reads as a separator, keeps the library's road so that it is told the same way.
-  bool direct(SourceItem const& item) const;
+  bool direct(std::u16string const& relative) const;
   // The content of the file at `index`, from the read-ahead or as a file source.
   std::unique_ptr<opc::vkservices::IContentSource> contentOf(std::size_t index,
+                                                             std::u16string const& relative,
                                                              std::u16string const& path,
                                                              opc::model::ContentType type);
   // The type the extension table gives for the file, looked up once per extension.

@@ -173,7 +173,7 @@ void addItems(FileSystemManager& files, fs::path const& root, SourceTree const& 
   FileFeeder feeder(root, tree, mode, jobs);
   for (std::size_t index = 0; index < tree.items.size(); ++index) {
     SourceItem const& item = tree.items[index];
-    std::u16string const path = u"/" + item.relative;
+    std::u16string const path = u"/" + tree.relative(item);
     bool const free = update ? makeWay(files, path) : true;
     if (item.kind == SourceItem::Kind::EmptyFolder) {
       // A folder already in the package stays as it is.

@@ -27,11 +27,10 @@ class Descriptor {
 
 }  // namespace
 
-ReadAhead::ReadAhead(std::string root, std::vector<SourceItem> const& items,
-                     std::vector<std::uint32_t> indices, unsigned threads, std::size_t maxFiles,
-                     std::uint64_t maxBytes)
+ReadAhead::ReadAhead(std::string root, SourceTree const& tree, std::vector<std::uint32_t> indices,
+                     unsigned threads, std::size_t maxFiles, std::uint64_t maxBytes)
     : root_(std::move(root)),
-      items_(items),
+      tree_(tree),
       indices_(std::move(indices)),
       maxFiles_(std::max<std::size_t>(maxFiles, 1)),
       maxBytes_(maxBytes),
@@ -113,8 +112,10 @@ void ReadAhead::work() {
 }
 
 ReadResult ReadAhead::read(std::size_t index) const {
-  SourceItem const& item = items_[indices_[index]];
-  std::string const path = root_ + "/" + item.native;
+  SourceItem const& item = tree_.items[indices_[index]];
+  std::string path = root_;
+  path += '/';
+  path.append(tree_.names, item.nameOffset, item.nameLength);
   ReadResult result;
   Descriptor const file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY));
   if (file.get() < 0) {

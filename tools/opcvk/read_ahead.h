@@ -37,12 +37,11 @@ struct ReadResult {
 // they are reading is finished first) and never throws.
 class ReadAhead {
  public:
-  // Starts `threads` workers (at least one) that read the files `items[i]` for each i of
-  // `indices`, in that order, below the folder `root` (bytes, without a trailing "/").
-  // `items` must outlive this object; the sizes the walk found set the budget.
-  ReadAhead(std::string root, std::vector<SourceItem> const& items,
-            std::vector<std::uint32_t> indices, unsigned threads, std::size_t maxFiles,
-            std::uint64_t maxBytes);
+  // Starts `threads` workers (at least one) that read the files `tree.items[i]` for each i
+  // of `indices`, in that order, below the folder `root` (bytes, without a trailing "/").
+  // `tree` must outlive this object; the sizes the walk found set the budget.
+  ReadAhead(std::string root, SourceTree const& tree, std::vector<std::uint32_t> indices,
+            unsigned threads, std::size_t maxFiles, std::uint64_t maxBytes);
   ReadAhead(ReadAhead const&) = delete;
   ReadAhead& operator=(ReadAhead const&) = delete;
   ~ReadAhead();
@@ -60,12 +59,12 @@ class ReadAhead {
   void work();
   // Whether the request at `index` may be started now; `mutex_` is held.
   bool fits(std::size_t index) const;
-  // Reads the file of items_[indices_[index]].
+  // Reads the file of tree_.items[indices_[index]].
   ReadResult read(std::size_t index) const;
-  std::uint64_t sizeOf(std::size_t index) const { return items_[indices_[index]].size; }
+  std::uint64_t sizeOf(std::size_t index) const { return tree_.items[indices_[index]].size; }
 
   std::string const root_;
-  std::vector<SourceItem> const& items_;
+  SourceTree const& tree_;
   std::vector<std::uint32_t> const indices_;
   std::size_t const maxFiles_;
   std::uint64_t const maxBytes_;

@@ -29,24 +29,22 @@ std::vector<std::string> sortedNames(fs::path const& folder) {
   return names;
 }
 
-std::u16string checkedName(std::string const& relative) {
-  std::u16string text = opc::toString(relative);
-  if (opc::toUDEString(text) != relative) {
+void checkName(std::string const& relative) {
+  if (opc::toUDEString(opc::toString(relative)) != relative) {
     throw ToolError("Cannot read file name in the current encoding: " + relative);
   }
-  return text;
 }
 
-SourceItem makeItem(SourceItem::Kind kind, std::string relative, struct stat const& status) {
+void addItem(SourceTree& tree, SourceItem::Kind kind, std::string const& relative,
+             struct stat const& status) {
+  checkName(relative);
   SourceItem item;
   item.kind = kind;
-  item.relative = checkedName(relative);
-  item.native = std::move(relative);
   if (kind == SourceItem::Kind::File) item.size = static_cast<std::uint64_t>(status.st_size);
   item.mode = static_cast<std::uint32_t>(status.st_mode & 0777);
   item.mtimeSeconds = static_cast<std::int64_t>(status.st_mtim.tv_sec);
   item.mtimeNanoseconds = static_cast<std::uint32_t>(status.st_mtim.tv_nsec);
-  return item;
+  tree.add(item, relative);
 }
 
 // Adds what lies below `folder` (at `relative`, "" for the root) and tells whether anything
@@ -58,25 +56,24 @@ bool walk(fs::path const& folder, std::string const& relative, fs::path const& s
   for (std::string const& name : sortedNames(folder)) {
     fs::path const path = folder / name;
     if (path == skip) continue;
-    std::string childRelative = relative.empty() ? name : relative + "/" + name;
+    std::string const childRelative = relative.empty() ? name : relative + "/" + name;
     struct stat status;
     if (::lstat(path.c_str(), &status) != 0) {
       std::error_code const error(errno, std::generic_category());
       throw ToolError("Could not read: " + path.native() + ": " + error.message());
     }
     if (S_ISREG(status.st_mode)) {
-      tree.items.push_back(makeItem(SourceItem::Kind::File, std::move(childRelative), status));
+      addItem(tree, SourceItem::Kind::File, childRelative, status);
       ++tree.fileCount;
       tree.byteCount += tree.items.back().size;
       added = true;
     } else if (S_ISLNK(status.st_mode)) {
-      tree.items.push_back(makeItem(SourceItem::Kind::Link, std::move(childRelative), status));
+      addItem(tree, SourceItem::Kind::Link, childRelative, status);
       ++tree.fileCount;
       added = true;
     } else if (S_ISDIR(status.st_mode)) {
       if (!walk(path, childRelative, skip, tree)) {
-        tree.items.push_back(
-            makeItem(SourceItem::Kind::EmptyFolder, std::move(childRelative), status));
+        addItem(tree, SourceItem::Kind::EmptyFolder, childRelative, status);
         ++tree.fileCount;
       }
       added = true;
@@ -86,6 +83,17 @@ bool walk(fs::path const& folder, std::string const& relative, fs::path const& s
 }
 
 }  // namespace
+
+void SourceTree::add(SourceItem item, std::string const& native) {
+  item.nameOffset = names.size();
+  item.nameLength = static_cast<std::uint32_t>(native.size());
+  names += native;
+  items.push_back(item);
+}
+
+std::u16string SourceTree::relative(SourceItem const& item) const {
+  return opc::toString(native(item));
+}
 
 SourceTree walkSourceFolder(fs::path const& root, fs::path const& skip) {
   SourceTree tree;

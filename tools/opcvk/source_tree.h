@@ -9,30 +9,43 @@
 
 namespace opcvk {
 
+// One entry of a walked folder.  A tree of 100,000 files keeps one of these per file, so its
+// path lives in the tree's pool of names rather than in strings of its own.
 struct SourceItem {
-  enum class Kind { File, Link, EmptyFolder };
+  enum class Kind : std::uint8_t { File, Link, EmptyFolder };
 
-  Kind kind;
-  // The path below the walked folder, components joined with "/", in UTF-16 as the library
-  // reads real paths ("a/b.txt").
-  std::u16string relative;
-  // The same path in the bytes the file system uses ("a/b.txt").
-  std::string native;
-  // Bytes of a file on disk; 0 for links and folders.
-  std::uint64_t size = 0;
+  Kind kind = Kind::File;
   // What the walk's one lstat(2) gave: the permission bits (st_mode & 0777) and the time of
   // the last change of the content.
   std::uint32_t mode = 0;
-  std::int64_t mtimeSeconds = 0;
   std::uint32_t mtimeNanoseconds = 0;
+  // The path below the walked folder in SourceTree::names (see SourceTree::native).
+  std::uint32_t nameLength = 0;
+  std::uint64_t nameOffset = 0;
+  std::int64_t mtimeSeconds = 0;
+  // Bytes of a file on disk; 0 for links and folders.
+  std::uint64_t size = 0;
 };
 
 struct SourceTree {
   // In the order of a walk that visits the names of each folder sorted by their bytes, so that
   // the same folder always gives the same package.
   std::vector<SourceItem> items;
+  // The paths of all items, one after another.
+  std::string names;
   std::uint64_t fileCount = 0;
   std::uint64_t byteCount = 0;
+
+  // Adds `item` at the path `native`.
+  void add(SourceItem item, std::string const& native);
+  // The path of `item` below the walked folder, components joined with "/", in the bytes the
+  // file system uses ("a/b.txt").
+  std::string native(SourceItem const& item) const {
+    return names.substr(item.nameOffset, item.nameLength);
+  }
+  // The same path in UTF-16, as the library reads real paths (the walk made sure that the
+  // conversion gives the file back).
+  std::u16string relative(SourceItem const& item) const;
 };
 
 // Walks the folder `root` without following symbolic links, with one lstat(2) per entry:

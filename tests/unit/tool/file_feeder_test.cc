@@ -70,7 +70,7 @@ void feed(Files& files, TempDir const& dir, SourceTree const& tree, TransformMod
   FileFeeder feeder(dir.path(), tree, mode, threads);
   for (std::size_t i = 0; i < tree.items.size(); ++i) {
     if (tree.items[i].kind != SourceItem::Kind::File) continue;
-    feeder.add(*files.manager, i, u"/" + tree.items[i].relative);
+    feeder.add(*files.manager, i, u"/" + tree.relative(tree.items[i]));
   }
 }
 
@@ -97,9 +97,9 @@ TEST_P(FileFeederModeTest, AddsWhatTheLibrarysOwnAddOfThePathAdds) {
   feed(fed, dir, tree, GetParam(), 2);
   Files own;
   for (SourceItem const& item : tree.items) {
-    std::u16string const path = u"/" + item.relative;
-    own.manager->addFile(opc::toString(dir / item.native), path, GetParam());
-    SCOPED_TRACE(item.native);
+    std::u16string const path = u"/" + tree.relative(item);
+    own.manager->addFile(opc::toString(dir / tree.native(item)), path, GetParam());
+    SCOPED_TRACE(tree.native(item));
     auto const ownEntry = own.manager->getEntry(path);
     auto const fedEntry = fed.manager->getEntry(path);
     EXPECT_EQ(fed.content(path), own.content(path));

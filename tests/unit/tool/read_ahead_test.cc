@@ -16,6 +16,7 @@ namespace {
 using opcvk::ReadAhead;
 using opcvk::ReadResult;
 using opcvk::SourceItem;
+using opcvk::SourceTree;
 using opcvk_test::TempDir;
 
 std::string bytesOf(ReadResult const& result) {
@@ -26,17 +27,20 @@ void write(std::string const& path, std::string const& bytes) {
   std::ofstream(path, std::ios::binary) << bytes;
 }
 
-SourceItem item(std::string const& name, std::uint64_t size) {
-  SourceItem result;
-  result.kind = SourceItem::Kind::File;
-  result.native = name;
-  result.size = size;
-  return result;
+// A tree of files of these names and expected sizes.
+SourceTree treeOf(std::vector<std::pair<std::string, std::uint64_t>> const& files) {
+  SourceTree tree;
+  for (auto const& file : files) {
+    SourceItem item;
+    item.size = file.second;
+    tree.add(item, file.first);
+  }
+  return tree;
 }
 
-std::vector<std::uint32_t> allOf(std::vector<SourceItem> const& items) {
+std::vector<std::uint32_t> allOf(SourceTree const& tree) {
   std::vector<std::uint32_t> indices;
-  for (std::uint32_t i = 0; i < items.size(); ++i) indices.push_back(i);
+  for (std::uint32_t i = 0; i < tree.items.size(); ++i) indices.push_back(i);
   return indices;
 }
 
@@ -49,17 +53,18 @@ class ReadAheadOrderTest : public ::testing::TestWithParam<unsigned> {};
 
 TEST_P(ReadAheadOrderTest, GivesEveryFileInTheOrderOfTheListWhateverTheThreads) {
   TempDir dir;
-  std::vector<SourceItem> items;
+  std::vector<std::pair<std::string, std::uint64_t>> files;
   for (std::size_t i = 0; i < 600; ++i) {
     std::string const name = "f" + std::to_string(i);
     write(dir / name, contentFor(i));
-    items.push_back(item(name, contentFor(i).size()));
+    files.emplace_back(name, contentFor(i).size());
   }
+  SourceTree const tree = treeOf(files);
   // Every other file only, and a window far smaller than the list, so that the ring of
   // results wraps many times.
   std::vector<std::uint32_t> indices;
-  for (std::uint32_t i = 0; i < items.size(); i += 2) indices.push_back(i);
-  ReadAhead reader(dir.path(), items, indices, GetParam(), 4, 64);
+  for (std::uint32_t i = 0; i < tree.items.size(); i += 2) indices.push_back(i);
+  ReadAhead reader(dir.path(), tree, indices, GetParam(), 4, 64);
   for (std::uint32_t index : indices) {
     ReadResult const result = reader.next();
     EXPECT_EQ(result.error, 0);
@@ -73,8 +78,8 @@ TEST(ReadAheadTest, TellsAFileThatCannotBeOpenedAtItsPlaceAndGoesOn) {
   TempDir dir;
   write(dir / "a", "alpha");
   write(dir / "c", "gamma");
-  std::vector<SourceItem> const items{item("a", 5), item("b-missing", 5), item("c", 5)};
-  ReadAhead reader(dir.path(), items, allOf(items), 2, 8, 1024);
+  SourceTree const tree = treeOf({{"a", 5}, {"b-missing", 5}, {"c", 5}});
+  ReadAhead reader(dir.path(), tree, allOf(tree), 2, 8, 1024);
   EXPECT_EQ(bytesOf(reader.next()), "alpha");
   ReadResult const missing = reader.next();
   EXPECT_TRUE(missing.failedToOpen);
@@ -88,8 +93,8 @@ TEST(ReadAheadTest, TellsAFileThatCannotBeOpenedAtItsPlaceAndGoesOn) {
 TEST(ReadAheadTest, TellsAFileThatOpensButCannotBeRead) {
   TempDir dir;
   ASSERT_EQ(::mkdir((dir / "folder").c_str(), 0755), 0);
-  std::vector<SourceItem> const items{item("folder", 0)};
-  ReadAhead reader(dir.path(), items, allOf(items), 1, 8, 1024);
+  SourceTree const tree = treeOf({{"folder", 0}});
+  ReadAhead reader(dir.path(), tree, allOf(tree), 1, 8, 1024);
   ReadResult const result = reader.next();
   EXPECT_FALSE(result.failedToOpen);
   EXPECT_EQ(result.error, EISDIR);
@@ -101,8 +106,8 @@ TEST(ReadAheadTest, ReadsAFileLargerThanTheWholeBudget) {
   std::string const big(10000, 'b');
   write(dir / "big", big);
   write(dir / "small", "s");
-  std::vector<SourceItem> const items{item("small", 1), item("big", big.size()), item("small", 1)};
-  ReadAhead reader(dir.path(), items, allOf(items), 2, 8, 100);
+  SourceTree const tree = treeOf({{"small", 1}, {"big", big.size()}, {"small", 1}});
+  ReadAhead reader(dir.path(), tree, allOf(tree), 2, 8, 100);
   EXPECT_EQ(bytesOf(reader.next()), "s");
   EXPECT_EQ(bytesOf(reader.next()), big);
   EXPECT_EQ(bytesOf(reader.next()), "s");
@@ -113,8 +118,8 @@ TEST(ReadAheadTest, ReadsAFileToItsEndWhenItGrewSinceTheWalk) {
   std::string const grown(5000, 'g');
   write(dir / "grown", grown);
   write(dir / "shrunk", "ab");
-  std::vector<SourceItem> const items{item("grown", 3), item("shrunk", 100)};
-  ReadAhead reader(dir.path(), items, allOf(items), 1, 8, 1024);
+  SourceTree const tree = treeOf({{"grown", 3}, {"shrunk", 100}});
+  ReadAhead reader(dir.path(), tree, allOf(tree), 1, 8, 1024);
   EXPECT_EQ(bytesOf(reader.next()), grown);
   EXPECT_EQ(bytesOf(reader.next()), "ab");
 }
@@ -122,26 +127,27 @@ TEST(ReadAheadTest, ReadsAFileToItsEndWhenItGrewSinceTheWalk) {
 TEST(ReadAheadTest, AskingPastTheLastFileIsALogicError) {
   TempDir dir;
   write(dir / "a", "alpha");
-  std::vector<SourceItem> const items{item("a", 5)};
-  ReadAhead reader(dir.path(), items, allOf(items), 1, 8, 1024);
+  SourceTree const tree = treeOf({{"a", 5}});
+  ReadAhead reader(dir.path(), tree, allOf(tree), 1, 8, 1024);
   reader.next();
   EXPECT_THROW(reader.next(), std::logic_error);
 }
 
 TEST(ReadAheadTest, AnEmptyListStartsNoThreadAndGivesNothing) {
-  std::vector<SourceItem> const items;
-  ReadAhead reader("/nonexistent", items, {}, 4, 8, 1024);
+  SourceTree const tree;
+  ReadAhead reader("/nonexistent", tree, {}, 4, 8, 1024);
   EXPECT_THROW(reader.next(), std::logic_error);
 }
 
 TEST(ReadAheadTest, StopsCleanlyWhenDestroyedBeforeEverythingWasTaken) {
   TempDir dir;
-  std::vector<SourceItem> items;
+  std::vector<std::pair<std::string, std::uint64_t>> files;
   for (std::size_t i = 0; i < 200; ++i) {
     write(dir / ("f" + std::to_string(i)), contentFor(i));
-    items.push_back(item("f" + std::to_string(i), contentFor(i).size()));
+    files.emplace_back("f" + std::to_string(i), contentFor(i).size());
   }
-  ReadAhead reader(dir.path(), items, allOf(items), 3, 16, 1 << 20);
+  SourceTree const tree = treeOf(files);
+  ReadAhead reader(dir.path(), tree, allOf(tree), 3, 16, 1 << 20);
   EXPECT_EQ(bytesOf(reader.next()), contentFor(0));
   // The destructor joins workers that wait for room in the window; the test ends.
 }

@@ -124,8 +124,18 @@ ContentType const* ContentTypeMap::find(PartName const& name) const {
   return &found->second;
 }
 
-void writeContentTypes(std::vector<std::pair<PartName, ContentType>> const& parts,
+void writeContentTypes(std::vector<std::pair<PartName const*, ContentType const*>> const& parts,
                        opc::OutputStream& stream) {
+  // Parts that share one type object come one after another often: their text is made once.
+  ContentType const* lastType = nullptr;
+  std::u16string lastText;
+  auto const textOf = [&](ContentType const* type) -> std::u16string const& {
+    if (type != lastType) {
+      lastText = type->toString();
+      lastType = type;
+    }
+    return lastText;
+  };
   // For each extension, how many parts have each type; the first type to reach the highest
   // count becomes the Default, so the output does not depend on hash order.
   struct Tally {
@@ -134,11 +144,11 @@ void writeContentTypes(std::vector<std::pair<PartName, ContentType>> const& part
   std::map<std::u16string, Tally> tallies;
   std::vector<std::u16string> extensionOrder;
   for (auto const& part : parts) {
-    std::u16string const extension = partNameExtension(part.first);
+    std::u16string const extension = partNameExtension(*part.first);
     if (extension.empty()) continue;
     auto inserted = tallies.emplace(extension, Tally());
     if (inserted.second) extensionOrder.push_back(extension);
-    std::u16string const type = part.second.toString();
+    std::u16string const& type = textOf(part.second);
     auto& counts = inserted.first->second.counts;
     auto found = std::find_if(counts.begin(), counts.end(),
                               [&](auto const& entry) { return entry.first == type; });
@@ -170,12 +180,12 @@ void writeContentTypes(std::vector<std::pair<PartName, ContentType>> const& part
     XercesHelper::setElementAttribute(element, u"ContentType", defaults[extension]);
   }
   for (auto const& part : parts) {
-    std::u16string const extension = partNameExtension(part.first);
-    std::u16string const type = part.second.toString();
+    std::u16string const extension = partNameExtension(*part.first);
+    std::u16string const& type = textOf(part.second);
     if (!extension.empty() && defaults[extension] == type) continue;
     xercesc::DOMElement* element =
         XercesHelper::appendElementNS(root, kContentTypesNamespace, u"Override");
-    XercesHelper::setElementAttribute(element, u"PartName", asciiOnly(part.first.toString()));
+    XercesHelper::setElementAttribute(element, u"PartName", asciiOnly(part.first->toString()));
     XercesHelper::setElementAttribute(element, u"ContentType", type);
   }
   auto writer = XercesHelper::createPrettyPrintingWriter();

@@ -60,8 +60,10 @@ class ContentTypeMap {
 // Writes the document for these parts (relationships parts included): one Default for each
 // extension, with the content type that most of its parts have, and an Override for every
 // part that has no extension or another type than its extension's Default.  Content types
-// are compared, and written, as the text of ContentType::toString.
-void writeContentTypes(std::vector<std::pair<PartName, ContentType>> const& parts,
+// are compared, and written, as the text of ContentType::toString.  The pairs point at names
+// and types that the caller keeps (a package of many parts copies none of them); no pointer
+// is null.
+void writeContentTypes(std::vector<std::pair<PartName const*, ContentType const*>> const& parts,
                        opc::OutputStream& stream);
 
 }  // namespace detail

@@ -130,7 +130,8 @@ Part Package::createPart(PartName const& name, ContentType const& contentType,
     throw InvalidPartInfo("Could not " + what + ": unknown compression type " +
                           std::to_string(static_cast<std::int32_t>(compression)));
   }
-  auto record = std::make_shared<detail::PartRecord>(name, contentType, compression);
+  auto record =
+      std::make_shared<detail::PartRecord>(name, state().sharedType(contentType), compression);
   record->content = detail::makeMemoryContent(std::vector<unsigned char>());
   state().addPart(record);
   return Part(sharedState(), name);

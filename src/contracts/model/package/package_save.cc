@@ -1,6 +1,8 @@
 // Writing the archive of a package: the second half of Package::save, after the managers.
 #include <memory>
+#include <string>
 #include <utility>
+#include <vector>
 
 #include <opc/core/stream_adaptors.h>
 #include <opc/core/string_conversions.h>
@@ -28,8 +30,8 @@ struct PlannedItem {
   std::unique_ptr<PartName> setName;
   RelationshipSet* relationships = nullptr;
   interfaces::CompressionType compression;
-  // Either the raw bytes of an item of the current archive...
-  boost::optional<ZipEntry> rawFrom;
+  // Either the raw bytes of an item of the current archive (held by the record or the set)...
+  ZipEntry const* rawFrom = nullptr;
   // ...or new content.
   std::shared_ptr<PartContent const> content;
   // The archive item name to write under; see PartRecord::itemName.
@@ -59,7 +61,7 @@ void planRelationships(std::vector<PlannedItem>& plan, RelationshipSet& set,
                      std::make_unique<PartName>(setName),
                      &set,
                      interfaces::CompressionType::DeflateMetadata,
-                     set.entry,
+                     &*set.entry,
                      nullptr,
                      itemNameFor(setName, set.itemName)};
     plan.push_back(std::move(item));
@@ -73,7 +75,7 @@ void planRelationships(std::vector<PlannedItem>& plan, RelationshipSet& set,
                    std::make_unique<PartName>(setName),
                    &set,
                    interfaces::CompressionType::DeflateMetadata,
-                   boost::none,
+                   nullptr,
                    makeMemoryContent(std::move(bytes)),
                    itemNameFor(setName, set.itemName)};
   plan.push_back(std::move(item));
@@ -113,7 +115,7 @@ void PackageState::writeArchive() {
                      nullptr,
                      nullptr,
                      record->compression,
-                     record->entry,
+                     record->entry.get(),
                      record->entry ? nullptr : record->content,
                      itemNameFor(record->name, record->itemName)};
     plan.push_back(std::move(item));
@@ -129,11 +131,12 @@ void PackageState::writeArchive() {
 
   std::vector<unsigned char> typesXml;
   {
-    std::vector<std::pair<PartName, ContentType>> types;
+    std::vector<std::pair<PartName const*, ContentType const*>> types;
     types.reserve(plan.size());
     ContentType const relationshipsType(kRelationshipsContentType);
     for (PlannedItem const& item : plan) {
-      types.emplace_back(item.name(), item.part ? item.part->contentType : relationshipsType);
+      types.emplace_back(&item.name(),
+                         item.part ? item.part->contentType.get() : &relationshipsType);
     }
     opc::ByteArrayOutAdaptor out(typesXml);
     writeContentTypes(types, out);
@@ -143,17 +146,22 @@ void PackageState::writeArchive() {
   std::vector<unsigned char> newBuffer;
   std::unique_ptr<ReplacementFile> replacement;
   // Spent by this save whatever happens: a later save writes what this one could not.
-  std::shared_ptr<EagerArchive> const eager = std::move(eager_);
+  std::shared_ptr<EagerArchive> eager = std::move(eager_);
   if (eager && eager->started() && !archive_) {
     if (!lock_) lockFile("Could not save package " + label_);
-    std::vector<EagerArchive::Item> items;
-    items.reserve(plan.size() + 1);
-    items.push_back({kContentTypesItemName, interfaces::CompressionType::DeflateMetadata,
-                     makeMemoryContent(std::move(typesXml))});
-    for (PlannedItem const& item : plan) {
-      items.push_back({item.itemName, item.compression, item.content});
+    {
+      std::vector<EagerArchive::Item> items;
+      items.reserve(plan.size() + 1);
+      items.push_back({kContentTypesItemName, interfaces::CompressionType::DeflateMetadata,
+                       makeMemoryContent(std::move(typesXml))});
+      for (PlannedItem const& item : plan) {
+        items.push_back({item.itemName, item.compression, item.content});
+      }
+      replacement = eager->complete(items);
     }
-    replacement = eager->complete(items);
+    // The archive's bookkeeping (an item per part, and the blocks of the contents it moved,
+    // which its weak references hold) goes before the parts are pointed at the new file.
+    eager.reset();
   } else {
     std::unique_ptr<ZipWriter> writer;
     if (inMemory_) {
@@ -194,6 +202,14 @@ void PackageState::writeArchive() {
     }
   }
 
+  // The plan goes before the archive is opened again, which is when memory would peak: the
+  // parts are found again by their records, the relationships parts by these.
+  std::vector<std::pair<std::string, RelationshipSet*>> sets;
+  for (PlannedItem& item : plan) {
+    if (item.relationships) sets.emplace_back(std::move(item.itemName), item.relationships);
+  }
+  std::vector<PlannedItem>().swap(plan);
+
   // The new archive is now the source of every part: memory and spool files are released,
   // and the next save copies everything that did not change since raw.  Should it not open
   // (it was just written, so that would take a disk failing under us), the package keeps its
@@ -217,16 +233,16 @@ void PackageState::writeArchive() {
     set.second.entry = boost::none;
     set.second.changed = false;
   }
-  for (PlannedItem const& item : plan) {
-    std::int64_t const index = reopened->find(item.itemName);
+  for (auto const& set : sets) {
+    std::int64_t const index = reopened->find(set.first);
+    if (index >= 0) set.second->entry = reopened->entries()[static_cast<std::size_t>(index)];
+  }
+  for (auto const& record : parts_) {
+    std::int64_t const index = reopened->find(itemNameFor(record->name, record->itemName));
     if (index < 0) continue;
     ZipEntry const& entry = reopened->entries()[static_cast<std::size_t>(index)];
-    if (item.part) {
-      item.part->entry = entry;
-      item.part->content = makeArchiveContent(reopened, entry);
-    } else if (item.relationships) {
-      item.relationships->entry = entry;
-    }
+    record->entry = std::shared_ptr<ZipEntry const>(reopened, &entry);
+    record->content = makeArchiveContent(reopened, entry);
   }
   archive_ = std::move(reopened);
 }

@@ -243,10 +243,10 @@ std::shared_ptr<PartRecord> PackageState::makeRecord(PartTable::Row const& row,
                                                      PartTable const& table) const {
   ZipEntry const& entry = archive_->entries()[row.entry];
   ContentType const& type = table.types()[row.type];
-  auto record = std::make_shared<PartRecord>(partNameFromZipItemName(entry.name), type,
+  auto record = std::make_shared<PartRecord>(partNameFromZipItemName(entry.name), sharedType(type),
                                              compressionOf(entry, type));
   record->content = makeArchiveContent(archive_, entry);
-  record->entry = entry;
+  record->entry = std::shared_ptr<ZipEntry const>(archive_, &entry);
   record->itemName = entry.name;
   return record;
 }
@@ -340,7 +340,7 @@ void PackageState::removePart(PartName const& name) {
   partRelationships_.erase(record->name);
   record->deleted = true;
   record->content.reset();
-  record->entry = boost::none;
+  record->entry.reset();
 }
 
 RelationshipSet& PackageState::relationships(boost::optional<PartName> const& source) {

@@ -20,6 +20,7 @@
 #include <opc/model/standard_part_info.h>
 
 #include "../zip/zip_archive.h"
+#include "content_type_pool.h"
 #include "part_content.h"
 #include "part_table.h"
 
@@ -39,15 +40,21 @@ class SharedSpool;
 
 struct PartRecord {
   PartRecord(PartName partName, ContentType type, interfaces::CompressionType compressionType)
+      : PartRecord(std::move(partName), std::make_shared<ContentType const>(std::move(type)),
+                   compressionType) {}
+  PartRecord(PartName partName, std::shared_ptr<ContentType const> type,
+             interfaces::CompressionType compressionType)
       : name(std::move(partName)), contentType(std::move(type)), compression(compressionType) {}
 
   PartName name;
-  ContentType contentType;
+  // Never null; parts of the same type may share one (see ContentTypePool).
+  std::shared_ptr<ContentType const> contentType;
   interfaces::CompressionType compression;
   std::shared_ptr<PartContent const> content;
   // The archive item whose bytes are the content as they stand, copied raw at save; null
-  // once the content was written.
-  boost::optional<ZipEntry> entry;
+  // once the content was written.  It points into the archive's entries and keeps that
+  // archive alive, so that a record costs no copy of the item.
+  std::shared_ptr<ZipEntry const> entry;
   // The name of the archive item the part was read from, which saving keeps: readers find
   // items by the targets that point at them, and other writers spell those targets (and so
   // their item names) in UTF-8 rather than percent-encoded.  Empty for a part made here,
@@ -116,6 +123,10 @@ class PackageState {
   boost::optional<PartName> findDerivationConflict(PartName const& name) const;
   void addPart(std::shared_ptr<PartRecord> record);
   void removePart(PartName const& name);
+  // `type` as an object that parts of the same type share (see ContentTypePool).
+  std::shared_ptr<ContentType const> sharedType(ContentType const& type) const {
+    return types_.intern(type);
+  }
 
   // The relationships of "/" (none) or a part, read on first use.  Throws
   // InvalidPackageState if the part does not exist, InvalidPackage if its relationships
@@ -178,6 +189,7 @@ class PackageState {
   // For every proper leading run of segments of a part's name, how many parts have it, so
   // that a part "/a" cannot be made beside "/a/b" without a walk over all parts.
   std::unordered_map<std::string, std::size_t> prefixes_;
+  mutable ContentTypePool types_;
 
   RelationshipSet packageRelationships_;
   std::map<PartName, RelationshipSet> partRelationships_;

@@ -36,7 +36,7 @@ Package& Part::getPackage() const {
 
 PartName Part::getName() const { return state().partForHandle(name_)->name; }
 
-ContentType Part::getContentType() const { return state().partForHandle(name_)->contentType; }
+ContentType Part::getContentType() const { return *state().partForHandle(name_)->contentType; }
 
 interfaces::CompressionType Part::getCompressionType() const {
   return state().partForHandle(name_)->compression;

@@ -43,100 +43,111 @@ void PartInputStream::close() {
   content_.reset();
 }
 
+// What an open stream needs; see the class comment.
+struct PartOutputStream::Open {
+  std::shared_ptr<PartRecord> record;
+  std::uint64_t threshold;
+  std::u16string spoolFolder;
+  std::shared_ptr<SharedSpool> shared;
+  std::vector<unsigned char> buffer;  // with a shared spool, its size is reserved there
+  std::unique_ptr<SpoolFile> spool;
+  std::unique_ptr<SharedSpool::Writer> sharedWriter;
+  std::shared_ptr<EagerArchive> eager;
+};
+
 PartOutputStream::PartOutputStream(std::shared_ptr<PartRecord> record, std::uint64_t threshold,
                                    std::u16string spoolFolder, std::shared_ptr<SharedSpool> shared,
                                    std::shared_ptr<EagerArchive> eager)
-    : record_(std::move(record)),
-      name_(record_->name),
-      threshold_(threshold),
-      spoolFolder_(std::move(spoolFolder)),
-      shared_(std::move(shared)),
-      eager_(std::move(eager)) {}
+    : record_(record),
+      open_(std::make_unique<Open>(Open{std::move(record),
+                                        threshold,
+                                        std::move(spoolFolder),
+                                        std::move(shared),
+                                        {},
+                                        nullptr,
+                                        nullptr,
+                                        std::move(eager)})) {}
 
 PartOutputStream::~PartOutputStream() {
-  if (shared_) shared_->release(buffer_.size());
+  if (open_ && open_->shared) open_->shared->release(open_->buffer.size());
 }
 
 void PartOutputStream::write(unsigned char const* buffer, std::size_t count) {
-  if (closed_) {
-    throw InvalidPackageState("The stream of the part " + quoted(name_.toString()) +
+  if (!open_) {
+    throw InvalidPackageState("The stream of the part " + quoted(record_->name.toString()) +
                               " was closed; ask the part for a new stream");
   }
   if (count == 0) return;
-  if (sharedWriter_) {
-    sharedWriter_->write(buffer, count);
+  Open& open = *open_;
+  if (open.sharedWriter) {
+    open.sharedWriter->write(buffer, count);
     return;
   }
-  if (!spool_ && buffer_.size() + count > threshold_) {
-    spool_ = std::make_unique<SpoolFile>(spoolFolder_);
-    if (!buffer_.empty()) spool_->write(buffer_.data(), buffer_.size());
+  if (!open.spool && open.buffer.size() + count > open.threshold) {
+    open.spool = std::make_unique<SpoolFile>(open.spoolFolder);
+    if (!open.buffer.empty()) open.spool->write(open.buffer.data(), open.buffer.size());
     dropBuffer();
   }
-  if (spool_) {
-    spool_->write(buffer, count);
+  if (open.spool) {
+    open.spool->write(buffer, count);
     return;
   }
-  if (shared_ && !shared_->reserve(count)) {
+  if (open.shared && !open.shared->reserve(count)) {
     // The package holds as much in memory as it may: this part goes to the shared file, what
     // it had in memory first.  The writer is the stream's before anything can fail, so that a
     // failure leaves it failed and the stream cannot commit a part of the content.
-    sharedWriter_ = std::make_unique<SharedSpool::Writer>(shared_);
-    std::vector<unsigned char> const held = std::move(buffer_);
-    std::vector<unsigned char>().swap(buffer_);
-    shared_->release(held.size());
-    if (!held.empty()) sharedWriter_->write(held.data(), held.size());
-    sharedWriter_->write(buffer, count);
+    open.sharedWriter = std::make_unique<SharedSpool::Writer>(open.shared);
+    std::vector<unsigned char> const held = std::move(open.buffer);
+    std::vector<unsigned char>().swap(open.buffer);
+    open.shared->release(held.size());
+    if (!held.empty()) open.sharedWriter->write(held.data(), held.size());
+    open.sharedWriter->write(buffer, count);
     return;
   }
   try {
-    buffer_.insert(buffer_.end(), buffer, buffer + count);
+    open.buffer.insert(open.buffer.end(), buffer, buffer + count);
   } catch (...) {
-    if (shared_) shared_->release(count);
+    if (open.shared) open.shared->release(count);
     throw;
   }
 }
 
 void PartOutputStream::dropBuffer() {
-  if (shared_) shared_->release(buffer_.size());
-  std::vector<unsigned char>().swap(buffer_);
+  if (open_->shared) open_->shared->release(open_->buffer.size());
+  std::vector<unsigned char>().swap(open_->buffer);
 }
 
 void PartOutputStream::flush() {}
 
 void PartOutputStream::close() {
-  if (closed_) return;
+  if (!open_) return;
+  Open& open = *open_;
   std::shared_ptr<PartContent const> content;
-  if (spool_) {
-    content = spool_->finish();
-  } else if (sharedWriter_) {
-    content = sharedWriter_->finish();
-  } else if (shared_) {
+  if (open.spool) {
+    content = open.spool->finish();
+  } else if (open.sharedWriter) {
+    content = open.sharedWriter->finish();
+  } else if (open.shared) {
     // The reservation goes with the bytes to the content, which gives it back.
-    buffer_.shrink_to_fit();
-    content = shared_->makeMemoryContent(std::move(buffer_));
-    buffer_.clear();
+    open.buffer.shrink_to_fit();
+    content = open.shared->makeMemoryContent(std::move(open.buffer));
+    open.buffer.clear();
   } else {
-    content = makeMemoryContent(std::move(buffer_));
+    content = makeMemoryContent(std::move(open.buffer));
   }
-  closed_ = true;
-  spool_.reset();
-  sharedWriter_.reset();
-  std::vector<unsigned char>().swap(buffer_);
-  if (!record_->deleted) {
-    if (eager_) {
+  // Closed from here on, whatever follows: what an open stream needs goes with the struct.
+  std::unique_ptr<Open> const closing = std::move(open_);
+  std::vector<unsigned char>().swap(open.buffer);
+  PartRecord& record = *open.record;
+  if (!record.deleted) {
+    if (open.eager) {
       std::string const itemName =
-          record_->itemName.empty() ? toZipItemName(record_->name) : record_->itemName;
-      content = eager_->submit(itemName, record_->compression, std::move(content));
+          record.itemName.empty() ? toZipItemName(record.name) : record.itemName;
+      content = open.eager->submit(itemName, record.compression, std::move(content));
     }
-    record_->content = std::move(content);
-    record_->entry = boost::none;
+    record.content = std::move(content);
+    record.entry.reset();
   }
-  record_.reset();
-  eager_.reset();
-  shared_.reset();
-  // A closed stream stays as long as the package (its writer may still hold it), so it keeps
-  // no more than its name.
-  std::u16string().swap(spoolFolder_);
 }
 
 }  // namespace detail
