@@ -25,6 +25,21 @@ bool endsWithRelsSegment(PartName const& name) {
   return detail::asciiCaselessEqual(last, u"_rels");
 }
 
+// Whether a "_rels" folder (in any case) lies somewhere on the way to the part: only then can
+// a leading run of its segments be a relationships part name, so that the parts of an
+// ordinary folder tree are not taken apart into such runs one by one.
+bool hasRelsFolder(PartName const& name) {
+  std::u16string const text = name.toString();
+  static constexpr char16_t kFolder[] = u"/_rels/";
+  std::size_t const length = sizeof(kFolder) / sizeof(kFolder[0]) - 1;
+  for (std::size_t start = 0; start + length <= text.size(); ++start) {
+    std::size_t i = 0;
+    while (i < length && detail::asciiLower(text[start + i]) == kFolder[i]) ++i;
+    if (i == length) return true;
+  }
+  return false;
+}
+
 }  // namespace
 
 std::unique_ptr<Package> Package::open(std::u16string const& path, PackageAccess access,
@@ -113,7 +128,8 @@ Part Package::createPart(PartName const& name, ContentType const& contentType,
   }
   // The relationships parts that the package writes must not collide with a part either:
   // no part may sit inside one ("/_rels/.rels/x") or take the name of a "_rels" folder.
-  for (PartName const& prefix : detail::properPrefixes(name)) {
+  for (PartName const& prefix :
+       hasRelsFolder(name) ? detail::properPrefixes(name) : std::vector<PartName>()) {
     if (prefix.isRelationshipName()) {
       throw InvalidPartName("Could not " + what + ": it would lie inside the relationships part " +
                             detail::quoted(prefix.toString()));
