@@ -112,18 +112,20 @@ Enumerator<std::vector<Part>> Package::getParts() const {
 
 Part Package::createPart(PartName const& name, ContentType const& contentType,
                          interfaces::IPhysicalPartInfo const& info) {
-  std::string const what = "create the part " + detail::quoted(name.toString());
-  state().ensureWritable(what);
+  // The text is made only for a message: a package of many parts is made at one part a call.
+  auto const what = [&name] { return "create the part " + detail::quoted(name.toString()); };
+  state().ensureOpen();
+  if (state().access() == PackageAccess::Read) state().ensureWritable(what());
   if (name.isRelationshipName()) {
-    throw InvalidPartName("Could not " + what +
+    throw InvalidPartName("Could not " + what() +
                           ": relationships parts are written by the package itself");
   }
   if (auto record = state().findPart(name)) {
-    throw InvalidPartName("Could not " + what + ": the package already has the part " +
+    throw InvalidPartName("Could not " + what() + ": the package already has the part " +
                           detail::quoted(record->name.toString()));
   }
   if (auto conflict = state().findDerivationConflict(name)) {
-    throw InvalidPartName("Could not " + what + ": it cannot exist beside the part " +
+    throw InvalidPartName("Could not " + what() + ": it cannot exist beside the part " +
                           detail::quoted(conflict->toString()));
   }
   // The relationships parts that the package writes must not collide with a part either:
@@ -131,19 +133,20 @@ Part Package::createPart(PartName const& name, ContentType const& contentType,
   for (PartName const& prefix :
        hasRelsFolder(name) ? detail::properPrefixes(name) : std::vector<PartName>()) {
     if (prefix.isRelationshipName()) {
-      throw InvalidPartName("Could not " + what + ": it would lie inside the relationships part " +
+      throw InvalidPartName("Could not " + what() +
+                            ": it would lie inside the relationships part " +
                             detail::quoted(prefix.toString()));
     }
   }
   if (endsWithRelsSegment(name)) {
-    throw InvalidPartName("Could not " + what +
+    throw InvalidPartName("Could not " + what() +
                           ": \"_rels\" is the name of the folders of relationships parts");
   }
   interfaces::CompressionType const compression = info.getCompressionType();
   if (compression != interfaces::CompressionType::Stored &&
       compression != interfaces::CompressionType::DeflateMetadata &&
       compression != interfaces::CompressionType::DeflateContent) {
-    throw InvalidPartInfo("Could not " + what + ": unknown compression type " +
+    throw InvalidPartInfo("Could not " + what() + ": unknown compression type " +
                           std::to_string(static_cast<std::int32_t>(compression)));
   }
   auto record =
