@@ -11,10 +11,7 @@
 namespace opc {
 namespace {
 
-// Just under 64 KiB, so that freeing the block does not make the allocator consolidate its
-// small free chunks (it does for every free of 64 KiB or more): a copy per small file, as
-// when 100,000 files are added, paid that every time.
-constexpr std::size_t kBlockSize = 64 * 1024 - 256;
+constexpr std::size_t kBlockSize = 64 * 1024;
 
 // A transform may turn a chunk of its input into nothing, so a read that gives no byte
 // before the end is progress, not failure.  A stream that does nothing else for this many
