@@ -4,6 +4,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include <opc/core/confined_destination.h>
 #include <opc/core/file_system_ops.h>
@@ -20,6 +21,8 @@ struct ExtractionSession {
   opc::FileSystemOps const* fileSystem = nullptr;
   std::u16string root;
   std::unique_ptr<opc::ConfinedDestination> destination;
+  // The buffer that parts are copied through, kept from one file to the next.
+  std::vector<unsigned char> buffer;
 };
 
 }  // namespace detail

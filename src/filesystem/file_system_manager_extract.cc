@@ -17,6 +17,8 @@
 
 #include "filesystem/destination_guard.h"
 #include "filesystem/extraction_session.h"
+#include "filesystem/file_system_tree.h"
+#include "filesystem/leaf_extractor.h"
 
 namespace opc {
 namespace vkservices {
@@ -24,11 +26,7 @@ namespace vkservices {
 namespace {
 
 using boost::system::error_code;
-using detail::DestinationGuard;
-using detail::ExtractionRefused;
-using detail::Refusal;
-
-constexpr opc::Perms::Perms_tag kClobberPermissions = static_cast<opc::Perms::Perms_tag>(0777);
+using detail::LeafExtractor;
 
 // Whether `code` means that something is already there.  Both directions of equivalence are
 // asked, so that a code of any category that knows the condition is recognised.
@@ -39,51 +37,6 @@ bool isFileExists(error_code const& code) {
          condition.category().equivalent(code, condition.value());
 }
 
-// Raises what the confined destination met in the way of the entry at `pathName` as
-// `ErrorClass`; nothing for another result.
-template <typename ErrorClass>
-void throwIfRefused(opc::ConfinedResult const& result, opc::FileSystemOps const& fileSystem,
-                    std::u16string const& destination, std::u16string const& pathName) {
-  std::optional<Refusal> const refusal =
-      DestinationGuard::refusalFor(result, fileSystem, destination, pathName);
-  if (refusal) throw ErrorClass(refusal->message, refusal->code);
-}
-
-// The making of the parents does not know the kind of the entry: its refusal is raised here,
-// as the class of the entry's kind.
-template <typename ErrorClass, typename Step>
-std::u16string refusedAs(Step&& step) {
-  try {
-    return step();
-  } catch (ExtractionRefused const& refused) {
-    throw ErrorClass(refused.refusal().message, refused.refusal().code);
-  }
-}
-
-// Gives the file being written the time and permissions that `entry` keeps, where known.
-void restoreTimeAndPermissions(opc::ConfinedFile& output, FileSystemEntry const& entry,
-                               std::u16string const& path) {
-  error_code restoreCode;
-  boost::posix_time::ptime const time = entry.getLastModifiedTime();
-  if (time != FileSystemEntry::getUnknownTime()) {
-    output.setLastModifiedTime(time, restoreCode);
-    if (restoreCode) {
-      throw CouldNotSetLastModifiedTime("Could not set last modified time: " +
-                                            opc::toUDEString(path) + ": " + restoreCode.message(),
-                                        restoreCode);
-    }
-  }
-  opc::Perms::Perms_tag const permissions = entry.getPermissions();
-  if (permissions != FileSystemEntry::getUnknownPermissions()) {
-    output.setPermissions(permissions, restoreCode);
-    if (restoreCode) {
-      throw CouldNotSetPermissions(
-          "Could not set permissions: " + opc::toUDEString(path) + ": " + restoreCode.message(),
-          restoreCode);
-    }
-  }
-}
-
 }  // namespace
 
 void FileSystemManager::extractAll(std::u16string const& destination, RestoreMode restoreMode,
@@ -91,9 +44,12 @@ void FileSystemManager::extractAll(std::u16string const& destination, RestoreMod
   ensureLoaded();
   destFS_ = &fileSystemOpsSelector_.getForPath(destination);
   enterDestination(destination);
-  for (FileSystemEntry const& entry : getAllLeafs()) {
-    extractEntryInternal(destination, entry, restoreMode, transformMode, replaceMode);
-  }
+  // The tree is walked in path order, one entry made at a time, rather than all its leaves
+  // copied first.
+  tree_->visitLeaves([&](FileSystemTree::LeafView const& leaf) {
+    extractEntryInternal(destination, makeEntry(detail::nodeOfLeaf(leaf)), restoreMode,
+                         transformMode, replaceMode);
+  });
 }
 
 void FileSystemManager::extractEntry(std::u16string const& destination,
@@ -120,26 +76,11 @@ void FileSystemManager::extractEntryInternal(std::u16string const& destination,
 void FileSystemManager::extractFileInternal(std::u16string const& destination,
                                             FileSystemEntry const& entry, RestoreMode restoreMode,
                                             TransformMode transformMode, ReplaceMode replaceMode) {
-  if (transformMode == TransformMode::ApplyTransforms && isEncryptedContent(entry)) {
-    extractFileThroughTemporary(destination, entry, restoreMode, replaceMode);
-    return;
-  }
-  std::u16string const pathName = entry.getPathName();
-  std::u16string const path = refusedAs<CouldNotCreateFile>(
-      [&] { return ensureDestinationParentExists(destination, pathName); });
-  std::unique_ptr<opc::ConfinedFile> output =
-      openForWriting(destination, pathName, path, replaceMode);
-  {
-    std::unique_ptr<IContentSource> source = getFileContentSource(entry, transformMode);
-    opc::StreamHelper::copyStreamToStream(source->getInputStream(), output->stream());
-  }
-  if (restoreMode != RestoreMode::RestoreTimeAndPermissions) return;
-  // The content is complete before the time is set, or writing it would change the time
-  // again; a destination that works by path looks at the name once more here.
-  opc::ConfinedResult result;
-  output->finishContent(result);
-  throwIfRefused<CouldNotCreateFile>(result, getDestFSImpl(), destination, pathName);
-  restoreTimeAndPermissions(*output, entry, path);
+  LeafExtractor(getDestFSImpl(), destination, *extraction_->destination)
+      .extractPart(entry, entry.getContentName(), getPackage(), restoreMode, transformMode,
+                   replaceMode, extraction_->buffer, [&] {
+                     extractFileThroughTemporary(destination, entry, restoreMode, replaceMode);
+                   });
 }
 
 void FileSystemManager::extractFileThroughTemporary(std::u16string const& destination,
@@ -147,14 +88,19 @@ void FileSystemManager::extractFileThroughTemporary(std::u16string const& destin
                                                     RestoreMode restoreMode,
                                                     ReplaceMode replaceMode) {
   std::u16string const pathName = entry.getPathName();
-  std::u16string const path = refusedAs<CouldNotCreateFile>(
-      [&] { return ensureDestinationParentExists(destination, pathName); });
   opc::FileSystemOps& fileSystem = getDestFSImpl();
   opc::ConfinedDestination& target = *extraction_->destination;
+  LeafExtractor leaves(fileSystem, destination, target);
+  std::u16string path;
+  try {
+    path = leaves.ensureParentExists(pathName);
+  } catch (detail::ExtractionRefused const& refused) {
+    throw CouldNotCreateFile(refused.refusal().message, refused.refusal().code);
+  }
 
   opc::ConfinedResult result;
   std::unique_ptr<opc::ConfinedFile> output = target.openTemporaryFile(pathName, result);
-  throwIfRefused<CouldNotCreateFile>(result, fileSystem, destination, pathName);
+  leaves.throwIfRefused(result, pathName);
   if (!output) {
     throw CouldNotCreateFile("Could not create or overwrite file: " + opc::toUDEString(path) +
                                  ": " + result.code.message(),
@@ -169,16 +115,16 @@ void FileSystemManager::extractFileThroughTemporary(std::u16string const& destin
     opc::StreamHelper::copyStreamToStream(source->getInputStream(), output->stream());
   }
   output->finishContent(result);
-  throwIfRefused<CouldNotCreateFile>(result, fileSystem, destination, pathName);
+  leaves.throwIfRefused(result, pathName);
   if (restoreMode == RestoreMode::RestoreTimeAndPermissions) {
-    restoreTimeAndPermissions(*output, entry, path);
+    LeafExtractor::restoreTimeAndPermissions(*output, entry, path);
   }
   // What stands at the path meets the same refusals and replace modes as on the plain road
   // (a link, a file with other hard links, a read-only file), now that the content is known
   // to be whole: an existing file opened here is emptied only to be replaced at once.
   error_code existsCode;
   if (target.exists(pathName, existsCode)) {
-    openForWriting(destination, pathName, path, replaceMode).reset();
+    leaves.openForWriting(pathName, path, replaceMode).reset();
   }
   error_code commitCode;
   output->commit(commitCode);
@@ -189,85 +135,15 @@ void FileSystemManager::extractFileThroughTemporary(std::u16string const& destin
   }
 }
 
-std::unique_ptr<opc::ConfinedFile> FileSystemManager::openForWriting(
-    std::u16string const& destination, std::u16string const& pathName, std::u16string const& path,
-    ReplaceMode replaceMode) {
-  opc::FileSystemOps& fileSystem = getDestFSImpl();
-  opc::ConfinedDestination& target = *extraction_->destination;
-
-  // A link at the path is refused before anything is opened or clobbered through it.
-  opc::ConfinedResult result;
-  std::unique_ptr<opc::ConfinedFile> output = target.openFile(pathName, result);
-  throwIfRefused<CouldNotCreateFile>(result, fileSystem, destination, pathName);
-  if (output) return output;
-  error_code const code = result.code;
-  error_code existsCode;
-  bool const existing = target.exists(pathName, existsCode);
-  if (replaceMode == ReplaceMode::ReplaceNever ||
-      (replaceMode == ReplaceMode::ReplaceExisting && !existing)) {
-    // An existing file says why more plainly than the open's code does.
-    throw CouldNotCreateFile(
-        "Could not create or overwrite file: " + opc::toUDEString(path),
-        existing ? boost::system::errc::make_error_code(boost::system::errc::file_exists) : code);
-  }
-  error_code ignored;
-  target.setPermissions(pathName, kClobberPermissions, ignored);
-  output = target.openFile(pathName, result);
-  throwIfRefused<CouldNotCreateFile>(result, fileSystem, destination, pathName);
-  if (!output) {
-    throw CouldNotCreateFile(
-        "Could not clobber file: " + opc::toUDEString(path) + ": " + result.code.message(),
-        result.code);
-  }
-  return output;
-}
-
 void FileSystemManager::extractFolderInternal(std::u16string const& destination,
                                               FileSystemEntry const& entry) {
-  std::u16string const pathName = entry.getPathName();
-  std::u16string const path = refusedAs<CouldNotCreateFolder>(
-      [&] { return ensureDestinationParentExists(destination, pathName); });
-  error_code code;
-  // Whatever is there counts as the folder; nothing is made through it.
-  extraction_->destination->createFolder(pathName, code);
-  if (code) {
-    throw CouldNotCreateFolder(
-        "Could not create folder: " + opc::toUDEString(path) + ": " + code.message(), code);
-  }
+  LeafExtractor(getDestFSImpl(), destination, *extraction_->destination).extractFolder(entry);
 }
 
 void FileSystemManager::extractLinkInternal(std::u16string const& destination,
                                             FileSystemEntry const& entry) {
-  std::u16string const pathName = entry.getPathName();
-  std::u16string const path = refusedAs<CouldNotCreateLink>(
-      [&] { return ensureDestinationParentExists(destination, pathName); });
-  ensureLoaded();
-  if (!entry.isLink()) throw FileSystemEntryMustBeLink("File system entry must be a symbolic link");
-  opc::FileSystemOps& fileSystem = getDestFSImpl();
-
-  std::u16string target = entry.getContentName();
-  std::u16string const root = FileSystemEntry::getRootName();
-  if (target.compare(0, root.size(), root) == 0) {
-    // An absolute target is a path in the package: the link points into the extracted tree.
-    // A target that climbs above the package root cannot be placed there.
-    try {
-      target = fileSystem.appendPath(destination, target);
-    } catch (opc::Exception const& e) {
-      if (e.code() != boost::system::errc::invalid_argument) throw;
-      Refusal const refusal =
-          DestinationGuard::makeRefusal(pathName, "the link target leaves the destination",
-                                        boost::system::errc::invalid_argument);
-      throw CouldNotCreateLink(refusal.message, refusal.code);
-    }
-  }
-  // A relative target stays as it is, even one that points outside: nothing is ever written
-  // through a link, since the destination never passes one.
-  error_code code;
-  extraction_->destination->createSymlink(target, pathName, code);
-  if (code) {
-    throw CouldNotCreateLink(
-        "Could not create link: " + opc::toUDEString(path) + ": " + code.message(), code);
-  }
+  LeafExtractor(getDestFSImpl(), destination, *extraction_->destination)
+      .extractLink(entry, entry.getContentName());
 }
 
 void FileSystemManager::ensureDestinationRootExists(std::u16string const& destination) const {
@@ -302,23 +178,8 @@ opc::ConfinedDestination& FileSystemManager::enterDestination(std::u16string con
 
 std::u16string FileSystemManager::ensureDestinationParentExists(
     std::u16string const& destination, std::u16string const& pathName) const {
-  // The text first, before appendPath could raise a plain error of its own for "..".
-  if (std::optional<Refusal> refusal = DestinationGuard::checkPathName(pathName)) {
-    throw ExtractionRefused(*refusal);
-  }
-  opc::FileSystemOps& fileSystem = getDestFSImpl();
-  std::u16string fullPath = fileSystem.appendPath(destination, pathName);
-  opc::ConfinedResult result;
-  extraction_->destination->makeParents(pathName, result);
-  if (std::optional<Refusal> refusal =
-          DestinationGuard::refusalFor(result, fileSystem, destination, pathName)) {
-    throw ExtractionRefused(*refusal);
-  }
-  if (!result.done()) {
-    throw CouldNotCreateDestinationParent(
-        "Could not create the destination parent directory: " + result.code.message(), result.code);
-  }
-  return fullPath;
+  return LeafExtractor(getDestFSImpl(), destination, *extraction_->destination)
+      .ensureParentExists(pathName);
 }
 
 }  // namespace vkservices

@@ -94,11 +94,9 @@ void runExtract(ExtractOptions const& options) {
     // Everything, with nothing to show between entries: the library's own walk over all the
     // leaves, in the same order and with the same errors as entry by entry, without the look
     // at the destination that each call of its own makes.  An empty file system still makes
-    // the destination.  With --jobs, a plain package is shared out among threads, each with
-    // its own reader; with a key, the one manager that holds it does the work.
-    bool const plain = options.key.keyFile.empty() && options.key.passwordFile.empty();
-    extractInParallel(open, options.package, destination, ExtractModes{restore, transform, replace},
-                      plain ? options.jobs : 1);
+    // the destination.  With --jobs the leaves are shared out among threads that all read the
+    // one open package (encrypted files are decrypted one at a time).
+    extractInParallel(files, destination, ExtractModes{restore, transform, replace}, options.jobs);
     return;
   }
   std::map<std::u16string, FileSystemEntry> const chosen = chooseEntries(files, options.paths);
@@ -149,9 +147,8 @@ void addExtractCommand(CLI::App& app, Commands& commands) {
       ->check(CLI::IsMember({"never", "existing", "always"}));
   command
       ->add_option("-j,--jobs", options->jobs,
-                   "Threads that extract a whole plain package (default 1; 0: one per 2000 "
-                   "entries, at most one per processor and 4); each further thread opens the "
-                   "package again, which pays on many entries and idle processors")
+                   "Threads that extract a whole package, all reading the one open package "
+                   "(default 1; 0: one per processor, at most 4)")
       ->check(CLI::Range(0u, 64u));
   command->add_flag("--no-transforms", options->noTransforms,
                     "Write the bytes as they are stored, without decoding them");

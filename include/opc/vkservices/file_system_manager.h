@@ -34,6 +34,7 @@ namespace vkservices {
 
 class FileSystemTree;
 class FileSystemManifestXml;
+class SharedExtraction;
 
 namespace detail {
 class FileSystemManagerAccess;
@@ -377,6 +378,7 @@ class OPCVK_EXPORT FileSystemManager : public opc::model::DataManager {
 
  private:
   friend class detail::FileSystemManagerAccess;
+  friend class SharedExtraction;
 
   // --- Load and save, called by the package model.
   // Reads the manifest into a new tree; a part of the older manifest's content type is
@@ -487,12 +489,6 @@ class OPCVK_EXPORT FileSystemManager : public opc::model::DataManager {
   // once the content is whole and its tag verified.
   void extractFileThroughTemporary(std::u16string const& destination, FileSystemEntry const& entry,
                                    RestoreMode restoreMode, ReplaceMode replaceMode);
-  // Opens the file `pathName` (real path `path`) below the destination for writing, as
-  // `replaceMode` allows for a file that cannot be opened as it is.
-  std::unique_ptr<opc::ConfinedFile> openForWriting(std::u16string const& destination,
-                                                    std::u16string const& pathName,
-                                                    std::u16string const& path,
-                                                    ReplaceMode replaceMode);
   void extractFolderInternal(std::u16string const& destination, FileSystemEntry const& entry);
   void extractLinkInternal(std::u16string const& destination, FileSystemEntry const& entry);
   void ensureDestinationRootExists(std::u16string const& destination) const;

@@ -6,6 +6,7 @@
 #include <opc/model/exceptions.h>
 #include <opc/model/package.h>
 
+#include "../part_name_rules.h"
 #include "../text_chars.h"
 #include "package_state.h"
 
@@ -100,6 +101,21 @@ Part Package::getPart(PartName const& name) const {
                        state().label());
   }
   return Part(sharedState(), record->name);
+}
+
+std::unique_ptr<PartReader> Package::openPartReader(std::u16string const& name) const {
+  state().ensureOpen();
+  // The key of a text that names a part equals the key of a name that was checked when the
+  // archive was read, so only a text that names nothing is checked (and then told as such).
+  ContentType const* type = nullptr;
+  std::shared_ptr<detail::PartContent const> content =
+      state().findContent(detail::makePartNameKey(name), type);
+  if (!content) {
+    PartName const checked(name);
+    throw PartNotFound("No part " + detail::quoted(checked.toString()) + " in the package " +
+                       state().label());
+  }
+  return std::unique_ptr<PartReader>(new PartReader(*type, content));
 }
 
 Enumerator<std::vector<Part>> Package::getParts() const {

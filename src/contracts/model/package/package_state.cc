@@ -278,6 +278,20 @@ std::shared_ptr<PartRecord> PackageState::findPartByKey(std::string const& key) 
   return lastRecord_;
 }
 
+std::shared_ptr<PartContent const> PackageState::findContent(std::string const& key,
+                                                             ContentType const*& type) const {
+  auto const found = byKey_.find(key);
+  if (found != byKey_.end()) {
+    type = found->second->contentType.get();
+    return found->second->content;
+  }
+  std::uint32_t const row = table_.find(key);
+  if (row == PartTable::kNone || table_.rows()[row].type == PartTable::kNone) return nullptr;
+  PartTable::Row const& r = table_.rows()[row];
+  type = &table_.types()[r.type];
+  return makeArchiveContent(archive_, archive_->entries()[r.entry]);
+}
+
 std::shared_ptr<PartRecord> PackageState::partForHandle(PartName const& name) const {
   ensureOpen();
   std::shared_ptr<PartRecord> record = findPart(name);

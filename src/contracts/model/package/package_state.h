@@ -115,6 +115,10 @@ class PackageState {
   std::shared_ptr<PartRecord> findPart(PartName const& name) const;
   // The part; throws InvalidPackageState (for a handle) naming the part if it is gone.
   std::shared_ptr<PartRecord> partForHandle(PartName const& name) const;
+  // The content and type of the part whose comparison key is `key`, or null.  Changes
+  // nothing, so that several threads may ask at once while nobody changes the package.
+  std::shared_ptr<PartContent const> findContent(std::string const& key,
+                                                 ContentType const*& type) const;
   // Every part, in the order of the archive, then those made since.  In a package open for
   // Read the records are made at the first call.
   std::vector<std::shared_ptr<PartRecord>> const& parts() const;

@@ -12,6 +12,7 @@
 #include <opc/model/package_options.h>
 #include <opc/model/part.h>
 #include <opc/model/part_name.h>
+#include <opc/model/part_reader.h>
 #include <opc/model/relationship_source.h>
 #include <opc/model/standard_part_info.h>
 
@@ -42,7 +43,11 @@ class DataManager;
 // over changes it has not seen.  Readers take no lock, are never held up, and always see a
 // complete package.  On a file system without locks, writers are not held apart.
 //
-// Not thread-safe: one thread at a time uses a package, its parts and its streams.
+// Not thread-safe: one thread at a time uses a package, its parts and its streams.  The one
+// exception is reading: several threads may call openPartReader() at once, and each read the
+// readers it got, while no thread calls any other member of the package or of its parts.
+// Different parts, or the same part, may be read so; a package open for Read reads its
+// archive by position (pread), so that no reader moves another's place in the file.
 class OPC_MODEL_EXPORT Package : public RelationshipSource {
  public:
   // Opens the package at `path`.  Read and Modify need an existing, valid package (throws
@@ -82,6 +87,14 @@ class OPC_MODEL_EXPORT Package : public RelationshipSource {
   // The part of that name; throws PartNotFound if there is none.  The handle carries the
   // name as the part has it, which may differ in ASCII case from `name`.
   Part getPart(PartName const& name) const;
+  // A reader of the content of the part whose name is `name` (compared as PartName does,
+  // without regard to ASCII case), which the caller owns; see PartReader.  A text that names
+  // a part is not checked again; one that names none is checked as a PartName, so that it
+  // raises InvalidPartName if it is no part name, else PartNotFound as getPart does.  Throws
+  // InvalidPackageState if the package is closed, and what reading the item's local header
+  // raises (InvalidPackage naming the item).  May be called from several threads at once (see
+  // the class comment); nothing is kept in the package for the reader.
+  std::unique_ptr<PartReader> openPartReader(std::u16string const& name) const;
   // Every part, relationships parts excluded, in archive order then order of creation.
   Enumerator<std::vector<Part>> getParts() const;
 

@@ -1,0 +1,83 @@
+// LeafExtractor: one entry of the package file system made below a confined destination.
+#ifndef SRC_FILESYSTEM_LEAF_EXTRACTOR_H_
+#define SRC_FILESYSTEM_LEAF_EXTRACTOR_H_
+
+#include <functional>
+#include <memory>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include <opc/core/confined_destination.h>
+#include <opc/core/file_system_ops.h>
+#include <opc/model/package.h>
+#include <opc/vkservices/file_system_entry.h>
+#include <opc/vkservices/file_system_manager.h>
+
+#include "filesystem/file_system_node.h"
+#include "filesystem/file_system_tree.h"
+
+namespace opc {
+namespace vkservices {
+namespace detail {
+
+// The node of a leaf that the tree shows without copying it, unknown values as unknown.
+FileSystemNode nodeOfLeaf(FileSystemTree::LeafView const& leaf);
+
+// The steps of extraction that do not depend on where the content comes from: the parents,
+// the refusals of the DestinationGuard, the replace modes, the link targets, the restored
+// time and permissions, each failure with its class and words.  Works on the confined
+// destination it is given, which the caller made for `destination` on `fileSystem` after
+// the root was made; holds nothing of its own, so that each thread of a shared extraction
+// uses one over its own destination.  Not thread-safe (the destination is not).
+class LeafExtractor {
+ public:
+  // Writes a file's whole content into the stream it is given.
+  using ContentWriter = std::function<void(std::ostream&)>;
+
+  LeafExtractor(opc::FileSystemOps const& fileSystem, std::u16string const& destination,
+                opc::ConfinedDestination& target)
+      : fileSystem_(fileSystem), destination_(destination), target_(target) {}
+
+  // The file `entry` with the content of its part in `package`, read through `buffer` (see
+  // copyPartContent).  Content that must be decrypted (an encrypted part, with
+  // ApplyTransforms) is left to `decrypted`, called instead.  A part that cannot be found
+  // is told before anything is made with ApplyTransforms (the road depends on its type),
+  // and after the file is opened otherwise.
+  void extractPart(FileSystemEntry const& entry, std::u16string const& partName,
+                   opc::model::Package const& package, RestoreMode restoreMode,
+                   TransformMode transformMode, ReplaceMode replaceMode,
+                   std::vector<unsigned char>& buffer, std::function<void()> const& decrypted);
+  // The file `entry` with the content that `writeContent` gives.
+  void extractFile(FileSystemEntry const& entry, RestoreMode restoreMode, ReplaceMode replaceMode,
+                   ContentWriter const& writeContent);
+  void extractFolder(FileSystemEntry const& entry);
+  // The link `entry` to `target`, the entry's content name.
+  void extractLink(FileSystemEntry const& entry, std::u16string target);
+
+  // Makes the folders above the entry at `pathName` and returns its real path; a refusal
+  // comes out as ExtractionRefused, a failure as CouldNotCreateDestinationParent.
+  std::u16string ensureParentExists(std::u16string const& pathName);
+  // Opens the file `pathName` (real path `path`) for writing, as `replaceMode` allows for a
+  // file that cannot be opened as it is.
+  std::unique_ptr<opc::ConfinedFile> openForWriting(std::u16string const& pathName,
+                                                    std::u16string const& path,
+                                                    ReplaceMode replaceMode);
+  // Raises what the destination met (a link, a shared file) as CouldNotCreateFile.
+  void throwIfRefused(opc::ConfinedResult const& result, std::u16string const& pathName) const;
+
+  // Gives the file being written the time and permissions that `entry` keeps, where known.
+  static void restoreTimeAndPermissions(opc::ConfinedFile& output, FileSystemEntry const& entry,
+                                        std::u16string const& path);
+
+ private:
+  opc::FileSystemOps const& fileSystem_;
+  std::u16string const& destination_;
+  opc::ConfinedDestination& target_;
+};
+
+}  // namespace detail
+}  // namespace vkservices
+}  // namespace opc
+
+#endif  // SRC_FILESYSTEM_LEAF_EXTRACTOR_H_

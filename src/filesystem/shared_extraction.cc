@@ -1,0 +1,265 @@
+// SharedExtraction: the leaves of the tree, walked once in path order, handed out in batches
+// to the threads that work; each thread extracts through a confined destination of its own,
+// and the symbolic links wait for the end.
+#include <algorithm>
+#include <atomic>
+#include <condition_variable>
+#include <deque>
+#include <exception>
+#include <limits>
+#include <mutex>
+#include <utility>
+#include <vector>
+
+#include <opc/core/confined_destination.h>
+#include <opc/vkservices/shared_extraction.h>
+
+#include "filesystem/extraction_session.h"
+#include "filesystem/file_system_tree.h"
+#include "filesystem/leaf_extractor.h"
+
+namespace opc {
+namespace vkservices {
+
+namespace {
+
+constexpr std::size_t kNoFailure = std::numeric_limits<std::size_t>::max();
+
+// A leaf and its place in path order; `content` is the part name of a file, the target of a
+// link.
+struct Leaf {
+  std::size_t index;
+  FileSystemEntry entry;
+  std::u16string content;
+};
+
+using Batch = std::vector<Leaf>;
+
+// Thrown from the walk to end it early.
+struct StopWalk {};
+
+}  // namespace
+
+class SharedExtraction::State {
+ public:
+  State(FileSystemManager& files, std::u16string destination, RestoreMode restoreMode,
+        TransformMode transformMode, ReplaceMode replaceMode)
+      : files_(files),
+        destination_(std::move(destination)),
+        restoreMode_(restoreMode),
+        transformMode_(transformMode),
+        replaceMode_(replaceMode) {
+    files_.ensureLoaded();
+    files_.destFS_ = &files_.fileSystemOpsSelector_.getForPath(destination_);
+    // The manager's own destination makes the root (as extractAll does) and serves the
+    // encrypted files, which go through the manager one at a time.
+    files_.enterDestination(destination_);
+    fileSystem_ = &files_.getDestFSImpl();
+  }
+
+  void feed() {
+    // Whatever ends the walk, the workers learn that nothing more is coming.
+    struct Fed {
+      State& state;
+      ~Fed() {
+        std::lock_guard<std::mutex> lock(state.mutex_);
+        state.fed_ = true;
+        state.changed_.notify_all();
+      }
+    } fed{*this};
+    Batch batch;
+    batch.reserve(kBatchSize);
+    try {
+      files_.tree_->visitLeaves([&](FileSystemTree::LeafView const& leaf) {
+        if (firstFailure() != kNoFailure) throw StopWalk();
+        batch.push_back(Leaf{leavesFed_.load(), files_.makeEntry(detail::nodeOfLeaf(leaf)),
+                             std::u16string(leaf.getContentName())});
+        leavesFed_.fetch_add(1);
+        if (batch.size() == kBatchSize) {
+          handOut(std::move(batch));
+          batch = Batch();
+          batch.reserve(kBatchSize);
+        }
+      });
+    } catch (StopWalk const&) {
+      return;
+    }
+    if (!batch.empty()) handOut(std::move(batch));
+  }
+
+  void work() {
+    Worker worker(*this);
+    for (;;) {
+      Batch batch;
+      {
+        std::unique_lock<std::mutex> lock(mutex_);
+        changed_.wait(lock, [&] { return !waiting_.empty() || fed_ || stopped(); });
+        if (waiting_.empty() || stopped()) return;
+        batch = std::move(waiting_.front());
+        waiting_.pop_front();
+      }
+      changed_.notify_all();
+      worker.extract(batch);
+    }
+  }
+
+  void finish() {
+    {
+      std::lock_guard<std::mutex> lock(mutex_);
+      finishing_ = true;
+    }
+    std::sort(links_.begin(), links_.end(),
+              [](Leaf const& a, Leaf const& b) { return a.index < b.index; });
+    if (!links_.empty()) {
+      Worker worker(*this);
+      for (Leaf const& link : links_) {
+        if (!worker.extractOne(link)) break;
+      }
+    }
+    if (error_) std::rethrow_exception(error_);
+  }
+
+  std::size_t leavesFed() const { return leavesFed_; }
+
+ private:
+  // What one thread keeps: its own walk of the destination and its copy buffer.
+  class Worker {
+   public:
+    explicit Worker(State& state)
+        : state_(state),
+          target_(state.fileSystem_->openConfinedDestination(state.destination_)),
+          leaves_(*state.fileSystem_, state.destination_, *target_) {}
+
+    void extract(Batch const& batch) {
+      for (Leaf const& leaf : batch) {
+        if (!extractOne(leaf)) return;
+      }
+    }
+
+    // False once this leaf or one before it failed.
+    bool extractOne(Leaf const& leaf) {
+      if (state_.firstFailure() < leaf.index) return false;
+      try {
+        FileSystemEntry const& entry = leaf.entry;
+        if (entry.isFolder()) {
+          leaves_.extractFolder(entry);
+        } else if (entry.isFile()) {
+          FileSystemManager& files = state_.files_;
+          leaves_.extractPart(entry, leaf.content, files.getPackage(), state_.restoreMode_,
+                              state_.transformMode_, state_.replaceMode_, buffer_, [&] {
+                                std::lock_guard<std::mutex> lock(state_.decryptMutex_);
+                                files.extractFileThroughTemporary(state_.destination_, entry,
+                                                                  state_.restoreMode_,
+                                                                  state_.replaceMode_);
+                              });
+        } else if (state_.deferLink(leaf)) {
+          return true;
+        } else {
+          leaves_.extractLink(entry, leaf.content);
+        }
+      } catch (...) {
+        state_.fail(leaf.index, std::current_exception());
+        return false;
+      }
+      return true;
+    }
+
+   private:
+    State& state_;
+    std::unique_ptr<opc::ConfinedDestination> target_;
+    detail::LeafExtractor leaves_;
+    std::vector<unsigned char> buffer_;
+  };
+
+  std::size_t firstFailure() const {
+    std::lock_guard<std::mutex> lock(failureMutex_);
+    return firstFailure_;
+  }
+  bool stopped() const { return firstFailure() != kNoFailure && waitingAfterFailure(); }
+  // Whether every batch still waiting lies after the first failure (called with mutex_).
+  bool waitingAfterFailure() const {
+    return waiting_.empty() || waiting_.front().front().index > firstFailure();
+  }
+
+  void fail(std::size_t index, std::exception_ptr error) {
+    {
+      std::lock_guard<std::mutex> lock(failureMutex_);
+      if (index < firstFailure_) {
+        firstFailure_ = index;
+        error_ = std::move(error);
+      }
+    }
+    std::lock_guard<std::mutex> lock(mutex_);
+    changed_.notify_all();
+  }
+
+  // Keeps a link for finish(); false once finish() is making them.
+  bool deferLink(Leaf const& leaf) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (finishing_) return false;
+    links_.push_back(leaf);
+    return true;
+  }
+
+  void handOut(Batch batch) {
+    std::unique_lock<std::mutex> lock(mutex_);
+    // With enough waiting, the feeding thread extracts the oldest batch itself rather than
+    // wait: a caller that feeds and works on one thread then never waits for itself.
+    while (waiting_.size() >= kWaitingBatches && !stopped()) {
+      Batch oldest = std::move(waiting_.front());
+      waiting_.pop_front();
+      lock.unlock();
+      feeder().extract(oldest);
+      lock.lock();
+    }
+    waiting_.push_back(std::move(batch));
+    changed_.notify_all();
+  }
+
+  Worker& feeder() {
+    if (!feeder_) feeder_ = std::make_unique<Worker>(*this);
+    return *feeder_;
+  }
+
+  FileSystemManager& files_;
+  std::u16string const destination_;
+  RestoreMode const restoreMode_;
+  TransformMode const transformMode_;
+  ReplaceMode const replaceMode_;
+  opc::FileSystemOps* fileSystem_ = nullptr;
+
+  // Guards the batches waiting, fed_, links_ and finishing_.
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::deque<Batch> waiting_;
+  bool fed_ = false;
+  bool finishing_ = false;
+  std::vector<Leaf> links_;
+  // Counted by the feeding thread, read by any.
+  std::atomic<std::size_t> leavesFed_{0};
+  // Only the feeding thread touches it.
+  std::unique_ptr<Worker> feeder_;
+
+  mutable std::mutex failureMutex_;
+  std::size_t firstFailure_ = kNoFailure;
+  std::exception_ptr error_;
+
+  // Encrypted files go through the manager, one at a time.
+  std::mutex decryptMutex_;
+};
+
+SharedExtraction::SharedExtraction(FileSystemManager& files, std::u16string destination,
+                                   RestoreMode restoreMode, TransformMode transformMode,
+                                   ReplaceMode replaceMode)
+    : state_(std::make_unique<State>(files, std::move(destination), restoreMode, transformMode,
+                                     replaceMode)) {}
+
+SharedExtraction::~SharedExtraction() = default;
+
+void SharedExtraction::feed() { state_->feed(); }
+void SharedExtraction::work() { state_->work(); }
+void SharedExtraction::finish() { state_->finish(); }
+std::size_t SharedExtraction::leavesFed() const { return state_->leavesFed(); }
+
+}  // namespace vkservices
+}  // namespace opc
