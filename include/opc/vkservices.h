@@ -61,6 +61,7 @@
 #include <opc/vkservices/i_encryptor.h>
 #include <opc/vkservices/iv_mode.h>
 #include <opc/vkservices/schema_base.h>
+#include <opc/vkservices/shared_extraction.h>
 #include <opc/vkservices/transform_source.h>
 #include <opc/vkservices/ude_to_utf8_transform.h>
 #include <opc/vkservices/version.h>

@@ -34,6 +34,7 @@
 #include "support/temp_dir.h"
 #include "unit/core/local_file_system_ops_test_util.h"
 #include "unit/filesystem/file_system_manager_test_support.h"
+#include "unit/filesystem/shared_extraction_support.h"
 
 namespace {
 
@@ -217,6 +218,10 @@ class ExtractionConfinementTest : public ::testing::Test {
 
   void extractAll(RestoreMode restore = RestoreMode::RestoreNothing,
                   ReplaceMode replace = ReplaceMode::ReplaceNever) {
+    if (sharedThreads_ > 0) {
+      opcvk_test::extractShared(*manager_, dest16(), sharedThreads_, restore, replace);
+      return;
+    }
     manager_->extractAll(dest16(), restore, TransformMode::NoTransforms, replace);
   }
 
@@ -239,6 +244,8 @@ class ExtractionConfinementTest : public ::testing::Test {
   }
 
   TempDir temp_;
+  // Extraction through a SharedExtraction on this many threads, or extractAll for 0.
+  unsigned sharedThreads_ = 0;
   std::map<std::string, Seen> before_;
   std::unique_ptr<Package> package_;
   std::unique_ptr<FileSystemManager> manager_;
@@ -385,6 +392,27 @@ TEST_F(ExtractionConfinementTest, LinkPlantedOnTheWayIsRefused) {
   manager_->createLink(u"/x/planted", u"anything");
   expectRefusal<CouldNotCreateLink>("/x/planted", linkOnTheWay(in("x")),
                                     boost::system::errc::too_many_symbolic_link_levels);
+  expectOutsideUntouched();
+}
+
+TEST_F(ExtractionConfinementTest, SharedExtractionRefusesAsExtractAll) {
+  sharedThreads_ = 3;
+  open(entry("/a/../../outside/secret", "File") + entry("/b", "File"));
+  expectRefusal<CouldNotCreateFile>(
+      "/a/../../outside/secret", leaves(), boost::system::errc::invalid_argument,
+      RestoreMode::RestoreTimeAndPermissions, ReplaceMode::ReplaceAlways);
+  open(entry("/l", "SymLink", "/../../outside/secret"));
+  expectRefusal<CouldNotCreateLink>("/l", "the link target leaves the destination",
+                                    boost::system::errc::invalid_argument);
+  EXPECT_FALSE(pathExists(in("l")));
+  ASSERT_EQ(::symlink("../../outside", in("x").c_str()), 0);
+  fresh();
+  addFile(u"/w", "made");
+  addFile(u"/x/secret", "overwritten?");
+  manager_->createLink(u"/x/z-planted", u"anything");
+  expectRefusal<CouldNotCreateFile>("/x/secret", linkOnTheWay(in("x")),
+                                    boost::system::errc::too_many_symbolic_link_levels);
+  EXPECT_EQ(readFile(in("w")), "made");
   expectOutsideUntouched();
 }
 
