@@ -261,5 +261,12 @@ void SharedExtraction::work() { state_->work(); }
 void SharedExtraction::finish() { state_->finish(); }
 std::size_t SharedExtraction::leavesFed() const { return state_->leavesFed(); }
 
+std::size_t SharedExtraction::countLeaves(FileSystemManager& files) {
+  files.ensureLoaded();
+  std::size_t count = 0;
+  files.tree_->visitLeaves([&count](FileSystemTree::LeafView const&) { ++count; });
+  return count;
+}
+
 }  // namespace vkservices
 }  // namespace opc

@@ -35,7 +35,7 @@ struct ExtractOptions {
   std::string replace = "never";
   bool noTransforms = false;
   bool quiet = false;
-  unsigned jobs = 1;
+  unsigned jobs = 0;
   KeyOptions key;
 };
 
@@ -148,7 +148,7 @@ void addExtractCommand(CLI::App& app, Commands& commands) {
   command
       ->add_option("-j,--jobs", options->jobs,
                    "Threads that extract a whole package, all reading the one open package "
-                   "(default 1; 0: one per processor, at most 4)")
+                   "(default 0: one per 2000 entries, at most one per processor and 4)")
       ->check(CLI::Range(0u, 64u));
   command->add_flag("--no-transforms", options->noTransforms,
                     "Write the bytes as they are stored, without decoding them");

@@ -12,14 +12,17 @@ namespace opcvk {
 using opc::vkservices::FileSystemManager;
 using opc::vkservices::SharedExtraction;
 
-unsigned extractJobs(unsigned jobs) {
+unsigned extractJobs(FileSystemManager& files, unsigned jobs) {
   if (jobs != 0) return jobs;
-  return std::min(std::max(1u, std::thread::hardware_concurrency()), kMaxExtractJobs);
+  std::size_t const wanted =
+      std::max<std::size_t>(1, SharedExtraction::countLeaves(files) / kLeavesPerExtractJob);
+  return static_cast<unsigned>(std::min<std::size_t>(
+      {wanted, std::max(1u, std::thread::hardware_concurrency()), kMaxExtractJobs}));
 }
 
 void extractInParallel(FileSystemManager& files, std::u16string const& destination,
                        ExtractModes const& modes, unsigned jobs) {
-  jobs = extractJobs(jobs);
+  jobs = extractJobs(files, jobs);
   if (jobs == 1) {
     files.extractAll(destination, modes.restore, modes.transform, modes.replace);
     return;

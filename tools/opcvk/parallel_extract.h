@@ -2,6 +2,7 @@
 #ifndef TOOLS_OPCVK_PARALLEL_EXTRACT_H_
 #define TOOLS_OPCVK_PARALLEL_EXTRACT_H_
 
+#include <cstddef>
 #include <string>
 
 #include <opc/vkservices/file_system_manager.h>
@@ -14,11 +15,15 @@ struct ExtractModes {
   opc::vkservices::ReplaceMode replace;
 };
 
-// With 0 threads asked for: one per processor, at most this many.
+// With 0 threads asked for: one per processor, at most this many...
 constexpr unsigned kMaxExtractJobs = 4;
+// ...and one per this many leaves at the most: below it, a second thread costs more than it
+// saves, and one thread makes the files strictly in path order.
+constexpr std::size_t kLeavesPerExtractJob = 2000;
 
-// The thread count that `jobs` asks for: 0 means one per processor, at most kMaxExtractJobs.
-unsigned extractJobs(unsigned jobs);
+// The thread count that `jobs` asks for the file system of `files`: 0 means one per
+// kLeavesPerExtractJob leaves, at most one per processor and kMaxExtractJobs.
+unsigned extractJobs(opc::vkservices::FileSystemManager& files, unsigned jobs);
 
 // Extracts every leaf of `files` below `destination`, as FileSystemManager::extractAll does:
 // the same entries, the same refusals and messages, the same tree.  With one thread, the

@@ -72,6 +72,10 @@ class OPCVK_EXPORT SharedExtraction {
   // The number of leaves handed out so far.
   std::size_t leavesFed() const;
 
+  // The number of leaves of the file system of `files` (loading it), which extractAll and a
+  // SharedExtraction would extract: one walk of the tree, without copying any entry.
+  static std::size_t countLeaves(FileSystemManager& files);
+
  private:
   class State;
   std::unique_ptr<State> state_;
