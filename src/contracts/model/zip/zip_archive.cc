@@ -331,6 +331,40 @@ std::uint64_t foldedHash(std::string const& name) {
   return hash;
 }
 
+// The names read so far, by their hash folded to lower case: open addressing over indexes
+// into the entries, so that 100,000 names cost two flat arrays rather than a node each.
+class FoldedNames {
+ public:
+  explicit FoldedNames(std::size_t count) {
+    std::size_t slots = 16;
+    while (slots < 2 * count) slots *= 2;
+    slots_.assign(slots, kEmpty);
+    hashes_.reserve(count);
+  }
+
+  // The earliest entry whose name equals `name` without regard to ASCII case, or null after
+  // `name` (the entry about to be added as entries.size()) has been added.
+  ZipEntry const* addOrFind(std::vector<ZipEntry> const& entries, std::string const& name) {
+    std::uint64_t const hash = foldedHash(name);
+    std::size_t const mask = slots_.size() - 1;
+    std::size_t slot = static_cast<std::size_t>(hash ^ (hash >> 32)) & mask;
+    for (; slots_[slot] != kEmpty; slot = (slot + 1) & mask) {
+      std::uint32_t const index = slots_[slot];
+      if (hashes_[index] == hash && foldAsciiCase(entries[index].name) == foldAsciiCase(name)) {
+        return &entries[index];
+      }
+    }
+    slots_[slot] = static_cast<std::uint32_t>(hashes_.size());
+    hashes_.push_back(hash);
+    return nullptr;
+  }
+
+ private:
+  static constexpr std::uint32_t kEmpty = 0xFFFFFFFF;
+  std::vector<std::uint32_t> slots_;
+  std::vector<std::uint64_t> hashes_;
+};
+
 }  // namespace
 
 ZipEntryStream::~ZipEntryStream() = default;
@@ -353,24 +387,18 @@ std::unique_ptr<ZipArchive> ZipArchive::open(std::shared_ptr<ZipByteSource> sour
   std::vector<ZipEntry> entries;
   entries.reserve(static_cast<std::size_t>(location.count));
   std::unordered_map<std::uint64_t, std::string> rawNames;
-  // By the hash of the name folded to lower case, the entries read so far.
-  std::unordered_multimap<std::uint64_t, std::uint32_t> folded;
-  folded.reserve(static_cast<std::size_t>(location.count));
+  FoldedNames folded(static_cast<std::size_t>(location.count));
   DirectoryCursor cursor(*source, location.offset, location.size);
   std::string rawName;
   for (std::uint64_t index = 0; index < location.count; ++index) {
     ZipEntry entry = readCentralHeader(cursor, index, rawName);
     checkLimits(entry, limits);
-    std::uint64_t const hash = foldedHash(entry.name);
-    auto const same = folded.equal_range(hash);
-    for (auto at = same.first; at != same.second; ++at) {
-      std::string const& other = entries[at->second].name;
-      if (foldAsciiCase(other) != foldAsciiCase(entry.name)) continue;
-      failItem(entry.name, other == entry.name ? std::string("another item has the same name")
-                                               : "its name equals that of item " +
-                                                     quoteName(other) + " without regard to case");
+    if (ZipEntry const* other = folded.addOrFind(entries, entry.name)) {
+      failItem(entry.name, other->name == entry.name
+                               ? std::string("another item has the same name")
+                               : "its name equals that of item " + quoteName(other->name) +
+                                     " without regard to case");
     }
-    folded.emplace(hash, static_cast<std::uint32_t>(entries.size()));
     // Two items cannot share a local header: the overlap check below sees to that.
     if (rawName != entry.name) rawNames.emplace(entry.localHeaderOffset, rawName);
     entries.push_back(std::move(entry));
@@ -398,9 +426,13 @@ ZipArchive::ZipArchive(std::shared_ptr<ZipByteSource> source, std::vector<ZipEnt
       directoryOffset_(directoryOffset) {
   byName_.resize(entries_.size());
   for (std::size_t i = 0; i < byName_.size(); ++i) byName_[i] = static_cast<std::uint32_t>(i);
-  std::sort(byName_.begin(), byName_.end(), [this](std::uint32_t a, std::uint32_t b) {
+  auto const byNameOrder = [this](std::uint32_t a, std::uint32_t b) {
     return entries_[a].name < entries_[b].name;
-  });
+  };
+  // Writers that add items in path order leave nothing to sort; one pass tells.
+  if (!std::is_sorted(byName_.begin(), byName_.end(), byNameOrder)) {
+    std::sort(byName_.begin(), byName_.end(), byNameOrder);
+  }
 }
 
 std::vector<ZipEntry> const& ZipArchive::entries() const { return entries_; }
