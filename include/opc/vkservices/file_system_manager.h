@@ -363,7 +363,8 @@ class OPCVK_EXPORT FileSystemManager : public opc::model::DataManager {
   // stands there meets the same refusals and replace modes as on the plain road.
 
   // Extracts every leaf (files, links, empty folders) in ascending path order; the folders
-  // above them are made on the way and get neither time nor permissions.
+  // above them are made on the way and get neither time nor permissions.  SharedExtraction
+  // (shared_extraction.h) does the same with threads that the caller starts.
   void extractAll(std::u16string const& destination, RestoreMode restoreMode,
                   TransformMode transformMode, ReplaceMode replaceMode);
   // Extracts the one entry (a folder alone, without what lies below it), making its parents.
