@@ -15,6 +15,7 @@
 #include "support/temp_dir.h"
 #include "unit/core/local_file_system_ops_test_util.h"
 #include "unit/filesystem/file_system_manager_encryption_test_support.h"
+#include "unit/filesystem/shared_extraction_support.h"
 
 namespace {
 
@@ -62,6 +63,27 @@ void extractInto(std::vector<unsigned char> const& archive, std::string const& d
   p.manager->enableDecryption(keyA());
   p.manager->extractAll(opcvk_test::u16(destination), RestoreMode::RestoreTimeAndPermissions,
                         TransformMode::ApplyTransforms, replace);
+}
+
+TEST(FileSystemManagerEncryptedExtractionTest, SharedExtractionDecryptsEveryFile) {
+  ManagedPackage made;
+  made.manager->enableEncryption(keyA(), IVMode::RandomIV, bytes());
+  for (int i = 0; i < 40; ++i) {
+    addContent(
+        *made.manager,
+        u"/d" + opcvk_test::u16(std::to_string(i % 3)) + u"/f" + opcvk_test::u16(std::to_string(i)),
+        "secret " + std::to_string(i), u"application/octet-stream");
+  }
+  ManagedPackage p(made.save(), PackageAccess::Read);
+  p.manager->enableDecryption(keyA());
+  TempDir dir;
+  opcvk_test::extractShared(*p.manager, opcvk_test::u16(dir.path()), 3,
+                            RestoreMode::RestoreTimeAndPermissions, ReplaceMode::ReplaceNever,
+                            TransformMode::ApplyTransforms);
+  for (int i = 0; i < 40; ++i) {
+    EXPECT_EQ(readFile(dir / ("d" + std::to_string(i % 3) + "/f" + std::to_string(i))),
+              "secret " + std::to_string(i));
+  }
 }
 
 TEST(FileSystemManagerEncryptedExtractionTest, FileArrivesDecryptedWithItsPermissions) {
