@@ -81,12 +81,22 @@ void planRelationships(std::vector<PlannedItem>& plan, RelationshipSet& set,
   plan.push_back(std::move(item));
 }
 
+// Makes the item of `archive` under the record's name the source of its content.
+void pointAt(std::shared_ptr<ZipArchive const> const& archive, PartRecord& record) {
+  std::int64_t const index = archive->find(itemNameFor(record.name, record.itemName));
+  if (index < 0) return;
+  ZipEntry const& entry = archive->entries()[static_cast<std::size_t>(index)];
+  record.entry = std::shared_ptr<ZipEntry const>(archive, &entry);
+  record.content = makeArchiveContent(archive, entry);
+}
+
 }  // namespace
 
 std::shared_ptr<EagerArchive> PackageState::eagerArchive() {
   // Only a new package made in a file, until its first save: a package that has an archive
-  // copies what did not change from it, which the archive being written cannot do.
-  if (inMemory_ || access_ != PackageAccess::Create || archive_) return nullptr;
+  // (or a saved file not reopened yet) copies what did not change from it, which the archive
+  // being written cannot do.
+  if (inMemory_ || access_ != PackageAccess::Create || archive_ || reopenPending_) return nullptr;
   if (!eager_) {
     EagerArchive::Settings settings;
     settings.target = opc::detail::toUTF8String(path_);
@@ -104,6 +114,7 @@ std::shared_ptr<EagerArchive> PackageState::eagerArchive() {
 
 void PackageState::writeArchive() {
   closeOutputStreams();
+  reopenSaved();
 
   // The plan: the package's relationships first, then each part followed by its own, then
   // relationships parts whose source is not a part (kept as they came).
@@ -143,20 +154,28 @@ void PackageState::writeArchive() {
     // Gone before the archive is written, which is when memory peaks.
   }
 
+  // The relationships parts written, by item name, to find them again in the new archive.
+  std::vector<std::pair<std::string, RelationshipSet*>> sets;
   std::vector<unsigned char> newBuffer;
   std::unique_ptr<ReplacementFile> replacement;
   // Spent by this save whatever happens: a later save writes what this one could not.
   std::shared_ptr<EagerArchive> eager = std::move(eager_);
-  if (eager && eager->started() && !archive_) {
+  bool const eagerRoad = eager && eager->started() && !archive_;
+  if (eagerRoad) {
     if (!lock_) lockFile("Could not save package " + label_);
     {
+      // The plan hands its names and contents over and goes before the archive is
+      // completed, which is when memory peaks: only the relationships sets stay, to be
+      // pointed at the new archive afterwards.
       std::vector<EagerArchive::Item> items;
       items.reserve(plan.size() + 1);
       items.push_back({kContentTypesItemName, interfaces::CompressionType::DeflateMetadata,
                        makeMemoryContent(std::move(typesXml))});
-      for (PlannedItem const& item : plan) {
-        items.push_back({item.itemName, item.compression, item.content});
+      for (PlannedItem& item : plan) {
+        if (item.relationships) sets.emplace_back(item.itemName, item.relationships);
+        items.push_back({std::move(item.itemName), item.compression, std::move(item.content)});
       }
+      std::vector<PlannedItem>().swap(plan);
       replacement = eager->complete(items);
     }
     // The archive's bookkeeping (an item per part, and the blocks of the contents it moved,
@@ -202,9 +221,19 @@ void PackageState::writeArchive() {
     }
   }
 
+  if (eagerRoad) {
+    // Nothing came from an archive, so nothing points into one: each part and each set
+    // written is merely marked, to find its item in the new file should it be needed.
+    packageRelationships_.changed = false;
+    for (auto& set : partRelationships_) set.second.changed = false;
+    for (auto const& set : sets) set.second->entryPending = true;
+    for (auto const& record : parts_) record->entryPending = true;
+    reopenPending_ = true;
+    return;
+  }
+
   // The plan goes before the archive is opened again, which is when memory would peak: the
   // parts are found again by their records, the relationships parts by these.
-  std::vector<std::pair<std::string, RelationshipSet*>> sets;
   for (PlannedItem& item : plan) {
     if (item.relationships) sets.emplace_back(std::move(item.itemName), item.relationships);
   }
@@ -237,12 +266,38 @@ void PackageState::writeArchive() {
     std::int64_t const index = reopened->find(set.first);
     if (index >= 0) set.second->entry = reopened->entries()[static_cast<std::size_t>(index)];
   }
+  for (auto const& record : parts_) pointAt(reopened, *record);
+  archive_ = std::move(reopened);
+}
+
+void PackageState::reopenSaved() {
+  if (!reopenPending_) return;
+  reopenPending_ = false;
+  std::shared_ptr<ZipArchive const> reopened;
+  try {
+    reopened = ZipArchive::open(openFileSource(opc::detail::toUTF8String(path_)), options_.limits);
+  } catch (opc::Exception const&) {
+    // The contents stay where the save left them, readable, and the next save writes them
+    // again rather than copying them raw.
+    packageRelationships_.entryPending = false;
+    for (auto& set : partRelationships_) set.second.entryPending = false;
+    for (auto const& record : parts_) record->entryPending = false;
+    return;
+  }
+  auto const pointSetAt = [&reopened](RelationshipSet& set, PartName const& setName) {
+    if (!set.entryPending) return;
+    set.entryPending = false;
+    std::int64_t const index = reopened->find(itemNameFor(setName, set.itemName));
+    if (index >= 0) set.entry = reopened->entries()[static_cast<std::size_t>(index)];
+  };
+  pointSetAt(packageRelationships_, PartName::getPackageRelationshipsPartName());
+  for (auto& set : partRelationships_) {
+    pointSetAt(set.second, set.first.getRelationshipsPartName());
+  }
   for (auto const& record : parts_) {
-    std::int64_t const index = reopened->find(itemNameFor(record->name, record->itemName));
-    if (index < 0) continue;
-    ZipEntry const& entry = reopened->entries()[static_cast<std::size_t>(index)];
-    record->entry = std::shared_ptr<ZipEntry const>(reopened, &entry);
-    record->content = makeArchiveContent(reopened, entry);
+    if (!record->entryPending) continue;
+    record->entryPending = false;
+    pointAt(reopened, *record);
   }
   archive_ = std::move(reopened);
 }

@@ -140,6 +140,7 @@ void PackageState::close() {
   partRelationships_.clear();
   managers_.clear();
   archive_.reset();
+  reopenPending_ = false;
   saved_.reset();
   lock_.reset();
 }

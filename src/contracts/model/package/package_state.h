@@ -61,6 +61,9 @@ struct PartRecord {
   // which is stored under toZipItemName of its name.
   std::string itemName;
   bool deleted = false;
+  // The last save wrote the content as it stands, and `entry` is to be found in the saved
+  // file when it is next needed (see PackageState::reopenSaved).  Cleared with `entry`.
+  bool entryPending = false;
 };
 
 // The relationships of one source.  They are read from the archive when first asked for;
@@ -71,6 +74,8 @@ struct RelationshipSet {
   std::string itemName;
   bool loaded = false;
   bool changed = false;
+  // As PartRecord::entryPending.
+  bool entryPending = false;
   std::vector<Relationship> relationships;
   // Where the search for a new id starts: above every id this set ever gave, so that the id
   // of a deleted relationship is not given again.
@@ -167,6 +172,9 @@ class PackageState {
   std::shared_ptr<PartRecord> makeRecord(PartTable::Row const& row, PartTable const& table) const;
   // The archive that new content goes into before the save, or null (see package_save.cc).
   std::shared_ptr<EagerArchive> eagerArchive();
+  // Opens the file the last save wrote and makes it the source of what did not change since
+  // (see package_save.cc); nothing if it was done already.
+  void reopenSaved();
 
   PackageAccess access_;
   PackageOptions options_;
@@ -206,6 +214,9 @@ class PackageState {
   // at the path) to close; null for readers, buffers and file systems without locks.
   std::unique_ptr<PackageLock> lock_;
   std::shared_ptr<EagerArchive> eager_;
+  // A save through eager_ leaves the reopening of its file to the next use that needs it:
+  // a package closed at once after its save (the common case) never pays for it.
+  bool reopenPending_ = false;
 };
 
 // The leading runs of segments of a name, shortest first, the name itself excluded.

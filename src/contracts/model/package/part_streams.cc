@@ -147,6 +147,7 @@ void PartOutputStream::close() {
     }
     record.content = std::move(content);
     record.entry.reset();
+    record.entryPending = false;
   }
 }
 
