@@ -110,25 +110,29 @@ EagerContent::EagerContent(std::shared_ptr<PartContent const> original)
     : size_(original->size()), original_(std::move(original)) {}
 
 std::unique_ptr<ContentReader> EagerContent::openReader() const {
-  std::lock_guard<std::mutex> lock(mutex_);
-  if (original_) return original_->openReader();
+  // An original found here is read whatever moveTo does meanwhile: the reader holds it.  One
+  // found gone was taken after the fields of the file were set (see moveTo).
+  if (!moved_.load(std::memory_order_acquire)) {
+    if (std::shared_ptr<PartContent const> original = std::atomic_load(&original_)) {
+      return original->openReader();
+    }
+  }
   return std::make_unique<WrittenReader>(file_, dataOffset_, compressedSize_, size_, deflated_);
 }
 
 std::shared_ptr<PartContent const> EagerContent::original() const {
-  std::lock_guard<std::mutex> lock(mutex_);
-  return original_;
+  if (moved_.load(std::memory_order_acquire)) return nullptr;
+  return std::atomic_load(&original_);
 }
 
 void EagerContent::moveTo(std::shared_ptr<SharedDescriptor const> file, std::uint64_t dataOffset,
                           std::uint64_t compressedSize, bool deflated) {
-  std::shared_ptr<PartContent const> gone;
-  std::lock_guard<std::mutex> lock(mutex_);
   file_ = std::move(file);
   dataOffset_ = dataOffset;
   compressedSize_ = compressedSize;
   deflated_ = deflated;
-  gone = std::move(original_);
+  moved_.store(true, std::memory_order_release);
+  std::atomic_store(&original_, std::shared_ptr<PartContent const>());
 }
 
 }  // namespace detail

@@ -4,9 +4,9 @@
 #ifndef OPC_MODEL_PACKAGE_EAGER_CONTENT_H_
 #define OPC_MODEL_PACKAGE_EAGER_CONTENT_H_
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 
 #include "part_content.h"
 
@@ -40,18 +40,21 @@ class EagerContent : public PartContent {
   std::shared_ptr<PartContent const> original() const;
   // The content now lies in `file`: `compressedSize` stored bytes at `dataOffset`, raw
   // deflate or as they are.  The original goes (its memory with it); readers already open
-  // keep what they read.
+  // keep what they read.  Called once, by one thread, while others may read.
   void moveTo(std::shared_ptr<SharedDescriptor const> file, std::uint64_t dataOffset,
               std::uint64_t compressedSize, bool deflated);
 
  private:
+  // A package of many small parts holds one of these per part: no mutex of its own.  The
+  // original is read and dropped through the atomic functions of shared_ptr; the fields of
+  // the file are set once, before moved_ is raised and the original dropped.
   std::uint64_t const size_;
-  mutable std::mutex mutex_;  // guards what follows
   std::shared_ptr<PartContent const> original_;
   std::shared_ptr<SharedDescriptor const> file_;
   std::uint64_t dataOffset_ = 0;
   std::uint64_t compressedSize_ = 0;
   bool deflated_ = false;
+  std::atomic<bool> moved_{false};
 };
 
 }  // namespace detail
