@@ -261,13 +261,30 @@ std::vector<std::shared_ptr<PartRecord>> const& PackageState::parts() const {
   return parts_;
 }
 
+std::shared_ptr<PartRecord> PackageState::findRecord(PartName const& name) const {
+  auto const range = byKey_.equal_range(name.hash());
+  for (auto it = range.first; it != range.second; ++it) {
+    if (it->second->name == name) return it->second;
+  }
+  return nullptr;
+}
+
+std::shared_ptr<PartRecord> PackageState::findRecordByKey(std::string const& key) const {
+  auto const range = byKey_.equal_range(std::hash<std::string>()(key));
+  for (auto it = range.first; it != range.second; ++it) {
+    if (keyOf(it->second->name) == key) return it->second;
+  }
+  return nullptr;
+}
+
 std::shared_ptr<PartRecord> PackageState::findPart(PartName const& name) const {
+  if (std::shared_ptr<PartRecord> record = findRecord(name)) return record;
+  if (table_.empty()) return nullptr;
   return findPartByKey(keyOf(name));
 }
 
 std::shared_ptr<PartRecord> PackageState::findPartByKey(std::string const& key) const {
-  auto const found = byKey_.find(key);
-  if (found != byKey_.end()) return found->second;
+  if (std::shared_ptr<PartRecord> record = findRecordByKey(key)) return record;
   std::uint32_t const row = table_.find(key);
   if (row == PartTable::kNone || table_.rows()[row].type == PartTable::kNone) return nullptr;
   // A reader asks for one part several times in a row (the part, then its stream and size):
@@ -281,10 +298,9 @@ std::shared_ptr<PartRecord> PackageState::findPartByKey(std::string const& key) 
 
 std::shared_ptr<PartContent const> PackageState::findContent(std::string const& key,
                                                              ContentType const*& type) const {
-  auto const found = byKey_.find(key);
-  if (found != byKey_.end()) {
-    type = found->second->contentType.get();
-    return found->second->content;
+  if (std::shared_ptr<PartRecord> record = findRecordByKey(key)) {
+    type = record->contentType.get();
+    return record->content;
   }
   std::uint32_t const row = table_.find(key);
   if (row == PartTable::kNone || table_.rows()[row].type == PartTable::kNone) return nullptr;
@@ -336,15 +352,17 @@ void PackageState::addPart(std::shared_ptr<PartRecord> record, std::string const
        slash = key.find('/', slash + 1)) {
     ++prefixes_[key.substr(0, slash)];
   }
-  byKey_.emplace(key, record);
+  byKey_.emplace(record->name.hash(), record);
   parts_.push_back(std::move(record));
 }
 
 void PackageState::removePart(PartName const& name) {
-  std::string const key = keyOf(name);
-  auto const found = byKey_.find(key);
-  if (found == byKey_.end()) return;
+  auto const range = byKey_.equal_range(name.hash());
+  auto const found = std::find_if(range.first, range.second,
+                                  [&](auto const& item) { return item.second->name == name; });
+  if (found == range.second) return;
   std::shared_ptr<PartRecord> record = found->second;
+  std::string const key = keyOf(name);
   for (std::size_t slash = key.find('/', 1); slash != std::string::npos;
        slash = key.find('/', slash + 1)) {
     auto const count = prefixes_.find(key.substr(0, slash));

@@ -164,6 +164,9 @@ class PackageState {
   // The string that equal names share: what PartName compares.
   static std::string keyOf(PartName const& name);
   std::shared_ptr<PartRecord> findPartByKey(std::string const& key) const;
+  // The record of byKey_ with this name, or with this key; null if none.
+  std::shared_ptr<PartRecord> findRecord(PartName const& name) const;
+  std::shared_ptr<PartRecord> findRecordByKey(std::string const& key) const;
   boost::optional<PartName> findDerivationConflict(PartName const& name,
                                                    std::string const& key) const;
   void addPart(std::shared_ptr<PartRecord> record, std::string const& key);
@@ -197,7 +200,10 @@ class PackageState {
   // Both maps hold comparison keys (see keyOf), not names: the key of a leading run of
   // segments is the same leading run of the key, so that the runs of a name cost a substring
   // each rather than the validation of a new PartName.
-  std::unordered_map<std::string, std::shared_ptr<PartRecord>> byKey_;
+  // The records by the hash of their key (PartName::hash): the name, key included, is held
+  // once, by its record, rather than again by the map; names of equal hashes are told apart
+  // by their records.
+  std::unordered_multimap<std::size_t, std::shared_ptr<PartRecord>> byKey_;
   // For every proper leading run of segments of a part's name, how many parts have it, so
   // that a part "/a" cannot be made beside "/a/b" without a walk over all parts.
   std::unordered_map<std::string, std::size_t> prefixes_;
