@@ -13,10 +13,6 @@ using opc::vkservices::FileSystemManager;
 
 // One step of a folder's listing: the line of a child, or everything below it.
 struct Step {
-  // The child's name; followed by "/" for the step into its subtree in path order, so that
-  // sorting the steps by key puts the subtree where its paths sort: after "a" and "a.txt",
-  // before "a0" ("/" is 0x2F).
-  std::u16string key;
   std::size_t child;
   bool below;
 };
@@ -43,15 +39,40 @@ Level levelOf(FileSystemManager& files, FileSystemEntry const& folder, int depth
     WalkedEntry const& child = level.children[i];
     bool const below = hasBelow(files, child.entry);
     if (order == WalkOrder::kAsTree) {
-      level.steps.push_back({child.name, i, below});
+      level.steps.push_back({i, below});
       continue;
     }
-    level.steps.push_back({child.name, i, false});
-    if (below) level.steps.push_back({child.name + u'/', i, true});
+    level.steps.push_back({i, false});
+    if (below) level.steps.push_back({i, true});
   }
-  // In path order a line sorts before the subtree of the same child: "a" is a prefix of "a/".
-  std::stable_sort(level.steps.begin(), level.steps.end(),
-                   [](Step const& a, Step const& b) { return a.key < b.key; });
+  // A step sorts by the child's name, followed by "/" for the step into its subtree in path
+  // order, so that the subtree comes where its paths sort: after "a" and "a.txt", before "a0"
+  // ("/" is 0x2F).  A line sorts before the subtree of the same child: "a" is a prefix of
+  // "a/".  (In tree order no step is below-only, so names alone decide.)
+  bool const byPath = order == WalkOrder::kByPath;
+  auto const byKey = [&level, byPath](Step const& a, Step const& b) {
+    std::u16string const& nameA = level.children[a.child].name;
+    std::u16string const& nameB = level.children[b.child].name;
+    bool const slashA = byPath && a.below;
+    bool const slashB = byPath && b.below;
+    std::size_t const common = std::min(nameA.size(), nameB.size());
+    int const compared = nameA.compare(0, common, nameB, 0, common);
+    if (compared != 0) return compared < 0;
+    // One name is a prefix of the other (or they are equal): compare what follows it.
+    std::size_t const sizeA = nameA.size() + (slashA ? 1 : 0);
+    std::size_t const sizeB = nameB.size() + (slashB ? 1 : 0);
+    if (common == sizeA || common == sizeB) return sizeA < sizeB;
+    char16_t const nextA = common < nameA.size() ? nameA[common] : u'/';
+    char16_t const nextB = common < nameB.size() ? nameB[common] : u'/';
+    if (nextA != nextB) return nextA < nextB;
+    // Equal up to here and beyond: only "x/" against "x/..." remains, which cannot be, since
+    // a name holds no "/"; order by length for a strict weak order all the same.
+    return sizeA < sizeB;
+  };
+  // Children come in name order, so a folder of files alone is in order already.
+  if (!std::is_sorted(level.steps.begin(), level.steps.end(), byKey)) {
+    std::stable_sort(level.steps.begin(), level.steps.end(), byKey);
+  }
   return level;
 }
 

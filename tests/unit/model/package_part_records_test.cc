@@ -2,6 +2,7 @@
 // records made when asked for) or for Modify (records made at open), every part is found by
 // its name in any ASCII case, keeps the spelling and content type of the archive, comes in
 // the archive's order and reads back its bytes; conflicting names are refused alike.
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -10,6 +11,7 @@
 #include <opc/core/string_conversions.h>
 #include <opc/model/exceptions.h>
 #include <opc/model/package.h>
+#include <opc/model/zip_item_names.h>
 
 #include "package/part_table.h"
 #include "support/expect_exception.h"
@@ -133,6 +135,63 @@ TEST_P(PackagePartRecordsTest, RefusesItemsThatNameOnePartInAnyOrder) {
           "\" and \"_rels/%C3%A9.xml.rels\" name the same part");
 }
 
+TEST_P(PackagePartRecordsTest, RefusesAFolderOfPartsWhereverItComesAmongItsFolder) {
+  std::string const kBoth = " cannot both exist, since one name is a folder of the other";
+  // After several parts of a folder: a part named as that folder, and one below the last.
+  EXPECT_THROW_MESSAGE(Package::openBuffer(makeZip({{"[Content_Types].xml", kTypes},
+                                                    {"d/e.xml/f/1.xml", "1"},
+                                                    {"d/e.xml/f/2.xml", "2"},
+                                                    {"d/e.xml/g.xml", "3"},
+                                                    {"d/E.xml", "4"}}),
+                                           GetParam()),
+                       InvalidPackage,
+                       "Invalid package (in memory): the parts \"/d/e.xml/f/1.xml\" and "
+                       "\"/d/E.xml\"" +
+                           kBoth);
+  EXPECT_THROW_MESSAGE(Package::openBuffer(makeZip({{"[Content_Types].xml", kTypes},
+                                                    {"d/e.xml/f/1.xml", "1"},
+                                                    {"d/e.xml/f.xml", "2"},
+                                                    {"d/e.xml/F.xml/z.xml", "3"}}),
+                                           GetParam()),
+                       InvalidPackage,
+                       "Invalid package (in memory): the parts \"/d/e.xml/f.xml\" and "
+                       "\"/d/e.xml/F.xml/z.xml\"" +
+                           kBoth);
+  // Below a part read some folders earlier.
+  EXPECT_THROW_MESSAGE(Package::openBuffer(makeZip({{"[Content_Types].xml", kTypes},
+                                                    {"p/q.xml", "1"},
+                                                    {"p/r/1.xml", "2"},
+                                                    {"s/1.xml", "3"},
+                                                    {"p/q.xml/r/t.xml", "4"}}),
+                                           GetParam()),
+                       InvalidPackage,
+                       "Invalid package (in memory): the parts \"/p/q.xml\" and "
+                       "\"/p/q.xml/r/t.xml\"" +
+                           kBoth);
+}
+
+TEST_P(PackagePartRecordsTest, FindsEveryPartOfFoldersThatComeAndGoInTheArchive) {
+  opcvk_test::Items items = {{"[Content_Types].xml", kTypes}};
+  std::vector<std::string> names;
+  for (int i = 0; i < 60; ++i) {
+    // Folders revisited out of order, at several depths, sharing leading runs.
+    std::string const name = "f" + std::to_string(i % 4) + "/g" + std::to_string(i % 3) +
+                             (i % 5 == 0 ? "/h" : "") + "/" + std::to_string(i) + ".xml";
+    names.push_back(name);
+    items.push_back({name, std::to_string(i)});
+  }
+  auto package = Package::openBuffer(makeZip(items), GetParam());
+  EXPECT_EQ(package->getParts().size(), names.size());
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    std::u16string const name = u"/" + opc::detail::toStringFromUTF8String(names[i]);
+    ASSERT_TRUE(package->hasPart(PartName(name))) << names[i];
+    EXPECT_EQ(opcvk_test::readAll(package->getPart(PartName(name)).getInputStream()),
+              std::to_string(i));
+  }
+  EXPECT_FALSE(package->hasPart(PartName(u"/f0/g0")));
+  EXPECT_FALSE(package->hasPart(PartName(u"/f0/g0/h")));
+}
+
 INSTANTIATE_TEST_SUITE_P(Accesses, PackagePartRecordsTest,
                          ::testing::Values(PackageAccess::Read, PackageAccess::Modify),
                          [](::testing::TestParamInfo<PackageAccess> const& p) {
@@ -155,13 +214,24 @@ TEST(PackagePartRecordsTest, AModifiedPackageKeepsItsPartsThroughSave) {
             u"text/x-special");
 }
 
+// An archive of `count` items "Folder/<i>.xml", whose parts have the keys "/folder/<i>.xml".
+std::unique_ptr<detail::ZipArchive> folderArchive(std::uint32_t count) {
+  opcvk_test::Items items;
+  for (std::uint32_t i = 0; i < count; ++i)
+    items.push_back({"Folder/" + std::to_string(i) + ".xml", ""});
+  return detail::ZipArchive::open(
+      detail::openBufferSource(std::make_shared<opcvk_test::Bytes const>(makeZip(items))),
+      PackageLimits());
+}
+
 void expectToFindEveryKey(detail::PartTable& table);
 
 TEST(PartTableTest, FindsEveryKeyItHoldsAndNoOther) {
-  for (bool reserved : {false, true}) {
+  auto const archive = folderArchive(5000);
+  for (std::size_t reserved : {0, 100, 5000}) {
     detail::PartTable table;
     // Room made for fewer rows than come: the table still grows.
-    if (reserved) table.reserve(100, 1000);
+    table.reserve(*archive, reserved);
     expectToFindEveryKey(table);
   }
 }
@@ -179,7 +249,57 @@ void expectToFindEveryKey(detail::PartTable& table) {
   }
   EXPECT_EQ(table.find("/folder/5000.xml"), detail::PartTable::kNone);
   EXPECT_EQ(table.find("/folder/1.xm"), detail::PartTable::kNone);
+  EXPECT_EQ(table.find("/Folder/1.xml"), detail::PartTable::kNone);
+  EXPECT_EQ(table.find("folder/1.xml"), detail::PartTable::kNone);
+  EXPECT_EQ(table.find("/folder/1.xml/"), detail::PartTable::kNone);
   EXPECT_EQ(table.find(""), detail::PartTable::kNone);
+}
+
+TEST(PartTableTest, KeepsAKeyThatDoesNotFollowFromItsItemName) {
+  auto const archive = folderArchive(3);
+  detail::PartTable table;
+  table.reserve(*archive, 3);
+  EXPECT_EQ(table.add("/folder/0.xml", 0, 0), 0u);
+  EXPECT_EQ(table.add("/elsewhere.xml", 1, 0), 1u);
+  EXPECT_EQ(table.add("/folder/2.xml", 2, 0), 2u);
+  EXPECT_EQ(table.find("/elsewhere.xml"), 1u);
+  EXPECT_EQ(table.find("/folder/1.xml"), detail::PartTable::kNone);
+  EXPECT_EQ(table.find("/folder/2.xml"), 2u);
+}
+
+TEST(PartTableTest, TheKeyOfAnItemNameIsThatOfItsPartName) {
+  struct Case {
+    std::string item;
+    std::string key;
+    // Another spelling of the same part.
+    std::string same;
+  };
+  std::vector<Case> const cases = {
+      {"a.xml", "/a.xml", "A.XML"},
+      {"Docs/ReadMe.TXT", "/docs/readme.txt", "docs/readme.txt"},
+      {"%c3%A9/x.xml", "/%c3%a9/x.xml", "\xC3\xA9/X.xml"},
+      {"\xC3\xA9t\xC3\xA9/\xE2\x82\xAC.XML", "/%c3%a9t%c3%a9/%e2%82%ac.xml",
+       "%C3%A9t%C3%A9/%E2%82%AC.xml"},
+      {"\xF0\x9F\x98\x80/Z", "/%f0%9f%98%80/z", "%f0%9f%98%80/z"},
+      {"_rels/.rels", "/_rels/.rels", "_RELS/.RELS"},
+      {"x/y-z_~!$&'()*+,;=@:.bin", "/x/y-z_~!$&'()*+,;=@:.bin", "X/Y-Z_~!$&'()*+,;=@:.BIN"},
+  };
+  for (Case const& c : cases) {
+    EXPECT_EQ(detail::keyOfItemName(c.item), c.key) << c.item;
+    // Items whose keys agree name one part, as the part names themselves say.
+    EXPECT_EQ(detail::keyOfItemName(c.same), c.key) << c.same;
+    EXPECT_EQ(partNameFromZipItemName(c.item), partNameFromZipItemName(c.same)) << c.item;
+    EXPECT_TRUE(detail::isKeyOfItemName(c.key, c.item)) << c.item;
+    EXPECT_TRUE(detail::isKeyOfItemName(c.key, c.same)) << c.same;
+    EXPECT_FALSE(detail::isKeyOfItemName(c.key + "x", c.item)) << c.item;
+    EXPECT_FALSE(detail::isKeyOfItemName(c.key.substr(0, c.key.size() - 1), c.item)) << c.item;
+    EXPECT_FALSE(detail::isKeyOfItemName(c.key.substr(1), c.item)) << c.item;
+  }
+  EXPECT_NE(partNameFromZipItemName("a.xml"), partNameFromZipItemName("b.xml"));
+  EXPECT_FALSE(detail::isKeyOfItemName("/a%c3", "a\xC3\xA9"));
+  EXPECT_FALSE(detail::isKeyOfItemName("/a%C3%A9", "a\xC3\xA9"));
+  EXPECT_FALSE(detail::isKeyOfItemName("", ""));
+  EXPECT_TRUE(detail::isKeyOfItemName("/", ""));
 }
 
 TEST(PartTableTest, KeepsOneCopyOfEachContentType) {

@@ -85,9 +85,9 @@ void planRelationships(std::vector<PlannedItem>& plan, RelationshipSet& set,
 void pointAt(std::shared_ptr<ZipArchive const> const& archive, PartRecord& record) {
   std::int64_t const index = archive->find(itemNameFor(record.name, record.itemName));
   if (index < 0) return;
-  ZipEntry const& entry = archive->entries()[static_cast<std::size_t>(index)];
-  record.entry = std::shared_ptr<ZipEntry const>(archive, &entry);
-  record.content = makeArchiveContent(archive, entry);
+  auto entry = std::make_shared<ZipEntry const>(archive->entry(static_cast<std::size_t>(index)));
+  record.content = makeArchiveContent(archive, *entry);
+  record.entry = std::move(entry);
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include "package_state.h"
 
 #include <algorithm>
+#include <string_view>
 #include <utility>
 
 #include <opc/core/local_file_system_ops.h>
@@ -14,6 +15,7 @@
 #include "eager_archive.h"
 #include "package_lock.h"
 #include "part_streams.h"
+#include "prefix_run.h"
 #include "relationships_xml.h"
 #include "shared_spool.h"
 
@@ -22,7 +24,7 @@ namespace model {
 namespace detail {
 namespace {
 
-bool isContentTypesItem(std::string const& name) {
+bool isContentTypesItem(std::string_view name) {
   std::string const expected = kContentTypesItemName;
   if (name.size() != expected.size()) return false;
   for (std::size_t i = 0; i < name.size(); ++i) {
@@ -57,7 +59,7 @@ std::string quotedItem(std::string const& itemName) {
 // nor take the name of their folder ("/a/_rels"), which would also make one name both a file
 // and a folder of the archive.  Checked on the comparison key, where case is folded.  Empty
 // when the name is fine.
-std::string relationshipsClash(std::u16string const& name, std::string const& key) {
+std::string relationshipsClash(PartName const& partName, std::string const& key) {
   static std::string const kFolder = "/_rels/";
   static std::string const kExtension = ".rels";
   for (std::size_t at = key.find(kFolder); at != std::string::npos;
@@ -69,6 +71,7 @@ std::string relationshipsClash(std::u16string const& name, std::string const& ke
         key.compare(end - kExtension.size(), kExtension.size(), kExtension) == 0) {
       // The key and the name have their slashes in the same places but for percent-encoded
       // bytes, so the prefix is found again by counting slashes.
+      std::u16string const name = partName.toString();
       std::size_t const slashes = static_cast<std::size_t>(
           std::count(key.begin(), key.begin() + static_cast<std::ptrdiff_t>(end), '/'));
       std::size_t slash = 0;
@@ -77,10 +80,10 @@ std::string relationshipsClash(std::u16string const& name, std::string const& ke
              quoted(name.substr(0, slash));
     }
   }
-  std::string const lastFolder = "/_rels";
+  static std::string const lastFolder = "/_rels";
   if (key.size() >= lastFolder.size() &&
       key.compare(key.size() - lastFolder.size(), lastFolder.size(), lastFolder) == 0) {
-    return "the part " + quoted(name) +
+    return "the part " + quoted(partName.toString()) +
            " has the name of a folder of relationships parts (\"_rels\")";
   }
   return std::string();
@@ -152,49 +155,54 @@ void PackageState::lockFile(std::string const& context) {
 
 void PackageState::load(std::shared_ptr<ZipArchive const> archive) {
   archive_ = std::move(archive);
+  ZipArchive const& zip = *archive_;
   std::string const context = "Invalid package " + label_;
-  std::vector<ZipEntry> const& entries = archive_->entries();
-  auto const contentTypesItem = std::find_if(
-      entries.begin(), entries.end(), [](ZipEntry const& e) { return isContentTypesItem(e.name); });
-  if (contentTypesItem == entries.end()) {
+  std::size_t const count = zip.size();
+  std::size_t typesIndex = 0;
+  while (typesIndex < count && !isContentTypesItem(zip.name(typesIndex))) ++typesIndex;
+  if (typesIndex == count) {
     throw InvalidPackage(context + ": it has no " + kContentTypesItemName);
   }
+  ZipEntry const typesEntry = zip.entry(typesIndex);
   std::string const typesContext = context + ": " + kContentTypesItemName;
-  if (contentTypesItem->uncompressedSize > options_.limits.maxStructurePartSize) {
+  if (typesEntry.uncompressedSize > options_.limits.maxStructurePartSize) {
     throw InvalidPackage(typesContext + ": it is larger than the limit of " +
                          std::to_string(options_.limits.maxStructurePartSize) + " bytes");
   }
   ContentTypeMap types = [&] {
-    std::shared_ptr<opc::InputStream> stream(archive_->openEntry(*contentTypesItem));
+    std::shared_ptr<opc::InputStream> stream(archive_->openEntry(typesEntry));
     return ContentTypeMap::read(*stream, typesContext);
   }();
 
-  if (entries.size() >= PartTable::kNone) {
+  if (count >= PartTable::kNone) {
     throw InvalidPackage(context + ": it has too many items");
   }
-  std::size_t nameBytes = 0;
-  for (ZipEntry const& entry : entries) nameBytes += entry.name.size() + 1;
-  table_.reserve(entries.size(), nameBytes);
-  for (ZipEntry const& entry : entries) {
-    if (&entry == &*contentTypesItem) continue;
+  table_.reserve(zip, count);
+  PrefixRun previous;
+  std::string itemName;
+  for (std::size_t index = 0; index < count; ++index) {
+    if (index == typesIndex) continue;
+    std::string_view const view = zip.name(index);
     // Folder entries hold nothing and name no part; some ZIP tools add them.
-    if (!entry.name.empty() && entry.name.back() == '/' && entry.uncompressedSize == 0) continue;
+    if (!view.empty() && view.back() == '/' && zip.uncompressedSize(index) == 0) continue;
+    itemName.assign(view);
     boost::optional<PartName> name;
     try {
-      name = partNameFromZipItemName(entry.name);
+      name = partNameFromZipItemName(itemName);
     } catch (InvalidPartName const& e) {
       throw InvalidPackage(context + ": " + e.what());
     }
-    std::string const key = keyOf(*name);
+    // The item name is well-formed UTF-8 by now, and the part's key follows from its bytes.
+    std::string const key = keyOfItemName(view);
     std::uint32_t const same = table_.find(key);
     if (same != PartTable::kNone) {
       throw InvalidPackage(context + ": the items " +
-                           quotedItem(entries[table_.rows()[same].entry].name) + " and " +
-                           quotedItem(entry.name) + " name the same part");
+                           quotedItem(std::string(zip.name(table_.rows()[same].entry))) + " and " +
+                           quotedItem(itemName) + " name the same part");
     }
-    auto const index = static_cast<std::uint32_t>(&entry - entries.data());
+    auto const row = static_cast<std::uint32_t>(index);
     if (name->isRelationshipName()) {
-      table_.add(key, index, PartTable::kNone);
+      table_.add(key, row, PartTable::kNone);
       boost::optional<PartName> source;
       try {
         source = name->getRelationshipsSourceName();
@@ -206,27 +214,24 @@ void PackageState::load(std::shared_ptr<ZipArchive const> archive) {
                              " belongs to a relationships part, which cannot have relationships");
       }
       RelationshipSet& set = source ? partRelationships_[*source] : packageRelationships_;
-      set.entry = entry;
-      set.itemName = entry.name;
+      set.entry = zip.entry(index);
+      set.itemName = itemName;
       continue;
     }
-    std::string const clash = relationshipsClash(name->toString(), key);
+    std::string const clash = relationshipsClash(*name, key);
     if (!clash.empty()) throw InvalidPackage(context + ": " + clash);
     ContentType const* type = types.find(*name);
     if (type == nullptr) {
       throw InvalidPackage(context + ": the part " + quoted(name->toString()) +
                            " has no content type");
     }
-    if (auto conflict = findDerivationConflict(*name, key)) {
+    if (auto conflict = findDerivationConflict(*name, key, previous.sharedLength(key))) {
       throw InvalidPackage(context + ": the parts " + quoted(conflict->toString()) + " and " +
                            quoted(name->toString()) +
                            " cannot both exist, since one name is a folder of the other");
     }
-    table_.add(key, index, table_.typeIndex(type));
-    for (std::size_t slash = key.find('/', 1); slash != std::string::npos;
-         slash = key.find('/', slash + 1)) {
-      ++prefixes_[key.substr(0, slash)];
-    }
+    table_.add(key, row, table_.typeIndex(type));
+    previous.count(key, prefixes_);
   }
   if (access_ == PackageAccess::Read) return;
   // A writer changes, adds and removes parts: each gets its record now, and the table goes.
@@ -242,13 +247,13 @@ void PackageState::load(std::shared_ptr<ZipArchive const> archive) {
 
 std::shared_ptr<PartRecord> PackageState::makeRecord(PartTable::Row const& row,
                                                      PartTable const& table) const {
-  ZipEntry const& entry = archive_->entries()[row.entry];
+  auto entry = std::make_shared<ZipEntry const>(archive_->entry(row.entry));
   ContentType const& type = table.types()[row.type];
-  auto record = std::make_shared<PartRecord>(partNameFromZipItemName(entry.name), sharedType(type),
-                                             compressionOf(entry, type));
-  record->content = makeArchiveContent(archive_, entry);
-  record->entry = std::shared_ptr<ZipEntry const>(archive_, &entry);
-  record->itemName = entry.name;
+  auto record = std::make_shared<PartRecord>(partNameFromZipItemName(entry->name), sharedType(type),
+                                             compressionOf(*entry, type));
+  record->content = makeArchiveContent(archive_, *entry);
+  record->itemName = entry->name;
+  record->entry = std::move(entry);
   return record;
 }
 
@@ -306,7 +311,7 @@ std::shared_ptr<PartContent const> PackageState::findContent(std::string const& 
   if (row == PartTable::kNone || table_.rows()[row].type == PartTable::kNone) return nullptr;
   PartTable::Row const& r = table_.rows()[row];
   type = &table_.types()[r.type];
-  return makeArchiveContent(archive_, archive_->entries()[r.entry]);
+  return makeArchiveContent(archive_, archive_->entry(r.entry));
 }
 
 std::shared_ptr<PartRecord> PackageState::partForHandle(PartName const& name) const {
@@ -319,13 +324,14 @@ std::shared_ptr<PartRecord> PackageState::partForHandle(PartName const& name) co
 }
 
 boost::optional<PartName> PackageState::findDerivationConflict(PartName const& name) const {
-  return findDerivationConflict(name, keyOf(name));
+  return findDerivationConflict(name, keyOf(name), 0);
 }
 
 boost::optional<PartName> PackageState::findDerivationConflict(PartName const& name,
-                                                               std::string const& key) const {
-  for (std::size_t slash = key.find('/', 1); slash != std::string::npos;
-       slash = key.find('/', slash + 1)) {
+                                                               std::string const& key,
+                                                               std::size_t known) const {
+  for (std::size_t slash = key.find('/', std::max<std::size_t>(known, 1));
+       slash != std::string::npos; slash = key.find('/', slash + 1)) {
     if (auto record = findPartByKey(key.substr(0, slash))) return record->name;
   }
   if (prefixes_.count(key) != 0) {
@@ -335,7 +341,7 @@ boost::optional<PartName> PackageState::findDerivationConflict(PartName const& n
     }
     for (PartTable::Row const& row : table_.rows()) {
       if (row.type == PartTable::kNone) continue;
-      PartName const other = partNameFromZipItemName(archive_->entries()[row.entry].name);
+      PartName const other = partNameFromZipItemName(std::string(archive_->name(row.entry)));
       if (other.isDerivedFrom(name)) return other;
     }
   }

@@ -52,8 +52,7 @@ struct PartRecord {
   interfaces::CompressionType compression;
   std::shared_ptr<PartContent const> content;
   // The archive item whose bytes are the content as they stand, copied raw at save; null
-  // once the content was written.  It points into the archive's entries and keeps that
-  // archive alive, so that a record costs no copy of the item.
+  // once the content was written.
   std::shared_ptr<ZipEntry const> entry;
   // The name of the archive item the part was read from, which saving keeps: readers find
   // items by the targets that point at them, and other writers spell those targets (and so
@@ -167,8 +166,10 @@ class PackageState {
   // The record of byKey_ with this name, or with this key; null if none.
   std::shared_ptr<PartRecord> findRecord(PartName const& name) const;
   std::shared_ptr<PartRecord> findRecordByKey(std::string const& key) const;
-  boost::optional<PartName> findDerivationConflict(PartName const& name,
-                                                   std::string const& key) const;
+  // As findDerivationConflict(name), but the leading runs of `key` that end before
+  // `known` are known to be no part.
+  boost::optional<PartName> findDerivationConflict(PartName const& name, std::string const& key,
+                                                   std::size_t known) const;
   void addPart(std::shared_ptr<PartRecord> record, std::string const& key);
   void adoptArchive(std::shared_ptr<ZipArchive const> archive);
   // The record of a row of table_.

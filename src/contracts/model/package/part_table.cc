@@ -6,39 +6,89 @@
 
 #include <opc/model/exceptions.h>
 
+#include "../zip/zip_archive.h"
+
 namespace opc {
 namespace model {
 namespace detail {
 namespace {
 
-std::uint64_t hashOf(char const* key, std::size_t length) {
+constexpr char kHex[] = "0123456789abcdef";
+
+std::uint32_t hashOf(std::string_view key) {
   // FNV-1a: keys are short paths; the table's slots are a power of two, so the high bits are
   // folded in.
   std::uint64_t hash = 1469598103934665603ull;
-  for (std::size_t i = 0; i < length; ++i) {
-    hash ^= static_cast<unsigned char>(key[i]);
+  for (char const c : key) {
+    hash ^= static_cast<unsigned char>(c);
     hash *= 1099511628211ull;
   }
-  return hash ^ (hash >> 29);
+  return static_cast<std::uint32_t>(hash ^ (hash >> 32));
 }
 
 }  // namespace
 
-std::size_t PartTable::slotOf(char const* key, std::size_t length) const {
-  std::size_t const mask = slots_.size() - 1;
-  for (std::size_t slot = hashOf(key, length) & mask;; slot = (slot + 1) & mask) {
-    std::uint32_t const row = slots_[slot];
-    if (row == kNone) return slot;
-    Row const& r = rows_[row];
-    if (r.keyLength == length && std::memcmp(keys_.data() + r.keyBegin, key, length) == 0) {
-      return slot;
+std::string keyOfItemName(std::string_view itemName) {
+  std::string key;
+  key.reserve(itemName.size() + 1);
+  key += '/';
+  for (char const byte : itemName) {
+    unsigned char const value = static_cast<unsigned char>(byte);
+    if (value >= 0x80) {
+      key += '%';
+      key += kHex[value >> 4];
+      key += kHex[value & 0xF];
+    } else if (value >= 'A' && value <= 'Z') {
+      key += static_cast<char>(value - 'A' + 'a');
+    } else {
+      key += byte;
     }
+  }
+  return key;
+}
+
+bool isKeyOfItemName(std::string_view key, std::string_view itemName) {
+  if (key.size() < itemName.size() + 1 || key[0] != '/') return false;
+  std::size_t at = 1;
+  for (char const byte : itemName) {
+    unsigned char const value = static_cast<unsigned char>(byte);
+    if (value >= 0x80) {
+      if (key.size() - at < 3 || key[at] != '%' || key[at + 1] != kHex[value >> 4] ||
+          key[at + 2] != kHex[value & 0xF]) {
+        return false;
+      }
+      at += 3;
+    } else {
+      if (at == key.size()) return false;
+      char const lower =
+          (value >= 'A' && value <= 'Z') ? static_cast<char>(value - 'A' + 'a') : byte;
+      if (key[at] != lower) return false;
+      ++at;
+    }
+  }
+  return at == key.size();
+}
+
+bool PartTable::rowHasKey(std::uint32_t row, std::string_view key) const {
+  if (!ownKeys_.empty()) {
+    auto const own = ownKeys_.find(row);
+    if (own != ownKeys_.end()) return own->second == key;
+  }
+  return isKeyOfItemName(key, archive_->name(rows_[row].entry));
+}
+
+std::size_t PartTable::slotOf(std::string_view key, std::uint32_t hash) const {
+  std::size_t const mask = slots_.size() - 1;
+  for (std::size_t slot = hash & mask;; slot = (slot + 1) & mask) {
+    Slot const& at = slots_[slot];
+    if (at.row == kNone) return slot;
+    if (at.hash == hash && rowHasKey(at.row, key)) return slot;
   }
 }
 
-void PartTable::reserve(std::size_t rows, std::size_t keyBytes) {
+void PartTable::reserve(ZipArchive const& archive, std::size_t rows) {
+  archive_ = &archive;
   rows_.reserve(rows);
-  keys_.reserve(keyBytes);
   std::size_t slots = 16;
   while (slots < 2 * rows) slots *= 2;
   if (slots > slots_.size()) rehash(slots);
@@ -46,34 +96,35 @@ void PartTable::reserve(std::size_t rows, std::size_t keyBytes) {
 
 std::uint32_t PartTable::find(std::string const& key) const {
   if (slots_.empty()) return kNone;
-  return slots_[slotOf(key.data(), key.size())];
+  return slots_[slotOf(key, hashOf(key))].row;
 }
 
 std::uint32_t PartTable::add(std::string const& key, std::uint32_t entry, std::uint32_t type) {
-  // The archive's own limits keep far below these; the check only keeps the indexes honest.
-  if (rows_.size() >= std::numeric_limits<std::uint32_t>::max() / 4 ||
-      keys_.size() + key.size() >= std::numeric_limits<std::uint32_t>::max()) {
+  // The archive's own limits keep far below this; the check only keeps the indexes honest.
+  if (rows_.size() >= std::numeric_limits<std::uint32_t>::max() / 4) {
     throw InvalidPackage("The package has too many parts");
   }
   if (2 * (rows_.size() + 1) > slots_.size()) grow();
   std::uint32_t const index = static_cast<std::uint32_t>(rows_.size());
-  rows_.push_back(Row{static_cast<std::uint32_t>(keys_.size()),
-                      static_cast<std::uint32_t>(key.size()), entry, type});
-  keys_ += key;
-  slots_[slotOf(key.data(), key.size())] = index;
+  std::uint32_t const hash = hashOf(key);
+  rows_.push_back(Row{entry, type});
+  if (!isKeyOfItemName(key, archive_->name(entry))) ownKeys_.emplace(index, key);
+  slots_[slotOf(key, hash)] = Slot{hash, index};
   return index;
 }
 
 void PartTable::grow() { rehash(std::max<std::size_t>(16, 2 * slots_.size())); }
 
 void PartTable::rehash(std::size_t slots) {
-  std::vector<std::uint32_t> old;
+  std::vector<Slot> old(slots, Slot{0, kNone});
   old.swap(slots_);
-  slots_.assign(slots, kNone);
-  for (std::uint32_t const row : old) {
-    if (row == kNone) continue;
-    Row const& r = rows_[row];
-    slots_[slotOf(keys_.data() + r.keyBegin, r.keyLength)] = row;
+  std::size_t const mask = slots - 1;
+  // Every key is different: a row needs only the first free slot from its hash on.
+  for (Slot const& from : old) {
+    if (from.row == kNone) continue;
+    std::size_t slot = from.hash & mask;
+    while (slots_[slot].row != kNone) slot = (slot + 1) & mask;
+    slots_[slot] = from;
   }
 }
 

@@ -1,13 +1,16 @@
-// The parts of an archive opened for Read, one small row each: the comparison key of the name
-// in one shared block of text, the archive item by index and the content type by index into
-// the package's few distinct types.  A PartRecord is made only when a part is asked for, so
-// that opening a package of 100,000 parts costs a few large blocks rather than hundreds of
-// thousands of small ones.  Internal to libopcmodel; exported only for its unit tests.
+// The parts of an archive opened for Read, one small row each: the archive item by index and
+// the content type by index into the package's few distinct types.  A row keeps no name of
+// its own: the comparison key of a part read from an item follows from the item's name (see
+// keyOfItemName), which the archive holds once.  A PartRecord is made only when a part is
+// asked for, so that opening a package of 100,000 parts costs a few large blocks rather than
+// hundreds of thousands of small ones.  Internal to libopcmodel; exported only for its unit
+// tests.
 #ifndef OPC_MODEL_PACKAGE_PART_TABLE_H_
 #define OPC_MODEL_PACKAGE_PART_TABLE_H_
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <vector>
 
@@ -18,26 +21,35 @@ namespace opc {
 namespace model {
 namespace detail {
 
+class ZipArchive;
+
+// The comparison key (as PartName compares names) of the part that the item `itemName`
+// names, for an item name that is well-formed UTF-8: "/" and the name's bytes, each byte
+// above 0x7F as a "%xx" escape, ASCII letters in lower case.
+OPC_MODEL_EXPORT std::string keyOfItemName(std::string_view itemName);
+// Whether `key` is keyOfItemName(itemName), without making it.
+OPC_MODEL_EXPORT bool isKeyOfItemName(std::string_view key, std::string_view itemName);
+
 class OPC_MODEL_EXPORT PartTable {
  public:
   static constexpr std::uint32_t kNone = 0xFFFFFFFF;
 
   struct Row {
-    std::uint32_t keyBegin;
-    std::uint32_t keyLength;
-    // The index of the item in ZipArchive::entries().
+    // The index of the item in the archive.
     std::uint32_t entry;
     // The index into types(), or kNone for a relationships part, which is kept here only so
     // that a second item of the same name is found.
     std::uint32_t type;
   };
 
-  // Makes room for `rows` rows whose keys take `keyBytes` bytes in all, so that a table
-  // filled from an archive grows in one step rather than by doubling.
-  void reserve(std::size_t rows, std::size_t keyBytes);
+  // Binds the table to the archive whose item names give the keys, and makes room for
+  // `rows` rows, so that a table filled from an archive grows in one step rather than by
+  // doubling.  The archive must outlive the table's use.
+  void reserve(ZipArchive const& archive, std::size_t rows);
   // The row of the name with this comparison key, or kNone.
   std::uint32_t find(std::string const& key) const;
-  // Adds a row, which must not be there yet; returns its index.
+  // Adds a row for the item of index `entry`, whose part has the comparison key `key`; the
+  // key must not be there yet.  Returns the row's index.
   std::uint32_t add(std::string const& key, std::uint32_t entry, std::uint32_t type);
 
   std::vector<Row> const& rows() const { return rows_; }
@@ -50,14 +62,25 @@ class OPC_MODEL_EXPORT PartTable {
   std::vector<ContentType> const& types() const { return types_; }
 
  private:
-  std::size_t slotOf(char const* key, std::size_t length) const;
+  // A slot of the hash table: the hash of the row's key beside the row, so that a probe
+  // reads one flat array and compares keys only when the hashes agree.
+  struct Slot {
+    std::uint32_t hash;
+    std::uint32_t row;
+  };
+
+  std::size_t slotOf(std::string_view key, std::uint32_t hash) const;
+  bool rowHasKey(std::uint32_t row, std::string_view key) const;
   void grow();
   void rehash(std::size_t slots);
 
-  std::string keys_;
+  ZipArchive const* archive_ = nullptr;
   std::vector<Row> rows_;
-  // Open addressing with linear probing over row indexes; a power of two, at most half full.
-  std::vector<std::uint32_t> slots_;
+  // Open addressing with linear probing; a power of two, at most half full.
+  std::vector<Slot> slots_;
+  // The keys of the rows whose key does not follow from their item's name, by row: none for
+  // the names a package's items have, kept so that the table never depends on it.
+  std::unordered_map<std::uint32_t, std::string> ownKeys_;
   std::vector<ContentType> types_;
   std::unordered_map<ContentType const*, std::uint32_t> typeSources_;
 };

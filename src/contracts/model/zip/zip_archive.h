@@ -8,8 +8,11 @@
 
 #include <cstdint>
 #include <functional>
+#include <iterator>
 #include <memory>
+#include <mutex>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <vector>
 
@@ -24,6 +27,8 @@ namespace detail {
 
 // One item of an archive, as its central directory describes it.  Its local header is read
 // and checked when the item is first read (ZipArchive::locate), not when the archive opens.
+// A ZipEntry is a value made on request (see ZipArchive::entries): it holds its own copy of
+// the name and stays valid after the archive is gone.
 struct ZipEntry {
   static constexpr std::uint32_t kNone = 0xFFFFFFFF;
 
@@ -89,13 +94,70 @@ class OPC_MODEL_EXPORT ZipEntryStream : public opc::InputStream {
 // Opening reads the directories only, never the items' data.  A ZipArchive is immutable
 // after open: entries(), find(), locate() and openEntry() may be called from several threads
 // at once.
+class ZipArchive;
+
+// The items of an archive in the order of its central directory, as ZipEntry values made on
+// request from the archive's compact table: indexing or iterating copies one item's fields
+// and name.  The view is valid while its archive is; the entries it gives are independent.
+class OPC_MODEL_EXPORT ZipEntries {
+ public:
+  class Iterator {
+   public:
+    using iterator_category = std::input_iterator_tag;
+    using value_type = ZipEntry;
+    using difference_type = std::ptrdiff_t;
+    using pointer = void;
+    using reference = ZipEntry;
+
+    Iterator(ZipArchive const* archive, std::size_t index) : archive_(archive), index_(index) {}
+    ZipEntry operator*() const;
+    Iterator& operator++() {
+      ++index_;
+      return *this;
+    }
+    bool operator==(Iterator const& other) const { return index_ == other.index_; }
+    bool operator!=(Iterator const& other) const { return index_ != other.index_; }
+
+   private:
+    ZipArchive const* archive_;
+    std::size_t index_;
+  };
+
+  explicit ZipEntries(ZipArchive const& archive) : archive_(&archive) {}
+  std::size_t size() const;
+  bool empty() const { return size() == 0; }
+  // `index` must be below size().
+  ZipEntry operator[](std::size_t index) const;
+  // Throws std::out_of_range past the end, as a container's at() does.
+  ZipEntry at(std::size_t index) const;
+  ZipEntry front() const { return (*this)[0]; }
+  Iterator begin() const { return Iterator(archive_, 0); }
+  Iterator end() const { return Iterator(archive_, size()); }
+
+ private:
+  ZipArchive const* archive_;
+};
+
 class OPC_MODEL_EXPORT ZipArchive {
  public:
   static std::unique_ptr<ZipArchive> open(std::shared_ptr<ZipByteSource> source,
                                           PackageLimits const& limits);
+  ~ZipArchive();
 
-  std::vector<ZipEntry> const& entries() const;
-  // The index of the entry with exactly this name, or -1.  Logarithmic in the item count.
+  ZipEntries entries() const { return ZipEntries(*this); }
+  // The number of items, and the name of item `index` (below that number) without a copy:
+  // the view stays valid as long as the archive.
+  std::size_t size() const { return items_.size(); }
+  std::string_view name(std::size_t index) const {
+    Item const& item = items_[index];
+    return std::string_view(names_.data() + item.nameBegin, item.nameLength);
+  }
+  // Item `index` (below size()) as a value, and its uncompressed size alone.
+  ZipEntry entry(std::size_t index) const;
+  std::uint64_t uncompressedSize(std::size_t index) const { return items_[index].uncompressedSize; }
+  // The index of the entry with exactly this name, or -1.  Logarithmic in the item count;
+  // the first call sorts an index of the names (readers that never look items up by name,
+  // such as a lister, never pay for it).
   std::int64_t find(std::string const& name) const;
 
   // `entry` (one of entries()) with its dataOffset, from its local header, which is read and
@@ -115,21 +177,39 @@ class OPC_MODEL_EXPORT ZipArchive {
   std::shared_ptr<ZipByteSource> const& source() const;
 
  private:
-  ZipArchive(std::shared_ptr<ZipByteSource> source, std::vector<ZipEntry> entries,
-             std::unordered_map<std::uint64_t, std::string> rawNames,
-             std::uint64_t directoryOffset);
+  // One item in 48 bytes, its name in names_: 100,000 items cost two large blocks rather
+  // than a string each.
+  struct Item {
+    std::uint64_t compressedSize;
+    std::uint64_t uncompressedSize;
+    std::uint64_t localHeaderOffset;
+    std::uint64_t nameBegin;
+    std::uint32_t nameLength;
+    std::uint32_t crc32;
+    std::uint32_t following;
+    std::uint16_t method;
+  };
+  explicit ZipArchive(std::shared_ptr<ZipByteSource> source);
+  // Refuses items that lie outside the data of the archive, then items whose bytes overlap,
+  // and links each item to the one that follows it.
+  void checkPlaces();
+  void checkOverlaps();
+  std::size_t rawNameSize(Item const& item) const;
   // The bytes of the entry's name in the central directory, which the local header must
   // repeat.
   std::string const& rawNameOf(ZipEntry const& entry) const;
 
   std::shared_ptr<ZipByteSource> source_;
-  std::vector<ZipEntry> entries_;
-  // Positions in entries_, by name: find() searches it.
-  std::vector<std::uint32_t> byName_;
+  std::vector<Item> items_;
+  // The decoded (UTF-8) names of all items, one after the other.
+  std::string names_;
+  // Positions in items_, by name: find() sorts it at its first call and then searches it.
+  mutable std::vector<std::uint32_t> byName_;
+  mutable std::once_flag byNameOnce_;
   // By local header offset, the raw names of the few entries whose name was decoded (CP437
   // or a Unicode path field) and so differs from its bytes.
   std::unordered_map<std::uint64_t, std::string> rawNames_;
-  std::uint64_t directoryOffset_;
+  std::uint64_t directoryOffset_ = 0;
 };
 
 // Content for a new item: called repeatedly to fill `buffer`, returns how many bytes it

@@ -43,8 +43,15 @@ bool isAsciiLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 
 
 std::string cp437ToUtf8(std::string const& bytes) {
   std::string out;
-  out.reserve(bytes.size());
-  for (char byte : bytes) {
+  assignCp437AsUtf8(bytes, out);
+  return out;
+}
+
+void assignCp437AsUtf8(std::string_view bytes, std::string& out) {
+  std::size_t ascii = 0;
+  while (ascii < bytes.size() && static_cast<unsigned char>(bytes[ascii]) < 0x80) ++ascii;
+  out.assign(bytes.data(), ascii);
+  for (char const byte : bytes.substr(ascii)) {
     unsigned char const value = static_cast<unsigned char>(byte);
     if (value < 0x80) {
       out += byte;
@@ -52,7 +59,6 @@ std::string cp437ToUtf8(std::string const& bytes) {
       appendUtf8(out, kCp437High[value - 0x80]);
     }
   }
-  return out;
 }
 
 std::string nameProblem(std::string const& name) {
@@ -78,6 +84,20 @@ std::string foldAsciiCase(std::string name) {
     if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
   }
   return name;
+}
+
+bool equalFoldingAsciiCase(std::string_view a, std::string_view b) {
+  if (a.size() != b.size()) return false;
+  for (std::size_t i = 0; i < a.size(); ++i) {
+    char const x = a[i];
+    char const y = b[i];
+    if (x == y) continue;
+    auto lower = [](char c) {
+      return (c >= 'A' && c <= 'Z') ? static_cast<char>(c - 'A' + 'a') : c;
+    };
+    if (lower(x) != lower(y)) return false;
+  }
+  return true;
 }
 
 std::string quoteName(std::string const& name) {

@@ -4,6 +4,7 @@
 #define OPC_MODEL_ZIP_ZIP_NAMES_H_
 
 #include <string>
+#include <string_view>
 
 namespace opc {
 namespace model {
@@ -11,6 +12,9 @@ namespace detail {
 
 // CP437 bytes to UTF-8: the encoding of names whose language-encoding flag is clear.
 std::string cp437ToUtf8(std::string const& bytes);
+// The same into `out`, replacing what it held and keeping its storage: names of plain ASCII,
+// the usual case, are copied as they are.
+void assignCp437AsUtf8(std::string_view bytes, std::string& out);
 
 // Why `name` may not name an item of a package, or an empty string if it may: an absolute
 // path, a drive letter, a ".." segment, a backslash or a NUL.
@@ -18,6 +22,8 @@ std::string nameProblem(std::string const& name);
 
 // `name` with the ASCII letters in lower case, the key of the duplicate check.
 std::string foldAsciiCase(std::string name);
+// Whether the two names are equal once their ASCII letters are in lower case.
+bool equalFoldingAsciiCase(std::string_view a, std::string_view b);
 
 // The name in double quotes, as messages show it (through toUDEString).
 std::string quoteName(std::string const& name);
