@@ -1,160 +1,36 @@
 #include "filesystem/file_system_manifest_xml.h"
 
-#include <exception>
+#include <string>
 #include <string_view>
-#include <utility>
 
-#include <boost/date_time/posix_time/posix_time_types.hpp>
-
-#include <opc/core/string_conversions.h>
 #include <opc/core/time_conversions.h>
-#include <opc/model/uri.h>
 #include <opc/model/xml/xml_exceptions.h>
-#include <opc/model/xml/xml_stream_handler.h>
 #include <opc/model/xml/xml_stream_writer.h>
 
 #include "filesystem/file_system_manifest_xml_names.h"
 #include "filesystem/file_system_manifest_xml_values.h"
+#include "filesystem/file_system_manifest_xml_words.h"
 #include "filesystem/file_system_node.h"
-#include "filesystem/manifest_schemas.h"
 
 namespace opc {
 namespace vkservices {
 namespace {
 
-using opc::model::XmlStreamElement;
-
-constexpr std::u16string_view kFileEntries = u"fileEntries";
-constexpr std::u16string_view kFileEntry = u"fileEntry";
-constexpr std::u16string_view kName = u"name";
-constexpr std::u16string_view kContent = u"content";
-constexpr std::u16string_view kType = u"type";
-constexpr std::u16string_view kDate = u"date";
-constexpr std::u16string_view kPermissions = u"permissions";
-constexpr std::u16string_view kCreatedByPlatform = u"createdByPlatform";
-constexpr std::u16string_view kCreatedByEncoding = u"createdByEncoding";
-constexpr std::u16string_view kVersion = u"version";
-constexpr std::u16string_view kPlatform = u"platform";
-constexpr std::u16string_view kEncoding = u"encoding";
-constexpr std::u16string_view kFile = u"File";
-constexpr std::u16string_view kSymLink = u"SymLink";
-constexpr std::u16string_view kFolder = u"Folder";
-// The version of a document that has none: the older form.
-constexpr std::u16string_view kVersionV1 = u"1.0";
-
-// The value of an attribute, or "" if it is missing: an optional attribute that is missing
-// and one that is empty mean the same here.
-std::u16string_view attribute(XmlStreamElement const& element, std::u16string_view name) {
-  std::u16string_view const* value = element.findAttribute(name);
-  return value == nullptr ? std::u16string_view() : *value;
-}
-
-// The attributes of one entry, found in one pass over the element's attributes; each is ""
-// when missing, as in attribute().
-struct EntryAttributes {
-  std::u16string_view name;
-  std::u16string_view content;
-  std::u16string_view type;
-  std::u16string_view permissions;
-  std::u16string_view date;
-
-  explicit EntryAttributes(XmlStreamElement const& element) {
-    if (element.attributes == nullptr) return;
-    for (opc::model::XmlStreamAttribute const& attribute : *element.attributes) {
-      if (attribute.name == kName) {
-        name = attribute.value;
-      } else if (attribute.name == kContent) {
-        content = attribute.value;
-      } else if (attribute.name == kType) {
-        type = attribute.value;
-      } else if (attribute.name == kPermissions) {
-        permissions = attribute.value;
-      } else if (attribute.name == kDate) {
-        date = attribute.value;
-      }
-    }
-  }
-};
-
-// Fills a tree from the elements of a manifest as the parser validates them.
-class ManifestFiller : public opc::model::XmlStreamHandler {
- public:
-  explicit ManifestFiller(FileSystemTree& tree) : tree_(tree), isV1_(false) {}
-
-  void startElement(XmlStreamElement const& element) override {
-    try {
-      if (element.depth == 0) {
-        readRoot(element);
-      } else if (element.depth == 1 && element.localName == kFileEntry) {
-        // Entries are found by local name, as children of the root: the grammar has made
-        // sure that nothing else stands there.
-        readEntry(element);
-      }
-    } catch (...) {
-      refusal_ = std::current_exception();
-      throw;
-    }
-  }
-
-  // The exception with which an entry was refused, if one was.
-  std::exception_ptr const& refusal() const { return refusal_; }
-
- private:
-  void readRoot(XmlStreamElement const& element) {
-    std::u16string_view const* version = element.findAttribute(kVersion);
-    tree_.setVersion(std::u16string(version == nullptr ? kVersionV1 : *version));
-    // The version alone tells the two forms apart, not the namespace: a reader of the
-    // current form then also reads later versions.
-    isV1_ = tree_.getVersion() == kVersionV1;
-    tree_.setPlatform(std::u16string(attribute(element, isV1_ ? kPlatform : kCreatedByPlatform)));
-    tree_.setEncoding(std::u16string(attribute(element, isV1_ ? kEncoding : kCreatedByEncoding)));
-  }
-
-  void readEntry(XmlStreamElement const& element) {
-    EntryAttributes const found(element);
-    std::u16string_view name = found.name;
-    // The older form wrote names relative to the root at times.  Its schema allows an empty
-    // name, which has no first character: at() raises std::out_of_range for it.
-    char16_t const slash = opc::model::URI::getSlash();
-    if (isV1_ && name.at(0) != slash) {
-      rooted_.assign(1, slash);
-      rooted_.append(name);
-      name = rooted_;
-    }
-    std::u16string_view const content = found.content;
-    std::u16string_view const type = found.type;
-    opc::Perms::Perms_tag const permissions = detail::readPermissions(found.permissions, isV1_);
-    boost::posix_time::ptime const date = detail::readDate(found.date);
-
-    if (type == kFile) {
-      tree_.addEntry(FileSystemNodeType::File, name, content, permissions, date);
-    } else if (type == kSymLink) {
-      tree_.addEntry(FileSystemNodeType::SymLink, name, content, permissions, date);
-    } else if (type == kFolder) {
-      // A folder's content name is its own path; what the document says is not used.
-      tree_.addEntry(FileSystemNodeType::Folder, name, content, permissions, date);
-    } else {
-      // Both schemas restrict the type to the three words; this guards a schema change.
-      throw opc::model::InvalidPartContent("Unknown type of file system entry: " +
-                                           opc::toASCIIString(std::u16string(type)));
-    }
-  }
-
-  FileSystemTree& tree_;
-  bool isV1_;
-  // A name of the older form with the "/" it lacked.
-  std::u16string rooted_;
-  std::exception_ptr refusal_;
-};
-
-// Puts `tree` back as a read found it, when the document could not be read whole.
-void restore(FileSystemTree& tree, std::u16string platform, std::u16string encoding,
-             std::u16string version) {
-  tree = FileSystemTree();
-  tree.setPlatform(platform);
-  tree.setEncoding(encoding);
-  tree.setVersion(version);
-}
+using detail::kContent;
+using detail::kCreatedByEncoding;
+using detail::kCreatedByPlatform;
+using detail::kDate;
+using detail::kEncoding;
+using detail::kFile;
+using detail::kFileEntries;
+using detail::kFileEntry;
+using detail::kFolder;
+using detail::kName;
+using detail::kPermissions;
+using detail::kPlatform;
+using detail::kSymLink;
+using detail::kType;
+using detail::kVersion;
 
 std::u16string_view typeWord(FileSystemNodeType type) {
   if (type == FileSystemNodeType::SymLink) return kSymLink;
@@ -163,33 +39,6 @@ std::u16string_view typeWord(FileSystemNodeType type) {
 }
 
 }  // namespace
-
-FileSystemManifestXml::FileSystemManifestXml() : reader_() {
-  // Grammars are compiled here, once, and found by namespace in the cache at every read.
-  detail::loadManifestGrammar(reader_, detail::manifestSchemaText(), detail::kManifestSchemaId);
-  detail::loadManifestGrammar(reader_, detail::manifestSchemaTextV1(), detail::kManifestSchemaIdV1);
-}
-
-FileSystemManifestXml::~FileSystemManifestXml() = default;
-
-void FileSystemManifestXml::read(opc::InputStream& source, FileSystemTree& tree) {
-  std::u16string const platform = tree.getPlatform();
-  std::u16string const encoding = tree.getEncoding();
-  std::u16string const version = tree.getVersion();
-  ManifestFiller filler(tree);
-  try {
-    reader_.read(source, filler);
-  } catch (opc::model::InvalidXMLDocument const& e) {
-    // Entries that came before the fault are taken back: a document is read whole or not
-    // at all, as when it was parsed before it was read.
-    restore(tree, platform, encoding, version);
-    throw opc::model::InvalidPartContent(e.what());
-  } catch (...) {
-    // A bad value leaves the entries before it; a failure of the source takes them back.
-    if (std::current_exception() != filler.refusal()) restore(tree, platform, encoding, version);
-    throw;
-  }
-}
 
 void FileSystemManifestXml::write(FileSystemTree const& tree, opc::OutputStream& target) {
   writeForm(tree, target, false);
