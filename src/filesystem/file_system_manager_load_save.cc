@@ -2,6 +2,7 @@
 // claims of the package.
 #include <cstddef>
 #include <exception>
+#include <functional>
 #include <set>
 #include <string>
 #include <vector>
@@ -33,6 +34,31 @@ constexpr char16_t kEncryptionParameter[] = u"encryption";
 // Metadata parts are compressed as metadata, and their size is not known in advance.
 opc::interfaces::StandardPartInfo metadataPartInfo() {
   return opc::interfaces::StandardPartInfo(opc::interfaces::CompressionType::DeflateMetadata, 0);
+}
+
+// Creates the part `name` with its package relationship of `type`, and writes its content
+// with `write` straight into the part's stream.  Should `write` fail, the part and the
+// relationship go again, and the deleted part's stream never gives it the half-written
+// content (not even when the package closes its streams at save).
+void writeNewPart(opc::model::Package& package, opc::model::PartName const& name,
+                  opc::model::ContentType const& contentType, std::u16string const& type,
+                  std::function<void(opc::OutputStream&)> const& write) {
+  opc::model::Part part = package.createPart(name, contentType, metadataPartInfo());
+  std::u16string relationshipId;
+  try {
+    relationshipId = package.createInternalRelationship(type, name.getURI(), u"").getID();
+    opc::OutputStream& output = part.getOutputStream();
+    write(output);
+    output.close();
+  } catch (...) {
+    try {
+      if (!relationshipId.empty()) package.deleteRelationship(relationshipId);
+      package.deletePart(name);
+    } catch (...) {
+      // What the first failure says matters more than a second one.
+    }
+    throw;
+  }
 }
 
 // The longest link target read from a part of the older form.  A real target is a path: the
@@ -149,35 +175,45 @@ void FileSystemManager::doLoad() {
 }
 
 void FileSystemManager::doSave() {
-  // All XML work is done before the package is touched, so that a manifest that cannot be
-  // written leaves the package as it was.
-  // The document is held once, in blocks: the manifest of 100,000 files is tens of MiB.
-  auto buffer = std::make_unique<BlockBufferSource>(getPartContentType());
-  manifestXml_->write(*tree_, buffer->writer());
-  std::unique_ptr<IContentSource> source = std::move(buffer);
-  // The manifest is a part like the others and follows the same rule.
-  if (isEncryptionEnabled()) source = encryption_->encrypting(std::move(source));
-  opc::model::ContentType const contentType = source->getContentType();
-
   auto& package = getPackage();
   auto relationships = package.getRelationshipsByType(getRelationshipType());
-  boost::optional<opc::model::Part> part;
-  if (relationships.begin() != relationships.end()) {
-    opc::model::PartName const name(relationships.begin()->getTargetURI());
-    part = package.getPart(name);
-    // A part keeps its content type for life; a manifest that changed type (encryption
-    // switched on or off) needs a new part of the same name.
-    if (!(part->getContentType() == contentType)) {
-      package.deletePart(name);
-      part = package.createPart(name, contentType, metadataPartInfo());
-    }
+  bool const firstManifest = relationships.begin() == relationships.end();
+  // The manifest of 100,000 files is tens of MiB: when it is a new part in the clear, it goes
+  // straight into the part's stream, held once.  Otherwise the document is written whole
+  // before the package is touched, so that a manifest that cannot be written leaves the part
+  // it replaces as it was.
+  if (firstManifest && !isEncryptionEnabled()) {
+    writeNewPart(package, opc::model::PartName(getPartURI()), getPartContentType(),
+                 getRelationshipType(),
+                 [this](opc::OutputStream& output) { manifestXml_->write(*tree_, output); });
   } else {
-    part = package.createPart(opc::model::PartName(getPartURI()), contentType, metadataPartInfo());
-    package.createInternalRelationship(getRelationshipType(), part->getName().getURI(), u"");
+    // The document is held once, in blocks.
+    auto buffer = std::make_unique<BlockBufferSource>(getPartContentType());
+    manifestXml_->write(*tree_, buffer->writer());
+    std::unique_ptr<IContentSource> source = std::move(buffer);
+    // The manifest is a part like the others and follows the same rule.
+    if (isEncryptionEnabled()) source = encryption_->encrypting(std::move(source));
+    opc::model::ContentType const contentType = source->getContentType();
+
+    boost::optional<opc::model::Part> part;
+    if (!firstManifest) {
+      opc::model::PartName const name(relationships.begin()->getTargetURI());
+      part = package.getPart(name);
+      // A part keeps its content type for life; a manifest that changed type (encryption
+      // switched on or off) needs a new part of the same name.
+      if (!(part->getContentType() == contentType)) {
+        package.deletePart(name);
+        part = package.createPart(name, contentType, metadataPartInfo());
+      }
+    } else {
+      part =
+          package.createPart(opc::model::PartName(getPartURI()), contentType, metadataPartInfo());
+      package.createInternalRelationship(getRelationshipType(), part->getName().getURI(), u"");
+    }
+    opc::OutputStream& output = part->getOutputStream();
+    opc::StreamHelper::copyStreamToStream(source->getInputStream(), output);
+    output.close();
   }
-  opc::OutputStream& output = part->getOutputStream();
-  opc::StreamHelper::copyStreamToStream(source->getInputStream(), output);
-  output.close();
 
   if (saveV1Manifest_) doSaveV1();
 }

@@ -23,7 +23,7 @@ constexpr unsigned kMaxThreads = 16;
 // into the file, deflated in chunks, when its turn comes.
 constexpr std::uint64_t kMemoryItemLimit = std::uint64_t{2} << 20;
 // Content on its way (submitted, not yet moved into the file) beyond which submit() waits.
-constexpr std::uint64_t kWindow = std::uint64_t{8} << 20;
+constexpr std::uint64_t kWindow = std::uint64_t{4} << 20;
 // What one content counts against the window: what it may hold in memory.
 constexpr std::uint64_t kMostWeight = std::uint64_t{8} << 20;
 constexpr std::size_t kSampleSize = std::size_t{1} << 20;

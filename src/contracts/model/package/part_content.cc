@@ -81,6 +81,54 @@ class MemoryContent : public PartContent {
   std::shared_ptr<std::vector<unsigned char> const> bytes_;
 };
 
+class BlocksReader : public ContentReader {
+ public:
+  explicit BlocksReader(std::shared_ptr<ByteBlocks const> blocks) : blocks_(std::move(blocks)) {
+    skipEmpty();
+  }
+  std::size_t read(unsigned char* buffer, std::size_t count) override {
+    std::size_t copied = 0;
+    while (copied < count && block_ < blocks_->size()) {
+      std::vector<unsigned char> const& block = (*blocks_)[block_];
+      std::size_t const n = std::min(count - copied, block.size() - position_);
+      std::memcpy(buffer + copied, block.data() + position_, n);
+      copied += n;
+      position_ += n;
+      skipEmpty();
+    }
+    return copied;
+  }
+  bool isDone() const override { return block_ == blocks_->size(); }
+
+ private:
+  // Moves past the blocks that have nothing left to read.
+  void skipEmpty() {
+    while (block_ < blocks_->size() && position_ == (*blocks_)[block_].size()) {
+      ++block_;
+      position_ = 0;
+    }
+  }
+
+  std::shared_ptr<ByteBlocks const> blocks_;
+  std::size_t block_ = 0;
+  std::size_t position_ = 0;
+};
+
+class BlocksContent : public PartContent {
+ public:
+  explicit BlocksContent(std::shared_ptr<ByteBlocks const> blocks) : blocks_(std::move(blocks)) {
+    for (auto const& block : *blocks_) size_ += block.size();
+  }
+  std::uint64_t size() const override { return size_; }
+  std::unique_ptr<ContentReader> openReader() const override {
+    return std::make_unique<BlocksReader>(blocks_);
+  }
+
+ private:
+  std::shared_ptr<ByteBlocks const> blocks_;
+  std::uint64_t size_ = 0;
+};
+
 opc::Exception spoolFailure(char const* what) {
   return opc::Exception(std::string("Could not ") + what + " the temporary file of a part",
                         boost::system::errc::make_error_code(boost::system::errc::io_error));
@@ -138,6 +186,10 @@ std::shared_ptr<PartContent const> makeMemoryContent(std::vector<unsigned char> 
 std::shared_ptr<PartContent const> makeMemoryContent(
     std::shared_ptr<std::vector<unsigned char> const> bytes) {
   return std::make_shared<MemoryContent>(std::move(bytes));
+}
+
+std::shared_ptr<PartContent const> makeMemoryContent(std::shared_ptr<ByteBlocks const> blocks) {
+  return std::make_shared<BlocksContent>(std::move(blocks));
 }
 
 SpoolFile::SpoolFile(std::u16string const& folder) {

@@ -49,6 +49,11 @@ std::shared_ptr<PartContent const> makeMemoryContent(std::vector<unsigned char> 
 std::shared_ptr<PartContent const> makeMemoryContent(
     std::shared_ptr<std::vector<unsigned char> const> bytes);
 
+// Bytes in memory, in blocks: large content grows block by block, without the copies and
+// the spare capacity of a growing vector.  Empty blocks are allowed.
+using ByteBlocks = std::vector<std::vector<unsigned char>>;
+std::shared_ptr<PartContent const> makeMemoryContent(std::shared_ptr<ByteBlocks const> blocks);
+
 // A file of the temporary folder that holds content too large for memory.  The file is
 // removed from its folder as soon as it is open, so that nothing is left behind whatever
 // happens to the process; the open streams keep its bytes until they are released.

@@ -5,6 +5,7 @@
 #define OPC_MODEL_PACKAGE_PART_STREAMS_H_
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -72,7 +73,11 @@ class OPC_MODEL_EXPORT PartOutputStream : public opc::OutputStream {
  private:
   struct Open;
 
-  // Frees the memory buffer and gives its reservation back.
+  // Keeps bytes in memory; their reservation is made.
+  void hold(unsigned char const* buffer, std::size_t count);
+  // Gives `write` the bytes held in memory, in order.
+  void writeHeldTo(std::function<void(unsigned char const*, std::size_t)> const& write) const;
+  // Frees the bytes held in memory and gives their reservation back.
   void dropBuffer();
 
   std::shared_ptr<PartRecord const> record_;

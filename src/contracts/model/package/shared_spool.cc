@@ -133,6 +133,18 @@ std::shared_ptr<PartContent const> SharedSpool::makeMemoryContent(
   return detail::makeMemoryContent(std::move(held));
 }
 
+std::shared_ptr<PartContent const> SharedSpool::makeMemoryContent(ByteBlocks blocks) {
+  std::shared_ptr<SharedSpool> self = shared_from_this();
+  std::uint64_t size = 0;
+  for (auto const& block : blocks) size += block.size();
+  std::shared_ptr<ByteBlocks const> held(new ByteBlocks(std::move(blocks)),
+                                         [self, size](ByteBlocks const* gone) {
+                                           delete gone;
+                                           self->release(size);
+                                         });
+  return detail::makeMemoryContent(std::move(held));
+}
+
 std::uint64_t SharedSpool::append(unsigned char const* bytes, std::size_t count) {
   std::lock_guard<std::mutex> lock(mutex_);
   if (fd_ < 0) {

@@ -44,6 +44,7 @@ class OPC_MODEL_EXPORT SharedSpool : public std::enable_shared_from_this<SharedS
 
   // Memory content whose bytes, already reserved, are given back when the last reader goes.
   std::shared_ptr<PartContent const> makeMemoryContent(std::vector<unsigned char> bytes);
+  std::shared_ptr<PartContent const> makeMemoryContent(ByteBlocks blocks);
 
   // The content of one part in the file, made by one writer at a time.  Writes of several
   // writers interleave in the file: a content is a list of ranges.
