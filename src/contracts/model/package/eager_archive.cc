@@ -3,7 +3,8 @@
 #include <algorithm>
 #include <cstring>
 #include <ctime>
-#include <unordered_map>
+#include <functional>
+#include <utility>
 
 #include <libdeflate.h>
 
@@ -356,21 +357,36 @@ void EagerArchive::compact(std::vector<bool> const& keep) {
 std::unique_ptr<ReplacementFile> EagerArchive::complete(std::vector<Item> const& items) {
   try {
     drain();
-    std::unordered_map<PartContent const*, std::size_t> held;
+    // The contents it holds, by address, in a sorted list: a package of many parts has as
+    // many of them, and a hash table would cost three times the memory at the save's peak.
+    std::vector<std::pair<PartContent const*, std::size_t>> held;
+    held.reserve(contents_.size());
     for (std::size_t i = 0; i < contents_.size(); ++i) {
-      if (std::shared_ptr<EagerContent> content = contents_[i].lock()) held[content.get()] = i;
+      if (std::shared_ptr<EagerContent> content = contents_[i].lock()) {
+        held.emplace_back(content.get(), i);
+      }
     }
+    std::sort(held.begin(), held.end(),
+              [](std::pair<PartContent const*, std::size_t> const& a,
+                 std::pair<PartContent const*, std::size_t> const& b) {
+                return std::less<PartContent const*>()(a.first, b.first);
+              });
     std::vector<bool> keep(contents_.size(), false);
     std::vector<Item const*> rest;
     for (Item const& item : items) {
-      auto const found = held.find(item.content.get());
-      if (found != held.end() && !keep[found->second] &&
+      auto const found = std::lower_bound(
+          held.begin(), held.end(), item.content.get(),
+          [](std::pair<PartContent const*, std::size_t> const& entry, PartContent const* key) {
+            return std::less<PartContent const*>()(entry.first, key);
+          });
+      if (found != held.end() && found->first == item.content.get() && !keep[found->second] &&
           writer_->items()[found->second].name == item.name) {
         keep[found->second] = true;
       } else {
         rest.push_back(&item);
       }
     }
+    std::vector<std::pair<PartContent const*, std::size_t>>().swap(held);
     if (std::find(keep.begin(), keep.end(), false) != keep.end()) compact(keep);
     for (Item const* item : rest) {
       auto job = std::make_unique<Job>();

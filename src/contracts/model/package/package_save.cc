@@ -1,4 +1,5 @@
 // Writing the archive of a package: the second half of Package::save, after the managers.
+#include <functional>
 #include <memory>
 #include <string>
 #include <utility>
@@ -54,8 +55,9 @@ ZipContentReader lazyReader(std::shared_ptr<PartContent const> content) {
   };
 }
 
-void planRelationships(std::vector<PlannedItem>& plan, RelationshipSet& set,
-                       PartName const& setName) {
+using PlanSink = std::function<void(PlannedItem&&)>;
+
+void planRelationships(PlanSink const& emit, RelationshipSet& set, PartName const& setName) {
   if (set.entry && (!set.loaded || !set.changed)) {
     PlannedItem item{nullptr,
                      std::make_unique<PartName>(setName),
@@ -64,7 +66,7 @@ void planRelationships(std::vector<PlannedItem>& plan, RelationshipSet& set,
                      &*set.entry,
                      nullptr,
                      itemNameFor(setName, set.itemName)};
-    plan.push_back(std::move(item));
+    emit(std::move(item));
     return;
   }
   if (!set.loaded || set.relationships.empty()) return;
@@ -78,7 +80,7 @@ void planRelationships(std::vector<PlannedItem>& plan, RelationshipSet& set,
                    nullptr,
                    makeMemoryContent(std::move(bytes)),
                    itemNameFor(setName, set.itemName)};
-  plan.push_back(std::move(item));
+  emit(std::move(item));
 }
 
 // Makes the item of `archive` under the record's name the source of its content.
@@ -116,68 +118,77 @@ void PackageState::writeArchive() {
   closeOutputStreams();
   reopenSaved();
 
+  // Spent by this save whatever happens: a later save writes what this one could not.
+  std::shared_ptr<EagerArchive> eager = std::move(eager_);
+  bool const eagerRoad = eager && eager->started() && !archive_;
+
   // The plan: the package's relationships first, then each part followed by its own, then
-  // relationships parts whose source is not a part (kept as they came).
+  // relationships parts whose source is not a part (kept as they came).  The eager road takes
+  // each item as it is planned, so that a package of many parts never holds two lists of them.
   std::vector<PlannedItem> plan;
-  plan.reserve(1 + parts_.size() + partRelationships_.size());
-  planRelationships(plan, packageRelationships_, PartName::getPackageRelationshipsPartName());
+  std::vector<EagerArchive::Item> items;
+  std::vector<std::pair<PartName const*, ContentType const*>> types;
+  std::vector<std::unique_ptr<PartName>> setNames;
+  // The relationships parts written, by item name, to find them again in the new archive.
+  std::vector<std::pair<std::string, RelationshipSet*>> sets;
+  ContentType const relationshipsType(kRelationshipsContentType);
+  std::size_t const most = 2 + parts_.size() + partRelationships_.size();
+  PlanSink emit;
+  if (eagerRoad) {
+    items.reserve(most);
+    types.reserve(most);
+    // The content types come first; their content is known once every item is.
+    items.push_back({kContentTypesItemName, interfaces::CompressionType::DeflateMetadata, nullptr});
+    emit = [&](PlannedItem&& item) {
+      if (item.relationships) {
+        sets.emplace_back(item.itemName, item.relationships);
+        setNames.push_back(std::move(item.setName));
+        types.emplace_back(setNames.back().get(), &relationshipsType);
+      } else {
+        types.emplace_back(&item.part->name, item.part->contentType.get());
+      }
+      items.push_back({std::move(item.itemName), item.compression, std::move(item.content)});
+    };
+  } else {
+    plan.reserve(most);
+    emit = [&plan](PlannedItem&& item) { plan.push_back(std::move(item)); };
+  }
+  planRelationships(emit, packageRelationships_, PartName::getPackageRelationshipsPartName());
   for (auto const& record : parts_) {
-    PlannedItem item{record,
-                     nullptr,
-                     nullptr,
-                     record->compression,
-                     record->entry.get(),
+    emit(PlannedItem{record, nullptr, nullptr, record->compression, record->entry.get(),
                      record->entry ? nullptr : record->content,
-                     itemNameFor(record->name, record->itemName)};
-    plan.push_back(std::move(item));
+                     itemNameFor(record->name, record->itemName)});
     auto const set = partRelationships_.find(record->name);
     if (set != partRelationships_.end()) {
-      planRelationships(plan, set->second, record->name.getRelationshipsPartName());
+      planRelationships(emit, set->second, record->name.getRelationshipsPartName());
     }
   }
   for (auto& set : partRelationships_) {
     if (!findPart(set.first))
-      planRelationships(plan, set.second, set.first.getRelationshipsPartName());
+      planRelationships(emit, set.second, set.first.getRelationshipsPartName());
   }
 
   std::vector<unsigned char> typesXml;
-  {
-    std::vector<std::pair<PartName const*, ContentType const*>> types;
-    types.reserve(plan.size());
-    ContentType const relationshipsType(kRelationshipsContentType);
+  if (!eagerRoad) {
     for (PlannedItem const& item : plan) {
       types.emplace_back(&item.name(),
                          item.part ? item.part->contentType.get() : &relationshipsType);
     }
+  }
+  {
     opc::ByteArrayOutAdaptor out(typesXml);
     writeContentTypes(types, out);
     // Gone before the archive is written, which is when memory peaks.
+    std::vector<std::pair<PartName const*, ContentType const*>>().swap(types);
   }
 
-  // The relationships parts written, by item name, to find them again in the new archive.
-  std::vector<std::pair<std::string, RelationshipSet*>> sets;
   std::vector<unsigned char> newBuffer;
   std::unique_ptr<ReplacementFile> replacement;
-  // Spent by this save whatever happens: a later save writes what this one could not.
-  std::shared_ptr<EagerArchive> eager = std::move(eager_);
-  bool const eagerRoad = eager && eager->started() && !archive_;
   if (eagerRoad) {
     if (!lock_) lockFile("Could not save package " + label_);
-    {
-      // The plan hands its names and contents over and goes before the archive is
-      // completed, which is when memory peaks: only the relationships sets stay, to be
-      // pointed at the new archive afterwards.
-      std::vector<EagerArchive::Item> items;
-      items.reserve(plan.size() + 1);
-      items.push_back({kContentTypesItemName, interfaces::CompressionType::DeflateMetadata,
-                       makeMemoryContent(std::move(typesXml))});
-      for (PlannedItem& item : plan) {
-        if (item.relationships) sets.emplace_back(item.itemName, item.relationships);
-        items.push_back({std::move(item.itemName), item.compression, std::move(item.content)});
-      }
-      std::vector<PlannedItem>().swap(plan);
-      replacement = eager->complete(items);
-    }
+    items.front().content = makeMemoryContent(std::move(typesXml));
+    replacement = eager->complete(items);
+    std::vector<EagerArchive::Item>().swap(items);
     // The archive's bookkeeping (an item per part, and the blocks of the contents it moved,
     // which its weak references hold) goes before the parts are pointed at the new file.
     eager.reset();
