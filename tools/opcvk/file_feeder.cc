@@ -37,7 +37,7 @@ constexpr std::uint64_t kWholeFileLimit = 1u << 20;
 // The window of files read ahead of the caller: enough to keep the readers busy while the
 // caller adds, small enough that memory does not follow the size of the tree.
 constexpr std::size_t kFilesAhead = 1024;
-constexpr std::uint64_t kBytesAhead = 16u << 20;
+constexpr std::uint64_t kBytesAhead = 8u << 20;
 
 // The years a package's file time can hold, as the local file system tells them.
 constexpr std::int64_t kFirstSecond = -17987443200;  // 1400-01-01T00:00:00Z
