@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <memory>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -28,15 +29,12 @@ constexpr std::uint64_t kThreshold = 8 * kMiB;
 // Not a divisor of a block: writes straddle the blocks' ends.
 constexpr std::size_t kPiece = 100003;
 
+// Bytes that differ from seed to seed and from place to place.
 std::vector<unsigned char> contentOf(std::size_t seed, std::size_t size) {
   std::vector<unsigned char> bytes(size);
-  std::uint64_t state = seed * 0x9E3779B97F4A7C15ull + 1;
-  for (unsigned char& byte : bytes) {
-    state ^= state << 13;
-    state ^= state >> 7;
-    state ^= state << 17;
-    byte = static_cast<unsigned char>(state);
-  }
+  std::minstd_rand generator(static_cast<std::minstd_rand::result_type>(seed + 1));
+  std::generate(bytes.begin(), bytes.end(),
+                [&generator] { return static_cast<unsigned char>(generator() >> 7); });
   return bytes;
 }
 
