@@ -42,9 +42,8 @@ constexpr std::size_t kParallelMinimum = 4 * kDeflateChunkSize;
 }
 
 int levelOf(interfaces::CompressionType compression) {
-  // Metadata parts are small XML read far more often than written: the smallest result is
-  // worth the time.  Content is bulk, where speed matters.
-  return compression == interfaces::CompressionType::DeflateMetadata ? 9 : 6;
+  // Metadata: see kMetadataDeflateLevel.  Content is bulk, where speed matters.
+  return compression == interfaces::CompressionType::DeflateMetadata ? kMetadataDeflateLevel : 6;
 }
 
 // Fills `buffer` from the reader until `count` bytes or the reader's end.
