@@ -99,8 +99,10 @@ FileSystemEntry FileSystemManager::addFileInternal(std::unique_ptr<IContentSourc
   if (isEncryptionEnabled()) source = encryption_->encrypting(std::move(source));
   // A copy through the text form, so that the part's type shares nothing with the source.
   opc::model::ContentType const contentType(source->getContentType().toString());
-  FileSystemEntry const entry = createFileInternal(path, contentType, permissions, time);
-  opc::OutputStream& output = getFileOutputStream(entry);
+  // The stream comes from the part just made, so that its name is not checked again.
+  boost::optional<opc::model::Part> part;
+  FileSystemEntry const entry = createFileInternal(path, contentType, permissions, time, &part);
+  opc::OutputStream& output = part->getOutputStream();
   opc::StreamHelper::copyStreamToStream(source->getInputStream(), output);
   // Closing commits the bytes to the part now, so that the file reads back at once and a
   // large add does not keep every file's content pending until the package is saved.  A

@@ -57,14 +57,16 @@ FileSystemEntry FileSystemManager::createLink(std::u16string const& path,
 // tree changes.
 FileSystemEntry FileSystemManager::createFileInternal(
     std::u16string const& path, opc::model::ContentType const& contentType,
-    opc::Perms::Perms_tag permissions, boost::posix_time::ptime const& lastModifiedTime) {
+    opc::Perms::Perms_tag permissions, boost::posix_time::ptime const& lastModifiedTime,
+    boost::optional<opc::model::Part>* part) {
   opc::model::PartName const name = makeUniquePartName(path);
   // Encrypted bytes do not compress, so encrypted parts are stored.
   opc::interfaces::StandardPartInfo const info(
       isEncryptionEnabled() ? opc::interfaces::CompressionType::Stored
                             : opc::interfaces::CompressionType::DeflateContent,
       0);
-  getPackage().createPart(name, contentType, info);
+  opc::model::Part created = getPackage().createPart(name, contentType, info);
+  if (part != nullptr) part->emplace(std::move(created));
   FileSystemNode node =
       FileSystemNode::makeFileNode(path, name.toString(), permissions, lastModifiedTime);
   tree_->addNode(node);

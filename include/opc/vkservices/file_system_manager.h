@@ -447,10 +447,12 @@ class OPCVK_EXPORT FileSystemManager : public opc::model::DataManager {
   // The part name for a new file at the normalised `path`, free in the package now.
   opc::model::PartName makeUniquePartName(std::u16string const& path) const;
 
+  // Makes the part and the node of a new file; `part`, when given, receives the new part.
   FileSystemEntry createFileInternal(std::u16string const& path,
                                      opc::model::ContentType const& contentType,
                                      opc::Perms::Perms_tag permissions,
-                                     boost::posix_time::ptime const& lastModifiedTime);
+                                     boost::posix_time::ptime const& lastModifiedTime,
+                                     boost::optional<opc::model::Part>* part = nullptr);
   FileSystemEntry createLinkInternal(std::u16string const& path, std::u16string const& target);
   // Removes the node of `entry`, raising FileSystemEntryNotFound if it is not in the tree.
   void removeEntryNode(FileSystemEntry const& entry);

@@ -14,6 +14,17 @@ namespace {
 constexpr char16_t kRelationshipsFolder[] = u"_rels";
 constexpr char16_t kRelationshipsExtension[] = u".rels";
 constexpr std::size_t kRelationshipsExtensionLength = 5;
+constexpr std::size_t kRelationshipsFolderLength = 5;
+
+// Whether text[at, at + length) equals the lower-case ASCII `lower` without regard to ASCII
+// case; in place, since every new part asks it of its name.
+bool caselessEqualAt(std::u16string const& text, std::size_t at, char16_t const* lower,
+                     std::size_t length) {
+  for (std::size_t i = 0; i < length; ++i) {
+    if (detail::asciiLower(text[at + i]) != lower[i]) return false;
+  }
+  return true;
+}
 
 [[noreturn]] void throwInvalidPartName(std::u16string const& text, std::string const& reason) {
   throw InvalidPartName("Invalid part name " + detail::quoted(text) + ": " + reason);
@@ -81,13 +92,14 @@ URI PartName::getURI() const { return URI(name_); }
 bool PartName::isRelationshipName() const {
   LastSegments const segments = findLastSegments(name_);
   if (!segments.hasFolder) return false;
-  std::u16string const folder =
-      name_.substr(segments.folderStart, segments.lastStart - 1 - segments.folderStart);
+  std::size_t const folderLength = segments.lastStart - 1 - segments.folderStart;
   std::size_t const lastLength = name_.size() - segments.lastStart;
-  return detail::asciiCaselessEqual(folder, kRelationshipsFolder) &&
+  return folderLength == kRelationshipsFolderLength &&
+         caselessEqualAt(name_, segments.folderStart, kRelationshipsFolder,
+                         kRelationshipsFolderLength) &&
          lastLength >= kRelationshipsExtensionLength &&
-         detail::asciiCaselessEqual(name_.substr(name_.size() - kRelationshipsExtensionLength),
-                                    kRelationshipsExtension);
+         caselessEqualAt(name_, name_.size() - kRelationshipsExtensionLength,
+                         kRelationshipsExtension, kRelationshipsExtensionLength);
 }
 
 PartName PartName::getRelationshipsPartName() const {

@@ -1,6 +1,7 @@
 #include "part_name_rules.h"
 
 #include <opc/core/string_conversions.h>
+#include <opc/model/part_name.h>
 
 #include "text_chars.h"
 
@@ -13,16 +14,20 @@ bool isSegmentCharacter(char32_t c) {
   return isUnreserved(c) || isSubDelim(c) || c == ':' || c == '@' || isUcsChar(c);
 }
 
-std::optional<std::string> findSegmentError(std::u16string const& segment) {
-  if (segment.empty()) return std::string("empty segments are not allowed");
-  std::size_t i = 0;
-  while (i < segment.size()) {
-    if (segment[i] == u'%') {
-      if (i + 2 >= segment.size() || !isHexDigit(segment[i + 1]) || !isHexDigit(segment[i + 2])) {
+// The segment is name[start, stop): checked in place, since a name is validated far more
+// often than it is refused.  A surrogate pair never spans a "/", so reading code points from
+// the whole name gives those of the segment.
+std::optional<std::string> findSegmentError(std::u16string const& name, std::size_t start,
+                                            std::size_t stop) {
+  if (start == stop) return std::string("empty segments are not allowed");
+  std::size_t i = start;
+  while (i < stop) {
+    if (name[i] == u'%') {
+      if (i + 2 >= stop || !isHexDigit(name[i + 1]) || !isHexDigit(name[i + 2])) {
         return std::string("\"%\" must be followed by two hexadecimal digits");
       }
       char32_t const decoded =
-          static_cast<char32_t>(hexValue(segment[i + 1]) * 16 + hexValue(segment[i + 2]));
+          static_cast<char32_t>(hexValue(name[i + 1]) * 16 + hexValue(name[i + 2]));
       if (decoded == '/') return std::string("percent-encoded \"/\" is not allowed");
       if (decoded == '\\') return std::string("percent-encoded \"\\\" is not allowed");
       if (isUnreserved(decoded)) {
@@ -32,11 +37,16 @@ std::optional<std::string> findSegmentError(std::u16string const& segment) {
       i += 3;
       continue;
     }
-    char32_t const c = nextCodePoint(segment, i);
+    char32_t const c = nextCodePoint(name, i);
     if (!isSegmentCharacter(c)) return "character " + describeCharacter(c) + " is not allowed";
   }
-  if (segment == u"." || segment == u"..") return "segment " + quoted(segment) + " is not allowed";
-  if (segment.back() == u'.') return "segment " + quoted(segment) + " must not end with \".\"";
+  std::size_t const length = stop - start;
+  bool const dots =
+      name[start] == u'.' && (length == 1 || (length == 2 && name[start + 1] == u'.'));
+  if (dots) return "segment " + quoted(name.substr(start, length)) + " is not allowed";
+  if (name[stop - 1] == u'.') {
+    return "segment " + quoted(name.substr(start, length)) + " must not end with \".\"";
+  }
   return std::nullopt;
 }
 
@@ -55,7 +65,7 @@ std::optional<std::string> findPartNameError(std::u16string const& name) {
   while (start <= name.size()) {
     std::size_t const slash = name.find(u'/', start);
     std::size_t const stop = slash == std::u16string::npos ? name.size() : slash;
-    if (auto error = findSegmentError(name.substr(start, stop - start))) return error;
+    if (auto error = findSegmentError(name, start, stop)) return error;
     start = stop + 1;
   }
   return std::nullopt;
@@ -63,8 +73,19 @@ std::optional<std::string> findPartNameError(std::u16string const& name) {
 
 std::string makePartNameKey(std::u16string const& name) {
   static char const kHex[] = "0123456789abcdef";
-  std::string const bytes = opc::detail::toUTF8String(name);
   std::string key;
+  key.reserve(name.size());
+  // ASCII, by far the most common, maps character for character; anything else goes through
+  // its UTF-8 bytes.
+  for (char16_t const c : name) {
+    if (c >= 0x80) {
+      key.clear();
+      break;
+    }
+    key += c >= u'A' && c <= u'Z' ? static_cast<char>(c - u'A' + 'a') : static_cast<char>(c);
+  }
+  if (key.size() == name.size()) return key;
+  std::string const bytes = opc::detail::toUTF8String(name);
   key.reserve(bytes.size());
   for (char byte : bytes) {
     unsigned char const value = static_cast<unsigned char>(byte);
@@ -80,6 +101,10 @@ std::string makePartNameKey(std::u16string const& name) {
   }
   return key;
 }
+
+std::string const& PartNameAccess::key(PartName const& name) { return name.key_; }
+
+std::u16string const& PartNameAccess::text(PartName const& name) { return name.name_; }
 
 }  // namespace detail
 }  // namespace model

@@ -8,6 +8,9 @@
 
 namespace opc {
 namespace model {
+
+class PartName;
+
 namespace detail {
 
 // The first rule that `name` breaks, worded for a message, or nothing if it is a valid
@@ -17,6 +20,16 @@ std::optional<std::string> findPartNameError(std::u16string const& name);
 // The comparison form of a valid part name: its UTF-8 bytes, each byte above 0x7F as a
 // "%xx" escape, ASCII letters (escape digits included) in lower case.
 std::string makePartNameKey(std::u16string const& name);
+
+// The texts a PartName holds, read without a copy: a package of many parts compares and
+// hashes names far more often than it makes them.
+class PartNameAccess {
+ public:
+  // The comparison form (see makePartNameKey).
+  static std::string const& key(PartName const& name);
+  // The name exactly as given (see PartName::toString).
+  static std::u16string const& text(PartName const& name);
+};
 
 }  // namespace detail
 }  // namespace model

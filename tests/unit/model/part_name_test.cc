@@ -126,7 +126,20 @@ INSTANTIATE_TEST_SUITE_P(
         InvalidCase{std::u16string(u"/a") + char16_t(0xD800),
                     "Invalid part name \"/a?\": character U+D800 is not allowed"},
         InvalidCase{std::u16string(u"/") + char16_t(0xDC00) + u"x",
-                    "Invalid part name \"/?x\": character U+DC00 is not allowed"}));
+                    "Invalid part name \"/?x\": character U+DC00 is not allowed"},
+        // Each segment is judged on its own, whatever follows it in the name.
+        InvalidCase{std::u16string(u"/a") + char16_t(0xD800) + u"/b",
+                    "Invalid part name \"/a?/b\": character U+D800 is not allowed"},
+        InvalidCase{u"/a%4/1",
+                    "Invalid part name \"/a%4/1\": \"%\" must be followed by two "
+                    "hexadecimal digits"},
+        InvalidCase{u"/a/.", "Invalid part name \"/a/.\": segment \".\" is not allowed"},
+        InvalidCase{u"/../a", "Invalid part name \"/../a\": segment \"..\" is not allowed"},
+        InvalidCase{u"/a/b./c",
+                    "Invalid part name \"/a/b./c\": segment \"b.\" must not end with \".\""},
+        InvalidCase{u"/a/.b/c/",
+                    "Invalid part name \"/a/.b/c/\": a part name must not end with "
+                    "\"/\""}));
 
 TEST(PartNameTest, KeepsFsrootNameUnchanged) {
   EXPECT_EQ(PartName(u"/fsroot/a").toString(), u"/fsroot/a");
@@ -176,7 +189,11 @@ INSTANTIATE_TEST_SUITE_P(
         EquivalenceCase{u"/\u0391", u"/\u03b1", false}, EquivalenceCase{u"/a", u"/b", false},
         EquivalenceCase{u"/a/b", u"/a%2Cb", false}, EquivalenceCase{u"/a", u"/a/b", false},
         // An escape is not the character it encodes, unless it must be one.
-        EquivalenceCase{u"/a%3Bb", u"/a;b", false}));
+        EquivalenceCase{u"/a%3Bb", u"/a;b", false},
+        // ASCII letters fold beside non-ASCII characters too.
+        EquivalenceCase{u"/Doc\u00e9/X.xml", u"/doc%C3%A9/x.XML", true},
+        EquivalenceCase{u"/ABC\u00e9", u"/abc%c3%a9", true},
+        EquivalenceCase{u"/ABC\u00c9", u"/abc\u00e9", false}));
 
 TEST(PartNameTest, WorksAsKeyOfOrderedAndHashedContainers) {
   std::set<PartName> ordered{PartName(u"/A"), PartName(u"/a"), PartName(u"/b")};
@@ -209,7 +226,11 @@ INSTANTIATE_TEST_SUITE_P(Table, PartNameRelationshipNameTest,
                                            RelationshipNameCase{u"/_rels", false},
                                            RelationshipNameCase{u"/x.rels", false},
                                            RelationshipNameCase{u"/a_rels/x.rels", false},
-                                           RelationshipNameCase{u"/_rels.rels", false}));
+                                           RelationshipNameCase{u"/_rels.rels", false},
+                                           RelationshipNameCase{u"/_relsx/a.rels", false},
+                                           RelationshipNameCase{u"/a/_rel/a.rels", false},
+                                           RelationshipNameCase{u"/_rels/rels", false},
+                                           RelationshipNameCase{u"/x/_Rels/.RELS", true}));
 
 TEST(PartNameTest, GivesRelationshipsPartOfPart) {
   EXPECT_EQ(PartName(u"/a/b.xml").getRelationshipsPartName().toString(), u"/a/_rels/b.xml.rels");

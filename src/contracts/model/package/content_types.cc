@@ -8,6 +8,7 @@
 #include <opc/model/xml/xerces_helper.h>
 #include <opc/model/xml/xml_exceptions.h>
 
+#include "../part_name_rules.h"
 #include "../text_chars.h"
 
 namespace opc {
@@ -53,12 +54,25 @@ std::u16string asciiOnly(std::u16string const& text) {
   return URI::encodeComponent(text, kPrintableAscii);
 }
 
-std::u16string partNameExtension(PartName const& name) {
-  std::u16string const text = name.toString();
+namespace {
+
+// partNameExtension into `extension`, whose room is used again: a package of many parts asks
+// it of every part at each save.
+void lowerExtensionOf(PartName const& name, std::u16string& extension) {
+  std::u16string const& text = PartNameAccess::text(name);
   std::size_t const slash = text.rfind(u'/');
   std::size_t const dot = text.rfind(u'.');
-  if (dot == std::u16string::npos || dot < slash) return std::u16string();
-  return asciiLowered(text.substr(dot + 1));
+  extension.clear();
+  if (dot == std::u16string::npos || dot < slash) return;
+  for (std::size_t i = dot + 1; i < text.size(); ++i) extension += asciiLower(text[i]);
+}
+
+}  // namespace
+
+std::u16string partNameExtension(PartName const& name) {
+  std::u16string extension;
+  lowerExtensionOf(name, extension);
+  return extension;
 }
 
 ContentTypeMap ContentTypeMap::read(opc::InputStream& stream, std::string const& context) {
@@ -137,19 +151,29 @@ void writeContentTypes(std::vector<std::pair<PartName const*, ContentType const*
     return lastText;
   };
   // For each extension, how many parts have each type; the first type to reach the highest
-  // count becomes the Default, so the output does not depend on hash order.
+  // count becomes the Default, so the output does not depend on hash order.  Extensions are
+  // numbered in the order they are first met, which is the order of the Default elements.
   struct Tally {
+    std::u16string extension;
     std::vector<std::pair<std::u16string, std::size_t>> counts;
+    std::u16string const* best = nullptr;
   };
-  std::map<std::u16string, Tally> tallies;
-  std::vector<std::u16string> extensionOrder;
-  for (auto const& part : parts) {
-    std::u16string const extension = partNameExtension(*part.first);
+  constexpr std::size_t kNoExtension = static_cast<std::size_t>(-1);
+  std::map<std::u16string, std::size_t> numbers;
+  std::vector<Tally> tallies;
+  std::vector<std::size_t> extensionOfPart(parts.size(), kNoExtension);
+  std::u16string extension;
+  for (std::size_t i = 0; i < parts.size(); ++i) {
+    lowerExtensionOf(*parts[i].first, extension);
     if (extension.empty()) continue;
-    auto inserted = tallies.emplace(extension, Tally());
-    if (inserted.second) extensionOrder.push_back(extension);
-    std::u16string const& type = textOf(part.second);
-    auto& counts = inserted.first->second.counts;
+    auto number = numbers.find(extension);
+    if (number == numbers.end()) {
+      number = numbers.emplace(extension, tallies.size()).first;
+      tallies.push_back({extension, {}, nullptr});
+    }
+    extensionOfPart[i] = number->second;
+    std::u16string const& type = textOf(parts[i].second);
+    auto& counts = tallies[number->second].counts;
     auto found = std::find_if(counts.begin(), counts.end(),
                               [&](auto const& entry) { return entry.first == type; });
     if (found == counts.end()) {
@@ -158,14 +182,12 @@ void writeContentTypes(std::vector<std::pair<PartName const*, ContentType const*
       ++found->second;
     }
   }
-  std::map<std::u16string, std::u16string> defaults;
-  for (auto const& tally : tallies) {
-    auto const& counts = tally.second.counts;
-    auto best = counts.begin();
-    for (auto it = counts.begin(); it != counts.end(); ++it) {
+  for (Tally& tally : tallies) {
+    auto best = tally.counts.begin();
+    for (auto it = tally.counts.begin(); it != tally.counts.end(); ++it) {
       if (it->second > best->second) best = it;
     }
-    defaults.emplace(tally.first, best->first);
+    tally.best = &best->first;
   }
 
   XercesGuard guard;
@@ -173,19 +195,20 @@ void writeContentTypes(std::vector<std::pair<PartName const*, ContentType const*
   document->setXmlStandalone(true);
   xercesc::DOMElement* root =
       XercesHelper::appendElementNS(document.get(), kContentTypesNamespace, u"Types");
-  for (std::u16string const& extension : extensionOrder) {
+  for (Tally const& tally : tallies) {
     xercesc::DOMElement* element =
         XercesHelper::appendElementNS(root, kContentTypesNamespace, u"Default");
-    XercesHelper::setElementAttribute(element, u"Extension", extension);
-    XercesHelper::setElementAttribute(element, u"ContentType", defaults[extension]);
+    XercesHelper::setElementAttribute(element, u"Extension", tally.extension);
+    XercesHelper::setElementAttribute(element, u"ContentType", *tally.best);
   }
-  for (auto const& part : parts) {
-    std::u16string const extension = partNameExtension(*part.first);
-    std::u16string const& type = textOf(part.second);
-    if (!extension.empty() && defaults[extension] == type) continue;
+  for (std::size_t i = 0; i < parts.size(); ++i) {
+    std::u16string const& type = textOf(parts[i].second);
+    std::size_t const number = extensionOfPart[i];
+    if (number != kNoExtension && *tallies[number].best == type) continue;
     xercesc::DOMElement* element =
         XercesHelper::appendElementNS(root, kContentTypesNamespace, u"Override");
-    XercesHelper::setElementAttribute(element, u"PartName", asciiOnly(part.first->toString()));
+    XercesHelper::setElementAttribute(element, u"PartName",
+                                      asciiOnly(PartNameAccess::text(*parts[i].first)));
     XercesHelper::setElementAttribute(element, u"ContentType", type);
   }
   auto writer = XercesHelper::createPrettyPrintingWriter();

@@ -21,16 +21,21 @@ void loadArchive(detail::PackageState& state, std::shared_ptr<detail::ZipByteSou
 }
 
 bool endsWithRelsSegment(PartName const& name) {
-  std::u16string const text = name.toString();
-  std::u16string const last = text.substr(text.rfind(u'/') + 1);
-  return detail::asciiCaselessEqual(last, u"_rels");
+  std::u16string const& text = detail::PartNameAccess::text(name);
+  static constexpr char16_t kSegment[] = u"/_rels";
+  std::size_t const length = sizeof(kSegment) / sizeof(kSegment[0]) - 1;
+  if (text.size() < length) return false;
+  for (std::size_t i = 0; i < length; ++i) {
+    if (detail::asciiLower(text[text.size() - length + i]) != kSegment[i]) return false;
+  }
+  return true;
 }
 
 // Whether a "_rels" folder (in any case) lies somewhere on the way to the part: only then can
 // a leading run of its segments be a relationships part name, so that the parts of an
 // ordinary folder tree are not taken apart into such runs one by one.
 bool hasRelsFolder(PartName const& name) {
-  std::u16string const text = name.toString();
+  std::u16string const& text = detail::PartNameAccess::text(name);
   static constexpr char16_t kFolder[] = u"/_rels/";
   std::size_t const length = sizeof(kFolder) / sizeof(kFolder[0]) - 1;
   for (std::size_t start = 0; start + length <= text.size(); ++start) {

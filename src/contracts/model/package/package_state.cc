@@ -330,10 +330,20 @@ boost::optional<PartName> PackageState::findDerivationConflict(PartName const& n
 boost::optional<PartName> PackageState::findDerivationConflict(PartName const& name,
                                                                std::string const& key,
                                                                std::size_t known) const {
-  for (std::size_t slash = key.find('/', std::max<std::size_t>(known, 1));
-       slash != std::string::npos; slash = key.find('/', slash + 1)) {
-    if (auto record = findPartByKey(key.substr(0, slash))) return record->name;
+  // The folders above the name that were found to name no part for an earlier name need no
+  // second look: the files of one folder are often made one after another.
+  std::size_t from = std::max<std::size_t>(known, 1);
+  bool const cached = table_.empty() && key.size() > clearFolder_.size() &&
+                      key[clearFolder_.size()] == '/' &&
+                      key.compare(0, clearFolder_.size(), clearFolder_) == 0;
+  if (cached) from = std::max(from, clearFolder_.size() + 1);
+  std::string prefix;
+  for (std::size_t slash = key.find('/', from); slash != std::string::npos;
+       slash = key.find('/', slash + 1)) {
+    prefix.assign(key, 0, slash);
+    if (auto record = findPartByKey(prefix)) return record->name;
   }
+  if (table_.empty()) clearFolder_.assign(key, 0, key.rfind('/'));
   if (prefixes_.count(key) != 0) {
     // Rare: only when there is a conflict does it cost a walk over the parts.
     for (auto const& record : parts_) {
@@ -349,14 +359,21 @@ boost::optional<PartName> PackageState::findDerivationConflict(PartName const& n
 }
 
 void PackageState::addPart(std::shared_ptr<PartRecord> record) {
-  std::string const key = keyOf(record->name);
+  std::string const& key = keyOf(record->name);
   addPart(std::move(record), key);
 }
 
 void PackageState::addPart(std::shared_ptr<PartRecord> record, std::string const& key) {
+  // A part that names a folder known to be clear makes it no longer so.
+  if (clearFolder_.compare(0, key.size(), key) == 0 &&
+      (clearFolder_.size() == key.size() || clearFolder_[key.size()] == '/')) {
+    clearFolder_.clear();
+  }
+  std::string prefix;
   for (std::size_t slash = key.find('/', 1); slash != std::string::npos;
        slash = key.find('/', slash + 1)) {
-    ++prefixes_[key.substr(0, slash)];
+    prefix.assign(key, 0, slash);
+    ++prefixes_[prefix];
   }
   byKey_.emplace(record->name.hash(), record);
   parts_.push_back(std::move(record));
@@ -442,7 +459,7 @@ std::u16string PackageState::spoolFolder() const {
   return folder.empty() ? std::u16string(u".") : folder;
 }
 
-std::string PackageState::keyOf(PartName const& name) { return makePartNameKey(name.toString()); }
+std::string const& PackageState::keyOf(PartName const& name) { return PartNameAccess::key(name); }
 
 bool PackageState::isRegistered(DataManager const* manager) const {
   return std::find(managers_.begin(), managers_.end(), manager) != managers_.end();

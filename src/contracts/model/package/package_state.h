@@ -161,7 +161,7 @@ class PackageState {
  private:
   void loadRelationships(RelationshipSet& set, URI const& sourceURI, PartName const& setName);
   // The string that equal names share: what PartName compares.
-  static std::string keyOf(PartName const& name);
+  static std::string const& keyOf(PartName const& name);
   std::shared_ptr<PartRecord> findPartByKey(std::string const& key) const;
   // The record of byKey_ with this name, or with this key; null if none.
   std::shared_ptr<PartRecord> findRecord(PartName const& name) const;
@@ -208,6 +208,10 @@ class PackageState {
   // For every proper leading run of segments of a part's name, how many parts have it, so
   // that a part "/a" cannot be made beside "/a/b" without a walk over all parts.
   std::unordered_map<std::string, std::size_t> prefixes_;
+  // A folder of part names ("/a/b" for "/a/b/c.xml") none of whose leading runs of segments,
+  // itself included, names a part: looked for once for the many parts made in one folder.
+  // Used only without table_; emptied by addPart when the folder stops being clear.
+  mutable std::string clearFolder_;
   mutable ContentTypePool types_;
 
   RelationshipSet packageRelationships_;

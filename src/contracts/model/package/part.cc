@@ -51,7 +51,10 @@ opc::InputStream& Part::getInputStream() {
 
 opc::OutputStream& Part::getOutputStream() {
   std::shared_ptr<detail::PartRecord> record = state().partForHandle(name_);
-  state().ensureWritable("write the part " + detail::quoted(record->name.toString()));
+  // The message is made only when it is needed: a package of many parts writes one a call.
+  if (state().access() == PackageAccess::Read) {
+    state().ensureWritable("write the part " + detail::quoted(record->name.toString()));
+  }
   return state().newOutputStream(record);
 }
 

@@ -13,6 +13,9 @@
 
 namespace opc {
 namespace model {
+namespace detail {
+class PartNameAccess;
+}  // namespace detail
 
 // The name of a part: an absolute path of one or more non-empty segments, "/a/b.xml".
 //
@@ -94,6 +97,8 @@ class OPC_MODEL_EXPORT PartName {
   std::size_t hash() const;
 
  private:
+  friend class detail::PartNameAccess;
+
   PartName(std::u16string const& name, std::string const& key);
 
   std::u16string name_;
