@@ -130,14 +130,15 @@ std::unique_ptr<IContentSource> FileFeeder::contentOf(std::size_t index,
                                                       std::u16string const& path,
                                                       opc::model::ContentType type) {
   SourceItem const& item = tree_.items[index];
-  std::u16string const fullPath = rootText_ + u"/" + relative;
+  // Made only when needed: most files need neither a path nor a message.
+  auto const fullPath = [&] { return rootText_ + u"/" + relative; };
   // A file that went away since the walk is not to be lost without a word.
   auto const gone = [&] {
     return ToolError("Could not add: " + root_.native() + displayText(path));
   };
   if (item.size > kWholeFileLimit) {
     try {
-      return std::make_unique<opc::vkservices::FileContentSource>(fullPath, type);
+      return std::make_unique<opc::vkservices::FileContentSource>(fullPath(), type);
     } catch (opc::vkservices::CouldNotOpenFile const& error) {
       if (error.code().value() == ENOENT) throw gone();
       throw;
@@ -146,7 +147,7 @@ std::unique_ptr<IContentSource> FileFeeder::contentOf(std::size_t index,
   ReadResult read = readAhead_->next();
   if (read.failedToOpen) {
     if (read.error == ENOENT) throw gone();
-    throw opc::vkservices::CouldNotOpenFile("Could not open file: " + opc::toUDEString(fullPath),
+    throw opc::vkservices::CouldNotOpenFile("Could not open file: " + opc::toUDEString(fullPath()),
                                             systemCode(read.error));
   }
   if (read.error != 0) {

@@ -123,8 +123,10 @@ ReadResult ReadAhead::read(std::size_t index) const {
     result.failedToOpen = true;
     return result;
   }
-  // One byte more than the walk saw, so that a file of the expected size is read in one call
-  // and its end found by the next; a file that grew meanwhile is read to its new end.
+  // One byte more than the walk saw, so that a file of the expected size is read in one call;
+  // a file that grew meanwhile is read to its new end.  A read that gives fewer bytes than
+  // asked for, and exactly the size the walk saw, has met the end: the call that would only
+  // confirm it is saved (one in three system calls per small file).
   std::vector<unsigned char>& bytes = result.bytes;
   bytes.resize(static_cast<std::size_t>(item.size) + 1);
   std::size_t filled = 0;
@@ -140,6 +142,7 @@ ReadResult ReadAhead::read(std::size_t index) const {
     }
     if (count == 0) break;
     filled += static_cast<std::size_t>(count);
+    if (filled == item.size && filled < bytes.size()) break;
   }
   bytes.resize(filled);
   return result;

@@ -12,6 +12,10 @@ namespace opc {
 namespace {
 
 constexpr std::size_t kBlockSize = 64 * 1024;
+// Most copies are of small contents, taken whole by a first block on the stack: a heap block
+// per copy costs more than a small copy itself, since an allocation this large makes the
+// allocator sort all its free small blocks first.
+constexpr std::size_t kStackBlockSize = 16 * 1024;
 
 // A transform may turn a chunk of its input into nothing, so a read that gives no byte
 // before the end is progress, not failure.  A stream that does nothing else for this many
@@ -50,17 +54,26 @@ bool StreamHelper::copyStreamToStream(InputStream& input, OutputStream& output) 
   input.open();
   CloseGuard guard(input);
   // Not zeroed: only what a read gave is ever written on.
-  std::unique_ptr<unsigned char[]> const block(new unsigned char[kBlockSize]);
+  unsigned char stackBlock[kStackBlockSize];
+  std::unique_ptr<unsigned char[]> heapBlock;
+  unsigned char* block = stackBlock;
+  std::size_t blockSize = kStackBlockSize;
   std::size_t emptyReads = 0;
   while (!input.isDone()) {
-    std::size_t count = input.read(block.get(), kBlockSize);
+    std::size_t count = input.read(block, blockSize);
     if (count == 0) {
       if (++emptyReads < kMaxEmptyReadsInARow) continue;
       throw Exception("Could not copy stream: the input stream gave no bytes before its end",
                       detail::systemError(EIO));
     }
     emptyReads = 0;
-    output.write(block.get(), count);
+    output.write(block, count);
+    // A read that filled the stack block tells of more to come: larger blocks from now on.
+    if (!heapBlock && count == blockSize) {
+      heapBlock.reset(new unsigned char[kBlockSize]);
+      block = heapBlock.get();
+      blockSize = kBlockSize;
+    }
   }
   output.flush();
   guard.close();

@@ -208,10 +208,12 @@ TEST(TransformSourceChunksTest, CopiesWholeThroughTheStreamHelper) {
   EXPECT_EQ(opcvk_test::drain(f.transform), expected);
   EXPECT_EQ(f.record->stream.opens, 1);
   EXPECT_EQ(f.record->stream.closes, 1);
-  // The helper reads 64 KiB at a time, and so the chunks are of that size.
+  // The helper reads 16 KiB first, then 64 KiB at a time, and so the chunks are of those
+  // sizes.
   ASSERT_EQ(f.transform.inputs.size(), 4u);
-  EXPECT_EQ(f.transform.inputs[0].size(), 64u * 1024);
-  EXPECT_EQ(f.transform.inputs[3].size(), content.size() - 3 * 64 * 1024);
+  EXPECT_EQ(f.transform.inputs[0].size(), 16u * 1024);
+  EXPECT_EQ(f.transform.inputs[1].size(), 64u * 1024);
+  EXPECT_EQ(f.transform.inputs[3].size(), content.size() - 16 * 1024 - 2 * 64 * 1024);
 }
 
 }  // namespace

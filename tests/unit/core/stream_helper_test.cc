@@ -87,6 +87,19 @@ TEST(StreamHelperTest, CopiesEveryByteBetweenOpcStreams) {
   }
 }
 
+// An input that gives as much as is asked of it, so that the copy's own blocks show.
+TEST(StreamHelperTest, CopiesEveryByteAroundTheSizesOfItsBlocks) {
+  for (std::size_t size : {std::size_t{16383}, std::size_t{16384}, std::size_t{16385},
+                           std::size_t{16384 + 65536}, std::size_t{16384 + 65537}}) {
+    Bytes const bytes = pattern(size);
+    opc::ByteArrayInAdaptor input(bytes);
+    Bytes out;
+    opc::ByteArrayOutAdaptor output(out);
+    EXPECT_TRUE(opc::StreamHelper::copyStreamToStream(input, output));
+    EXPECT_EQ(out, bytes) << size;
+  }
+}
+
 TEST(StreamHelperTest, CopiesToAStdStream) {
   Bytes const bytes = pattern(70000);
   opc::ByteArrayInAdaptor input(bytes);

@@ -124,6 +124,24 @@ TEST(ReadAheadTest, ReadsAFileToItsEndWhenItGrewSinceTheWalk) {
   EXPECT_EQ(bytesOf(reader.next()), "ab");
 }
 
+// A read that stops at the size the walk saw ends the file; one byte more (the byte asked
+// beyond that size) means it goes on.
+TEST(ReadAheadTest, ReadsFilesOfTheWalksSizeAndOfOneByteMoreWhole) {
+  TempDir dir;
+  write(dir / "same", "abc");
+  write(dir / "longer", "abcd");
+  write(dir / "empty", "");
+  write(dir / "double", "abcdef");
+  SourceTree const tree =
+      treeOf({{"same", 3}, {"longer", 3}, {"empty", 0}, {"double", 3}, {"empty", 1}});
+  ReadAhead reader(dir.path(), tree, allOf(tree), 2, 8, 1024);
+  EXPECT_EQ(bytesOf(reader.next()), "abc");
+  EXPECT_EQ(bytesOf(reader.next()), "abcd");
+  EXPECT_EQ(bytesOf(reader.next()), "");
+  EXPECT_EQ(bytesOf(reader.next()), "abcdef");
+  EXPECT_EQ(bytesOf(reader.next()), "");
+}
+
 TEST(ReadAheadTest, AskingPastTheLastFileIsALogicError) {
   TempDir dir;
   write(dir / "a", "alpha");

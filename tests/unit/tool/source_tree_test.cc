@@ -1,0 +1,110 @@
+// The walk of the folder that pack reads: what comes out, in which order, with which facts,
+// and how a folder that cannot be read is told.
+#include "source_tree.h"
+
+#include <fstream>
+#include <string>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "support/expect_exception.h"
+#include "support/run_unprivileged.h"
+#include "support/temp_dir.h"
+#include "tool_error.h"
+
+namespace {
+
+using opcvk::SourceItem;
+using opcvk::SourceTree;
+using opcvk::ToolError;
+using opcvk_test::TempDir;
+
+void write(std::string const& path, std::string const& bytes) {
+  std::ofstream(path, std::ios::binary) << bytes;
+}
+
+// "F path", "L path" or "D path" for each item, in the order of the walk.
+std::vector<std::string> itemsOf(SourceTree const& tree) {
+  std::vector<std::string> items;
+  for (SourceItem const& item : tree.items) {
+    char const kind = item.kind == SourceItem::Kind::File   ? 'F'
+                      : item.kind == SourceItem::Kind::Link ? 'L'
+                                                            : 'D';
+    items.push_back(std::string(1, kind) + " " + tree.native(item));
+  }
+  return items;
+}
+
+TEST(SourceTreeTest, GivesFilesLinksAndEmptyFoldersInTheOrderOfTheirNamesBytes) {
+  TempDir dir;
+  ASSERT_EQ(::mkdir((dir / "a").c_str(), 0755), 0);
+  ASSERT_EQ(::mkdir((dir / "a/y").c_str(), 0755), 0);
+  ASSERT_EQ(::mkdir((dir / "c").c_str(), 0755), 0);
+  ASSERT_EQ(::mkdir((dir / "c/d").c_str(), 0755), 0);
+  ASSERT_EQ(::mkdir((dir / "e").c_str(), 0755), 0);
+  write(dir / "b.txt", "bee");
+  write(dir / "B.txt", "Bee!");
+  write(dir / "a/x", "");
+  write(dir / "a-b", "dash");
+  ASSERT_EQ(::symlink("../b.txt", (dir / "a/z").c_str()), 0);
+  // A link to a folder is a link: what lies behind it is not walked.
+  ASSERT_EQ(::symlink("a", (dir / "f").c_str()), 0);
+  ASSERT_EQ(::chmod((dir / "b.txt").c_str(), 0640), 0);
+
+  SourceTree const tree = opcvk::walkSourceFolder(dir.path());
+  EXPECT_EQ(itemsOf(tree), (std::vector<std::string>{"F B.txt", "F a/x", "D a/y", "L a/z", "F a-b",
+                                                     "F b.txt", "D c/d", "D e", "L f"}));
+  EXPECT_EQ(tree.fileCount, 9u);
+  EXPECT_EQ(tree.byteCount, 4u + 0u + 4u + 3u);
+  SourceItem const& bee = tree.items[5];
+  EXPECT_EQ(bee.size, 3u);
+  EXPECT_EQ(bee.mode, 0640u);
+  struct stat status;
+  ASSERT_EQ(::lstat((dir / "b.txt").c_str(), &status), 0);
+  EXPECT_EQ(bee.mtimeSeconds, status.st_mtim.tv_sec);
+  EXPECT_EQ(bee.mtimeNanoseconds, static_cast<std::uint32_t>(status.st_mtim.tv_nsec));
+  EXPECT_EQ(tree.items[3].size, 0u);  // a link counts no bytes
+}
+
+TEST(SourceTreeTest, PassesOverThePackageBeingWrittenAndWalksARootReachedThroughALink) {
+  TempDir dir;
+  ASSERT_EQ(::mkdir((dir / "src").c_str(), 0755), 0);
+  ASSERT_EQ(::mkdir((dir / "src/sub").c_str(), 0755), 0);
+  write(dir / "src/sub/out.opc", "package");
+  write(dir / "src/keep.txt", "keep");
+  ASSERT_EQ(::symlink("src", (dir / "link").c_str()), 0);
+  SourceTree const tree =
+      opcvk::walkSourceFolder(dir / "link", opcvk::absolutePath(dir / "link/sub/out.opc"));
+  // A folder that holds nothing but the package is an empty folder.
+  EXPECT_EQ(itemsOf(tree), (std::vector<std::string>{"F keep.txt", "D sub"}));
+  SourceTree const all = opcvk::walkSourceFolder(dir / "link");
+  EXPECT_EQ(itemsOf(all), (std::vector<std::string>{"F keep.txt", "F sub/out.opc"}));
+}
+
+TEST(SourceTreeTest, TellsAFolderThatCannotBeReadOrAFolderThatIsNone) {
+  TempDir dir;
+  ASSERT_EQ(::chmod(dir.path().c_str(), 0755), 0);
+  ASSERT_EQ(::mkdir((dir / "open").c_str(), 0755), 0);
+  ASSERT_EQ(::mkdir((dir / "shut").c_str(), 0), 0);
+  write(dir / "open/a.txt", "a");
+  int const result = opcvk_test::runUnprivileged([&] {
+    try {
+      opcvk::walkSourceFolder(dir.path());
+    } catch (ToolError const& error) {
+      return std::string(error.what()) ==
+                     "Could not read folder: " + (dir / "shut") + ": Permission denied"
+                 ? 0
+                 : 2;
+    }
+    return 1;
+  });
+  EXPECT_EQ(result, 0);
+  EXPECT_THROW_MESSAGE(
+      opcvk::walkSourceFolder(dir / "missing"), ToolError,
+      "Could not read folder: " + (dir / "missing") + ": No such file or directory");
+}
+
+}  // namespace
