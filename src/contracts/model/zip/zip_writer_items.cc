@@ -41,9 +41,11 @@ constexpr std::size_t kParallelMinimum = 4 * kDeflateChunkSize;
                        boost::system::error_code(error, boost::system::system_category()));
 }
 
-int levelOf(interfaces::CompressionType compression) {
-  // Metadata: see kMetadataDeflateLevel.  Content is bulk, where speed matters.
-  return compression == interfaces::CompressionType::DeflateMetadata ? kMetadataDeflateLevel : 6;
+int levelOf(interfaces::CompressionType compression, std::uint64_t size) {
+  // Metadata: see kMetadataDeflateLevel; small content: see kSmallContentSize.  Content is
+  // bulk, where speed matters.
+  if (compression == interfaces::CompressionType::DeflateMetadata) return kMetadataDeflateLevel;
+  return size <= kSmallContentSize ? kSmallContentDeflateLevel : 6;
 }
 
 // Fills `buffer` from the reader until `count` bytes or the reader's end.
@@ -94,7 +96,7 @@ void WriterItem::release() {
 
 void WriterItem::prepare() {
   if (!needsPreparation) return;
-  int const level = levelOf(compression);
+  int const level = levelOf(compression, size);
   if (size <= kInMemoryLimit) {
     std::size_t const count = static_cast<std::size_t>(size);
     data.resize(count);
