@@ -115,7 +115,8 @@ void FileFeeder::add(FileSystemManager& files, std::size_t index, std::u16string
     }
     return;
   }
-  opc::model::ContentType const type = typeOf(relative);
+  // The table's own object: copied once, by the source that keeps it.
+  opc::model::ContentType const& type = typeOf(relative);
   // Permissions and time come first, as the library's add reads them before the content.
   boost::posix_time::ptime const time = timeOf(item);
   std::unique_ptr<IContentSource> source = contentOf(index, relative, path, type);
@@ -128,7 +129,7 @@ void FileFeeder::add(FileSystemManager& files, std::size_t index, std::u16string
 std::unique_ptr<IContentSource> FileFeeder::contentOf(std::size_t index,
                                                       std::u16string const& relative,
                                                       std::u16string const& path,
-                                                      opc::model::ContentType type) {
+                                                      opc::model::ContentType const& type) {
   SourceItem const& item = tree_.items[index];
   // Made only when needed: most files need neither a path nor a message.
   auto const fullPath = [&] { return rootText_ + u"/" + relative; };
@@ -153,7 +154,7 @@ std::unique_ptr<IContentSource> FileFeeder::contentOf(std::size_t index,
   if (read.error != 0) {
     throw opc::Exception("Could not read from the input stream", systemCode(read.error));
   }
-  return std::make_unique<BytesContentSource>(std::move(read.bytes), std::move(type));
+  return std::make_unique<BytesContentSource>(std::move(read.bytes), type);
 }
 
 opc::model::ContentType const& FileFeeder::typeOf(std::u16string const& relative) {

@@ -53,7 +53,7 @@ class FileFeeder {
   std::unique_ptr<opc::vkservices::IContentSource> contentOf(std::size_t index,
                                                              std::u16string const& relative,
                                                              std::u16string const& path,
-                                                             opc::model::ContentType type);
+                                                             opc::model::ContentType const& type);
   // The type the extension table gives for the file, looked up once per extension.
   opc::model::ContentType const& typeOf(std::u16string const& relative);
 

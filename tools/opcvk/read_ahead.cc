@@ -36,6 +36,7 @@ ReadAhead::ReadAhead(std::string root, SourceTree const& tree, std::vector<std::
       maxBytes_(maxBytes),
       slots_(std::min(maxFiles_, std::max<std::size_t>(indices_.size(), 1))) {
   if (indices_.empty()) return;
+  rootFd_ = ::open(root_.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
   threads = std::max(threads, 1u);
   workers_.reserve(threads);
   try {
@@ -49,6 +50,7 @@ ReadAhead::ReadAhead(std::string root, SourceTree const& tree, std::vector<std::
     }
     room_.notify_all();
     for (std::thread& worker : workers_) worker.join();
+    if (rootFd_ >= 0) ::close(rootFd_);
     throw;
   }
 }
@@ -60,6 +62,7 @@ ReadAhead::~ReadAhead() {
   }
   room_.notify_all();
   for (std::thread& worker : workers_) worker.join();
+  if (rootFd_ >= 0) ::close(rootFd_);
 }
 
 ReadResult ReadAhead::next() {
@@ -113,11 +116,16 @@ void ReadAhead::work() {
 
 ReadResult ReadAhead::read(std::size_t index) const {
   SourceItem const& item = tree_.items[indices_[index]];
-  std::string path = root_;
-  path += '/';
+  std::string path;
+  if (rootFd_ < 0) {
+    path = root_;
+    path += '/';
+  }
   path.append(tree_.names, item.nameOffset, item.nameLength);
   ReadResult result;
-  Descriptor const file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY));
+  int const flags = O_RDONLY | O_CLOEXEC | O_NOCTTY;
+  Descriptor const file(rootFd_ >= 0 ? ::openat(rootFd_, path.c_str(), flags)
+                                     : ::open(path.c_str(), flags));
   if (file.get() < 0) {
     result.error = errno;
     result.failedToOpen = true;

@@ -64,6 +64,10 @@ class ReadAhead {
   std::uint64_t sizeOf(std::size_t index) const { return tree_.items[indices_[index]].size; }
 
   std::string const root_;
+  // The folder `root_`, opened once, so that each file is opened by its path below it
+  // rather than by a path that the kernel walks from "/" for every file; -1 if it could not
+  // be opened, and files are then opened by their whole path.
+  int rootFd_ = -1;
   SourceTree const& tree_;
   std::vector<std::uint32_t> const indices_;
   std::size_t const maxFiles_;
