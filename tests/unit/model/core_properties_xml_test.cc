@@ -95,7 +95,7 @@ TEST(CorePropertiesXmlTest, WritesEveryPropertyInFixedOrderWithTypedDates) {
           "  </cp:keywords>\n"
           "  <dc:language>en-GB</dc:language>\n"
           "  <cp:lastModifiedBy>editor</cp:lastModifiedBy>\n"
-          "  <cp:lastPrinted>2023-01-02T03:04:05.25Z</cp:lastPrinted>\n"
+          "  <cp:lastPrinted>2023-01-02T03:04:05.250000Z</cp:lastPrinted>\n"
           "  <dcterms:modified "
           "xsi:type=\"dcterms:W3CDTF\">2024-06-01T00:00:00Z</dcterms:modified>\n"
           "  <cp:revision>7</cp:revision>\n"
@@ -114,6 +114,32 @@ TEST(CorePropertiesXmlTest, EmptyRecordIsEmptyDocumentElement) {
 TEST(CorePropertiesXmlTest, EveryPropertySurvivesWriteAndRead) {
   CoreProperties const properties = fullRecord();
   EXPECT_EQ(properties, read(write(properties)));
+}
+
+TEST(CorePropertiesXmlTest, DateFractionsAreWrittenInEveryDigit) {
+  // Readers that take the first 19 characters as the time and a six-character tail as a zone
+  // offset must never meet a tail of six: the fraction is written in full or not at all.
+  struct Case {
+    char const* time;
+    char const* text;
+  };
+  Case const cases[] = {
+      {"2024-05-17 10:20:30", "2024-05-17T10:20:30Z"},
+      {"2024-05-17 10:20:30.500", "2024-05-17T10:20:30.500000Z"},
+      {"2024-05-17 10:20:30.123400", "2024-05-17T10:20:30.123400Z"},
+      {"2024-05-17 10:20:30.123450", "2024-05-17T10:20:30.123450Z"},
+      {"2024-05-17 10:20:30.000001", "2024-05-17T10:20:30.000001Z"},
+      {"2024-05-17 10:20:30.999999", "2024-05-17T10:20:30.999999Z"},
+  };
+  for (auto const& c : cases) {
+    CoreProperties properties;
+    properties.setCreated(time_from_string(c.time));
+    std::string const bytes = write(properties);
+    EXPECT_NE(std::string::npos, bytes.find(std::string(">") + c.text + "<")) << bytes;
+    CoreProperties const back = read(bytes);
+    ASSERT_TRUE(back.getCreated()) << c.time;
+    EXPECT_EQ(time_from_string(c.time), *back.getCreated()) << c.time;
+  }
 }
 
 TEST(CorePropertiesXmlTest, EmptyTextsStayPresentAndEmpty) {

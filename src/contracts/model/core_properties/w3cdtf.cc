@@ -156,7 +156,22 @@ boost::optional<boost::posix_time::ptime> parseW3cdtf(std::u16string const& raw)
 }
 
 std::u16string formatW3cdtf(boost::posix_time::ptime time) {
-  return opc::convertTimeToString(time);
+  // The fraction keeps every digit of the clock's resolution.  Cut to its last non-zero digit it
+  // can have four, and readers that take the first 19 characters as the time read the six that
+  // follow (".1234Z") as a zone offset and drop the date.
+  boost::posix_time::time_duration const day = time.time_of_day();
+  std::int64_t const fraction = day.fractional_seconds();
+  std::u16string text =
+      opc::convertTimeToString(time - boost::posix_time::time_duration(0, 0, 0, fraction));
+  if (fraction == 0) return text;
+  std::u16string digits(
+      static_cast<std::size_t>(boost::posix_time::time_duration::num_fractional_digits()), u'0');
+  std::int64_t rest = fraction;
+  for (auto place = digits.rbegin(); place != digits.rend() && rest != 0; ++place, rest /= 10) {
+    *place = static_cast<char16_t>(u'0' + rest % 10);
+  }
+  text.insert(text.size() - 1, u"." + digits);
+  return text;
 }
 
 }  // namespace detail

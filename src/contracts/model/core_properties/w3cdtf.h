@@ -21,7 +21,8 @@ namespace detail {
 // instants outside 1400-01-01 .. 9999-12-31 after conversion to UTC.  Never throws.
 boost::optional<boost::posix_time::ptime> parseW3cdtf(std::u16string const& text);
 
-// "YYYY-MM-DDThh:mm:ss[.ffffff]Z", the fraction only when not zero.  `time` must not be
+// "YYYY-MM-DDThh:mm:ss[.ffffff]Z", the fraction only when not zero, and then in as many digits
+// as the clock resolves.  `time` must not be
 // special.
 std::u16string formatW3cdtf(boost::posix_time::ptime time);
 
