@@ -72,7 +72,6 @@ std::optional<std::string> findPartNameError(std::u16string const& name) {
 }
 
 std::string makePartNameKey(std::u16string const& name) {
-  static char const kHex[] = "0123456789abcdef";
   std::string key;
   key.reserve(name.size());
   // ASCII, by far the most common, maps character for character; anything else goes through
@@ -87,19 +86,23 @@ std::string makePartNameKey(std::u16string const& name) {
   if (key.size() == name.size()) return key;
   std::string const bytes = opc::detail::toUTF8String(name);
   key.reserve(bytes.size());
-  for (char byte : bytes) {
+  appendPartNameKeyBytes(key, bytes);
+  return key;
+}
+
+void appendPartNameKeyBytes(std::string& key, std::string_view utf8) {
+  for (char const byte : utf8) {
     unsigned char const value = static_cast<unsigned char>(byte);
     if (value >= 0x80) {
       key += '%';
-      key += kHex[value >> 4];
-      key += kHex[value & 0xF];
+      key += kPartNameKeyHex[value >> 4];
+      key += kPartNameKeyHex[value & 0xF];
     } else if (value >= 'A' && value <= 'Z') {
       key += static_cast<char>(value - 'A' + 'a');
     } else {
       key += byte;
     }
   }
-  return key;
 }
 
 std::string const& PartNameAccess::key(PartName const& name) { return name.key_; }

@@ -5,6 +5,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace opc {
 namespace model {
@@ -20,6 +21,13 @@ std::optional<std::string> findPartNameError(std::u16string const& name);
 // The comparison form of a valid part name: its UTF-8 bytes, each byte above 0x7F as a
 // "%xx" escape, ASCII letters (escape digits included) in lower case.
 std::string makePartNameKey(std::u16string const& name);
+
+// The digits of a "%xx" escape in the comparison form.
+inline constexpr char kPartNameKeyHex[] = "0123456789abcdef";
+
+// Appends the comparison form of UTF-8 bytes to `key`: the rule of makePartNameKey, for callers
+// that hold a name's bytes already (an archive's item names).
+void appendPartNameKeyBytes(std::string& key, std::string_view utf8);
 
 // The texts a PartName holds, read without a copy: a package of many parts compares and
 // hashes names far more often than it makes them.

@@ -6,14 +6,13 @@
 
 #include <opc/model/exceptions.h>
 
+#include "../part_name_rules.h"
 #include "../zip/zip_archive.h"
 
 namespace opc {
 namespace model {
 namespace detail {
 namespace {
-
-constexpr char kHex[] = "0123456789abcdef";
 
 std::uint32_t hashOf(std::string_view key) {
   // FNV-1a: keys are short paths; the table's slots are a power of two, so the high bits are
@@ -32,18 +31,7 @@ std::string keyOfItemName(std::string_view itemName) {
   std::string key;
   key.reserve(itemName.size() + 1);
   key += '/';
-  for (char const byte : itemName) {
-    unsigned char const value = static_cast<unsigned char>(byte);
-    if (value >= 0x80) {
-      key += '%';
-      key += kHex[value >> 4];
-      key += kHex[value & 0xF];
-    } else if (value >= 'A' && value <= 'Z') {
-      key += static_cast<char>(value - 'A' + 'a');
-    } else {
-      key += byte;
-    }
-  }
+  appendPartNameKeyBytes(key, itemName);
   return key;
 }
 
@@ -53,8 +41,8 @@ bool isKeyOfItemName(std::string_view key, std::string_view itemName) {
   for (char const byte : itemName) {
     unsigned char const value = static_cast<unsigned char>(byte);
     if (value >= 0x80) {
-      if (key.size() - at < 3 || key[at] != '%' || key[at + 1] != kHex[value >> 4] ||
-          key[at + 2] != kHex[value & 0xF]) {
+      if (key.size() - at < 3 || key[at] != '%' || key[at + 1] != kPartNameKeyHex[value >> 4] ||
+          key[at + 2] != kPartNameKeyHex[value & 0xF]) {
         return false;
       }
       at += 3;
