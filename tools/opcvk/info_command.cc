@@ -24,6 +24,7 @@
 #include "open_package.h"
 #include "output.h"
 #include "package_key.h"
+#include "password_key.h"
 #include "paths.h"
 #include "property_fields.h"
 
@@ -42,6 +43,9 @@ struct Facts {
   // encrypted and no key was given): the facts of the tree and its manifest are known only
   // then.
   bool encrypted = false;
+  // What opens an encrypted file system, "key" or "password", so that a user who has neither
+  // at hand knows which option to reach for; empty when it is not encrypted.
+  std::string encryptedUnder;
   bool readable = true;
   std::u16string version;
   std::u16string platform;
@@ -92,6 +96,8 @@ Facts gather(OpenPackage& open, std::string const& packagePath, bool readable) {
   opc::vkservices::FileSystemManager& files = open.files();
   Facts facts;
   facts.encrypted = files.isEncrypted();
+  if (facts.encrypted)
+    facts.encryptedUnder = hasFileSystemEntry(open.cipherData()) ? "password" : "key";
   facts.readable = readable;
   gatherPackage(open, packagePath, facts);
   if (!readable) return facts;
@@ -124,6 +130,7 @@ void printText(Facts const& facts, Output& out) {
   }
   out.line("manifests: " + (manifests.empty() ? std::string("none") : manifests));
   out.line(std::string("encrypted: ") + (facts.encrypted ? "yes" : "no"));
+  if (facts.encrypted) out.line("encrypted under: " + facts.encryptedUnder);
   if (facts.readable) {
     out.line("files: " + std::to_string(facts.files));
     out.line("folders: " + std::to_string(facts.folders));
@@ -162,6 +169,8 @@ void printJson(Facts const& facts, Output& out) {
   object["created-by encoding"] = known(utf8Text(facts.encoding));
   object["manifests"] = facts.manifests;
   object["encrypted"] = facts.encrypted;
+  object["encrypted under"] =
+      facts.encrypted ? nlohmann::ordered_json(facts.encryptedUnder) : nlohmann::ordered_json();
   object["files"] = known(facts.files);
   object["folders"] = known(facts.folders);
   object["links"] = known(facts.links);
@@ -209,8 +218,9 @@ void addInfoCommand(CLI::App& app, Commands& commands) {
       "Counts leave out the root folder.  Content bytes are the stored bytes of the files;\n"
       "content types count every part of the package.  Manifests: \"current\", \"v1\" (the\n"
       "older one, alone in a package of the older generation, which is read as a current\n"
-      "one), both, or none for a package without a file system.  Without --key-file, an\n"
-      "encrypted package shows only what its parts tell: its file system's version, origin\n"
+      "one), both, or none for a package without a file system.  An encrypted package is\n"
+      "encrypted under a key or under a password, and says which.  Without it (--key-file,\n"
+      "--password-file), it shows only what its parts tell: its file system's version, origin\n"
       "and counts need the key.\n"
       "\n"
       "Examples:\n"

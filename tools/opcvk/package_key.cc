@@ -62,7 +62,16 @@ PackageKey readKeyFile(std::string const& path) {
   throw ToolError("Package is encrypted; give its key with --key-file: " + path);
 }
 
-[[noreturn]] void keyDoesNotOpen(std::string const& path) {
+// A key file given to a package that a password opens is most often the wrong option rather
+// than the wrong key: say so.
+[[noreturn]] void keyDoesNotOpen(OpenPackage& open, std::string const& path,
+                                 KeyOptions const& options) {
+  if (!options.keyFile.empty() && hasPassword(open)) {
+    throw ToolError(
+        "The key does not open the package, which is encrypted under a password; give the "
+        "password with --password-file: " +
+        path);
+  }
   throw ToolError("The key does not open the package: " + path);
 }
 
@@ -122,7 +131,7 @@ bool unlockForReading(OpenPackage& open, std::string const& path, KeyOptions con
     // Loads the tree: the manifest is the first message the key must open.
     files.getVersion();
   } catch (opc::vkservices::CouldNotTransformContentData const&) {
-    keyDoesNotOpen(path);
+    keyDoesNotOpen(open, path, options);
   }
   return true;
 }
@@ -149,7 +158,7 @@ void unlockForWriting(OpenPackage& open, std::string const& path, KeyOptions con
   } catch (opc::vkservices::CannotEnableEncryption const&) {
     // On a package that is encrypted already, the only refusal left is a key that does not
     // open its manifest; a failed conversion of a plain one is told as the library tells it.
-    if (encrypted) keyDoesNotOpen(path);
+    if (encrypted) keyDoesNotOpen(open, path, options);
     throw;
   }
 }

@@ -96,7 +96,9 @@ enum class KeyUse {
 //    needs a key or a password; give it with --key-file FILE or --password-file FILE
 //    (standard input is not a terminal, so a password cannot be asked for): <path>";
 //  - "The key does not open the package: <path>" when the key does not decrypt its manifest
-//    (a wrong key, or a manifest altered since it was written);
+//    (a wrong key, or a manifest altered since it was written); for a key file given to a
+//    package that a password opens, "The key does not open the package, which is encrypted
+//    under a password; give the password with --password-file: <path>";
 //  - "Package is not encrypted (encrypt it with 'opcvk encrypt'): <path>" for a key given to
 //    change a plain package, which would otherwise be encrypted by the way;
 //  - "Package is already encrypted: <path>" for Encrypt of an encrypted package;
