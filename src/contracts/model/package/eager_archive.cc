@@ -11,6 +11,7 @@
 #include <opc/core/exception.h>
 #include <opc/core/string_conversions.h>
 #include <opc/model/exceptions.h>
+#include <opc/model/zip_item_names.h>
 
 #include "../zip/chunked_deflate.h"
 
@@ -51,6 +52,10 @@ std::size_t fill(ContentReader& reader, unsigned char* buffer, std::size_t count
     total += n;
   }
   return total;
+}
+
+std::string nameOf(EagerArchive::Item const& item) {
+  return item.part ? toZipItemName(*item.part) : *item.name;
 }
 
 void expectSize(std::string const& name, std::uint64_t got, std::uint64_t size) {
@@ -242,7 +247,7 @@ void EagerArchive::writeReady(std::unique_lock<std::mutex>& lock) {
 }
 
 void EagerArchive::write(Job& job) {
-  std::size_t const index = writer_->items().size();
+  std::size_t const index = writer_->itemCount();
   if (job.large) {
     stream(job);
   } else {
@@ -313,14 +318,13 @@ void EagerArchive::stream(Job& job) {
 
 std::uint64_t EagerArchive::moveWritten(bool all) {
   if (all) writer_->flush();
-  std::vector<ZipStreamItem> const& items = writer_->items();
   std::uint64_t released = 0;
   std::size_t moved = 0;
   for (; moved < unmoved_.size(); ++moved) {
     Unmoved const& next = unmoved_[moved];
-    ZipStreamItem const& item = items[next.item];
-    if (item.dataOffset + item.compressedSize > writer_->flushed()) break;
-    next.content->moveTo(reader_, item.dataOffset, item.compressedSize, item.deflated);
+    ZipStreamItem const& item = writer_->item(next.item);
+    if (item.dataOffset() + item.compressedSize > writer_->flushed()) break;
+    next.content->moveTo(reader_, item.dataOffset(), item.compressedSize, item.deflated);
     released += next.weight;
   }
   unmoved_.erase(unmoved_.begin(), unmoved_.begin() + static_cast<std::ptrdiff_t>(moved));
@@ -346,7 +350,7 @@ void EagerArchive::compact(std::vector<bool> const& keep) {
   std::vector<std::weak_ptr<EagerContent>> freshContents;
   for (std::size_t i = 0; i < keep.size(); ++i) {
     if (!keep[i]) continue;
-    freshWriter->copy(file_->descriptor(), writer_->items()[i]);
+    freshWriter->copy(file_->descriptor(), writer_->item(i));
     freshContents.push_back(contents_[i]);
   }
   writer_ = std::move(freshWriter);
@@ -358,31 +362,46 @@ void EagerArchive::compact(std::vector<bool> const& keep) {
 std::unique_ptr<ReplacementFile> EagerArchive::complete(std::vector<Item> const& items) {
   try {
     drain();
-    // The contents it holds, by address, in a sorted list: a package of many parts has as
-    // many of them, and a hash table would cost three times the memory at the save's peak.
+    // Where the archive holds each item's content.  Parts are mostly closed in the order they
+    // were made, which is the order of the items: each is looked for first where the last one
+    // was found.  Only when that fails are the contents it holds sorted by address (a package
+    // of many parts has as many of them, and a hash table would cost three times the memory
+    // at the save's peak).
     std::vector<std::pair<PartContent const*, std::size_t>> held;
-    held.reserve(contents_.size());
-    for (std::size_t i = 0; i < contents_.size(); ++i) {
-      if (std::shared_ptr<EagerContent> content = contents_[i].lock()) {
-        held.emplace_back(content.get(), i);
+    bool sorted = false;
+    std::size_t next = 0;
+    auto const find = [&](PartContent const* content) -> std::optional<std::size_t> {
+      if (content == nullptr) return std::nullopt;
+      while (next < contents_.size() && contents_[next].expired()) ++next;
+      if (next < contents_.size() && contents_[next].lock().get() == content) return next++;
+      if (!sorted) {
+        sorted = true;
+        for (std::size_t i = 0; i < contents_.size(); ++i) {
+          if (std::shared_ptr<EagerContent> alive = contents_[i].lock()) {
+            held.emplace_back(alive.get(), i);
+          }
+        }
+        std::sort(held.begin(), held.end(),
+                  [](std::pair<PartContent const*, std::size_t> const& a,
+                     std::pair<PartContent const*, std::size_t> const& b) {
+                    return std::less<PartContent const*>()(a.first, b.first);
+                  });
       }
-    }
-    std::sort(held.begin(), held.end(),
-              [](std::pair<PartContent const*, std::size_t> const& a,
-                 std::pair<PartContent const*, std::size_t> const& b) {
-                return std::less<PartContent const*>()(a.first, b.first);
-              });
-    std::vector<bool> keep(contents_.size(), false);
-    std::vector<Item const*> rest;
-    for (Item const& item : items) {
       auto const found = std::lower_bound(
-          held.begin(), held.end(), item.content.get(),
+          held.begin(), held.end(), content,
           [](std::pair<PartContent const*, std::size_t> const& entry, PartContent const* key) {
             return std::less<PartContent const*>()(entry.first, key);
           });
-      if (found != held.end() && found->first == item.content.get() && !keep[found->second] &&
-          writer_->items()[found->second].name == item.name) {
-        keep[found->second] = true;
+      if (found == held.end() || found->first != content) return std::nullopt;
+      next = found->second + 1;
+      return found->second;
+    };
+    std::vector<bool> keep(contents_.size(), false);
+    std::vector<Item const*> rest;
+    for (Item const& item : items) {
+      std::optional<std::size_t> const index = find(item.content.get());
+      if (index && !keep[*index] && writer_->item(*index).name() == nameOf(item)) {
+        keep[*index] = true;
       } else {
         rest.push_back(&item);
       }
@@ -391,7 +410,7 @@ std::unique_ptr<ReplacementFile> EagerArchive::complete(std::vector<Item> const&
     if (std::find(keep.begin(), keep.end(), false) != keep.end()) compact(keep);
     for (Item const* item : rest) {
       auto job = std::make_unique<Job>();
-      job->name = item->name;
+      job->name = nameOf(*item);
       job->compression = item->compression;
       job->source = item->content;
       enqueue(std::move(job));

@@ -15,6 +15,7 @@
 #include <thread>
 #include <vector>
 
+#include <opc/model/part_name.h>
 #include <opc/model/standard_part_info.h>
 
 #include "../zip/replacement_file.h"
@@ -59,8 +60,12 @@ class EagerArchive {
     // what it throws leaves the archive unused.
     std::function<void()> prepare;
   };
+  // An item of the save.  A package of many parts has one per part while the archive is
+  // completed: the item name is not copied here but pointed at, or made from the part's name
+  // when it is needed (see toZipItemName).
   struct Item {
-    std::string name;
+    PartName const* part;     // stored under toZipItemName of this name...
+    std::string const* name;  // ...or, when `part` is null, under this one
     interfaces::CompressionType compression;
     std::shared_ptr<PartContent const> content;
   };
@@ -84,6 +89,7 @@ class EagerArchive {
   // under the same name and content stay where they are, the others are added; items it holds
   // that are not among them are dropped.  Returns the temporary file, flushed and ready to be
   // committed.  Throws CouldNotSavePackage (the failure of a worker included).
+  // `items` and what they point at stay until it returns.
   std::unique_ptr<ReplacementFile> complete(std::vector<Item> const& items);
 
  private:

@@ -1,4 +1,5 @@
 // Writing the archive of a package: the second half of Package::save, after the managers.
+#include <deque>
 #include <functional>
 #include <memory>
 #include <string>
@@ -127,6 +128,9 @@ void PackageState::writeArchive() {
   // each item as it is planned, so that a package of many parts never holds two lists of them.
   std::vector<PlannedItem> plan;
   std::vector<EagerArchive::Item> items;
+  // The item names of the eager road's items that are not parts' (a deque keeps them where
+  // they are while it grows).
+  std::deque<std::string> itemNames;
   std::vector<std::pair<PartName const*, ContentType const*>> types;
   std::vector<std::unique_ptr<PartName>> setNames;
   // The relationships parts written, by item name, to find them again in the new archive.
@@ -138,16 +142,26 @@ void PackageState::writeArchive() {
     items.reserve(most);
     types.reserve(most);
     // The content types come first; their content is known once every item is.
-    items.push_back({kContentTypesItemName, interfaces::CompressionType::DeflateMetadata, nullptr});
+    itemNames.emplace_back(kContentTypesItemName);
+    items.push_back(
+        {nullptr, &itemNames.back(), interfaces::CompressionType::DeflateMetadata, nullptr});
     emit = [&](PlannedItem&& item) {
       if (item.relationships) {
         sets.emplace_back(item.itemName, item.relationships);
         setNames.push_back(std::move(item.setName));
         types.emplace_back(setNames.back().get(), &relationshipsType);
-      } else {
-        types.emplace_back(&item.part->name, item.part->contentType.get());
+        itemNames.push_back(std::move(item.itemName));
+        items.push_back({nullptr, &itemNames.back(), item.compression, std::move(item.content)});
+        return;
       }
-      items.push_back({std::move(item.itemName), item.compression, std::move(item.content)});
+      PartRecord const& part = *item.part;
+      types.emplace_back(&part.name, part.contentType.get());
+      // A part's item name is made again when the archive needs it, rather than held here.
+      if (part.itemName.empty()) {
+        items.push_back({&part.name, nullptr, item.compression, std::move(item.content)});
+      } else {
+        items.push_back({nullptr, &part.itemName, item.compression, std::move(item.content)});
+      }
     };
   } else {
     plan.reserve(most);
@@ -155,9 +169,10 @@ void PackageState::writeArchive() {
   }
   planRelationships(emit, packageRelationships_, PartName::getPackageRelationshipsPartName());
   for (auto const& record : parts_) {
+    // The eager road names a part's item from its record (see emit).
     emit(PlannedItem{record, nullptr, nullptr, record->compression, record->entry.get(),
                      record->entry ? nullptr : record->content,
-                     itemNameFor(record->name, record->itemName)});
+                     eagerRoad ? std::string() : itemNameFor(record->name, record->itemName)});
     auto const set = partRelationships_.find(record->name);
     if (set != partRelationships_.end()) {
       planRelationships(emit, set->second, record->name.getRelationshipsPartName());
@@ -189,6 +204,7 @@ void PackageState::writeArchive() {
     items.front().content = makeMemoryContent(std::move(typesXml));
     replacement = eager->complete(items);
     std::vector<EagerArchive::Item>().swap(items);
+    std::deque<std::string>().swap(itemNames);
     // The archive's bookkeeping (an item per part, and the blocks of the contents it moved,
     // which its weak references hold) goes before the parts are pointed at the new file.
     eager.reset();

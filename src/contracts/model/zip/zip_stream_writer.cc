@@ -46,14 +46,14 @@ class Bytes {
     u32(static_cast<std::uint32_t>(v));
     u32(static_cast<std::uint32_t>(v >> 32));
   }
-  void text(std::string const& s) { out_.insert(out_.end(), s.begin(), s.end()); }
+  void text(std::string_view s) { out_.insert(out_.end(), s.begin(), s.end()); }
   std::vector<unsigned char>& data() { return out_; }
 
  private:
   std::vector<unsigned char> out_;
 };
 
-std::uint16_t flagsOf(std::string const& name) {
+std::uint16_t flagsOf(std::string_view name) {
   bool const ascii = std::all_of(name.begin(), name.end(), [](char c) { return (c & 0x80) == 0; });
   return ascii ? 0 : kFlagUtf8;
 }
@@ -66,6 +66,33 @@ std::uint32_t clamp32(std::uint64_t v) {
 
 ZipStreamWriter::ZipStreamWriter(int fd, DosTime time) : fd_(fd), time_(time) {
   buffer_.reserve(kBufferSize);
+}
+
+ZipStreamItem& ZipStreamWriter::newItem(std::string_view name) {
+  if (name.size() > kMax16) {
+    throw opc::Exception("item \"" + std::string(name.substr(0, 64)) + "...\": its name of " +
+                             std::to_string(name.size()) +
+                             " bytes is longer than an archive item name may be (65535 bytes)",
+                         boost::system::error_code());
+  }
+  static_assert(kNameBlockSize >= kMax16, "every name fits in a block of its own");
+  if (nameBlockUsed_ + name.size() > kNameBlockSize) {
+    nameBlocks_.push_back(std::make_unique<char[]>(kNameBlockSize));
+    nameBlockUsed_ = 0;
+  }
+  char* const nameData = nameBlocks_.back().get() + nameBlockUsed_;
+  if (!name.empty()) std::memcpy(nameData, name.data(), name.size());
+  nameBlockUsed_ += name.size();
+  if (count_ % kItemsPerChunk == 0) {
+    chunks_.push_back(std::make_unique<ZipStreamItem[]>(kItemsPerChunk));
+  }
+  ZipStreamItem& item = chunks_.back()[count_ % kItemsPerChunk];
+  ++count_;
+  item = ZipStreamItem();
+  item.nameData = nameData;
+  item.nameSize = static_cast<std::uint16_t>(name.size());
+  item.headerOffset = end_;
+  return item;
 }
 
 void ZipStreamWriter::put(unsigned char const* data, std::size_t count) {
@@ -98,16 +125,16 @@ void ZipStreamWriter::writeLocalHeader(ZipStreamItem const& item) {
   Bytes b;
   b.u32(0x04034b50);
   b.u16(item.zip64Sizes ? kVersionZip64 : kVersion);
-  b.u16(flagsOf(item.name));
+  b.u16(flagsOf(item.name()));
   b.u16(item.deflated ? 8 : 0);
   b.u16(time_.time);
   b.u16(time_.date);
   b.u32(item.crc);
   b.u32(item.zip64Sizes ? kMax32 : static_cast<std::uint32_t>(item.compressedSize));
   b.u32(item.zip64Sizes ? kMax32 : static_cast<std::uint32_t>(item.size));
-  b.u16(static_cast<std::uint16_t>(item.name.size()));
+  b.u16(item.nameSize);
   b.u16(item.zip64Sizes ? 20 : 0);
-  b.text(item.name);
+  b.text(item.name());
   if (item.zip64Sizes) {
     b.u16(0x0001);
     b.u16(16);
@@ -117,44 +144,36 @@ void ZipStreamWriter::writeLocalHeader(ZipStreamItem const& item) {
   put(b.data().data(), b.data().size());
 }
 
-void ZipStreamWriter::add(std::string const& name, bool deflated, std::uint32_t crc,
+void ZipStreamWriter::add(std::string_view name, bool deflated, std::uint32_t crc,
                           std::uint64_t size, unsigned char const* data, std::size_t count) {
-  ZipStreamItem item;
-  item.name = name;
-  item.headerOffset = end_;
+  ZipStreamItem& item = newItem(name);
   item.size = size;
   item.compressedSize = count;
   item.crc = crc;
   item.deflated = deflated;
   item.zip64Sizes = size >= kMax32 || count >= kMax32;
   writeLocalHeader(item);
-  item.dataOffset = end_;
   put(data, count);
-  items_.push_back(std::move(item));
 }
 
-void ZipStreamWriter::begin(std::string const& name, bool deflated, std::uint64_t size) {
-  ZipStreamItem item;
-  item.name = name;
-  item.headerOffset = end_;
+void ZipStreamWriter::begin(std::string_view name, bool deflated, std::uint64_t size) {
+  ZipStreamItem& item = newItem(name);
   item.size = size;
   item.deflated = deflated;
   item.zip64Sizes = size >= kZip64SizeFrom;
   writeLocalHeader(item);
-  item.dataOffset = end_;
-  items_.push_back(std::move(item));
 }
 
 void ZipStreamWriter::append(unsigned char const* data, std::size_t count) { put(data, count); }
 
 void ZipStreamWriter::end(std::uint32_t crc, std::uint64_t size) {
-  ZipStreamItem& item = items_.back();
+  ZipStreamItem& item = chunks_.back()[(count_ - 1) % kItemsPerChunk];
   item.crc = crc;
   item.size = size;
-  item.compressedSize = end_ - item.dataOffset;
+  item.compressedSize = end_ - item.dataOffset();
   if (!item.zip64Sizes && (item.compressedSize >= kMax32 || size >= kMax32)) {
     // Past what the header made room for: deflate grew the content beyond all expectation.
-    throw opc::Exception("item \"" + item.name + "\" outgrew the room of its header",
+    throw opc::Exception("item \"" + std::string(item.name()) + "\" outgrew the room of its header",
                          boost::system::error_code());
   }
   Bytes b;
@@ -166,14 +185,18 @@ void ZipStreamWriter::end(std::uint32_t crc, std::uint64_t size) {
     Bytes sizes;
     sizes.u64(size);
     sizes.u64(item.compressedSize);
-    patch(item.headerOffset + 30 + item.name.size() + 4, sizes.data().data(), sizes.data().size());
+    patch(item.headerOffset + 30 + item.nameSize + 4, sizes.data().data(), sizes.data().size());
   }
 }
 
 void ZipStreamWriter::copy(int fromFd, ZipStreamItem const& from) {
-  ZipStreamItem item = from;
-  item.headerOffset = end_;
-  std::uint64_t remaining = from.dataOffset + from.compressedSize - from.headerOffset;
+  ZipStreamItem& item = newItem(from.name());
+  item.size = from.size;
+  item.compressedSize = from.compressedSize;
+  item.crc = from.crc;
+  item.deflated = from.deflated;
+  item.zip64Sizes = from.zip64Sizes;
+  std::uint64_t remaining = from.dataOffset() + from.compressedSize - from.headerOffset;
   std::uint64_t position = from.headerOffset;
   std::vector<unsigned char> chunk(std::min<std::uint64_t>(remaining, kBufferSize));
   while (remaining > 0) {
@@ -188,13 +211,12 @@ void ZipStreamWriter::copy(int fromFd, ZipStreamItem const& from) {
     position += n;
     remaining -= n;
   }
-  item.dataOffset = item.headerOffset + (from.dataOffset - from.headerOffset);
-  items_.push_back(std::move(item));
 }
 
 void ZipStreamWriter::finish() {
   std::uint64_t const directoryOffset = end_;
-  for (ZipStreamItem const& item : items_) {
+  for (std::size_t index = 0; index < count_; ++index) {
+    ZipStreamItem const& item = this->item(index);
     bool const bigSizes = item.zip64Sizes || item.size >= kMax32 || item.compressedSize >= kMax32;
     bool const bigOffset = item.headerOffset >= kMax32;
     Bytes extra;
@@ -208,21 +230,21 @@ void ZipStreamWriter::finish() {
     b.u32(0x02014b50);
     b.u16(kMadeByUnix | (zip64 ? kVersionZip64 : kVersion));
     b.u16(zip64 ? kVersionZip64 : kVersion);
-    b.u16(flagsOf(item.name));
+    b.u16(flagsOf(item.name()));
     b.u16(item.deflated ? 8 : 0);
     b.u16(time_.time);
     b.u16(time_.date);
     b.u32(item.crc);
     b.u32(bigSizes ? kMax32 : static_cast<std::uint32_t>(item.compressedSize));
     b.u32(bigSizes ? kMax32 : static_cast<std::uint32_t>(item.size));
-    b.u16(static_cast<std::uint16_t>(item.name.size()));
+    b.u16(item.nameSize);
     b.u16(static_cast<std::uint16_t>(zip64 ? extra.data().size() + 4 : 0));
     b.u16(0);  // comment
     b.u16(0);  // disk
     b.u16(0);  // internal attributes
     b.u32(kRegularFileMode << 16);
     b.u32(bigOffset ? kMax32 : static_cast<std::uint32_t>(item.headerOffset));
-    b.text(item.name);
+    b.text(item.name());
     if (zip64) {
       b.u16(0x0001);
       b.u16(static_cast<std::uint16_t>(extra.data().size()));
@@ -231,7 +253,7 @@ void ZipStreamWriter::finish() {
     put(b.data().data(), b.data().size());
   }
   std::uint64_t const directorySize = end_ - directoryOffset;
-  std::uint64_t const count = items_.size();
+  std::uint64_t const count = count_;
   Bytes b;
   if (count >= kMax16 || directorySize >= kMax32 || directoryOffset >= kMax32) {
     std::uint64_t const recordOffset = end_;

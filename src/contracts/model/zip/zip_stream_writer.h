@@ -7,7 +7,9 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <opc/model/export.h>
@@ -18,17 +20,22 @@ namespace opc {
 namespace model {
 namespace detail {
 
-// Where one item lies in the file, and what its headers say.
+// Where one item lies in the file, and what its headers say.  An archive of many small items
+// holds one of these per item until its end: the name lies in the writer's own blocks of
+// names, and where the stored bytes begin follows from the header.
 struct ZipStreamItem {
-  std::string name;
   std::uint64_t headerOffset = 0;
-  std::uint64_t dataOffset = 0;
   std::uint64_t size = 0;            // uncompressed
   std::uint64_t compressedSize = 0;  // as stored
+  char const* nameData = nullptr;    // in the writer's blocks of names
   std::uint32_t crc = 0;
+  std::uint16_t nameSize = 0;
   bool deflated = false;
   // The local header carries ZIP64 sizes (reserved for content that might not fit 32 bits).
   bool zip64Sizes = false;
+
+  std::string_view name() const { return {nameData, nameSize}; }
+  std::uint64_t dataOffset() const { return headerOffset + 30 + nameSize + (zip64Sizes ? 20 : 0); }
 };
 
 // Unlike the libzip writer, nothing is kept back for a final pass: a caller that knows an
@@ -37,8 +44,9 @@ struct ZipStreamItem {
 // that the file is written once, in order.  Names are flagged UTF-8 when they are not ASCII;
 // ZIP64 records are written where sizes, offsets or the item count need them.  Writes are
 // gathered in a buffer of a MiB, so that many small items cost few system calls.  Throws
-// opc::Exception with the system's words when the file refuses bytes; the object is then of
-// no further use.  Used by one thread at a time.
+// opc::Exception with the system's words when the file refuses bytes, or when a name does not
+// fit the 16 bits of its header field; the object is then of no further use.  Used by one
+// thread at a time.
 class OPC_MODEL_EXPORT ZipStreamWriter {
  public:
   // Writes into `fd` (not owned) from offset 0, every item with the header time `time`.
@@ -48,13 +56,13 @@ class OPC_MODEL_EXPORT ZipStreamWriter {
 
   // An item whose stored bytes are `data` (deflated or not) and whose content has `size`
   // bytes and CRC-32 `crc`.
-  void add(std::string const& name, bool deflated, std::uint32_t crc, std::uint64_t size,
+  void add(std::string_view name, bool deflated, std::uint32_t crc, std::uint64_t size,
            unsigned char const* data, std::size_t count);
 
   // An item streamed in three steps: begin() writes the local header (with room for ZIP64
   // sizes when the content may need them), append() its stored bytes, end() puts its CRC-32
   // and sizes in.  No other item may be added in between.
-  void begin(std::string const& name, bool deflated, std::uint64_t size);
+  void begin(std::string_view name, bool deflated, std::uint64_t size);
   void append(unsigned char const* data, std::size_t count);
   void end(std::uint32_t crc, std::uint64_t size);
 
@@ -67,14 +75,24 @@ class OPC_MODEL_EXPORT ZipStreamWriter {
   // Writes the central directory and the end records, and flushes.  No item may follow.
   void finish();
 
-  // The items in file order.
-  std::vector<ZipStreamItem> const& items() const { return items_; }
+  // The items in file order; an item stays where it is while others are added.
+  std::size_t itemCount() const { return count_; }
+  ZipStreamItem const& item(std::size_t index) const {
+    return chunks_[index / kItemsPerChunk][index % kItemsPerChunk];
+  }
   // Bytes of the archive so far, buffered ones included.
   std::uint64_t size() const { return end_; }
   // Bytes already in the file: items whose stored bytes end there may be read back.
   std::uint64_t flushed() const { return flushed_; }
 
  private:
+  // Items and names are kept in fixed blocks rather than in vectors that double: nothing is
+  // moved as the archive grows, and no block is freed until the writer goes.
+  static constexpr std::size_t kItemsPerChunk = 4096;
+  static constexpr std::size_t kNameBlockSize = std::size_t{64} << 10;
+
+  // A new item at the end under `name`, its header at the current end of the archive.
+  ZipStreamItem& newItem(std::string_view name);
   void put(unsigned char const* data, std::size_t count);
   void writeLocalHeader(ZipStreamItem const& item);
   // Writes `count` bytes at `offset` of the archive, in the buffer or in the file.
@@ -82,7 +100,10 @@ class OPC_MODEL_EXPORT ZipStreamWriter {
 
   int fd_;
   DosTime time_;
-  std::vector<ZipStreamItem> items_;
+  std::vector<std::unique_ptr<ZipStreamItem[]>> chunks_;
+  std::size_t count_ = 0;
+  std::vector<std::unique_ptr<char[]>> nameBlocks_;
+  std::size_t nameBlockUsed_ = kNameBlockSize;
   std::vector<unsigned char> buffer_;  // the bytes from flushed_ on
   std::uint64_t flushed_ = 0;
   std::uint64_t end_ = 0;
