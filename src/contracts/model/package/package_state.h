@@ -46,10 +46,11 @@ struct PartRecord {
              interfaces::CompressionType compressionType)
       : name(std::move(partName)), contentType(std::move(type)), compression(compressionType) {}
 
+  // A package of many parts holds one record per part: the small fields go last, together,
+  // so that no padding makes every record take a larger block.
   PartName name;
   // Never null; parts of the same type may share one (see ContentTypePool).
   std::shared_ptr<ContentType const> contentType;
-  interfaces::CompressionType compression;
   std::shared_ptr<PartContent const> content;
   // The archive item whose bytes are the content as they stand, copied raw at save; null
   // once the content was written.
@@ -59,6 +60,7 @@ struct PartRecord {
   // their item names) in UTF-8 rather than percent-encoded.  Empty for a part made here,
   // which is stored under toZipItemName of its name.
   std::string itemName;
+  interfaces::CompressionType compression;
   bool deleted = false;
   // The last save wrote the content as it stands, and `entry` is to be found in the saved
   // file when it is next needed (see PackageState::reopenSaved).  Cleared with `entry`.
