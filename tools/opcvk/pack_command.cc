@@ -23,6 +23,7 @@
 #include "package_key.h"
 #include "package_password.h"
 #include "paths.h"
+#include "process_end.h"
 #include "progress.h"
 #include "property_fields.h"
 #include "silenced_stdout.h"
@@ -225,13 +226,18 @@ void runPack(PackOptions const& options) {
   prepareProperties(open.properties(fixedTime ? CorePropertiesManager::Deterministic
                                               : CorePropertiesManager::NotDeterministic),
                     options);
-  Progress progress(Progress::wanted(options.quiet), tree.fileCount, tree.byteCount);
   {
-    SilencedStdout silenced;
-    addItems(open.files(), root, tree, mode, options.update, options.jobs, progress);
+    Progress progress(Progress::wanted(options.quiet), tree.fileCount, tree.byteCount);
+    {
+      SilencedStdout silenced;
+      addItems(open.files(), root, tree, mode, options.update, options.jobs, progress);
+    }
+    progress.phase("writing the package");
+    open.save();
   }
-  progress.phase("writing the package");
-  open.save();
+  // The package is written, closed and in its place: what is left of the walk and of the
+  // package in memory is only handed back to the system.
+  endProcessWithoutTeardown();
 }
 
 }  // namespace
