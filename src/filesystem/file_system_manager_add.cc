@@ -97,8 +97,9 @@ FileSystemEntry FileSystemManager::addFileInternal(std::unique_ptr<IContentSourc
   // The transform's own type is what gives the part its parameters.  The content is
   // encrypted as it is copied, in pieces.
   if (isEncryptionEnabled()) source = encryption_->encrypting(std::move(source));
-  // A copy through the text form, so that the part's type shares nothing with the source.
-  opc::model::ContentType const contentType(source->getContentType().toString());
+  // The source hands over a copy of its own (a value type, independent of the source): no
+  // round trip through the text form, which costs a print and a parse per file.
+  opc::model::ContentType const contentType = source->getContentType();
   // The stream comes from the part just made, so that its name is not checked again.
   boost::optional<opc::model::Part> part;
   FileSystemEntry const entry = createFileInternal(path, contentType, permissions, time, &part);
