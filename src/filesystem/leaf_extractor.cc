@@ -57,28 +57,42 @@ FileSystemNode nodeOfLeaf(FileSystemTree::LeafView const& leaf) {
                                       permissions, time);
 }
 
+LeafExtractor::PartLookup LeafExtractor::lookUpPart(opc::model::Package const& package,
+                                                    std::u16string const& partName) {
+  PartLookup lookup;
+  try {
+    lookup.reader = package.openPartReader(partName);
+  } catch (...) {
+    lookup.error = std::current_exception();
+  }
+  return lookup;
+}
+
 void LeafExtractor::extractPart(FileSystemEntry const& entry, std::u16string const& partName,
                                 opc::model::Package const& package, RestoreMode restoreMode,
                                 TransformMode transformMode, ReplaceMode replaceMode,
                                 std::vector<unsigned char>& buffer,
                                 std::function<void()> const& decrypted) {
+  extractPart(entry, lookUpPart(package, partName), restoreMode, transformMode, replaceMode, buffer,
+              decrypted);
+}
+
+void LeafExtractor::extractPart(FileSystemEntry const& entry, PartLookup lookup,
+                                RestoreMode restoreMode, TransformMode transformMode,
+                                ReplaceMode replaceMode, std::vector<unsigned char>& buffer,
+                                std::function<void()> const& decrypted) {
   bool const transforms = transformMode == TransformMode::ApplyTransforms;
-  std::unique_ptr<opc::model::PartReader> reader;
-  std::exception_ptr lookupError;
-  try {
-    reader = package.openPartReader(partName);
-  } catch (...) {
-    if (transforms) throw;
-    lookupError = std::current_exception();
-  }
-  if (transforms && reader->getContentType().hasParameter(kEncryptionParameter)) {
-    reader.reset();
+  // With transforms the road depends on the part's type, so a missing part is told before
+  // anything is made; without, after the file is opened.
+  if (transforms && lookup.error) std::rethrow_exception(lookup.error);
+  if (transforms && lookup.reader->getContentType().hasParameter(kEncryptionParameter)) {
+    lookup.reader.reset();
     decrypted();
     return;
   }
   extractFile(entry, restoreMode, replaceMode, [&](std::ostream& output) {
-    if (lookupError) std::rethrow_exception(lookupError);
-    copyPartContent(*reader, output, buffer);
+    if (lookup.error) std::rethrow_exception(lookup.error);
+    copyPartContent(*lookup.reader, output, buffer);
   });
 }
 

@@ -2,6 +2,7 @@
 #ifndef SRC_FILESYSTEM_LEAF_EXTRACTOR_H_
 #define SRC_FILESYSTEM_LEAF_EXTRACTOR_H_
 
+#include <exception>
 #include <functional>
 #include <memory>
 #include <ostream>
@@ -35,6 +36,15 @@ class LeafExtractor {
   // Writes a file's whole content into the stream it is given.
   using ContentWriter = std::function<void(std::ostream&)>;
 
+  // What looking a part up gave: its reader, or the failure to find it, which extractPart
+  // tells where the contract wants it told.
+  struct PartLookup {
+    std::unique_ptr<opc::model::PartReader> reader;
+    std::exception_ptr error;
+  };
+  // Looks `partName` up in `package`, from any thread that may open readers of it.
+  static PartLookup lookUpPart(opc::model::Package const& package, std::u16string const& partName);
+
   LeafExtractor(opc::FileSystemOps const& fileSystem, std::u16string const& destination,
                 opc::ConfinedDestination& target)
       : fileSystem_(fileSystem), destination_(destination), target_(target) {}
@@ -46,6 +56,10 @@ class LeafExtractor {
   // and after the file is opened otherwise.
   void extractPart(FileSystemEntry const& entry, std::u16string const& partName,
                    opc::model::Package const& package, RestoreMode restoreMode,
+                   TransformMode transformMode, ReplaceMode replaceMode,
+                   std::vector<unsigned char>& buffer, std::function<void()> const& decrypted);
+  // The same with the part already looked up.
+  void extractPart(FileSystemEntry const& entry, PartLookup lookup, RestoreMode restoreMode,
                    TransformMode transformMode, ReplaceMode replaceMode,
                    std::vector<unsigned char>& buffer, std::function<void()> const& decrypted);
   // The file `entry` with the content that `writeContent` gives.

@@ -15,6 +15,8 @@ namespace detail {
 // The largest buffer a copy keeps: an item up to this size is inflated straight into it in
 // one step, and larger content streams through it.
 constexpr std::size_t kPartCopyBufferLimit = 4 * 1024 * 1024;
+// The slice in which larger content streams through the buffer.
+constexpr std::size_t kPartCopySlice = 256 * 1024;
 
 // Reads `reader` to its end into `output`, through `buffer`, which grows to the content's
 // size (at most kPartCopyBufferLimit) and is kept for the next part, so that a run of parts

@@ -1,9 +1,10 @@
 // SharedExtraction: the leaves of the tree, walked once in path order, handed out in batches
-// to the threads that work; each thread extracts through a confined destination of its own,
-// and the symbolic links wait for the end.
+// to the threads that work, large files alone and first; each thread extracts through a
+// confined destination of its own, and the symbolic links wait for the end.
 #include <algorithm>
 #include <atomic>
 #include <condition_variable>
+#include <cstdint>
 #include <deque>
 #include <exception>
 #include <limits>
@@ -25,15 +26,27 @@ namespace {
 
 constexpr std::size_t kNoFailure = std::numeric_limits<std::size_t>::max();
 
+// A file at least this large takes as long as a batch of small files or longer.  Such a file
+// is handed out alone, ahead of the small ones and the largest first, so that one thread
+// never holds small files behind a large one (large files often sit together in one folder,
+// and so in one batch), and the small files that remain at the end fill the other threads
+// while the last large file is written.
+constexpr std::uint64_t kLargeFile = 1u << 20;
+
 // A leaf and its place in path order; `content` is the part name of a file, the target of a
-// link.
+// link; `part` is a file's part, looked up while the leaves are handed out.
 struct Leaf {
   std::size_t index;
   FileSystemEntry entry;
   std::u16string content;
+  detail::LeafExtractor::PartLookup part;
 };
 
-using Batch = std::vector<Leaf>;
+// Leaves in path order; a large file's batch holds that file only, and its size.
+struct Batch {
+  std::vector<Leaf> leaves;
+  std::uint64_t largeFile = 0;
+};
 
 // Thrown from the walk to end it early.
 struct StopWalk {};
@@ -68,23 +81,38 @@ class SharedExtraction::State {
       }
     } fed{*this};
     Batch batch;
-    batch.reserve(kBatchSize);
+    batch.leaves.reserve(kBatchSize);
+    opc::model::Package const& package = files_.getPackage();
     try {
-      files_.tree_->visitLeaves([&](FileSystemTree::LeafView const& leaf) {
+      files_.tree_->visitLeaves([&](FileSystemTree::LeafView const& view) {
         if (firstFailure() != kNoFailure) throw StopWalk();
-        batch.push_back(Leaf{leavesFed_.load(), files_.makeEntry(detail::nodeOfLeaf(leaf)),
-                             std::u16string(leaf.getContentName())});
+        Leaf leaf{leavesFed_.load(),
+                  files_.makeEntry(detail::nodeOfLeaf(view)),
+                  std::u16string(view.getContentName()),
+                  {}};
         leavesFed_.fetch_add(1);
-        if (batch.size() == kBatchSize) {
+        if (leaf.entry.isFile()) {
+          leaf.part = detail::LeafExtractor::lookUpPart(package, leaf.content);
+          std::uint64_t const size = leaf.part.reader ? leaf.part.reader->getSize() : 0;
+          if (size >= kLargeFile) {
+            Batch large;
+            large.leaves.push_back(std::move(leaf));
+            large.largeFile = size;
+            handOut(std::move(large));
+            return;
+          }
+        }
+        batch.leaves.push_back(std::move(leaf));
+        if (batch.leaves.size() == kBatchSize) {
           handOut(std::move(batch));
           batch = Batch();
-          batch.reserve(kBatchSize);
+          batch.leaves.reserve(kBatchSize);
         }
       });
     } catch (StopWalk const&) {
       return;
     }
-    if (!batch.empty()) handOut(std::move(batch));
+    if (!batch.leaves.empty()) handOut(std::move(batch));
   }
 
   void work() {
@@ -112,7 +140,7 @@ class SharedExtraction::State {
               [](Leaf const& a, Leaf const& b) { return a.index < b.index; });
     if (!links_.empty()) {
       Worker worker(*this);
-      for (Leaf const& link : links_) {
+      for (Leaf& link : links_) {
         if (!worker.extractOne(link)) break;
       }
     }
@@ -130,14 +158,14 @@ class SharedExtraction::State {
           target_(state.fileSystem_->openConfinedDestination(state.destination_)),
           leaves_(*state.fileSystem_, state.destination_, *target_) {}
 
-    void extract(Batch const& batch) {
-      for (Leaf const& leaf : batch) {
+    void extract(Batch& batch) {
+      for (Leaf& leaf : batch.leaves) {
         if (!extractOne(leaf)) return;
       }
     }
 
     // False once this leaf or one before it failed.
-    bool extractOne(Leaf const& leaf) {
+    bool extractOne(Leaf& leaf) {
       if (state_.firstFailure() < leaf.index) return false;
       try {
         FileSystemEntry const& entry = leaf.entry;
@@ -145,7 +173,7 @@ class SharedExtraction::State {
           leaves_.extractFolder(entry);
         } else if (entry.isFile()) {
           FileSystemManager& files = state_.files_;
-          leaves_.extractPart(entry, leaf.content, files.getPackage(), state_.restoreMode_,
+          leaves_.extractPart(entry, std::move(leaf.part), state_.restoreMode_,
                               state_.transformMode_, state_.replaceMode_, buffer_, [&] {
                                 std::lock_guard<std::mutex> lock(state_.decryptMutex_);
                                 files.extractFileThroughTemporary(state_.destination_, entry,
@@ -177,8 +205,13 @@ class SharedExtraction::State {
   }
   bool stopped() const { return firstFailure() != kNoFailure && waitingAfterFailure(); }
   // Whether every batch still waiting lies after the first failure (called with mutex_).
+  // Large files wait ahead of smaller leaves that come before them in path order, so every
+  // batch is looked at; there are never many.
   bool waitingAfterFailure() const {
-    return waiting_.empty() || waiting_.front().front().index > firstFailure();
+    std::size_t const failure = firstFailure();
+    return std::all_of(waiting_.begin(), waiting_.end(), [failure](Batch const& batch) {
+      return batch.leaves.front().index > failure;
+    });
   }
 
   void fail(std::size_t index, std::exception_ptr error) {
@@ -194,25 +227,38 @@ class SharedExtraction::State {
   }
 
   // Keeps a link for finish(); false once finish() is making them.
-  bool deferLink(Leaf const& leaf) {
+  bool deferLink(Leaf& leaf) {
     std::lock_guard<std::mutex> lock(mutex_);
     if (finishing_) return false;
-    links_.push_back(leaf);
+    links_.push_back(std::move(leaf));
     return true;
   }
 
   void handOut(Batch batch) {
     std::unique_lock<std::mutex> lock(mutex_);
-    // With enough waiting, the feeding thread extracts the oldest batch itself rather than
-    // wait: a caller that feeds and works on one thread then never waits for itself.
+    // With enough waiting, the feeding thread extracts a batch itself rather than wait: a
+    // caller that feeds and works on one thread then never waits for itself.  It takes the
+    // oldest batch of small files, so that the feeding does not stop for a large file while
+    // the other threads run out of work.
     while (waiting_.size() >= kWaitingBatches && !stopped()) {
-      Batch oldest = std::move(waiting_.front());
-      waiting_.pop_front();
+      auto taken = std::find_if(waiting_.begin(), waiting_.end(),
+                                [](Batch const& waiting) { return waiting.largeFile == 0; });
+      if (taken == waiting_.end()) taken = waiting_.begin();
+      Batch own = std::move(*taken);
+      waiting_.erase(taken);
       lock.unlock();
-      feeder().extract(oldest);
+      feeder().extract(own);
       lock.lock();
     }
-    waiting_.push_back(std::move(batch));
+    if (batch.largeFile == 0) {
+      waiting_.push_back(std::move(batch));
+    } else {
+      // Large files go first, the largest ahead.
+      auto const place = std::find_if(
+          waiting_.begin(), waiting_.end(),
+          [&batch](Batch const& waiting) { return waiting.largeFile < batch.largeFile; });
+      waiting_.insert(place, std::move(batch));
+    }
     changed_.notify_all();
   }
 

@@ -29,11 +29,13 @@ namespace vkservices {
 // at once.  While they run, nothing else may use the manager, its package, or the
 // destination (the manager's own extractions included).
 //
-// Order.  Files and folders are made in whatever order the threads reach them; symbolic links
-// are made by finish(), in path order, after every file and folder, so that the tree on disk
-// does not depend on the number of threads or their timing (a link is never passed on the
-// way to an entry either way).  Encrypted files (with ApplyTransforms) are decrypted one at
-// a time, through the manager, as extractAll decrypts them.
+// Order.  Files and folders are made in whatever order the threads reach them: a large file
+// (1 MiB or more) is handed out alone and ahead of the smaller leaves that wait, the largest
+// first, so that the threads end together.  Symbolic links are made by finish(), in path
+// order, after every file and folder, so that the tree on disk does not depend on the number
+// of threads or their timing (a link is never passed on the way to an entry either way).
+// Encrypted files (with ApplyTransforms) are decrypted one at a time, through the manager, as
+// extractAll decrypts them.
 //
 // Failures.  After a failure, no batch is handed out any more and no leaf after the failing
 // one (in path order) is begun; finish() raises the failure of the first leaf in path order
@@ -43,8 +45,9 @@ namespace vkservices {
 // are raised at once.
 class OPCVK_EXPORT SharedExtraction {
  public:
-  // Leaves handed to a thread at a time: enough that neighbours, which share folders, mostly
-  // go to one thread and each folder is looked up once; few enough that threads end together.
+  // Leaves handed to a thread at a time (a large file goes alone): enough that neighbours,
+  // which share folders, mostly go to one thread and each folder is looked up once; few
+  // enough that threads end together.
   static constexpr std::size_t kBatchSize = 64;
   // Batches that may wait for a thread before feed() waits in turn, which bounds memory.
   static constexpr std::size_t kWaitingBatches = 16;

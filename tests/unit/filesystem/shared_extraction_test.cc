@@ -2,28 +2,23 @@
 // extractAll (bytes, modes, times, links, empty folders) and the same refusal, class and
 // words, of the first failing leaf in path order.
 #include <cstdlib>
-#include <dirent.h>
 #include <map>
 #include <memory>
 #include <string>
-#include <sys/stat.h>
 #include <typeinfo>
 #include <unistd.h>
 
-#include <boost/date_time/gregorian/gregorian_types.hpp>
-#include <boost/date_time/posix_time/posix_time_types.hpp>
 #include <gtest/gtest.h>
 
-#include <opc/core/file_system_ops_selector.h>
 #include <opc/model/package.h>
 #include <opc/vkservices/errors.h>
 #include <opc/vkservices/file_system_manager.h>
 #include <opc/vkservices/shared_extraction.h>
 
 #include "support/file_system_entry_access.h"
-#include "support/temp_dir.h"
 #include "unit/core/local_file_system_ops_test_util.h"
 #include "unit/filesystem/file_system_manager_test_support.h"
+#include "unit/filesystem/shared_extraction_fixture.h"
 #include "unit/filesystem/shared_extraction_support.h"
 
 namespace {
@@ -39,106 +34,13 @@ using opc::vkservices::TransformMode;
 using opcvk_test::extractShared;
 using opcvk_test::pathExists;
 using opcvk_test::readFile;
-using opcvk_test::TempDir;
+using opcvk_test::snapshot;
 using opcvk_test::u16;
 using opcvk_test::writeFile;
 
-constexpr RestoreMode kRestore = RestoreMode::RestoreTimeAndPermissions;
-constexpr ReplaceMode kNever = ReplaceMode::ReplaceNever;
-
-// What a tree on disk holds, by path below its root: kind, permissions, time in microseconds,
-// and the bytes of a file or the text of a link (the root's own path in it shown as "ROOT",
-// since a link to a package path points into its own tree).
-std::map<std::string, std::string> snapshot(std::string const& root,
-                                            std::string const& below = "") {
-  std::map<std::string, std::string> result;
-  std::unique_ptr<DIR, int (*)(DIR*)> dir(::opendir((root + below).c_str()), &::closedir);
-  if (!dir) return result;
-  while (dirent* item = ::readdir(dir.get())) {
-    std::string const name = item->d_name;
-    if (name == "." || name == "..") continue;
-    std::string const path = below + "/" + name;
-    std::string const real = root + path;
-    struct stat status;
-    if (::lstat(real.c_str(), &status) != 0) continue;
-    if (S_ISDIR(status.st_mode)) {
-      result[path] = "folder";
-      auto const inner = snapshot(root, path);
-      result.insert(inner.begin(), inner.end());
-    } else if (S_ISLNK(status.st_mode)) {
-      std::string target = opcvk_test::readLink(real);
-      if (target.rfind(root, 0) == 0) target = "ROOT" + target.substr(root.size());
-      result[path] = "link " + target;
-    } else {
-      result[path] = "file " + std::to_string(status.st_mode & 07777) + " " +
-                     std::to_string(status.st_mtim.tv_sec) + "." +
-                     std::to_string(status.st_mtim.tv_nsec / 1000) + " " + readFile(real);
-    }
-  }
-  return result;
-}
-
-class SharedExtractionTest : public ::testing::Test {
- protected:
-  SharedExtractionTest()
-      : package_(Package::openBuffer({}, PackageAccess::Create)),
-        manager_(std::make_unique<FileSystemManager>(*package_, opc::FileSystemOpsSelector())) {}
-
-  FileSystemEntry addFile(std::u16string const& path, std::string const& content,
-                          unsigned permissions = 0640) {
-    boost::posix_time::ptime const time(
-        boost::gregorian::date(2020, 1, 2),
-        boost::posix_time::seconds(permissions) + boost::posix_time::microseconds(path.size()));
-    FileSystemEntry const entry =
-        manager_->createFile(path, opcvk_test::textType(), opcvk_test::perms(permissions), time);
-    opc::OutputStream& output = manager_->getFileOutputStream(entry);
-    output.write(reinterpret_cast<unsigned char const*>(content.data()), content.size());
-    output.close();
-    return entry;
-  }
-
-  // Saves what was made and opens it again for reading, as the tool does.
-  void reopen() {
-    package_->save();
-    manager_.reset();
-    std::vector<unsigned char> bytes = package_->getBuffer();
-    package_ = Package::openBuffer(std::move(bytes), PackageAccess::Read);
-    manager_ = std::make_unique<FileSystemManager>(*package_, opc::FileSystemOpsSelector());
-  }
-
-  // A tree of `files` files in folders of a few levels, with empty folders and links.
-  void makeTree(std::size_t files) {
-    for (std::size_t i = 0; i < files; ++i) {
-      std::string const name = "/d" + std::to_string(i % 13) + "/e" + std::to_string(i % 5) + "/f" +
-                               std::to_string(i) + (i % 4 == 0 ? ".bin" : ".txt");
-      addFile(u16(name), std::string(i % 97 * 31, static_cast<char>('a' + i % 26)) + name,
-              0600 + static_cast<unsigned>(i % 64));
-    }
-    manager_->createFolder(u"/d3/empty");
-    manager_->createFolder(u"/zz/empty");
-    manager_->createLink(u"/d1/abs", u"/d2/e2/f2.txt");
-    manager_->createLink(u"/d4/e1/rel", u"../../d5");
-    manager_->createLink(u"/top", u"/");
-    reopen();
-  }
-
-  std::string dest(std::string const& name) const { return temp_ / name; }
-
-  // The class and message of what `extract` raises, or "" for none.
-  template <typename Extract>
-  std::string failureOf(Extract&& extract) {
-    try {
-      extract();
-    } catch (std::exception const& e) {
-      return std::string(typeid(e).name()) + ": " + e.what();
-    }
-    return "";
-  }
-
-  TempDir temp_;
-  std::unique_ptr<Package> package_;
-  std::unique_ptr<FileSystemManager> manager_;
-};
+using opcvk_test::kNever;
+using opcvk_test::kRestore;
+using opcvk_test::SharedExtractionTest;
 
 TEST_F(SharedExtractionTest, GivesTheTreeOfExtractAllWithAnyNumberOfThreads) {
   // More leaves than wait at once, so that the feeding thread also extracts: the one test here
