@@ -231,27 +231,30 @@ std::int64_t ZipArchive::find(std::string const& wanted) const {
 }
 
 ZipEntry ZipArchive::locate(ZipEntry const& entry) const {
+  std::size_t const headerSize = kLocalHeaderSize + rawNameOf(entry).size();
+  std::vector<unsigned char> header(headerSize);
+  source_->readAt(entry.localHeaderOffset, header.data(), headerSize);
+  return locateFrom(entry, header.data());
+}
+
+ZipEntry ZipArchive::locateFrom(ZipEntry const& entry, unsigned char const* header) const {
   // The local name must be the same bytes, so that no reader can see another name than ours.
   // Opening made sure that a header of this name lies inside the data of the archive.
   std::string const& rawName = rawNameOf(entry);
-  std::size_t const headerSize = kLocalHeaderSize + rawName.size();
-  std::vector<unsigned char> header(headerSize);
-  source_->readAt(entry.localHeaderOffset, header.data(), headerSize);
-  if (get32(header.data()) != kLocalHeaderSignature) {
+  if (get32(header) != kLocalHeaderSignature) {
     failItem(entry.name, "its local header has a bad signature");
   }
-  if ((get16(header.data() + 6) & (kFlagEncrypted | kFlagStrongEncryption)) != 0) {
+  if ((get16(header + 6) & (kFlagEncrypted | kFlagStrongEncryption)) != 0) {
     failItem(entry.name, "it is encrypted");
   }
-  if (get16(header.data() + 8) != entry.method) {
-    failItem(entry.name, "its local header gives compression method " +
-                             str(get16(header.data() + 8)) + ", the central directory " +
-                             str(entry.method));
+  if (get16(header + 8) != entry.method) {
+    failItem(entry.name, "its local header gives compression method " + str(get16(header + 8)) +
+                             ", the central directory " + str(entry.method));
   }
-  std::size_t const nameLength = get16(header.data() + 26);
-  std::size_t const extraLength = get16(header.data() + 28);
+  std::size_t const nameLength = get16(header + 26);
+  std::size_t const extraLength = get16(header + 28);
   if (nameLength != rawName.size() ||
-      std::memcmp(header.data() + kLocalHeaderSize, rawName.data(), nameLength) != 0) {
+      std::memcmp(header + kLocalHeaderSize, rawName.data(), nameLength) != 0) {
     failItem(entry.name, "its local header gives another name");
   }
   ZipEntry located = entry;
@@ -271,7 +274,25 @@ ZipEntry ZipArchive::locate(ZipEntry const& entry) const {
 }
 
 std::unique_ptr<ZipEntryStream> ZipArchive::openEntry(ZipEntry const& entry) const {
-  return makeEntryStream(source_, locate(entry));
+  if (entry.compressedSize > kDataReadWithHeader) return makeEntryStream(source_, locate(entry));
+  // A small item's data comes in the same read as its local header, with room for a short
+  // extra field between them; the checks are those of locate.  Opening made sure that the
+  // header lies before the central directory, so the read stays inside the archive.
+  std::size_t const headerSize = kLocalHeaderSize + rawNameOf(entry).size();
+  std::size_t const wanted = static_cast<std::size_t>(
+      std::min<std::uint64_t>(headerSize + kExtraReadWithHeader + entry.compressedSize,
+                              directoryOffset_ - entry.localHeaderOffset));
+  std::vector<unsigned char> bytes(wanted);
+  source_->readAt(entry.localHeaderOffset, bytes.data(), wanted);
+  ZipEntry located = locateFrom(entry, bytes.data());
+  std::uint64_t const dataStart = located.dataOffset - entry.localHeaderOffset;
+  if (dataStart + entry.compressedSize > wanted) {
+    // A longer extra field: the data is read on its own.
+    return makeEntryStream(source_, located);
+  }
+  bytes.erase(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(dataStart));
+  bytes.resize(static_cast<std::size_t>(entry.compressedSize));
+  return makeEntryStream(source_, located, std::move(bytes));
 }
 
 std::string const& ZipArchive::rawNameOf(ZipEntry const& entry) const {

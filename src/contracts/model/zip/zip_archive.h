@@ -165,7 +165,8 @@ class OPC_MODEL_EXPORT ZipArchive {
   ZipEntry locate(ZipEntry const& entry) const;
 
   // A stream of the entry's uncompressed content, inflating as it is read, with bounded
-  // memory whatever the size.  Locates the entry first (see locate).  At the end it checks
+  // memory whatever the size.  Locates the entry first (see locate); the data of a small item
+  // (see kDataReadWithHeader) comes in the same read as its local header.  At the end it checks
   // the size and CRC-32 against the directory and throws InvalidPartContent naming the item
   // on a mismatch; it also stops with InvalidPartContent as soon as more bytes come out than
   // declared.  The stream keeps the source alive and is independent of the ZipArchive object.
@@ -195,6 +196,8 @@ class OPC_MODEL_EXPORT ZipArchive {
   void checkPlaces();
   void checkOverlaps();
   std::size_t rawNameSize(Item const& item) const;
+  // locate() over the entry's local header, already read into `header`.
+  ZipEntry locateFrom(ZipEntry const& entry, unsigned char const* header) const;
   // The bytes of the entry's name in the central directory, which the local header must
   // repeat.
   std::string const& rawNameOf(ZipEntry const& entry) const;

@@ -34,8 +34,9 @@ std::string hex32(std::uint32_t value) {
 
 class EntryStreamBase : public ZipEntryStream {
  public:
-  EntryStreamBase(std::shared_ptr<ZipByteSource> source, ZipEntry const& entry)
-      : source_(std::move(source)), entry_(entry) {}
+  EntryStreamBase(std::shared_ptr<ZipByteSource> source, ZipEntry const& entry,
+                  std::vector<unsigned char> data = {})
+      : source_(std::move(source)), entry_(entry), data_(std::move(data)) {}
 
   bool isDone() const override { return done_; }
 
@@ -66,8 +67,23 @@ class EntryStreamBase : public ZipEntryStream {
     done_ = true;
   }
 
+  // Lets go of the data read with the local header once it is not needed any more.
+  void releaseData() { std::vector<unsigned char>().swap(data_); }
+
+  // `count` bytes of the compressed data from `offset` within it: from the data read with
+  // the local header where there is some, else from the source.
+  void readData(std::uint64_t offset, unsigned char* buffer, std::size_t count) const {
+    if (data_.size() == entry_.compressedSize && entry_.compressedSize > 0) {
+      std::copy_n(data_.data() + offset, count, buffer);
+    } else {
+      source_->readAt(entry_.dataOffset + offset, buffer, count);
+    }
+  }
+
   std::shared_ptr<ZipByteSource> source_;
   ZipEntry entry_;
+  // The whole compressed data when it came with the local header, else empty.
+  std::vector<unsigned char> data_;
   std::uint64_t consumed_ = 0;  // compressed bytes taken from the source
   std::uint64_t produced_ = 0;
   std::uint32_t crc_ = 0;
@@ -79,18 +95,21 @@ class StoredEntryStream : public EntryStreamBase {
   using EntryStreamBase::EntryStreamBase;
 
   void open() override {}
-  void close() override {}
+  void close() override { releaseData(); }
 
   std::size_t read(unsigned char* buffer, std::size_t count) override {
     if (done_ || count == 0) return 0;
     std::uint64_t const left = entry_.compressedSize - consumed_;
     std::size_t const n = static_cast<std::size_t>(std::min<std::uint64_t>(count, left));
     if (n > 0) {
-      source_->readAt(entry_.dataOffset + consumed_, buffer, n);
+      readData(consumed_, buffer, n);
       consumed_ += n;
       countOutput(buffer, n);
     }
-    if (consumed_ == entry_.compressedSize) finish();
+    if (consumed_ == entry_.compressedSize) {
+      releaseData();
+      finish();
+    }
     return n;
   }
 };
@@ -209,6 +228,7 @@ class WholeDeflatedEntryStream : public EntryStreamBase {
   void close() override {
     if (fallback_) fallback_->close();
     std::vector<unsigned char>().swap(output_);
+    releaseData();
   }
 
   std::size_t read(unsigned char* buffer, std::size_t count) override {
@@ -249,10 +269,13 @@ class WholeDeflatedEntryStream : public EntryStreamBase {
  private:
   // Whether the data inflated to exactly the declared size with the declared CRC-32.
   bool inflateWhole(unsigned char* out) {
-    std::vector<unsigned char> input(
-        static_cast<std::size_t>(std::max<std::uint64_t>(entry_.compressedSize, 1)));
-    source_->readAt(entry_.dataOffset, input.data(),
-                    static_cast<std::size_t>(entry_.compressedSize));
+    std::vector<unsigned char> read;
+    if (data_.size() != entry_.compressedSize || entry_.compressedSize == 0) {
+      read.resize(static_cast<std::size_t>(std::max<std::uint64_t>(entry_.compressedSize, 1)));
+      source_->readAt(entry_.dataOffset, read.data(),
+                      static_cast<std::size_t>(entry_.compressedSize));
+    }
+    std::vector<unsigned char> const& input = read.empty() ? data_ : read;
     consumed_ = entry_.compressedSize;
     std::size_t const size = static_cast<std::size_t>(entry_.uncompressedSize);
     std::unique_ptr<libdeflate_decompressor, decltype(&libdeflate_free_decompressor)> inflater(
@@ -262,6 +285,8 @@ class WholeDeflatedEntryStream : public EntryStreamBase {
     libdeflate_result const result = libdeflate_deflate_decompress(
         inflater.get(), input.data(), static_cast<std::size_t>(entry_.compressedSize), out, size,
         &actual);
+    // The input is not needed again: a fallback reads the source.
+    releaseData();
     return result == LIBDEFLATE_SUCCESS && actual == size &&
            libdeflate_crc32(0, out, size) == entry_.crc32;
   }
@@ -276,12 +301,21 @@ class WholeDeflatedEntryStream : public EntryStreamBase {
 
 std::unique_ptr<ZipEntryStream> makeEntryStream(std::shared_ptr<ZipByteSource> source,
                                                 ZipEntry const& entry) {
+  return makeEntryStream(std::move(source), entry, {});
+}
+
+std::unique_ptr<ZipEntryStream> makeEntryStream(std::shared_ptr<ZipByteSource> source,
+                                                ZipEntry const& entry,
+                                                std::vector<unsigned char> data) {
   if (entry.method == zipformat::kMethodStored) {
-    return std::unique_ptr<ZipEntryStream>(new StoredEntryStream(std::move(source), entry));
+    return std::unique_ptr<ZipEntryStream>(
+        new StoredEntryStream(std::move(source), entry, std::move(data)));
   }
   if (entry.compressedSize <= kWholeItemLimit && entry.uncompressedSize <= kWholeItemLimit) {
-    return std::unique_ptr<ZipEntryStream>(new WholeDeflatedEntryStream(std::move(source), entry));
+    return std::unique_ptr<ZipEntryStream>(
+        new WholeDeflatedEntryStream(std::move(source), entry, std::move(data)));
   }
+  // Streams read their input from the source, window by window.
   return std::unique_ptr<ZipEntryStream>(new DeflatedEntryStream(std::move(source), entry));
 }
 
