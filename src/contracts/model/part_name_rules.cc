@@ -105,9 +105,43 @@ void appendPartNameKeyBytes(std::string& key, std::string_view utf8) {
   }
 }
 
+bool isPlainPartItemName(std::string_view itemName) {
+  // A table of the ASCII segment characters without "%": unreserved, sub-delims, ":" and "@".
+  static constexpr auto kSegment = [] {
+    struct Table {
+      bool allowed[128] = {};
+    } table;
+    for (char c = 'a'; c <= 'z'; ++c) table.allowed[static_cast<unsigned char>(c)] = true;
+    for (char c = 'A'; c <= 'Z'; ++c) table.allowed[static_cast<unsigned char>(c)] = true;
+    for (char c = '0'; c <= '9'; ++c) table.allowed[static_cast<unsigned char>(c)] = true;
+    for (char const c : std::string_view("-._~!$&'()*+,;=:@")) {
+      table.allowed[static_cast<unsigned char>(c)] = true;
+    }
+    return table;
+  }();
+  if (itemName.empty()) return false;
+  std::size_t segmentStart = 0;
+  for (std::size_t i = 0; i <= itemName.size(); ++i) {
+    if (i == itemName.size() || itemName[i] == '/') {
+      std::size_t const length = i - segmentStart;
+      // Empty, ending in "." (which covers "." and ".."): the full check words the refusal.
+      if (length == 0 || itemName[i - 1] == '.') return false;
+      segmentStart = i + 1;
+      continue;
+    }
+    unsigned char const byte = static_cast<unsigned char>(itemName[i]);
+    if (byte >= 0x80 || !kSegment.allowed[byte]) return false;
+  }
+  return true;
+}
+
 std::string const& PartNameAccess::key(PartName const& name) { return name.key_; }
 
 std::u16string const& PartNameAccess::text(PartName const& name) { return name.name_; }
+
+PartName PartNameAccess::make(std::u16string const& name, std::string const& key) {
+  return PartName(name, key);
+}
 
 }  // namespace detail
 }  // namespace model

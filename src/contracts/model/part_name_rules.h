@@ -29,6 +29,13 @@ inline constexpr char kPartNameKeyHex[] = "0123456789abcdef";
 // that hold a name's bytes already (an archive's item names).
 void appendPartNameKeyBytes(std::string& key, std::string_view utf8);
 
+// Whether "/" followed by `itemName` is a valid part name that needs no decoding: every byte
+// plain ASCII and a segment character other than "%", no empty segment, no segment "." or
+// ".." and none ending in ".".  False says nothing: the name may still be valid, and
+// findPartNameError gives the verdict.  The names of a package's items almost always pass,
+// so that opening it checks each name in one pass over its bytes.
+bool isPlainPartItemName(std::string_view itemName);
+
 // The texts a PartName holds, read without a copy: a package of many parts compares and
 // hashes names far more often than it makes them.
 class PartNameAccess {
@@ -37,6 +44,9 @@ class PartNameAccess {
   static std::string const& key(PartName const& name);
   // The name exactly as given (see PartName::toString).
   static std::u16string const& text(PartName const& name);
+  // A PartName from a text already known to be valid and its comparison form, without a
+  // second check (see isPlainPartItemName).
+  static PartName make(std::u16string const& name, std::string const& key);
 };
 
 }  // namespace detail

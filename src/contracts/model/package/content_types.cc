@@ -112,7 +112,7 @@ ContentTypeMap ContentTypeMap::read(opc::InputStream& stream, std::string const&
     } catch (InvalidPartName const& e) {
       throw InvalidPackage(context + ": " + e.what());
     }
-    if (!map.overrides_.emplace(*name, type).second) {
+    if (!map.overrides_.emplace(PartNameAccess::key(*name), type).second) {
       throw InvalidPackage(context + ": the part " + quoted(nameText) +
                            " has more than one Override");
     }
@@ -126,13 +126,30 @@ boost::optional<ContentType> ContentTypeMap::lookup(PartName const& name) const 
   return *type;
 }
 
+ContentType const* ContentTypeMap::findOverride(std::string const& key) const {
+  if (overrides_.empty()) return nullptr;
+  auto const override = overrides_.find(key);
+  return override == overrides_.end() ? nullptr : &override->second;
+}
+
 ContentType const* ContentTypeMap::find(PartName const& name) const {
-  if (!overrides_.empty()) {
-    auto const override = overrides_.find(name);
-    if (override != overrides_.end()) return &override->second;
-  }
+  if (ContentType const* type = findOverride(PartNameAccess::key(name))) return type;
   std::u16string const extension = partNameExtension(name);
   if (extension.empty()) return nullptr;
+  auto const found = defaults_.find(extension);
+  if (found == defaults_.end()) return nullptr;
+  return &found->second;
+}
+
+ContentType const* ContentTypeMap::findByAsciiKey(std::string const& key) const {
+  if (ContentType const* type = findOverride(key)) return type;
+  std::size_t const slash = key.rfind('/');
+  std::size_t const dot = key.rfind('.');
+  if (dot == std::string::npos || (slash != std::string::npos && dot < slash) ||
+      dot + 1 == key.size()) {
+    return nullptr;
+  }
+  std::u16string const extension(key.begin() + static_cast<std::ptrdiff_t>(dot) + 1, key.end());
   auto const found = defaults_.find(extension);
   if (found == defaults_.end()) return nullptr;
   return &found->second;

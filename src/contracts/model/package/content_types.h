@@ -51,10 +51,16 @@ class ContentTypeMap {
   // are one object only when they come from one element; callers that share types by
   // index key them by this address.
   ContentType const* find(PartName const& name) const;
+  // find() for the part whose comparison key (see PartNameAccess::key) is `key` and whose
+  // name is plain ASCII, so that the key holds the name's extension in lower case.
+  ContentType const* findByAsciiKey(std::string const& key) const;
 
  private:
+  ContentType const* findOverride(std::string const& key) const;
+
   std::map<std::u16string, ContentType> defaults_;
-  std::unordered_map<PartName, ContentType> overrides_;
+  // By the comparison key of the part, which equal part names share.
+  std::unordered_map<std::string, ContentType> overrides_;
 };
 
 // Writes the document for these parts (relationships parts included): one Default for each

@@ -59,7 +59,7 @@ std::string quotedItem(std::string const& itemName) {
 // nor take the name of their folder ("/a/_rels"), which would also make one name both a file
 // and a folder of the archive.  Checked on the comparison key, where case is folded.  Empty
 // when the name is fine.
-std::string relationshipsClash(PartName const& partName, std::string const& key) {
+std::string relationshipsClash(std::u16string const& name, std::string const& key) {
   static std::string const kFolder = "/_rels/";
   static std::string const kExtension = ".rels";
   for (std::size_t at = key.find(kFolder); at != std::string::npos;
@@ -71,7 +71,6 @@ std::string relationshipsClash(PartName const& partName, std::string const& key)
         key.compare(end - kExtension.size(), kExtension.size(), kExtension) == 0) {
       // The key and the name have their slashes in the same places but for percent-encoded
       // bytes, so the prefix is found again by counting slashes.
-      std::u16string const name = partName.toString();
       std::size_t const slashes = static_cast<std::size_t>(
           std::count(key.begin(), key.begin() + static_cast<std::ptrdiff_t>(end), '/'));
       std::size_t slash = 0;
@@ -83,10 +82,31 @@ std::string relationshipsClash(PartName const& partName, std::string const& key)
   static std::string const lastFolder = "/_rels";
   if (key.size() >= lastFolder.size() &&
       key.compare(key.size() - lastFolder.size(), lastFolder.size(), lastFolder) == 0) {
-    return "the part " + quoted(partName.toString()) +
+    return "the part " + quoted(name) +
            " has the name of a folder of relationships parts (\"_rels\")";
   }
   return std::string();
+}
+
+// PartName::isRelationshipName for a name of plain ASCII, told from its key, where the
+// letters are in lower case already: "_rels" as the folder of the last segment, which ends
+// with ".rels".
+bool isRelationshipsKey(std::string_view key) {
+  static constexpr std::string_view kFolder = "_rels";
+  static constexpr std::string_view kExtension = ".rels";
+  std::size_t const lastSlash = key.rfind('/');
+  if (lastSlash == std::string_view::npos || lastSlash == 0) return false;
+  std::size_t const folderStart = key.rfind('/', lastSlash - 1) + 1;
+  std::string_view const folder = key.substr(folderStart, lastSlash - folderStart);
+  std::string_view const last = key.substr(lastSlash + 1);
+  return folder == kFolder && last.size() >= kExtension.size() &&
+         last.substr(last.size() - kExtension.size()) == kExtension;
+}
+
+// Whether the part of key `other` lies below the part of key `key` (PartName::isDerivedFrom).
+bool isBelowKey(std::string const& other, std::string const& key) {
+  return other.size() > key.size() && other.compare(0, key.size(), key) == 0 &&
+         other[key.size()] == '/';
 }
 
 }  // namespace
@@ -180,6 +200,8 @@ void PackageState::load(std::shared_ptr<ZipArchive const> archive) {
   table_.reserve(zip, count);
   PrefixRun previous;
   std::string itemName;
+  std::string key;
+  std::u16string text;
   for (std::size_t index = 0; index < count; ++index) {
     if (index == typesIndex) continue;
     std::string_view const view = zip.name(index);
@@ -187,22 +209,36 @@ void PackageState::load(std::shared_ptr<ZipArchive const> archive) {
     if (!view.empty() && view.back() == '/' && zip.uncompressedSize(index) == 0) continue;
     itemName.assign(view);
     boost::optional<PartName> name;
-    try {
-      name = partNameFromZipItemName(itemName);
-    } catch (InvalidPartName const& e) {
-      throw InvalidPackage(context + ": " + e.what());
+    // The part's key follows from the item name's bytes once they are known to be UTF-8.
+    keyOfItemName(view, key);
+    // Plain ASCII in every byte: the name is valid as it stands, its text is the bytes
+    // widened, and its key holds its extension and its "_rels" folder in lower case, so that
+    // no PartName is needed unless a message names it.
+    bool const plain = isPlainPartItemName(view);
+    if (plain) {
+      // Widened in place: append() from bytes would build a temporary text first.
+      text.resize(view.size() + 1);
+      text[0] = u'/';
+      std::copy(view.begin(), view.end(), text.begin() + 1);
+    } else {
+      try {
+        name = partNameFromZipItemName(itemName);
+      } catch (InvalidPartName const& e) {
+        throw InvalidPackage(context + ": " + e.what());
+      }
     }
-    // The item name is well-formed UTF-8 by now, and the part's key follows from its bytes.
-    std::string const key = keyOfItemName(view);
-    std::uint32_t const same = table_.find(key);
+    std::u16string const& nameText = plain ? text : PartNameAccess::text(*name);
+    std::uint32_t const hash = PartTable::hashOf(key);
+    std::uint32_t const same = table_.find(key, hash);
     if (same != PartTable::kNone) {
       throw InvalidPackage(context + ": the items " +
                            quotedItem(std::string(zip.name(table_.rows()[same].entry))) + " and " +
                            quotedItem(itemName) + " name the same part");
     }
     auto const row = static_cast<std::uint32_t>(index);
-    if (name->isRelationshipName()) {
-      table_.add(key, row, PartTable::kNone);
+    if (plain ? isRelationshipsKey(key) : name->isRelationshipName()) {
+      if (!name) name = PartNameAccess::make(text, key);
+      table_.addItem(key, hash, row, PartTable::kNone);
       boost::optional<PartName> source;
       try {
         source = name->getRelationshipsSourceName();
@@ -218,19 +254,18 @@ void PackageState::load(std::shared_ptr<ZipArchive const> archive) {
       set.itemName = itemName;
       continue;
     }
-    std::string const clash = relationshipsClash(*name, key);
+    std::string const clash = relationshipsClash(nameText, key);
     if (!clash.empty()) throw InvalidPackage(context + ": " + clash);
-    ContentType const* type = types.find(*name);
+    ContentType const* type = plain ? types.findByAsciiKey(key) : types.find(*name);
     if (type == nullptr) {
-      throw InvalidPackage(context + ": the part " + quoted(name->toString()) +
-                           " has no content type");
+      throw InvalidPackage(context + ": the part " + quoted(nameText) + " has no content type");
     }
-    if (auto conflict = findDerivationConflict(*name, key, previous.sharedLength(key))) {
+    if (auto conflict = findDerivationConflict(key, previous.sharedLength(key))) {
       throw InvalidPackage(context + ": the parts " + quoted(conflict->toString()) + " and " +
-                           quoted(name->toString()) +
+                           quoted(nameText) +
                            " cannot both exist, since one name is a folder of the other");
     }
-    table_.add(key, row, table_.typeIndex(type));
+    table_.addItem(key, hash, row, table_.typeIndex(type));
     previous.count(key, prefixes_);
   }
   if (access_ == PackageAccess::Read) return;
@@ -274,8 +309,10 @@ std::shared_ptr<PartRecord> PackageState::findRecord(PartName const& name) const
   return nullptr;
 }
 
-std::shared_ptr<PartRecord> PackageState::findRecordByKey(std::string const& key) const {
-  auto const range = byKey_.equal_range(std::hash<std::string>()(key));
+std::shared_ptr<PartRecord> PackageState::findRecordByKey(std::string_view key) const {
+  if (byKey_.empty()) return nullptr;
+  // The same value as PartName::hash: a view hashes as the string of its characters.
+  auto const range = byKey_.equal_range(std::hash<std::string_view>()(key));
   for (auto it = range.first; it != range.second; ++it) {
     if (keyOf(it->second->name) == key) return it->second;
   }
@@ -288,9 +325,9 @@ std::shared_ptr<PartRecord> PackageState::findPart(PartName const& name) const {
   return findPartByKey(keyOf(name));
 }
 
-std::shared_ptr<PartRecord> PackageState::findPartByKey(std::string const& key) const {
+std::shared_ptr<PartRecord> PackageState::findPartByKey(std::string_view key) const {
   if (std::shared_ptr<PartRecord> record = findRecordByKey(key)) return record;
-  std::uint32_t const row = table_.find(key);
+  std::uint32_t const row = table_.find(key, PartTable::hashOf(key));
   if (row == PartTable::kNone || table_.rows()[row].type == PartTable::kNone) return nullptr;
   // A reader asks for one part several times in a row (the part, then its stream and size):
   // the last record made serves them all.
@@ -324,11 +361,10 @@ std::shared_ptr<PartRecord> PackageState::partForHandle(PartName const& name) co
 }
 
 boost::optional<PartName> PackageState::findDerivationConflict(PartName const& name) const {
-  return findDerivationConflict(name, keyOf(name), 0);
+  return findDerivationConflict(keyOf(name), 0);
 }
 
-boost::optional<PartName> PackageState::findDerivationConflict(PartName const& name,
-                                                               std::string const& key,
+boost::optional<PartName> PackageState::findDerivationConflict(std::string const& key,
                                                                std::size_t known) const {
   // The folders above the name that were found to name no part for an earlier name need no
   // second look: the files of one folder are often made one after another.
@@ -337,22 +373,20 @@ boost::optional<PartName> PackageState::findDerivationConflict(PartName const& n
                       key[clearFolder_.size()] == '/' &&
                       key.compare(0, clearFolder_.size(), clearFolder_) == 0;
   if (cached) from = std::max(from, clearFolder_.size() + 1);
-  std::string prefix;
   for (std::size_t slash = key.find('/', from); slash != std::string::npos;
        slash = key.find('/', slash + 1)) {
-    prefix.assign(key, 0, slash);
-    if (auto record = findPartByKey(prefix)) return record->name;
+    if (auto record = findPartByKey(std::string_view(key).substr(0, slash))) return record->name;
   }
   if (table_.empty()) clearFolder_.assign(key, 0, key.rfind('/'));
   if (prefixes_.count(key) != 0) {
     // Rare: only when there is a conflict does it cost a walk over the parts.
     for (auto const& record : parts_) {
-      if (record->name.isDerivedFrom(name)) return record->name;
+      if (isBelowKey(keyOf(record->name), key)) return record->name;
     }
     for (PartTable::Row const& row : table_.rows()) {
       if (row.type == PartTable::kNone) continue;
-      PartName const other = partNameFromZipItemName(std::string(archive_->name(row.entry)));
-      if (other.isDerivedFrom(name)) return other;
+      std::string_view const item = archive_->name(row.entry);
+      if (isBelowKey(keyOfItemName(item), key)) return partNameFromZipItemName(std::string(item));
     }
   }
   return boost::none;

@@ -8,6 +8,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <vector>
 
@@ -164,14 +165,13 @@ class PackageState {
   void loadRelationships(RelationshipSet& set, URI const& sourceURI, PartName const& setName);
   // The string that equal names share: what PartName compares.
   static std::string const& keyOf(PartName const& name);
-  std::shared_ptr<PartRecord> findPartByKey(std::string const& key) const;
+  std::shared_ptr<PartRecord> findPartByKey(std::string_view key) const;
   // The record of byKey_ with this name, or with this key; null if none.
   std::shared_ptr<PartRecord> findRecord(PartName const& name) const;
-  std::shared_ptr<PartRecord> findRecordByKey(std::string const& key) const;
-  // As findDerivationConflict(name), but the leading runs of `key` that end before
-  // `known` are known to be no part.
-  boost::optional<PartName> findDerivationConflict(PartName const& name, std::string const& key,
-                                                   std::size_t known) const;
+  std::shared_ptr<PartRecord> findRecordByKey(std::string_view key) const;
+  // As findDerivationConflict(name) for the name whose key is `key`, but the leading runs of
+  // `key` that end before `known` are known to be no part.
+  boost::optional<PartName> findDerivationConflict(std::string const& key, std::size_t known) const;
   void addPart(std::shared_ptr<PartRecord> record, std::string const& key);
   void adoptArchive(std::shared_ptr<ZipArchive const> archive);
   // The record of a row of table_.

@@ -12,9 +12,7 @@
 namespace opc {
 namespace model {
 namespace detail {
-namespace {
-
-std::uint32_t hashOf(std::string_view key) {
+std::uint32_t PartTable::hashOf(std::string_view key) {
   // FNV-1a: keys are short paths; the table's slots are a power of two, so the high bits are
   // folded in.
   std::uint64_t hash = 1469598103934665603ull;
@@ -25,14 +23,19 @@ std::uint32_t hashOf(std::string_view key) {
   return static_cast<std::uint32_t>(hash ^ (hash >> 32));
 }
 
-}  // namespace
-
 std::string keyOfItemName(std::string_view itemName) {
   std::string key;
-  key.reserve(itemName.size() + 1);
+  keyOfItemName(itemName, key);
+  return key;
+}
+
+void keyOfItemName(std::string_view itemName, std::string& key) {
+  key.clear();
+  // Only ever grown: a smaller reserve would give the room back, and a loop over names
+  // would pay an allocation per name.
+  if (key.capacity() < itemName.size() + 1) key.reserve(itemName.size() + 1);
   key += '/';
   appendPartNameKeyBytes(key, itemName);
-  return key;
 }
 
 bool isKeyOfItemName(std::string_view key, std::string_view itemName) {
@@ -84,19 +87,31 @@ void PartTable::reserve(ZipArchive const& archive, std::size_t rows) {
 
 std::uint32_t PartTable::find(std::string const& key) const {
   if (slots_.empty()) return kNone;
-  return slots_[slotOf(key, hashOf(key))].row;
+  return find(key, hashOf(key));
+}
+
+std::uint32_t PartTable::find(std::string_view key, std::uint32_t hash) const {
+  if (slots_.empty()) return kNone;
+  return slots_[slotOf(key, hash)].row;
 }
 
 std::uint32_t PartTable::add(std::string const& key, std::uint32_t entry, std::uint32_t type) {
+  std::uint32_t const index = static_cast<std::uint32_t>(rows_.size());
+  bool const own = !isKeyOfItemName(key, archive_->name(entry));
+  addItem(key, hashOf(key), entry, type);
+  if (own) ownKeys_.emplace(index, key);
+  return index;
+}
+
+std::uint32_t PartTable::addItem(std::string_view key, std::uint32_t hash, std::uint32_t entry,
+                                 std::uint32_t type) {
   // The archive's own limits keep far below this; the check only keeps the indexes honest.
   if (rows_.size() >= std::numeric_limits<std::uint32_t>::max() / 4) {
     throw InvalidPackage("The package has too many parts");
   }
   if (2 * (rows_.size() + 1) > slots_.size()) grow();
   std::uint32_t const index = static_cast<std::uint32_t>(rows_.size());
-  std::uint32_t const hash = hashOf(key);
   rows_.push_back(Row{entry, type});
-  if (!isKeyOfItemName(key, archive_->name(entry))) ownKeys_.emplace(index, key);
   slots_[slotOf(key, hash)] = Slot{hash, index};
   return index;
 }
@@ -117,9 +132,13 @@ void PartTable::rehash(std::size_t slots) {
 }
 
 std::uint32_t PartTable::typeIndex(ContentType const* source) {
-  auto const inserted = typeSources_.emplace(source, static_cast<std::uint32_t>(types_.size()));
-  if (inserted.second) types_.push_back(*source);
-  return inserted.first->second;
+  // Looked up before it is added: emplace would make a node for every part, to drop it.
+  auto const found = typeSources_.find(source);
+  if (found != typeSources_.end()) return found->second;
+  auto const index = static_cast<std::uint32_t>(types_.size());
+  types_.push_back(*source);
+  typeSources_.emplace(source, index);
+  return index;
 }
 
 }  // namespace detail

@@ -27,6 +27,8 @@ class ZipArchive;
 // names, for an item name that is well-formed UTF-8: "/" and the name's bytes, each byte
 // above 0x7F as a "%xx" escape, ASCII letters in lower case.
 OPC_MODEL_EXPORT std::string keyOfItemName(std::string_view itemName);
+// The same into `key`, replacing what it held and keeping its storage.
+void keyOfItemName(std::string_view itemName, std::string& key);
 // Whether `key` is keyOfItemName(itemName), without making it.
 OPC_MODEL_EXPORT bool isKeyOfItemName(std::string_view key, std::string_view itemName);
 
@@ -46,11 +48,18 @@ class OPC_MODEL_EXPORT PartTable {
   // `rows` rows, so that a table filled from an archive grows in one step rather than by
   // doubling.  The archive must outlive the table's use.
   void reserve(ZipArchive const& archive, std::size_t rows);
+  // The hash the table files `key` under, for the overloads that take it, so that a key
+  // looked up and then added is hashed once.
+  static std::uint32_t hashOf(std::string_view key);
   // The row of the name with this comparison key, or kNone.
   std::uint32_t find(std::string const& key) const;
+  std::uint32_t find(std::string_view key, std::uint32_t hash) const;
   // Adds a row for the item of index `entry`, whose part has the comparison key `key`; the
   // key must not be there yet.  Returns the row's index.
   std::uint32_t add(std::string const& key, std::uint32_t entry, std::uint32_t type);
+  // As add, for `key` = keyOfItemName of the item's name and its hashOf.
+  std::uint32_t addItem(std::string_view key, std::uint32_t hash, std::uint32_t entry,
+                        std::uint32_t type);
 
   std::vector<Row> const& rows() const { return rows_; }
   bool empty() const { return rows_.empty(); }

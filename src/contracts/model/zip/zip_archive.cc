@@ -184,7 +184,10 @@ void ZipArchive::checkOverlaps() {
   auto const byOffset = [this](std::uint32_t a, std::uint32_t b) {
     return items_[a].localHeaderOffset < items_[b].localHeaderOffset;
   };
-  std::sort(order.begin(), order.end(), byOffset);
+  // Writers put the items in the order of their data: such a list needs no sort.
+  if (!std::is_sorted(order.begin(), order.end(), byOffset)) {
+    std::sort(order.begin(), order.end(), byOffset);
+  }
   for (std::size_t i = 1; i < order.size(); ++i) {
     Item& before = items_[order[i - 1]];
     Item const& after = items_[order[i]];
