@@ -119,7 +119,7 @@ class ManifestFiller : public opc::model::XmlStreamHandler {
     std::u16string_view const content = found.content;
     std::u16string_view const type = found.type;
     opc::Perms::Perms_tag const permissions = detail::readPermissions(found.permissions, isV1_);
-    boost::posix_time::ptime const date = detail::readDate(found.date);
+    boost::posix_time::ptime const date = detail::readDate(found.date, dateText_);
 
     if (type == kFile) {
       tree_.addEntry(FileSystemNodeType::File, name, content, permissions, date);
@@ -139,6 +139,8 @@ class ManifestFiller : public opc::model::XmlStreamHandler {
   bool isV1_;
   // A name of the older form with the "/" it lacked.
   std::u16string rooted_;
+  // The room for the copy of each date that the conversion takes.
+  std::u16string dateText_;
   std::exception_ptr refusal_;
 };
 

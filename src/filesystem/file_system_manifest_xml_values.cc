@@ -79,10 +79,16 @@ std::u16string printPermissionsV1(opc::Perms::Perms_tag permissions) {
 }
 
 boost::posix_time::ptime readDate(std::u16string_view text) {
+  std::u16string scratch;
+  return readDate(text, scratch);
+}
+
+boost::posix_time::ptime readDate(std::u16string_view text, std::u16string& scratch) {
   if (text.empty()) {
     return boost::posix_time::ptime(boost::posix_time::not_a_date_time);
   }
-  boost::posix_time::ptime const time = opc::convertStringToTime(std::u16string(text));
+  scratch.assign(text);
+  boost::posix_time::ptime const time = opc::convertStringToTime(scratch);
   if (time.is_not_a_date_time()) {
     throw opc::model::InvalidPartContent("Last modified date/time is not valid");
   }

@@ -36,6 +36,9 @@ std::u16string printPermissionsV1(opc::Perms::Perms_tag permissions);
 // opc::model::InvalidPartContent "Last modified date/time is not valid" for a text that
 // does not convert (which the schema lets through only for years outside 1400..9999).
 boost::posix_time::ptime readDate(std::u16string_view text);
+// The same, with `scratch` as the room for the text's copy, so that a reader of many entries
+// reuses one.
+boost::posix_time::ptime readDate(std::u16string_view text, std::u16string& scratch);
 
 }  // namespace detail
 }  // namespace vkservices

@@ -44,7 +44,10 @@ FileSystemNodeTable& FileSystemNodeTable::operator=(FileSystemNodeTable&&) noexc
 FileSystemNodeTable::~FileSystemNodeTable() = default;
 
 NodeIndex FileSystemNodeTable::find(std::u16string_view path) const {
-  std::uint32_t const hash = hashOf(path);
+  return find(path, hashOf(path));
+}
+
+NodeIndex FileSystemNodeTable::find(std::u16string_view path, std::uint32_t hash) const {
   std::size_t const mask = slots_.size() - 1;
   for (std::size_t slot = hash & mask;; slot = (slot + 1) & mask) {
     std::uint64_t const entry = slots_[slot];
@@ -56,6 +59,11 @@ NodeIndex FileSystemNodeTable::find(std::u16string_view path) const {
 }
 
 NodeIndex FileSystemNodeTable::insert(NodeIndex parent, std::u16string_view path) {
+  return insert(parent, path, hashOf(path));
+}
+
+NodeIndex FileSystemNodeTable::insert(NodeIndex parent, std::u16string_view path,
+                                      std::uint32_t hash) {
   // Below the root the name is all that follows its "/"; elsewhere what follows the last "/".
   std::u16string_view const name =
       parent == kRootNode ? path.substr(1) : path.substr(path.rfind(u'/') + 1);
@@ -64,7 +72,7 @@ NodeIndex FileSystemNodeTable::insert(NodeIndex parent, std::u16string_view path
   NodeIndex const index = allocate();
   NodeRecord& record = (*this)[index];
   record.parent = parent;
-  record.hash = hashOf(path);
+  record.hash = hash;
   record.nameStart = nameStart;
   record.nameSize = static_cast<std::uint32_t>(name.size());
   place(index);

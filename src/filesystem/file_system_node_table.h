@@ -80,12 +80,18 @@ class FileSystemNodeTable {
     return chunks_[index >> kChunkBits][index & kMask];
   }
 
+  // The hash under which the table files `path`, for the overloads that take it: a path
+  // looked up and then inserted is hashed once.
+  std::uint32_t hashOf(std::u16string_view path) const;
+
   // The record whose path is `path`, or kNoNode.
   NodeIndex find(std::u16string_view path) const;
+  NodeIndex find(std::u16string_view path, std::uint32_t hash) const;
 
   // A new record for `path` under `parent` (a record whose path is the parent path of
   // `path`), not yet linked into any list of children.  `path` must not be in the table.
   NodeIndex insert(NodeIndex parent, std::u16string_view path);
+  NodeIndex insert(NodeIndex parent, std::u16string_view path, std::uint32_t hash);
 
   // Forgets the record at `index` (never the root), which must be linked nowhere.
   void erase(NodeIndex index);
@@ -111,7 +117,6 @@ class FileSystemNodeTable {
   static std::uint32_t hashOfSlot(std::uint64_t slot) {
     return static_cast<std::uint32_t>(slot >> 32);
   }
-  std::uint32_t hashOf(std::u16string_view path) const;
   bool matches(NodeIndex index, std::u16string_view path) const;
   std::uint32_t store(std::u16string_view text);
   void release(std::uint32_t size);

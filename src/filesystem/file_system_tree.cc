@@ -160,12 +160,14 @@ void FileSystemTree::insertPresent(std::u16string_view path, FileSystemNodeType 
                                    std::u16string_view content,
                                    boost::optional<opc::Perms::Perms_tag> const& permissions,
                                    boost::optional<boost::posix_time::ptime> const& time) {
-  NodeIndex const found = table_.find(path);
+  // One hash for the look-up and the insertion.
+  std::uint32_t const hash = table_.hashOf(path);
+  NodeIndex const found = table_.find(path, hash);
   if (found != kNoNode && table_[found].present) {
     raise("A node already exists with the name:", path);
   }
   if (!isAbsolute(path)) raise("A node name must begin with \"/\":", path);
-  NodeIndex const entry = presentChild(parentOf(path), path, found);
+  NodeIndex const entry = presentChild(parentOf(path), path, found, hash);
   assign(entry, path, type, content, permissions, time);
 }
 
@@ -439,7 +441,8 @@ NodeIndex FileSystemTree::insertMissingFolders(std::u16string_view parent) {
   // Then make them from the top down, each under the one made just before it.  A record
   // left by a removal comes back with the children it kept.
   for (auto folder = missing.rbegin(); folder != missing.rend(); ++folder) {
-    NodeIndex const entry = presentChild(above, *folder, table_.find(*folder));
+    std::uint32_t const hash = table_.hashOf(*folder);
+    NodeIndex const entry = presentChild(above, *folder, table_.find(*folder, hash), hash);
     assign(entry, *folder, FileSystemNodeType::Folder, nodePathOf(*folder), boost::none,
            boost::none);
     above = entry;
@@ -447,10 +450,10 @@ NodeIndex FileSystemTree::insertMissingFolders(std::u16string_view parent) {
   return above;
 }
 
-NodeIndex FileSystemTree::presentChild(NodeIndex parent, std::u16string_view path,
-                                       NodeIndex entry) {
+NodeIndex FileSystemTree::presentChild(NodeIndex parent, std::u16string_view path, NodeIndex entry,
+                                       std::uint32_t hash) {
   if (entry == kNoNode) {
-    entry = table_.insert(parent, path);
+    entry = table_.insert(parent, path, hash);
   } else {
     // A record kept by a removal stays in its parent's list; coming back, it goes last.
     unlinkChild(parent, entry);

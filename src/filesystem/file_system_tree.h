@@ -154,7 +154,9 @@ class FileSystemTree {
   NodeIndex parentOf(std::u16string_view path);
   // The record at `path` under `parent`, `entry` if there is one already (kNoNode if not;
   // parentOf makes no record at `path`), then present and last in the list of its parent.
-  NodeIndex presentChild(NodeIndex parent, std::u16string_view path, NodeIndex entry);
+  // `hash` is the table's hashOf(path).
+  NodeIndex presentChild(NodeIndex parent, std::u16string_view path, NodeIndex entry,
+                         std::uint32_t hash);
   void appendChild(NodeIndex parent, NodeIndex child);
   void unlinkChild(NodeIndex parent, NodeIndex child);
   // Walks the records in key order, calling `visit` for every leaf with its path.

@@ -32,7 +32,11 @@ bool hasBelow(FileSystemManager& files, FileSystemEntry const& entry) {
 
 Level levelOf(FileSystemManager& files, FileSystemEntry const& folder, int depth, WalkOrder order) {
   Level level;
-  for (FileSystemEntry const& child : files.getChildren(folder)) {
+  auto const children = files.getChildren(folder);
+  // Room for all at once: an entry does not move without a copy of its texts.
+  level.children.reserve(children.size());
+  level.steps.reserve(2 * children.size());
+  for (FileSystemEntry const& child : children) {
     level.children.push_back({child, child.getPathName(), child.getBaseName(), depth});
   }
   for (std::size_t i = 0; i < level.children.size(); ++i) {
