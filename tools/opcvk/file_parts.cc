@@ -1,7 +1,10 @@
 #include "file_parts.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <memory>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 #include <opc/core/input_stream.h>
@@ -48,11 +51,43 @@ struct PartFacts {
 };
 
 struct FileFacts {
-  FileSystemEntry entry;
+  std::size_t leaf;
   std::u16string path;
   std::u16string base;
   std::u16string lowerBase;
   bool displaced = false;
+};
+
+// The files in the order of their lower-case base names, so that the files sharing one are
+// neighbours: a package of 100,000 files would otherwise keep a hash node and a vector per
+// name.
+class FilesByLowerBase {
+ public:
+  explicit FilesByLowerBase(std::vector<FileFacts> const& files) : files_(files) {
+    order_.resize(files.size());
+    for (std::size_t i = 0; i < order_.size(); ++i) order_[i] = i;
+    std::sort(order_.begin(), order_.end(), [&files](std::size_t a, std::size_t b) {
+      return files[a].lowerBase < files[b].lowerBase;
+    });
+  }
+
+  // The files whose lower-case base name is `lowerBase`, as a range of `order()`.
+  std::pair<std::size_t, std::size_t> range(std::u16string_view lowerBase) const {
+    auto const less = [this](std::size_t index, std::u16string_view text) {
+      return std::u16string_view(files_[index].lowerBase) < text;
+    };
+    auto const first = std::lower_bound(order_.begin(), order_.end(), lowerBase, less);
+    auto last = first;
+    while (last != order_.end() && files_[*last].lowerBase == lowerBase) ++last;
+    return {static_cast<std::size_t>(first - order_.begin()),
+            static_cast<std::size_t>(last - order_.begin())};
+  }
+
+  std::vector<std::size_t> const& order() const { return order_; }
+
+ private:
+  std::vector<FileFacts> const& files_;
+  std::vector<std::size_t> order_;
 };
 
 }  // namespace
@@ -100,25 +135,29 @@ bool isNumberedFrom(std::u16string const& name, std::u16string const& base) {
 
 FileParts::FileParts(opc::model::Package& package, FileSystemManager& files) : files_(files) {
   std::vector<PartFacts> parts;
-  std::unordered_map<std::u16string, std::size_t> partByName;
-  std::unordered_map<std::u16string, std::vector<std::size_t>> partsByKey;
   for (opc::model::Part const& part : package.getParts()) {
-    std::u16string name = part.getName().toString();
-    partsByKey[partKey(name)].push_back(parts.size());
-    partByName.emplace(name, parts.size());
-    parts.push_back({std::move(name), part.getSize()});
+    parts.push_back({part.getName().toString(), part.getSize()});
+  }
+  // Views into `parts`, which no longer moves.
+  std::unordered_map<std::u16string_view, std::size_t> partByName;
+  partByName.reserve(parts.size());
+  for (std::size_t index = 0; index < parts.size(); ++index) {
+    partByName.emplace(parts[index].name, index);
   }
 
-  std::vector<FileFacts> fileList;
-  std::unordered_map<std::u16string, std::vector<std::size_t>> filesByLowerBase;
+  std::vector<FileSystemEntry> leaves;
   for (FileSystemEntry const& leaf : files.getAllLeafs()) {
-    if (!leaf.isFile()) continue;
-    FileFacts file{leaf, leaf.getPathName(), std::u16string(), std::u16string()};
+    if (leaf.isFile()) leaves.push_back(leaf);
+  }
+  std::vector<FileFacts> fileList;
+  fileList.reserve(leaves.size());
+  for (std::size_t leaf = 0; leaf < leaves.size(); ++leaf) {
+    FileFacts file{leaf, leaves[leaf].getPathName(), std::u16string(), std::u16string()};
     file.base = basePartName(file.path);
     file.lowerBase = lowerText(file.base);
-    filesByLowerBase[file.lowerBase].push_back(fileList.size());
     fileList.push_back(std::move(file));
   }
+  FilesByLowerBase const byLowerBase(fileList);
 
   std::vector<std::size_t> pending;
   auto displace = [&](std::size_t index) {
@@ -126,11 +165,22 @@ FileParts::FileParts(opc::model::Package& package, FileSystemManager& files) : f
     fileList[index].displaced = true;
     pending.push_back(index);
   };
-  for (std::size_t index = 0; index < fileList.size(); ++index) {
-    FileFacts const& file = fileList[index];
-    if (filesByLowerBase[file.lowerBase].size() > 1 || partByName.count(file.base) == 0 ||
+  std::vector<std::size_t> const& order = byLowerBase.order();
+  for (std::size_t at = 0; at < order.size(); ++at) {
+    FileFacts const& file = fileList[order[at]];
+    bool const sharesItsBase =
+        (at > 0 && fileList[order[at - 1]].lowerBase == file.lowerBase) ||
+        (at + 1 < order.size() && fileList[order[at + 1]].lowerBase == file.lowerBase);
+    if (sharesItsBase || partByName.count(file.base) == 0 ||
         file.lowerBase.find(u"_rels") != std::u16string::npos) {
-      displace(index);
+      displace(order[at]);
+    }
+  }
+  // Parts by key, wanted only for displaced files, which most packages have none of.
+  std::unordered_map<std::u16string, std::vector<std::size_t>> partsByKey;
+  if (!pending.empty()) {
+    for (std::size_t index = 0; index < parts.size(); ++index) {
+      partsByKey[partKey(parts[index].name)].push_back(index);
     }
   }
   // Contest what the displaced files may hold, displacing the files whose names are taken.
@@ -150,20 +200,20 @@ FileParts::FileParts(opc::model::Package& package, FileSystemManager& files) : f
       }
       if (part.contested || !isNumberedFrom(part.name, file.base)) continue;
       part.contested = true;
-      auto const holders = filesByLowerBase.find(lowerText(part.name));
-      if (holders == filesByLowerBase.end()) continue;
-      for (std::size_t holder : holders->second) displace(holder);
+      auto const [first, last] = byLowerBase.range(lowerText(part.name));
+      for (std::size_t at = first; at < last; ++at) displace(order[at]);
     }
   }
 
-  for (FileFacts const& file : fileList) {
+  byPath_.reserve(fileList.size());
+  for (FileFacts& file : fileList) {
     if (!file.displaced && !namesGivenUp) {
-      PartFacts const& part = parts[partByName.at(file.base)];
-      byPath_.emplace(file.path, Facts{part.name, part.size});
+      std::size_t const part = partByName.at(file.base);
+      byPath_.emplace(std::move(file.path), Facts{part, parts[part].size});
       continue;
     }
-    std::uint64_t const size = countStoredBytes(files, file.entry);
-    std::u16string name;
+    std::uint64_t const size = countStoredBytes(files, leaves[file.leaf]);
+    std::size_t found = kNoPart;
     auto const candidates = partsByKey.find(partKey(file.base));
     if (!namesGivenUp && candidates != partsByKey.end()) {
       std::size_t matches = 0;
@@ -173,12 +223,15 @@ FileParts::FileParts(opc::model::Package& package, FileSystemManager& files) : f
           continue;
         }
         ++matches;
-        name = part.name;
+        found = index;
       }
-      if (matches != 1) name.clear();
+      if (matches != 1) found = kNoPart;
     }
-    byPath_.emplace(file.path, Facts{name, size});
+    byPath_.emplace(std::move(file.path), Facts{found, size});
   }
+  partByName.clear();
+  partNames_.reserve(parts.size());
+  for (PartFacts& part : parts) partNames_.push_back(std::move(part.name));
 }
 
 std::uint64_t FileParts::size(FileSystemEntry const& file) {
@@ -190,7 +243,8 @@ std::uint64_t FileParts::size(FileSystemEntry const& file) {
 
 std::u16string FileParts::partName(FileSystemEntry const& file) const {
   auto const found = byPath_.find(file.getPathName());
-  return found == byPath_.end() ? std::u16string() : found->second.partName;
+  if (found == byPath_.end() || found->second.part == kNoPart) return std::u16string();
+  return partNames_[found->second.part];
 }
 
 }  // namespace opcvk

@@ -3,9 +3,11 @@
 #ifndef TOOLS_OPCVK_FILE_PARTS_H_
 #define TOOLS_OPCVK_FILE_PARTS_H_
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <unordered_map>
+#include <vector>
 
 #include <opc/model/package.h>
 #include <opc/vkservices/file_system_entry.h>
@@ -46,12 +48,17 @@ class FileParts {
   std::u16string partName(opc::vkservices::FileSystemEntry const& file) const;
 
  private:
+  static constexpr std::size_t kNoPart = static_cast<std::size_t>(-1);
+
   struct Facts {
-    std::u16string partName;
+    // Index in partNames_, or kNoPart.
+    std::size_t part;
     std::uint64_t size;
   };
 
   opc::vkservices::FileSystemManager& files_;
+  // Every part's name, each kept once however many files are told by it.
+  std::vector<std::u16string> partNames_;
   // By the file's path.
   std::unordered_map<std::u16string, Facts> byPath_;
 };
