@@ -1,6 +1,7 @@
 #include "content_types.h"
 
 #include <algorithm>
+#include <string_view>
 
 #include <opc/core/string_conversions.h>
 #include <opc/model/exceptions.h>
@@ -56,15 +57,23 @@ std::u16string asciiOnly(std::u16string const& text) {
 
 namespace {
 
+// What follows the last "." of a name's last segment, as it stands; empty when it has none.
+// For a part name's text and for its key alike.
+template <typename Char>
+std::basic_string_view<Char> extensionOf(std::basic_string_view<Char> name) {
+  std::size_t const slash = name.rfind(Char('/'));
+  std::size_t const dot = name.rfind(Char('.'));
+  if (dot == name.npos || (slash != name.npos && dot < slash)) return {};
+  return name.substr(dot + 1);
+}
+
 // partNameExtension into `extension`, whose room is used again: a package of many parts asks
 // it of every part at each save.
 void lowerExtensionOf(PartName const& name, std::u16string& extension) {
-  std::u16string const& text = PartNameAccess::text(name);
-  std::size_t const slash = text.rfind(u'/');
-  std::size_t const dot = text.rfind(u'.');
   extension.clear();
-  if (dot == std::u16string::npos || dot < slash) return;
-  for (std::size_t i = dot + 1; i < text.size(); ++i) extension += asciiLower(text[i]);
+  for (char16_t const c : extensionOf(std::u16string_view(PartNameAccess::text(name)))) {
+    extension += asciiLower(c);
+  }
 }
 
 }  // namespace
@@ -143,13 +152,10 @@ ContentType const* ContentTypeMap::find(PartName const& name) const {
 
 ContentType const* ContentTypeMap::findByAsciiKey(std::string const& key) const {
   if (ContentType const* type = findOverride(key)) return type;
-  std::size_t const slash = key.rfind('/');
-  std::size_t const dot = key.rfind('.');
-  if (dot == std::string::npos || (slash != std::string::npos && dot < slash) ||
-      dot + 1 == key.size()) {
-    return nullptr;
-  }
-  std::u16string const extension(key.begin() + static_cast<std::ptrdiff_t>(dot) + 1, key.end());
+  // The key of a plain ASCII name is its text in lower case: its extension is already lowered.
+  std::string_view const lowered = extensionOf(std::string_view(key));
+  if (lowered.empty()) return nullptr;
+  std::u16string const extension(lowered.begin(), lowered.end());
   auto const found = defaults_.find(extension);
   if (found == defaults_.end()) return nullptr;
   return &found->second;
