@@ -6,6 +6,16 @@
 # opcvkservices is made of, also packed as an archive that unit tests link directly, so that
 # they can reach the internals that the shared library hides.
 
+# Every shared library of the project binds its own functions to themselves at link time:
+# nothing outside is meant to replace them, and a program then starts with fewer symbol
+# look-ups and relocations to do (the loader's work is a fair part of a short command).
+# Data and typeinfo keep default binding, so exceptions and their types still match across
+# the libraries.
+function(opcvk_shared_library_options name)
+  target_link_options(${name} PRIVATE -Wl,-O1 -Wl,--hash-style=gnu -Wl,-Bsymbolic-functions
+    -Wl,--as-needed)
+endfunction()
+
 function(opcvk_contract_library name)
   cmake_parse_arguments(ARG "" "EXPORT_MACRO_HEADER" "SOURCES;PUBLIC_LIBS;PRIVATE_LIBS" ${ARGN})
   add_library(${name} SHARED ${ARG_SOURCES})
@@ -14,6 +24,7 @@ function(opcvk_contract_library name)
     $<BUILD_INTERFACE:${CMAKE_CURRENT_SOURCE_DIR}/include>
     $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
   target_link_libraries(${name} PUBLIC ${ARG_PUBLIC_LIBS} PRIVATE ${ARG_PRIVATE_LIBS})
+  opcvk_shared_library_options(${name})
   set_target_properties(${name} PROPERTIES
     VERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR}.${PROJECT_VERSION_PATCH}
     SOVERSION ${OPCVK_SOVERSION})
