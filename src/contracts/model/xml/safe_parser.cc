@@ -95,10 +95,10 @@ GrammarPoolOwner::GrammarPoolOwner() : pool_(new xercesc::XMLGrammarPoolImpl()) 
 
 GrammarPoolOwner::~GrammarPoolOwner() = default;
 
-SafeParser::SafeParser()
-    : DOMLSParserImpl(nullptr, xercesc::XMLPlatformUtils::fgMemoryManager, pool_.get()),
-      depth_(0),
-      sink_(nullptr) {
+SafeParser::SafeParser() : SafeParser(xercesc::XMLPlatformUtils::fgMemoryManager) {}
+
+SafeParser::SafeParser(xercesc::MemoryManager* manager)
+    : DOMLSParserImpl(nullptr, manager, pool_.get()), depth_(0), sink_(nullptr) {
   applySafeSettings(getDomConfig());
   pool_->lockPool();
 }

@@ -58,7 +58,9 @@ class ElementSink {
 // those of the DOM road, because they are the scanner's and not the tree builder's.
 class SafeParser : private GrammarPoolOwner, public xercesc::DOMLSParserImpl {
  public:
+  // `manager` serves the parser's own memory (not the grammars'); it must outlive the parser.
   SafeParser();
+  explicit SafeParser(xercesc::MemoryManager* manager);
   ~SafeParser() override;
 
   // Null (the default) builds documents; anything else streams to `sink` until reset.

@@ -12,6 +12,7 @@
 #include <opc/model/xml/xml_exceptions.h>
 #include <opc/model/xml/xml_stream_reader.h>
 
+#include "pooled_memory_manager.h"
 #include "safe_parser.h"
 #include "stream_adaptors.h"
 #include "xerces_errors.h"
@@ -99,14 +100,19 @@ class StreamingScope {
 
 }  // namespace
 
+// Declared in the order of their lifetimes: the library outlives the memory, which outlives
+// the parser that uses it.
 struct XmlStreamReader::Impl {
   XercesGuard guard;
+  detail::PooledMemoryManager memory;
   std::unique_ptr<detail::SafeParser, XercesDeleter> parser;
 };
 
 XmlStreamReader::XmlStreamReader() : impl_(new Impl) {
-  impl_->parser = detail::translateXercesErrors(
-      [] { return std::unique_ptr<detail::SafeParser, XercesDeleter>(new detail::SafeParser()); });
+  impl_->parser = detail::translateXercesErrors([this] {
+    return std::unique_ptr<detail::SafeParser, XercesDeleter>(
+        new detail::SafeParser(&impl_->memory));
+  });
   // Grammars are compiled once, by loadGrammar, and found by namespace at every read.
   impl_->parser->getDomConfig()->setParameter(xercesc::XMLUni::fgXercesUseCachedGrammarInParse,
                                               true);
