@@ -91,7 +91,20 @@ std::string makePartNameKey(std::u16string const& name) {
 }
 
 void appendPartNameKeyBytes(std::string& key, std::string_view utf8) {
-  for (char const byte : utf8) {
+  // ASCII, nearly every name of a large package, is written in place in one pass; the first
+  // byte that is not ends it, and the rest goes byte by byte below.
+  std::size_t const start = key.size();
+  key.resize(start + utf8.size());
+  char* const out = &key[start];
+  std::size_t ascii = 0;
+  for (; ascii < utf8.size(); ++ascii) {
+    unsigned char const value = static_cast<unsigned char>(utf8[ascii]);
+    if (value >= 0x80) break;
+    out[ascii] = value >= 'A' && value <= 'Z' ? static_cast<char>(value - 'A' + 'a')
+                                              : static_cast<char>(value);
+  }
+  key.resize(start + ascii);
+  for (char const byte : utf8.substr(ascii)) {
     unsigned char const value = static_cast<unsigned char>(byte);
     if (value >= 0x80) {
       key += '%';

@@ -309,6 +309,14 @@ INSTANTIATE_TEST_SUITE_P(
                     "Invalid ZIP item \"C:/x\": its name starts with a drive letter"},
         HostileCase{"NUL", [] { return namedItem(std::string("a\0b", 3)); },
                     "Invalid ZIP item \"a?b\": its name holds a NUL character"},
+        HostileCase{"NUL before backslash", [] { return namedItem(std::string("a\\b\0", 4)); },
+                    "Invalid ZIP item \"a\\b?\": its name holds a NUL character"},
+        HostileCase{"backslash before absolute", [] { return namedItem("/a\\b"); },
+                    "Invalid ZIP item \"/a\\b\": its name holds a backslash"},
+        HostileCase{"absolute before dot-dot", [] { return namedItem("/../x"); },
+                    "Invalid ZIP item \"/../x\": its name is an absolute path"},
+        HostileCase{"drive letter before dot-dot", [] { return namedItem("C:/../x"); },
+                    "Invalid ZIP item \"C:/../x\": its name starts with a drive letter"},
         HostileCase{"empty name", [] { return namedItem(""); },
                     "Invalid ZIP item \"\": its name is empty"},
         HostileCase{"encrypted", [] { return withItem([](auto& i) { i.flags = 1; }); },
@@ -408,6 +416,13 @@ INSTANTIATE_TEST_SUITE_P(
       }
       return name;
     });
+
+TEST(ZipArchiveTest, DotsThatAreNotADotDotSegmentAreAccepted) {
+  for (std::string const name : {"..a", "a..", "a/.../b", "a/./b", "a/..b/c..", ".../..."}) {
+    auto archive = openBytes(namedItem(name));
+    EXPECT_EQ(archive->find(name), 0) << name;
+  }
+}
 
 TEST(ZipArchiveTest, OpeningReadsNoLocalHeader) {
   ZipBuilder builder = twoItems();
