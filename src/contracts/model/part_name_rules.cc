@@ -91,20 +91,22 @@ std::string makePartNameKey(std::u16string const& name) {
 }
 
 void appendPartNameKeyBytes(std::string& key, std::string_view utf8) {
-  // ASCII, nearly every name of a large package, is written in place in one pass; the first
-  // byte that is not ends it, and the rest goes byte by byte below.
+  // ASCII, nearly every name of a large package, is written in place by a loop without
+  // branches, which the compiler turns into wide instructions; a name with any other byte is
+  // written again below, byte by byte.
   std::size_t const start = key.size();
   key.resize(start + utf8.size());
   char* const out = &key[start];
-  std::size_t ascii = 0;
-  for (; ascii < utf8.size(); ++ascii) {
-    unsigned char const value = static_cast<unsigned char>(utf8[ascii]);
-    if (value >= 0x80) break;
-    out[ascii] = value >= 'A' && value <= 'Z' ? static_cast<char>(value - 'A' + 'a')
-                                              : static_cast<char>(value);
+  unsigned char high = 0;
+  for (std::size_t i = 0; i < utf8.size(); ++i) {
+    unsigned char const value = static_cast<unsigned char>(utf8[i]);
+    high |= value;
+    unsigned char const upper = static_cast<unsigned char>(value - 'A') < 26 ? 1 : 0;
+    out[i] = static_cast<char>(value + upper * ('a' - 'A'));
   }
-  key.resize(start + ascii);
-  for (char const byte : utf8.substr(ascii)) {
+  if ((high & 0x80) == 0) return;
+  key.resize(start);
+  for (char const byte : utf8) {
     unsigned char const value = static_cast<unsigned char>(byte);
     if (value >= 0x80) {
       key += '%';
@@ -119,33 +121,33 @@ void appendPartNameKeyBytes(std::string& key, std::string_view utf8) {
 }
 
 bool isPlainPartItemName(std::string_view itemName) {
-  // A table of the ASCII segment characters without "%": unreserved, sub-delims, ":" and "@".
-  static constexpr auto kSegment = [] {
+  // What each byte is: a segment character other than "%" (unreserved, sub-delims, ":" and
+  // "@"), a "/", or anything else (every byte from 0x80 on among them).
+  enum ByteKind : unsigned char { kOther, kSegment, kSlash };
+  static constexpr auto kKinds = [] {
     struct Table {
-      bool allowed[128] = {};
+      ByteKind kind[256] = {};
     } table;
-    for (char c = 'a'; c <= 'z'; ++c) table.allowed[static_cast<unsigned char>(c)] = true;
-    for (char c = 'A'; c <= 'Z'; ++c) table.allowed[static_cast<unsigned char>(c)] = true;
-    for (char c = '0'; c <= '9'; ++c) table.allowed[static_cast<unsigned char>(c)] = true;
+    for (char c = 'a'; c <= 'z'; ++c) table.kind[static_cast<unsigned char>(c)] = kSegment;
+    for (char c = 'A'; c <= 'Z'; ++c) table.kind[static_cast<unsigned char>(c)] = kSegment;
+    for (char c = '0'; c <= '9'; ++c) table.kind[static_cast<unsigned char>(c)] = kSegment;
     for (char const c : std::string_view("-._~!$&'()*+,;=:@")) {
-      table.allowed[static_cast<unsigned char>(c)] = true;
+      table.kind[static_cast<unsigned char>(c)] = kSegment;
     }
+    table.kind[static_cast<unsigned char>('/')] = kSlash;
     return table;
   }();
-  if (itemName.empty()) return false;
+  if (itemName.empty() || itemName.back() == '/') return false;
   std::size_t segmentStart = 0;
-  for (std::size_t i = 0; i <= itemName.size(); ++i) {
-    if (i == itemName.size() || itemName[i] == '/') {
-      std::size_t const length = i - segmentStart;
-      // Empty, ending in "." (which covers "." and ".."): the full check words the refusal.
-      if (length == 0 || itemName[i - 1] == '.') return false;
-      segmentStart = i + 1;
-      continue;
-    }
-    unsigned char const byte = static_cast<unsigned char>(itemName[i]);
-    if (byte >= 0x80 || !kSegment.allowed[byte]) return false;
+  for (std::size_t i = 0; i < itemName.size(); ++i) {
+    ByteKind const kind = kKinds.kind[static_cast<unsigned char>(itemName[i])];
+    if (kind == kSegment) continue;
+    // Empty, ending in "." (which covers "." and ".."): the full check words the refusal.
+    if (kind == kOther || i == segmentStart || itemName[i - 1] == '.') return false;
+    segmentStart = i + 1;
   }
-  return true;
+  // The last segment, not empty since the name does not end in "/".
+  return itemName.back() != '.';
 }
 
 std::string const& PartNameAccess::key(PartName const& name) { return name.key_; }

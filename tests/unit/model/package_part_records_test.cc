@@ -281,6 +281,8 @@ TEST(PartTableTest, TheKeyOfAnItemNameIsThatOfItsPartName) {
       {"\xC3\xA9t\xC3\xA9/\xE2\x82\xAC.XML", "/%c3%a9t%c3%a9/%e2%82%ac.xml",
        "%C3%A9t%C3%A9/%E2%82%AC.xml"},
       {"\xF0\x9F\x98\x80/Z", "/%f0%9f%98%80/z", "%f0%9f%98%80/z"},
+      {"Long/ASCII/Path/Before/\xC3\x89", "/long/ascii/path/before/%c3%89",
+       "LONG/ascii/PATH/before/%C3%89"},
       {"_rels/.rels", "/_rels/.rels", "_RELS/.RELS"},
       {"x/y-z_~!$&'()*+,;=@:.bin", "/x/y-z_~!$&'()*+,;=@:.bin", "X/Y-Z_~!$&'()*+,;=@:.BIN"},
   };

@@ -63,32 +63,20 @@ void assignCp437AsUtf8(std::string_view bytes, std::string& out) {
 
 std::string nameProblem(std::string const& name) {
   if (name.empty()) return "its name is empty";
-  // One pass over the name finds every problem; when a name has several, the one told is
-  // the first of this order.
-  bool nul = false;
-  bool backslash = false;
-  bool dotDotSegment = false;
-  std::size_t segmentStart = 0;
-  for (std::size_t i = 0; i <= name.size(); ++i) {
-    char const c = i == name.size() ? '/' : name[i];
-    if (c == '/') {
-      if (i - segmentStart == 2 && name[segmentStart] == '.' && name[segmentStart + 1] == '.') {
-        dotDotSegment = true;
-      }
-      segmentStart = i + 1;
-    } else if (c == '\0') {
-      nul = true;
-    } else if (c == '\\') {
-      backslash = true;
-    }
-  }
-  if (nul) return "its name holds a NUL character";
-  if (backslash) return "its name holds a backslash";
+  // Each check is a search of the whole name (the library's, which compares many bytes at
+  // a time); a name with several problems is told the first of this order.
+  if (name.find('\0') != std::string::npos) return "its name holds a NUL character";
+  if (name.find('\\') != std::string::npos) return "its name holds a backslash";
   if (name[0] == '/') return "its name is an absolute path";
   if (name.size() >= 2 && isAsciiLetter(name[0]) && name[1] == ':') {
     return "its name starts with a drive letter";
   }
-  if (dotDotSegment) return "its name holds a \"..\" segment";
+  // A ".." segment is a ".." with a "/" or an end of the name on either side.
+  for (std::size_t at = name.find(".."); at != std::string::npos; at = name.find("..", at + 1)) {
+    bool const startsSegment = at == 0 || name[at - 1] == '/';
+    bool const endsSegment = at + 2 == name.size() || name[at + 2] == '/';
+    if (startsSegment && endsSegment) return "its name holds a \"..\" segment";
+  }
   return std::string();
 }
 
