@@ -17,9 +17,11 @@ namespace {
 
 using namespace zipformat;
 
-// The directory is read in windows of this size: large enough that a directory of 100,000
-// items takes a few dozen reads, small enough that a hostile directory size costs nothing.
-constexpr std::size_t kWindow = 1024 * 1024;
+// The directory is read in windows of this size: large enough that the calls cost little
+// beside the copy (a directory of 100,000 items takes about 150), small enough that a
+// hostile directory size costs nothing and that the window comes from the heap and is used
+// again afterwards, instead of fresh pages that are faulted in for one read and unmapped.
+constexpr std::size_t kWindow = 64 * 1024;
 
 std::string str(std::uint64_t value) { return std::to_string(value); }
 
