@@ -15,11 +15,6 @@ namespace {
 // line and column.  Permissions are plain strings on purpose: the reader checks them
 // itself, with messages that say what is wrong in terms of the format.
 //
-// Attributes that take any text (names, the content's part name, permissions, the platform
-// and encoding) are declared without a type: they accept exactly the texts that xsd:string
-// accepts and keep them as written, while the parser has no value to check for each of the
-// several attributes of every entry of a large manifest.
-//
 // `date` is a dateTime or the empty string: an empty date means "unknown" and must pass,
 // while any other text that is not a dateTime fails here rather than in the reader.
 
@@ -56,14 +51,15 @@ constexpr char kFileEntryHead[] =
     "  <xsd:complexType name=\"fileEntryType\">\n"
     "    <xsd:simpleContent>\n"
     "      <xsd:extension base=\"xsd:string\">\n"
-    "        <xsd:attribute name=\"name\" use=\"required\"/>\n";
-constexpr char kContentString[] = "        <xsd:attribute name=\"content\" use=\"required\"/>\n";
+    "        <xsd:attribute name=\"name\" type=\"xsd:string\" use=\"required\"/>\n";
+constexpr char kContentString[] =
+    "        <xsd:attribute name=\"content\" type=\"xsd:string\" use=\"required\"/>\n";
 constexpr char kContentURI[] =
     "        <xsd:attribute name=\"content\" type=\"xsd:anyURI\" use=\"required\"/>\n";
 constexpr char kFileEntryTail[] =
     "        <xsd:attribute name=\"type\" type=\"typeType\" use=\"required\"/>\n"
     "        <xsd:attribute name=\"date\" type=\"dateType\" use=\"optional\"/>\n"
-    "        <xsd:attribute name=\"permissions\" use=\"optional\"/>\n"
+    "        <xsd:attribute name=\"permissions\" type=\"xsd:string\" use=\"optional\"/>\n"
     "      </xsd:extension>\n"
     "    </xsd:simpleContent>\n"
     "  </xsd:complexType>\n";
@@ -75,12 +71,12 @@ constexpr char kFileEntriesHead[] =
     "                   maxOccurs=\"unbounded\"/>\n"
     "    </xsd:sequence>\n";
 constexpr char kRootAttributes[] =
-    "    <xsd:attribute name=\"createdByEncoding\" use=\"required\"/>\n"
-    "    <xsd:attribute name=\"createdByPlatform\" use=\"required\"/>\n"
+    "    <xsd:attribute name=\"createdByEncoding\" type=\"xsd:string\" use=\"required\"/>\n"
+    "    <xsd:attribute name=\"createdByPlatform\" type=\"xsd:string\" use=\"required\"/>\n"
     "    <xsd:attribute name=\"version\" type=\"xsd:decimal\" use=\"required\"/>\n";
 constexpr char kRootAttributesV1[] =
-    "    <xsd:attribute name=\"platform\" use=\"required\"/>\n"
-    "    <xsd:attribute name=\"encoding\" use=\"required\"/>\n";
+    "    <xsd:attribute name=\"platform\" type=\"xsd:string\" use=\"required\"/>\n"
+    "    <xsd:attribute name=\"encoding\" type=\"xsd:string\" use=\"required\"/>\n";
 constexpr char kTail[] =
     "  </xsd:complexType>\n"
     "  <xsd:element name=\"fileEntries\" type=\"fileEntriesType\"/>\n"
