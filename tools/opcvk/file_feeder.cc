@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
+#include <optional>
 #include <string_view>
 #include <thread>
 #include <utility>
@@ -47,10 +48,9 @@ boost::system::error_code systemCode(int error) {
   return boost::system::error_code(error, boost::system::system_category());
 }
 
-// The time the walk saw, as the library's own add reads it from the disk: to the
-// microsecond, refused outside the years the package can hold.
-boost::posix_time::ptime timeOf(SourceItem const& item) {
-  std::int64_t const seconds = item.mtimeSeconds;
+// The time the walk or the reader saw, as the library's own add reads it from the disk: to
+// the microsecond, refused outside the years the package can hold.
+boost::posix_time::ptime timeOf(std::int64_t seconds, std::uint32_t nanoseconds) {
   if (seconds < kFirstSecond || seconds > kLastSecond) {
     boost::system::error_code const code = systemCode(EOVERFLOW);
     throw opc::vkservices::CouldNotGetLastModifiedTime(
@@ -61,7 +61,7 @@ boost::posix_time::ptime timeOf(SourceItem const& item) {
   boost::posix_time::ptime const epoch(boost::gregorian::date(1970, 1, 1));
   return epoch + boost::gregorian::days(seconds / 86400) +
          boost::posix_time::seconds(static_cast<long>(seconds % 86400)) +
-         boost::posix_time::microseconds(item.mtimeNanoseconds / 1000);
+         boost::posix_time::microseconds(nanoseconds / 1000);
 }
 
 unsigned readingThreads(unsigned threads) {
@@ -84,7 +84,7 @@ FileFeeder::FileFeeder(std::filesystem::path const& root, SourceTree const& tree
   std::vector<std::uint32_t> indices;
   for (std::size_t i = 0; i < tree.items.size(); ++i) {
     SourceItem const& item = tree.items[i];
-    if (item.kind != SourceItem::Kind::File || item.size > kWholeFileLimit) continue;
+    if (item.kind != SourceItem::Kind::File) continue;
     // Only a name whose bytes hold a backslash needs its text for the test.
     std::string_view const name =
         std::string_view(tree.names).substr(item.nameOffset, item.nameLength);
@@ -93,8 +93,9 @@ FileFeeder::FileFeeder(std::filesystem::path const& root, SourceTree const& tree
       indices.push_back(static_cast<std::uint32_t>(i));
     }
   }
-  readAhead_ = std::make_unique<ReadAhead>(root.native(), tree, std::move(indices),
-                                           readingThreads(threads), kFilesAhead, kBytesAhead);
+  readAhead_ =
+      std::make_unique<ReadAhead>(root.native(), tree, std::move(indices), readingThreads(threads),
+                                  kFilesAhead, kBytesAhead, kWholeFileLimit);
 }
 
 FileFeeder::~FileFeeder() = default;
@@ -103,7 +104,8 @@ bool FileFeeder::direct(std::u16string const& relative) const {
   return rootDirect_ && !hasBackslash(relative);
 }
 
-void FileFeeder::add(FileSystemManager& files, std::size_t index, std::u16string const& path) {
+std::uint64_t FileFeeder::add(FileSystemManager& files, std::size_t index,
+                              std::u16string const& path) {
   SourceItem const& item = tree_.items[index];
   std::u16string const relative = tree_.relative(item);
   if (!direct(relative)) {
@@ -113,39 +115,39 @@ void FileFeeder::add(FileSystemManager& files, std::size_t index, std::u16string
     if (!files.hasEntry(path)) {
       throw ToolError("Could not add: " + root_.native() + displayText(path));
     }
-    return;
+    return item.size;
   }
   // The table's own object: copied once, by the source that keeps it.
   opc::model::ContentType const& type = typeOf(relative);
+  ReadResult read = readAhead_->next();
   // Permissions and time come first, as the library's add reads them before the content.
-  boost::posix_time::ptime const time = timeOf(item);
-  std::unique_ptr<IContentSource> source = contentOf(index, relative, path, type);
+  bool const walked = item.statusKnown;
+  std::uint32_t const mode = walked ? item.mode : read.mode;
+  std::uint64_t const size = walked ? item.size : read.size;
+  std::optional<boost::posix_time::ptime> time;
+  if (walked || read.statusKnown) {
+    time = walked ? timeOf(item.mtimeSeconds, item.mtimeNanoseconds)
+                  : timeOf(read.mtimeSeconds, read.mtimeNanoseconds);
+  }
+  std::unique_ptr<IContentSource> source = contentOf(std::move(read), relative, path, type);
   if (mode_ == TransformMode::ApplyTransforms && type == textType_) {
     source = std::make_unique<opc::vkservices::UDEToUTF8Transform>(std::move(source));
   }
-  files.addFile(std::move(source), path, static_cast<opc::Perms::Perms_tag>(item.mode), time);
+  // A file with content has been opened, so its status is known.
+  files.addFile(std::move(source), path, static_cast<opc::Perms::Perms_tag>(mode), *time);
+  return size;
 }
 
-std::unique_ptr<IContentSource> FileFeeder::contentOf(std::size_t index,
+std::unique_ptr<IContentSource> FileFeeder::contentOf(ReadResult read,
                                                       std::u16string const& relative,
                                                       std::u16string const& path,
                                                       opc::model::ContentType const& type) {
-  SourceItem const& item = tree_.items[index];
   // Made only when needed: most files need neither a path nor a message.
   auto const fullPath = [&] { return rootText_ + u"/" + relative; };
   // A file that went away since the walk is not to be lost without a word.
   auto const gone = [&] {
     return ToolError("Could not add: " + root_.native() + displayText(path));
   };
-  if (item.size > kWholeFileLimit) {
-    try {
-      return std::make_unique<opc::vkservices::FileContentSource>(fullPath(), type);
-    } catch (opc::vkservices::CouldNotOpenFile const& error) {
-      if (error.code().value() == ENOENT) throw gone();
-      throw;
-    }
-  }
-  ReadResult read = readAhead_->next();
   if (read.failedToOpen) {
     if (read.error == ENOENT) throw gone();
     throw opc::vkservices::CouldNotOpenFile("Could not open file: " + opc::toUDEString(fullPath()),
@@ -153,6 +155,14 @@ std::unique_ptr<IContentSource> FileFeeder::contentOf(std::size_t index,
   }
   if (read.error != 0) {
     throw opc::Exception("Could not read from the input stream", systemCode(read.error));
+  }
+  if (read.large) {
+    try {
+      return std::make_unique<opc::vkservices::FileContentSource>(fullPath(), type);
+    } catch (opc::vkservices::CouldNotOpenFile const& error) {
+      if (error.code().value() == ENOENT) throw gone();
+      throw;
+    }
   }
   return std::make_unique<BytesContentSource>(std::move(read.bytes), type);
 }

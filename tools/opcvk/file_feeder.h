@@ -4,6 +4,7 @@
 #define TOOLS_OPCVK_FILE_FEEDER_H_
 
 #include <cstddef>
+#include <cstdint>
 #include <filesystem>
 #include <map>
 #include <memory>
@@ -40,17 +41,17 @@ class FileFeeder {
   FileFeeder& operator=(FileFeeder const&) = delete;
   ~FileFeeder();
 
-  // Adds the file `tree.items[index]` at the package path `path`.  Files must be added in
-  // the order of the walk, each once.
-  void add(opc::vkservices::FileSystemManager& files, std::size_t index,
-           std::u16string const& path);
+  // Adds the file `tree.items[index]` at the package path `path` and gives its size on disk.
+  // Files must be added in the order of the walk, each once.
+  std::uint64_t add(opc::vkservices::FileSystemManager& files, std::size_t index,
+                    std::u16string const& path);
 
  private:
   // Whether the item goes the road of this class; a name with a backslash, which the library
   // reads as a separator, keeps the library's road so that it is told the same way.
   bool direct(std::u16string const& relative) const;
-  // The content of the file at `index`, from the read-ahead or as a file source.
-  std::unique_ptr<opc::vkservices::IContentSource> contentOf(std::size_t index,
+  // The content of a file the read-ahead gave, or, for a large one, a source that reads it.
+  std::unique_ptr<opc::vkservices::IContentSource> contentOf(ReadResult read,
                                                              std::u16string const& relative,
                                                              std::u16string const& path,
                                                              opc::model::ContentType const& type);

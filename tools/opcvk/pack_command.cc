@@ -176,12 +176,13 @@ void addItems(FileSystemManager& files, fs::path const& root, SourceTree const& 
     SourceItem const& item = tree.items[index];
     std::u16string const path = u"/" + tree.relative(item);
     bool const free = update ? makeWay(files, path) : true;
+    std::uint64_t bytes = item.size;
     if (item.kind == SourceItem::Kind::EmptyFolder) {
       // A folder already in the package stays as it is.
       if (free) files.createFolder(path);
     } else if (item.kind == SourceItem::Kind::File) {
       // Read ahead on the feeder's threads, added here in the order of the walk.
-      feeder.add(files, index, path);
+      bytes = feeder.add(files, index, path);
     } else {
       // The library's own add decides how a link is stored: the rule for its target.
       files.addList(rootText, {path}, mode);
@@ -190,7 +191,7 @@ void addItems(FileSystemManager& files, fs::path const& root, SourceTree const& 
       if (!files.hasEntry(path))
         throw ToolError("Could not add: " + root.native() + displayText(path));
     }
-    progress.advance(item.size);
+    progress.advance(bytes);
   }
 }
 

@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <fcntl.h>
 #include <stdexcept>
+#include <sys/stat.h>
 #include <unistd.h>
 #include <utility>
 
@@ -25,15 +26,25 @@ class Descriptor {
   int fd_;
 };
 
+void takeStatus(ReadResult& result, struct stat const& status) {
+  result.statusKnown = true;
+  result.mode = static_cast<std::uint32_t>(status.st_mode & 0777);
+  result.mtimeSeconds = static_cast<std::int64_t>(status.st_mtim.tv_sec);
+  result.mtimeNanoseconds = static_cast<std::uint32_t>(status.st_mtim.tv_nsec);
+  result.size = static_cast<std::uint64_t>(status.st_size);
+}
+
 }  // namespace
 
 ReadAhead::ReadAhead(std::string root, SourceTree const& tree, std::vector<std::uint32_t> indices,
-                     unsigned threads, std::size_t maxFiles, std::uint64_t maxBytes)
+                     unsigned threads, std::size_t maxFiles, std::uint64_t maxBytes,
+                     std::uint64_t wholeFileLimit)
     : root_(std::move(root)),
       tree_(tree),
       indices_(std::move(indices)),
       maxFiles_(std::max<std::size_t>(maxFiles, 1)),
       maxBytes_(maxBytes),
+      wholeFileLimit_(wholeFileLimit),
       slots_(std::min(maxFiles_, std::max<std::size_t>(indices_.size(), 1))) {
   if (indices_.empty()) return;
   rootFd_ = ::open(root_.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
@@ -77,7 +88,7 @@ ReadResult ReadAhead::next() {
   ReadResult result = std::move(slot.result);
   slot.result = ReadResult();
   slot.ready = false;
-  bytesAhead_ -= sizeOf(taken_);
+  bytesAhead_ -= result.bytes.size();
   ++taken_;
   // Workers that wait for room are woken when half the window is free rather than at every
   // file, so that a caller slower than the disk does not pay a wake-up per file.
@@ -90,7 +101,12 @@ ReadResult ReadAhead::next() {
 bool ReadAhead::fits(std::size_t index) const {
   if (index - taken_ >= slots_.size()) return false;
   // A file larger than the whole budget still goes when nothing else is ahead.
-  return started_ == taken_ || bytesAhead_ + sizeOf(index) <= maxBytes_;
+  return started_ == taken_ || bytesAhead_ + expectedBytes(index) <= maxBytes_;
+}
+
+std::uint64_t ReadAhead::expectedBytes(std::size_t index) const {
+  SourceItem const& item = tree_.items[indices_[index]];
+  return item.statusKnown && item.size <= wholeFileLimit_ ? item.size : 0;
 }
 
 void ReadAhead::work() {
@@ -103,10 +119,12 @@ void ReadAhead::work() {
     }
     if (stop_ || started_ >= indices_.size()) return;
     std::size_t const index = started_++;
-    bytesAhead_ += sizeOf(index);
+    std::uint64_t const expected = expectedBytes(index);
+    bytesAhead_ += expected;
     lock.unlock();
     ReadResult result = read(index);
     lock.lock();
+    bytesAhead_ = bytesAhead_ - expected + result.bytes.size();
     Slot& slot = slots_[index % slots_.size()];
     slot.result = std::move(result);
     slot.ready = true;
@@ -116,27 +134,53 @@ void ReadAhead::work() {
 
 ReadResult ReadAhead::read(std::size_t index) const {
   SourceItem const& item = tree_.items[indices_[index]];
+  ReadResult result;
+  if (item.statusKnown && item.size > wholeFileLimit_) {
+    result.large = true;
+    return result;
+  }
   std::string path;
   if (rootFd_ < 0) {
     path = root_;
     path += '/';
   }
   path.append(tree_.names, item.nameOffset, item.nameLength);
-  ReadResult result;
-  int const flags = O_RDONLY | O_CLOEXEC | O_NOCTTY;
-  Descriptor const file(rootFd_ >= 0 ? ::openat(rootFd_, path.c_str(), flags)
-                                     : ::open(path.c_str(), flags));
+  // Not blocking: a pipe that took the file's place since the walk fails its read rather than
+  // waiting for a writer.
+  int const flags = O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
+  int const base = rootFd_ >= 0 ? rootFd_ : AT_FDCWD;
+  Descriptor const file(::openat(base, path.c_str(), flags));
   if (file.get() < 0) {
     result.error = errno;
     result.failedToOpen = true;
+    // The caller tells a time the package cannot hold before a file it cannot open, as the
+    // library's own add does, which learns the status first.
+    struct stat status;
+    if (!item.statusKnown && ::fstatat(base, path.c_str(), &status, 0) == 0) {
+      takeStatus(result, status);
+    }
     return result;
   }
-  // One byte more than the walk saw, so that a file of the expected size is read in one call;
+  std::uint64_t expected = item.size;
+  if (!item.statusKnown) {
+    struct stat status;
+    if (::fstat(file.get(), &status) != 0) {
+      result.error = errno;
+      return result;
+    }
+    takeStatus(result, status);
+    expected = result.size;
+    if (S_ISREG(status.st_mode) && expected > wholeFileLimit_) {
+      result.large = true;
+      return result;
+    }
+  }
+  // One byte more than expected, so that a file of the expected size is read in one call;
   // a file that grew meanwhile is read to its new end.  A read that gives fewer bytes than
   // asked for, and exactly the size the walk saw, has met the end: the call that would only
   // confirm it is saved (one in three system calls per small file).
   std::vector<unsigned char>& bytes = result.bytes;
-  bytes.resize(static_cast<std::size_t>(item.size) + 1);
+  bytes.resize(static_cast<std::size_t>(expected) + 1);
   std::size_t filled = 0;
   for (;;) {
     if (filled == bytes.size()) bytes.resize(bytes.size() * 2);
@@ -150,7 +194,7 @@ ReadResult ReadAhead::read(std::size_t index) const {
     }
     if (count == 0) break;
     filled += static_cast<std::size_t>(count);
-    if (filled == item.size && filled < bytes.size()) break;
+    if (filled == expected && filled < bytes.size()) break;
   }
   bytes.resize(filled);
   return result;

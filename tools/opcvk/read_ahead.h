@@ -21,6 +21,16 @@ struct ReadResult {
   // failed, and `failedToOpen` tells which.
   int error = 0;
   bool failedToOpen = false;
+  // The file is larger than the limit of files read whole and was not read: its bytes are
+  // to be read as they are copied.
+  bool large = false;
+  // For a file whose status the walk did not learn: whether the reader did (from the open
+  // file, or from its path when it could not be opened), and what it found.
+  bool statusKnown = false;
+  std::uint32_t mode = 0;  // st_mode & 0777
+  std::uint32_t mtimeNanoseconds = 0;
+  std::int64_t mtimeSeconds = 0;
+  std::uint64_t size = 0;
 };
 
 // Reads the files of a list on worker threads while the caller takes them, one after
@@ -28,10 +38,11 @@ struct ReadResult {
 // whatever the caller does with them, and what the caller does keeps its order whatever the
 // number of threads.
 //
-// At most `maxFiles` files and about `maxBytes` bytes (by the sizes given; a file larger
-// than the whole budget is read only when nothing else is waiting) are read ahead of the
-// caller, so memory stays bounded whatever the length of the list.  Meant for small files:
-// each is read whole.
+// At most `maxFiles` files and about `maxBytes` bytes (a file larger than the whole budget is
+// read only when nothing else is waiting; files of unknown size count once read, so each
+// thread may go over by one file) are read ahead of the caller, so memory stays bounded
+// whatever the length of the list.  Meant for small files: each is read whole, unless it is
+// larger than `wholeFileLimit`, which is only told (ReadResult::large).
 //
 // Not thread-safe: one caller takes the results.  The destructor stops the workers (a file
 // they are reading is finished first) and never throws.
@@ -41,7 +52,8 @@ class ReadAhead {
   // of `indices`, in that order, below the folder `root` (bytes, without a trailing "/").
   // `tree` must outlive this object; the sizes the walk found set the budget.
   ReadAhead(std::string root, SourceTree const& tree, std::vector<std::uint32_t> indices,
-            unsigned threads, std::size_t maxFiles, std::uint64_t maxBytes);
+            unsigned threads, std::size_t maxFiles, std::uint64_t maxBytes,
+            std::uint64_t wholeFileLimit = UINT64_MAX);
   ReadAhead(ReadAhead const&) = delete;
   ReadAhead& operator=(ReadAhead const&) = delete;
   ~ReadAhead();
@@ -61,7 +73,8 @@ class ReadAhead {
   bool fits(std::size_t index) const;
   // Reads the file of tree_.items[indices_[index]].
   ReadResult read(std::size_t index) const;
-  std::uint64_t sizeOf(std::size_t index) const { return tree_.items[indices_[index]].size; }
+  // Bytes of the request at `index` as the walk saw them, 0 when unknown or not to be read.
+  std::uint64_t expectedBytes(std::size_t index) const;
 
   std::string const root_;
   // The folder `root_`, opened once, so that each file is opened by its path below it
@@ -72,6 +85,7 @@ class ReadAhead {
   std::vector<std::uint32_t> const indices_;
   std::size_t const maxFiles_;
   std::uint64_t const maxBytes_;
+  std::uint64_t const wholeFileLimit_;
   std::vector<Slot> slots_;  // a ring of maxFiles_ entries, by index modulo its size
 
   std::mutex mutex_;
@@ -81,9 +95,9 @@ class ReadAhead {
   std::condition_variable ready_;
   std::size_t idleWorkers_ = 0;
   bool callerWaiting_ = false;
-  std::size_t started_ = 0;  // requests given to a worker
-  std::size_t taken_ = 0;    // results the caller took
-  std::uint64_t bytesAhead_ = 0;
+  std::size_t started_ = 0;       // requests given to a worker
+  std::size_t taken_ = 0;         // results the caller took
+  std::uint64_t bytesAhead_ = 0;  // read and not taken, or expected of a read under way
   bool stop_ = false;
   std::vector<std::thread> workers_;
 };

@@ -53,9 +53,18 @@ class Folder {
                   std::error_code(error, std::generic_category()).message());
 }
 
-// The folder's names, sorted by bytes.  Errors of the listing become ToolError.
-std::vector<std::string> sortedNames(Folder const& folder, std::string const& path) {
-  std::vector<std::string> names;
+// A name of a folder's listing and the kind the listing gives for it (DT_UNKNOWN when the
+// file system does not tell, or the walk is to ask every entry).
+struct Entry {
+  std::string name;
+  unsigned char type = DT_UNKNOWN;
+  bool operator<(Entry const& other) const { return name < other.name; }
+};
+
+// The folder's entries, sorted by the bytes of their names.  Errors of the listing become
+// ToolError.
+std::vector<Entry> sortedEntries(Folder const& folder, std::string const& path, KindsBy kinds) {
+  std::vector<Entry> entries;
   for (;;) {
     errno = 0;
     struct dirent const* entry = ::readdir(folder.stream());
@@ -65,10 +74,12 @@ std::vector<std::string> sortedNames(Folder const& folder, std::string const& pa
     }
     char const* name = entry->d_name;
     if (name[0] == '.' && (name[1] == '\0' || (name[1] == '.' && name[2] == '\0'))) continue;
-    names.emplace_back(name);
+    unsigned char const type =
+        kinds == KindsBy::Listing ? entry->d_type : static_cast<unsigned char>(DT_UNKNOWN);
+    entries.push_back({name, type});
   }
-  std::sort(names.begin(), names.end());
-  return names;
+  std::sort(entries.begin(), entries.end());
+  return entries;
 }
 
 void checkName(std::string const& relative) {
@@ -78,52 +89,83 @@ void checkName(std::string const& relative) {
 }
 
 void addItem(SourceTree& tree, SourceItem::Kind kind, std::string const& relative,
-             struct stat const& status) {
+             struct stat const* status) {
   checkName(relative);
   SourceItem item;
   item.kind = kind;
-  if (kind == SourceItem::Kind::File) item.size = static_cast<std::uint64_t>(status.st_size);
-  item.mode = static_cast<std::uint32_t>(status.st_mode & 0777);
-  item.mtimeSeconds = static_cast<std::int64_t>(status.st_mtim.tv_sec);
-  item.mtimeNanoseconds = static_cast<std::uint32_t>(status.st_mtim.tv_nsec);
+  item.statusKnown = status != nullptr;
+  if (status != nullptr) {
+    if (kind == SourceItem::Kind::File) item.size = static_cast<std::uint64_t>(status->st_size);
+    item.mode = static_cast<std::uint32_t>(status->st_mode & 0777);
+    item.mtimeSeconds = static_cast<std::int64_t>(status->st_mtim.tv_sec);
+    item.mtimeNanoseconds = static_cast<std::uint32_t>(status->st_mtim.tv_nsec);
+  }
   tree.add(item, relative);
+  ++tree.fileCount;
+  tree.byteCount += item.size;
+}
+
+// The kind of the entry `name` of `folder` as a file type of st_mode (S_IFREG, ...): the one
+// the listing gave, else from an fstatat(2), which then also fills `status`.
+mode_t kindOf(Folder const& folder, Entry const& entry, std::string const& path,
+              struct stat& status, bool& statted) {
+  switch (entry.type) {
+    case DT_REG:
+      return S_IFREG;
+    case DT_LNK:
+      return S_IFLNK;
+    case DT_DIR:
+      return S_IFDIR;
+    case DT_UNKNOWN:
+      break;
+    default:
+      return 0;  // a device, socket or pipe: passed over
+  }
+  if (::fstatat(folder.fd(), entry.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
+    std::error_code const error(errno, std::generic_category());
+    throw ToolError("Could not read: " + path + ": " + error.message());
+  }
+  statted = true;
+  return status.st_mode & S_IFMT;
 }
 
 // Adds what lies below `folder` (the path `path`, at `relative`, "" for the root) and tells
-// whether anything was added.  One fstatat(2) per entry, relative to its open folder, gives
-// its kind, size, mode and time at once: a walk over 100,000 small files must not pay a
-// system call per question, nor a look-up of the whole path per entry.
+// whether anything was added.  A file is told by the kind its folder's listing gives, with no
+// system call of its own: the reader that opens it learns its size, mode and time from the
+// open descriptor.  Links and folders, few beside the files, get one fstatat(2) relative to
+// their open folder, as does every entry whose kind the listing does not give: never a
+// look-up of the whole path per entry.
 bool walk(Folder const& folder, std::string const& path, std::string const& relative,
-          std::string const& skip, SourceTree& tree) {
+          std::string const& skip, KindsBy kinds, SourceTree& tree) {
   bool added = false;
   std::string childPath = path;
   if (childPath.empty() || childPath.back() != '/') childPath += '/';
   std::size_t const childPathBase = childPath.size();
-  for (std::string const& name : sortedNames(folder, path)) {
+  std::string childRelative = relative;
+  if (!childRelative.empty()) childRelative += '/';
+  std::size_t const childRelativeBase = childRelative.size();
+  for (Entry const& entry : sortedEntries(folder, path, kinds)) {
     childPath.resize(childPathBase);
-    childPath += name;
+    childPath += entry.name;
     if (childPath == skip) continue;
-    std::string const childRelative = relative.empty() ? name : relative + "/" + name;
+    childRelative.resize(childRelativeBase);
+    childRelative += entry.name;
     struct stat status;
-    if (::fstatat(folder.fd(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
-      std::error_code const error(errno, std::generic_category());
-      throw ToolError("Could not read: " + childPath + ": " + error.message());
-    }
-    if (S_ISREG(status.st_mode)) {
-      addItem(tree, SourceItem::Kind::File, childRelative, status);
-      ++tree.fileCount;
-      tree.byteCount += tree.items.back().size;
+    bool statted = false;
+    mode_t const kind = kindOf(folder, entry, childPath, status, statted);
+    if (kind == S_IFREG) {
+      addItem(tree, SourceItem::Kind::File, childRelative, statted ? &status : nullptr);
       added = true;
-    } else if (S_ISLNK(status.st_mode)) {
-      addItem(tree, SourceItem::Kind::Link, childRelative, status);
-      ++tree.fileCount;
+    } else if (kind == S_IFLNK) {
+      if (!statted) kindOf(folder, Entry{entry.name, DT_UNKNOWN}, childPath, status, statted);
+      addItem(tree, SourceItem::Kind::Link, childRelative, &status);
       added = true;
-    } else if (S_ISDIR(status.st_mode)) {
+    } else if (kind == S_IFDIR) {
       Folder child;
-      if (!child.open(folder.fd(), name.c_str(), false)) folderError(childPath, errno);
-      if (!walk(child, childPath, childRelative, skip, tree)) {
-        addItem(tree, SourceItem::Kind::EmptyFolder, childRelative, status);
-        ++tree.fileCount;
+      if (!child.open(folder.fd(), entry.name.c_str(), false)) folderError(childPath, errno);
+      if (!walk(child, childPath, childRelative, skip, kinds, tree)) {
+        if (!statted && ::fstat(child.fd(), &status) != 0) folderError(childPath, errno);
+        addItem(tree, SourceItem::Kind::EmptyFolder, childRelative, &status);
       }
       added = true;
     }
@@ -144,12 +186,12 @@ std::u16string SourceTree::relative(SourceItem const& item) const {
   return opc::toString(native(item));
 }
 
-SourceTree walkSourceFolder(fs::path const& root, fs::path const& skip) {
+SourceTree walkSourceFolder(fs::path const& root, fs::path const& skip, KindsBy kinds) {
   SourceTree tree;
   Folder folder;
   // The root may be reached through a link; what lies below it is never followed.
   if (!folder.open(AT_FDCWD, root.c_str(), true)) folderError(root.native(), errno);
-  walk(folder, root.native(), std::string(), skip.native(), tree);
+  walk(folder, root.native(), std::string(), skip.native(), kinds, tree);
   return tree;
 }
 

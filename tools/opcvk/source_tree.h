@@ -15,7 +15,11 @@ struct SourceItem {
   enum class Kind : std::uint8_t { File, Link, EmptyFolder };
 
   Kind kind = Kind::File;
-  // What the walk's one lstat(2) gave: the permission bits (st_mode & 0777) and the time of
+  // Whether the walk learnt the mode, the time and the size below.  A walk that tells files by
+  // the kind their folder's listing gives leaves them to the reader, which asks the file it
+  // has open (fstat(2)) instead of the kernel walking the name once more (fstatat(2)).
+  bool statusKnown = true;
+  // What the walk's lstat(2) gave: the permission bits (st_mode & 0777) and the time of
   // the last change of the content.
   std::uint32_t mode = 0;
   std::uint32_t mtimeNanoseconds = 0;
@@ -23,7 +27,7 @@ struct SourceItem {
   std::uint32_t nameLength = 0;
   std::uint64_t nameOffset = 0;
   std::int64_t mtimeSeconds = 0;
-  // Bytes of a file on disk; 0 for links and folders.
+  // Bytes of a file on disk; 0 for links and folders, and for a file whose status is unknown.
   std::uint64_t size = 0;
 };
 
@@ -34,6 +38,7 @@ struct SourceTree {
   // The paths of all items, one after another.
   std::string names;
   std::uint64_t fileCount = 0;
+  // The bytes of the files whose size the walk learnt.
   std::uint64_t byteCount = 0;
 
   // Adds `item` at the path `native`.
@@ -48,15 +53,26 @@ struct SourceTree {
   std::u16string relative(SourceItem const& item) const;
 };
 
-// Walks the folder `root` without following symbolic links, with one lstat(2) per entry:
-// regular files, links, and folders that hold none of these (at any depth) come out; other kinds
-// (devices, sockets, pipes) are passed over.  Raises ToolError "Could not read folder: <path>:
+// How the walk tells the kind of an entry.
+enum class KindsBy : std::uint8_t {
+  // The kind the folder's listing gives (dirent's d_type), with no system call per file: files
+  // come out with statusKnown false.  An entry whose kind the file system does not list is
+  // asked for it as with Status.
+  Listing,
+  // One lstat(2) per entry, which also gives every file's size, mode and time.
+  Status,
+};
+
+// Walks the folder `root` without following symbolic links: regular files, links, and folders
+// that hold none of these (at any depth) come out; other kinds (devices, sockets, pipes) are
+// passed over.  Raises ToolError "Could not read folder: <path>:
 // <reason>" if a folder cannot be listed, and "Cannot read file name in the current encoding:
 // <path>" for a name that would not reach the file again through the library's conversions. The
 // file at `skip` (absolute and lexically normal, as absolutePath gives it), if it is met, is passed
 // over: the package being written, when it lies inside the folder.
 SourceTree walkSourceFolder(std::filesystem::path const& root,
-                            std::filesystem::path const& skip = std::filesystem::path());
+                            std::filesystem::path const& skip = std::filesystem::path(),
+                            KindsBy kinds = KindsBy::Listing);
 
 // `argument` made absolute and lexically normal, without a trailing separator, so that
 // absolute link targets below it can be recognised by their text.

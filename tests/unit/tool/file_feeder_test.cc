@@ -1,12 +1,15 @@
 #include "file_feeder.h"
 
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
+#include <map>
 #include <memory>
 #include <sstream>
 #include <string>
 #include <sys/stat.h>
 #include <sys/time.h>
+#include <tuple>
 #include <vector>
 
 #include <boost/date_time/posix_time/posix_time.hpp>
@@ -64,22 +67,29 @@ struct Files {
   std::unique_ptr<FileSystemManager> manager;
 };
 
-// Adds every file of `tree` through a feeder, as pack does.
-void feed(Files& files, TempDir const& dir, SourceTree const& tree, TransformMode mode,
-          unsigned threads) {
+// Adds every file of `tree` through a feeder, as pack does, and gives the sizes the feeder
+// told, by path.
+std::map<std::string, std::uint64_t> feed(Files& files, TempDir const& dir, SourceTree const& tree,
+                                          TransformMode mode, unsigned threads) {
+  std::map<std::string, std::uint64_t> sizes;
   FileFeeder feeder(dir.path(), tree, mode, threads);
   for (std::size_t i = 0; i < tree.items.size(); ++i) {
     if (tree.items[i].kind != SourceItem::Kind::File) continue;
-    feeder.add(*files.manager, i, u"/" + tree.relative(tree.items[i]));
+    sizes[tree.native(tree.items[i])] =
+        feeder.add(*files.manager, i, u"/" + tree.relative(tree.items[i]));
   }
+  return sizes;
 }
 
-class FileFeederModeTest : public ::testing::TestWithParam<TransformMode> {};
+class FileFeederModeTest
+    : public ::testing::TestWithParam<std::tuple<TransformMode, opcvk::KindsBy>> {};
 
 // What the feeder adds is what the library's own add of the same file gives: content, content
 // type (with the recoding of text), permissions and time, for small files read ahead and for
-// a file large enough to be read as it is copied.
+// a file large enough to be read as it is copied; whether the walk learnt the files' status
+// or left it to their reader.
 TEST_P(FileFeederModeTest, AddsWhatTheLibrarysOwnAddOfThePathAdds) {
+  TransformMode const mode = std::get<0>(GetParam());
   TempDir dir;
   write(dir / "latin.txt", "caf\xe9 cr\xe8me\n");
   write(dir / "data.json", "{\"a\": 1}\n");
@@ -92,14 +102,18 @@ TEST_P(FileFeederModeTest, AddsWhatTheLibrarysOwnAddOfThePathAdds) {
   timeval const times[2] = {{1600000000, 0}, {1600000000, 123456}};
   ASSERT_EQ(::utimes((dir / "data.json").c_str(), times), 0);
 
-  SourceTree const tree = opcvk::walkSourceFolder(dir.path());
+  SourceTree const tree =
+      opcvk::walkSourceFolder(dir.path(), std::filesystem::path(), std::get<1>(GetParam()));
   Files fed;
-  feed(fed, dir, tree, GetParam(), 2);
+  std::map<std::string, std::uint64_t> const sizes = feed(fed, dir, tree, mode, 2);
   Files own;
   for (SourceItem const& item : tree.items) {
     std::u16string const path = u"/" + tree.relative(item);
-    own.manager->addFile(opc::toString(dir / tree.native(item)), path, GetParam());
+    own.manager->addFile(opc::toString(dir / tree.native(item)), path, mode);
     SCOPED_TRACE(tree.native(item));
+    struct stat status;
+    ASSERT_EQ(::stat((dir / tree.native(item)).c_str(), &status), 0);
+    EXPECT_EQ(sizes.at(tree.native(item)), static_cast<std::uint64_t>(status.st_size));
     auto const ownEntry = own.manager->getEntry(path);
     auto const fedEntry = fed.manager->getEntry(path);
     EXPECT_EQ(fed.content(path), own.content(path));
@@ -112,8 +126,10 @@ TEST_P(FileFeederModeTest, AddsWhatTheLibrarysOwnAddOfThePathAdds) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Modes, FileFeederModeTest,
-                         ::testing::Values(TransformMode::ApplyTransforms,
-                                           TransformMode::NoTransforms));
+                         ::testing::Combine(::testing::Values(TransformMode::ApplyTransforms,
+                                                              TransformMode::NoTransforms),
+                                            ::testing::Values(opcvk::KindsBy::Listing,
+                                                              opcvk::KindsBy::Status)));
 
 TEST(FileFeederTest, AFileGoneSinceTheWalkIsNotPassedOverInSilence) {
   TempDir dir;

@@ -5,6 +5,7 @@
 #include <stdexcept>
 #include <string>
 #include <sys/stat.h>
+#include <sys/time.h>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -140,6 +141,47 @@ TEST(ReadAheadTest, ReadsFilesOfTheWalksSizeAndOfOneByteMoreWhole) {
   EXPECT_EQ(bytesOf(reader.next()), "");
   EXPECT_EQ(bytesOf(reader.next()), "abcdef");
   EXPECT_EQ(bytesOf(reader.next()), "");
+}
+
+// A file the walk told by its kind alone: its reader learns size, mode and time from the
+// file it has open, reads it whole however large it is below the limit, and only tells one
+// above the limit.  One it cannot open gets the status of its path where there is one.
+TEST(ReadAheadTest, LearnsTheStatusOfAFileTheWalkDidNotAskAndTellsOneAboveTheLimit) {
+  TempDir dir;
+  std::string const text(60, 't');
+  write(dir / "text", text);
+  write(dir / "large", std::string(101, 'l'));
+  ASSERT_EQ(::chmod((dir / "text").c_str(), 0604), 0);
+  timeval const times[2] = {{1600000000, 0}, {1600000000, 250000}};
+  ASSERT_EQ(::utimes((dir / "text").c_str(), times), 0);
+  SourceTree tree = treeOf({{"text", 0}, {"large", 0}, {"missing", 0}, {"known-large", 200}});
+  for (std::size_t i = 0; i < 3; ++i) tree.items[i].statusKnown = false;
+  ReadAhead reader(dir.path(), tree, allOf(tree), 2, 8, 1024, 100);
+
+  ReadResult const read = reader.next();
+  EXPECT_EQ(bytesOf(read), text);
+  EXPECT_TRUE(read.statusKnown);
+  EXPECT_FALSE(read.large);
+  EXPECT_EQ(read.size, text.size());
+  EXPECT_EQ(read.mode, 0604u);
+  EXPECT_EQ(read.mtimeSeconds, 1600000000);
+  EXPECT_EQ(read.mtimeNanoseconds, 250000000u);
+
+  ReadResult const large = reader.next();
+  EXPECT_TRUE(large.large);
+  EXPECT_TRUE(large.bytes.empty());
+  EXPECT_EQ(large.size, 101u);
+
+  ReadResult const missing = reader.next();
+  EXPECT_TRUE(missing.failedToOpen);
+  EXPECT_EQ(missing.error, ENOENT);
+  EXPECT_FALSE(missing.statusKnown);
+
+  // A file the walk saw above the limit is not even opened (it does not exist here).
+  ReadResult const knownLarge = reader.next();
+  EXPECT_TRUE(knownLarge.large);
+  EXPECT_EQ(knownLarge.error, 0);
+  EXPECT_FALSE(knownLarge.failedToOpen);
 }
 
 TEST(ReadAheadTest, AskingPastTheLastFileIsALogicError) {

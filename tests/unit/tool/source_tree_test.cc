@@ -2,6 +2,7 @@
 // and how a folder that cannot be read is told.
 #include "source_tree.h"
 
+#include <filesystem>
 #include <fstream>
 #include <string>
 #include <sys/stat.h>
@@ -38,8 +39,8 @@ std::vector<std::string> itemsOf(SourceTree const& tree) {
   return items;
 }
 
-TEST(SourceTreeTest, GivesFilesLinksAndEmptyFoldersInTheOrderOfTheirNamesBytes) {
-  TempDir dir;
+// A folder of files, links and folders; b.txt has mode 0640.
+void makeMixedFolder(TempDir const& dir) {
   ASSERT_EQ(::mkdir((dir / "a").c_str(), 0755), 0);
   ASSERT_EQ(::mkdir((dir / "a/y").c_str(), 0755), 0);
   ASSERT_EQ(::mkdir((dir / "c").c_str(), 0755), 0);
@@ -53,12 +54,38 @@ TEST(SourceTreeTest, GivesFilesLinksAndEmptyFoldersInTheOrderOfTheirNamesBytes) 
   // A link to a folder is a link: what lies behind it is not walked.
   ASSERT_EQ(::symlink("a", (dir / "f").c_str()), 0);
   ASSERT_EQ(::chmod((dir / "b.txt").c_str(), 0640), 0);
+}
 
+std::vector<std::string> const kMixedItems{"F B.txt", "F a/x", "D a/y", "L a/z", "F a-b",
+                                           "F b.txt", "D c/d", "D e",   "L f"};
+
+// The walk that tells kinds by the listing (the file systems of the tests list them) leaves
+// the files' status to their reader: no system call per file.
+TEST(SourceTreeTest, GivesFilesLinksAndEmptyFoldersInTheOrderOfTheirNamesBytes) {
+  TempDir dir;
+  makeMixedFolder(dir);
   SourceTree const tree = opcvk::walkSourceFolder(dir.path());
-  EXPECT_EQ(itemsOf(tree), (std::vector<std::string>{"F B.txt", "F a/x", "D a/y", "L a/z", "F a-b",
-                                                     "F b.txt", "D c/d", "D e", "L f"}));
+  EXPECT_EQ(itemsOf(tree), kMixedItems);
+  EXPECT_EQ(tree.fileCount, 9u);
+  for (SourceItem const& item : tree.items) {
+    SCOPED_TRACE(tree.native(item));
+    EXPECT_EQ(item.statusKnown, item.kind != SourceItem::Kind::File);
+    EXPECT_EQ(item.size, 0u);
+  }
+  EXPECT_EQ(tree.byteCount, 0u);
+}
+
+// Where the listing does not tell an entry's kind, the walk asks the entry: the same items in
+// the same order, each file with its size, mode and time.
+TEST(SourceTreeTest, AWalkThatAsksEveryEntryGivesTheSameItemsWithTheFilesStatus) {
+  TempDir dir;
+  makeMixedFolder(dir);
+  SourceTree const tree =
+      opcvk::walkSourceFolder(dir.path(), std::filesystem::path(), opcvk::KindsBy::Status);
+  EXPECT_EQ(itemsOf(tree), kMixedItems);
   EXPECT_EQ(tree.fileCount, 9u);
   EXPECT_EQ(tree.byteCount, 4u + 0u + 4u + 3u);
+  for (SourceItem const& item : tree.items) EXPECT_TRUE(item.statusKnown);
   SourceItem const& bee = tree.items[5];
   EXPECT_EQ(bee.size, 3u);
   EXPECT_EQ(bee.mode, 0640u);
@@ -67,6 +94,18 @@ TEST(SourceTreeTest, GivesFilesLinksAndEmptyFoldersInTheOrderOfTheirNamesBytes) 
   EXPECT_EQ(bee.mtimeSeconds, status.st_mtim.tv_sec);
   EXPECT_EQ(bee.mtimeNanoseconds, static_cast<std::uint32_t>(status.st_mtim.tv_nsec));
   EXPECT_EQ(tree.items[3].size, 0u);  // a link counts no bytes
+}
+
+// Devices, sockets and pipes are passed over by both walks.
+TEST(SourceTreeTest, PassesOverAPipeWhicheverWayKindsAreTold) {
+  TempDir dir;
+  write(dir / "a.txt", "a");
+  ASSERT_EQ(::mkfifo((dir / "pipe").c_str(), 0644), 0);
+  write(dir / "z.txt", "z");
+  for (opcvk::KindsBy kinds : {opcvk::KindsBy::Listing, opcvk::KindsBy::Status}) {
+    SourceTree const tree = opcvk::walkSourceFolder(dir.path(), std::filesystem::path(), kinds);
+    EXPECT_EQ(itemsOf(tree), (std::vector<std::string>{"F a.txt", "F z.txt"}));
+  }
 }
 
 TEST(SourceTreeTest, PassesOverThePackageBeingWrittenAndWalksARootReachedThroughALink) {
