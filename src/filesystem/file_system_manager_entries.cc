@@ -59,16 +59,15 @@ FileSystemEntry FileSystemManager::createFileInternal(
     std::u16string const& path, opc::model::ContentType const& contentType,
     opc::Perms::Perms_tag permissions, boost::posix_time::ptime const& lastModifiedTime,
     boost::optional<opc::model::Part>* part) {
-  opc::model::PartName const name = makeUniquePartName(path);
   // Encrypted bytes do not compress, so encrypted parts are stored.
   opc::interfaces::StandardPartInfo const info(
       isEncryptionEnabled() ? opc::interfaces::CompressionType::Stored
                             : opc::interfaces::CompressionType::DeflateContent,
       0);
-  opc::model::Part created = getPackage().createPart(name, contentType, info);
+  opc::model::Part created = createUniquePart(path, contentType, info);
+  std::u16string const name = created.getName().toString();
   if (part != nullptr) part->emplace(std::move(created));
-  FileSystemNode node =
-      FileSystemNode::makeFileNode(path, name.toString(), permissions, lastModifiedTime);
+  FileSystemNode node = FileSystemNode::makeFileNode(path, name, permissions, lastModifiedTime);
   tree_->addNode(node);
   markAsDirty();
   return makeEntry(node);

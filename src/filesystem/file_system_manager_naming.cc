@@ -2,6 +2,8 @@
 #include <algorithm>
 #include <string>
 
+#include <opc/model/exceptions.h>
+#include <opc/model/package.h>
 #include <opc/model/uri.h>
 #include <opc/vkservices/file_system_manager.h>
 
@@ -17,6 +19,10 @@ namespace {
 constexpr char16_t kPartNameRoot[] = u"/fsroot";
 constexpr char16_t kRelationshipsFolder[] = u"/_rels";
 
+std::u16string encodedPath(std::u16string const& path) {
+  return opc::model::URI::encodeComponent(path, "/+@");
+}
+
 std::u16string suffix(std::int32_t counter) {
   std::string const digits = std::to_string(counter);
   std::u16string result(1, u'_');
@@ -31,7 +37,7 @@ std::u16string suffix(std::int32_t counter) {
 // clashes stacks its suffixes ("a_1_2.txt"); nothing searches for the smallest free number,
 // because nothing derives anything from the shape of the name.
 opc::model::PartName FileSystemManager::makeUniquePartName(std::u16string const& path) const {
-  std::u16string encoded = opc::model::URI::encodeComponent(path, "/+@");
+  std::u16string encoded = encodedPath(path);
   // With encryption the name is a digest of `encoded` that shows nothing of the path: every
   // file lies directly under the root, and a clash can only be resolved at the end.
   if (isEncryptionEnabled()) encoded = encryption_->hiddenName(encoded);
@@ -61,6 +67,29 @@ opc::model::PartName FileSystemManager::makeUniquePartName(std::u16string const&
     }
     ++counter;
   }
+}
+
+// A name seldom clashes, so the package's own checks, which creating the part makes anyway,
+// decide first: only a name they refuse takes the search for a free one, which would
+// otherwise look every name up twice.  A name that no suffix can save is refused again, with
+// the same error, by the second creation.
+opc::model::Part FileSystemManager::createUniquePart(
+    std::u16string const& path, opc::model::ContentType const& contentType,
+    opc::interfaces::IPhysicalPartInfo const& info) {
+  auto& package = getPackage();
+  // An encrypted package names its parts by digests, which the search makes.
+  if (!isEncryptionEnabled()) {
+    // An invalid name raises the model's exception here, as it would in the search.
+    opc::model::PartName const name(kPartNameRoot + encodedPath(path));
+    if (!name.isRelationshipName()) {
+      try {
+        return package.createPart(name, contentType, info);
+      } catch (opc::model::InvalidPartName const&) {
+        // Taken, or beside a part it cannot exist with: the search below finds a free name.
+      }
+    }
+  }
+  return package.createPart(makeUniquePartName(path), contentType, info);
 }
 
 }  // namespace vkservices

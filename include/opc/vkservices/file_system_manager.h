@@ -446,6 +446,11 @@ class OPCVK_EXPORT FileSystemManager : public opc::model::DataManager {
 
   // The part name for a new file at the normalised `path`, free in the package now.
   opc::model::PartName makeUniquePartName(std::u16string const& path) const;
+  // Makes the part of a new file at the normalised `path`, under the name makeUniquePartName
+  // gives.
+  opc::model::Part createUniquePart(std::u16string const& path,
+                                    opc::model::ContentType const& contentType,
+                                    opc::interfaces::IPhysicalPartInfo const& info);
 
   // Makes the part and the node of a new file; `part`, when given, receives the new part.
   FileSystemEntry createFileInternal(std::u16string const& path,
