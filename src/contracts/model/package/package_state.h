@@ -5,6 +5,7 @@
 #define OPC_MODEL_PACKAGE_PACKAGE_STATE_H_
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -129,6 +130,9 @@ class PackageState {
   // Every part, in the order of the archive, then those made since.  In a package open for
   // Read the records are made at the first call.
   std::vector<std::shared_ptr<PartRecord>> const& parts() const;
+  // As Package::visitParts (see package_part_visit.cc).
+  void visitParts(std::function<void(std::u16string const& name, std::uint64_t size,
+                                     ContentType const& type)> const& visit) const;
   // The existing part whose name is a leading run of the segments of `name` or the other way
   // round, if any.
   boost::optional<PartName> findDerivationConflict(PartName const& name) const;

@@ -2,6 +2,8 @@
 #ifndef OPC_MODEL_PACKAGE_H_
 #define OPC_MODEL_PACKAGE_H_
 
+#include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -97,6 +99,13 @@ class OPC_MODEL_EXPORT Package : public RelationshipSource {
   std::unique_ptr<PartReader> openPartReader(std::u16string const& name) const;
   // Every part, relationships parts excluded, in archive order then order of creation.
   Enumerator<std::vector<Part>> getParts() const;
+  // Calls `visit` with the name, the content size and the content type (Part::getSize and
+  // Part::getContentType) of every part, in the order of getParts, and makes neither a handle nor a
+  // record for any: the names of a package open for Read come from its archive's directory, checked
+  // once when it was opened, so that listing 100,000 parts costs no memory per part.  `visit` must
+  // not change the package.
+  void visitParts(std::function<void(std::u16string const& name, std::uint64_t size,
+                                     ContentType const& type)> const& visit) const;
 
   // Makes a part with empty content.  Throws PackageNotWritable for a package open for Read,
   // InvalidPartName if the name is taken (ASCII case ignored), derived from an existing
