@@ -1,3 +1,7 @@
+#include <cstdint>
+#include <string>
+#include <string_view>
+
 #include <boost/date_time/gregorian/gregorian_types.hpp>
 #include <boost/date_time/posix_time/posix_time_types.hpp>
 
@@ -8,11 +12,58 @@
 namespace opc {
 namespace vkservices {
 
-// The record is a copy of the node, made once and never changed, which is what lets copies
-// of an entry share it across threads without a lock.
+namespace {
+
+constexpr std::u16string_view kPartRoot = u"/fsroot";
+
+// How the content name of a record follows from its path, so that the usual ones cost no
+// text of their own: a folder's is its path, and a file's part is mostly named after it.
+enum class ContentForm : std::uint8_t { kOwn, kPath, kPartRootPath };
+
+}  // namespace
+
+// The record is a copy of the node's fields, made once and never changed, which is what lets
+// copies of an entry share it across threads without a lock.  Listings make one per entry, so
+// a content name that follows from the path is not stored again.
 struct FileSystemEntry::Impl {
-  explicit Impl(FileSystemNode const& source) : node(source) {}
-  FileSystemNode const node;
+  explicit Impl(FileSystemNode const& source)
+      : type(source.getType()),
+        baseStart(source.baseStart_),
+        permissions(source.getPermissions()),
+        lastModifiedTime(source.getLastModifiedTime()),
+        path(source.getPathName()) {
+    std::u16string_view const content = source.getContentName();
+    if (content == path) {
+      form = ContentForm::kPath;
+    } else if (content.size() == kPartRoot.size() + path.size() &&
+               content.substr(0, kPartRoot.size()) == kPartRoot &&
+               content.substr(kPartRoot.size()) == path) {
+      form = ContentForm::kPartRootPath;
+    } else {
+      ownContent = content;
+    }
+  }
+
+  std::u16string contentName() const {
+    switch (form) {
+      case ContentForm::kPath:
+        return path;
+      case ContentForm::kPartRootPath:
+        return std::u16string(kPartRoot) + path;
+      case ContentForm::kOwn:
+        break;
+    }
+    return ownContent;
+  }
+
+  FileSystemNodeType type;
+  ContentForm form = ContentForm::kOwn;
+  std::uint32_t baseStart;
+  boost::optional<opc::Perms::Perms_tag> permissions;
+  boost::optional<boost::posix_time::ptime> lastModifiedTime;
+  std::u16string path;
+  // Empty unless form is kOwn.
+  std::u16string ownContent;
 };
 
 FileSystemEntry::FileSystemEntry(FileSystemEntry const& other) = default;
@@ -21,26 +72,22 @@ FileSystemEntry& FileSystemEntry::operator=(FileSystemEntry const& other) = defa
 
 FileSystemEntry::~FileSystemEntry() = default;
 
-bool FileSystemEntry::isFile() const { return impl_->node.getType() == FileSystemNodeType::File; }
+bool FileSystemEntry::isFile() const { return impl_->type == FileSystemNodeType::File; }
 
-bool FileSystemEntry::isLink() const {
-  return impl_->node.getType() == FileSystemNodeType::SymLink;
-}
+bool FileSystemEntry::isLink() const { return impl_->type == FileSystemNodeType::SymLink; }
 
-bool FileSystemEntry::isFolder() const {
-  return impl_->node.getType() == FileSystemNodeType::Folder;
-}
+bool FileSystemEntry::isFolder() const { return impl_->type == FileSystemNodeType::Folder; }
 
-std::u16string FileSystemEntry::getBaseName() const { return impl_->node.getBaseName(); }
+std::u16string FileSystemEntry::getBaseName() const { return impl_->path.substr(impl_->baseStart); }
 
-std::u16string FileSystemEntry::getPathName() const { return impl_->node.getPathName(); }
+std::u16string FileSystemEntry::getPathName() const { return impl_->path; }
 
 opc::Perms::Perms_tag FileSystemEntry::getPermissions() const {
-  return impl_->node.getPermissions().value_or(getUnknownPermissions());
+  return impl_->permissions.value_or(getUnknownPermissions());
 }
 
 boost::posix_time::ptime FileSystemEntry::getLastModifiedTime() const {
-  return impl_->node.getLastModifiedTime().value_or(getUnknownTime());
+  return impl_->lastModifiedTime.value_or(getUnknownTime());
 }
 
 std::u16string FileSystemEntry::getRootName() { return u"/"; }
@@ -77,7 +124,7 @@ bool FileSystemEntry::operator!=(FileSystemEntry const& other) const { return !(
 FileSystemEntry::FileSystemEntry(FileSystemNode const& node)
     : impl_(std::make_shared<Impl const>(node)) {}
 
-std::u16string FileSystemEntry::getContentName() const { return impl_->node.getContentName(); }
+std::u16string FileSystemEntry::getContentName() const { return impl_->contentName(); }
 
 }  // namespace vkservices
 }  // namespace opc

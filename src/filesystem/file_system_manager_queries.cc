@@ -106,7 +106,8 @@ bool FileSystemManager::hasParent(FileSystemEntry const& entry) const {
 Entries FileSystemManager::getAllLeafs() const {
   ensureLoaded();
   std::vector<FileSystemEntry> entries;
-  for (auto const& node : tree_->leafNodes()) entries.push_back(makeEntry(node));
+  // Straight from the tree, without a copy of every node beside the entries made of them.
+  tree_->forEachLeafNode([&](FileSystemNode&& node) { entries.push_back(makeEntry(node)); });
   return Entries(std::move(entries));
 }
 

@@ -13,6 +13,8 @@
 namespace opc {
 namespace vkservices {
 
+class FileSystemEntry;
+
 // The kind of a node.  The numbers live in memory only; the manifest spells the kinds out.
 enum class FileSystemNodeType : std::uint32_t {
   File = 0,
@@ -67,6 +69,8 @@ class FileSystemNode {
 
  private:
   friend class FileSystemTree;
+  // An entry keeps the node's fields, the split of its path included.
+  friend class FileSystemEntry;
 
   // The unknown values are given as unset fields here.
   FileSystemNode(FileSystemNodeType type, std::u16string path, std::u16string contentName,

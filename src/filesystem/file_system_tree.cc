@@ -249,6 +249,10 @@ std::vector<FileSystemNode> FileSystemTree::leafNodes() const {
   return result;
 }
 
+void FileSystemTree::forEachLeafNode(std::function<void(FileSystemNode&&)> const& visit) const {
+  walkLeaves([&](NodeIndex index, std::u16string_view key) { visit(nodeOf(index, key)); });
+}
+
 void FileSystemTree::visitLeaves(std::function<void(LeafView const&)> const& visit) const {
   LeafView view(table_);
   walkLeaves([&](NodeIndex index, std::u16string_view key) {

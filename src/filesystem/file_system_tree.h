@@ -89,6 +89,9 @@ class FileSystemTree {
   // Copies of every node without children, in key order.  Empty for a tree holding only the
   // root: the root is never a leaf by itself.
   std::vector<FileSystemNode> leafNodes() const;
+  // Calls `visit` with a copy of each node that leafNodes() would give, in the same order, one
+  // at a time: a caller that keeps something else per leaf never holds every copy at once.
+  void forEachLeafNode(std::function<void(FileSystemNode&&)> const& visit) const;
 
   // One node of visitLeaves, valid during the call only.
   class LeafView {

@@ -107,6 +107,28 @@ TEST(FileSystemEntryTest, LinkKeepsItsTargetForTheManagerOnly) {
   EXPECT_EQ(Access::contentName(folderEntry(u"/a/d")), u"/a/d");
 }
 
+TEST(FileSystemEntryTest, ContentNamesThatFollowFromThePathComeBackExactly) {
+  // A part named after the path, and texts that come close to it without being it.
+  EXPECT_EQ(Access::contentName(fileEntry(u"/a/b.txt", u"/fsroot/a/b.txt")), u"/fsroot/a/b.txt");
+  EXPECT_EQ(Access::contentName(fileEntry(u"/a/b.txt", u"/fsroot/a/B.txt")), u"/fsroot/a/B.txt");
+  EXPECT_EQ(Access::contentName(fileEntry(u"/a/b.txt", u"/fsroot/a/b.tx")), u"/fsroot/a/b.tx");
+  EXPECT_EQ(Access::contentName(fileEntry(u"/a/b.txt", u"/fsrooX/a/b.txt")), u"/fsrooX/a/b.txt");
+  EXPECT_EQ(Access::contentName(fileEntry(u"/a/b.txt", u"/a/b.txt")), u"/a/b.txt");
+  EXPECT_EQ(Access::contentName(fileEntry(u"/a/b.txt", u"/fsroot")), u"/fsroot");
+  EXPECT_EQ(Access::contentName(fileEntry(u"/\u00E9t\u00E9", u"/fsroot/%C3%A9t%C3%A9")),
+            u"/fsroot/%C3%A9t%C3%A9");
+  EXPECT_EQ(Access::contentName(fileEntry(u"/\u00E9t\u00E9", u"/fsroot/\u00E9t\u00E9")),
+            u"/fsroot/\u00E9t\u00E9");
+  // A link whose target is its own path, or the part its path would name.
+  EXPECT_EQ(Access::contentName(linkEntry(u"/l", u"/l")), u"/l");
+  EXPECT_EQ(Access::contentName(linkEntry(u"/l", u"/fsroot/l")), u"/fsroot/l");
+  // The names split as before whatever the content.
+  FileSystemEntry const file = fileEntry(u"/a/b.txt", u"/fsroot/a/b.txt");
+  EXPECT_EQ(file.getPathName(), u"/a/b.txt");
+  EXPECT_EQ(file.getBaseName(), u"b.txt");
+  EXPECT_EQ(folderEntry(u"/a/d").getBaseName(), u"d");
+}
+
 TEST(FileSystemEntryTest, EntryIsASnapshotOfTheNodeAndTree) {
   auto tree = std::make_unique<FileSystemTree>();
   tree->addNode(FileSystemNode::makeFileNode(u"/a/f", u"/old", kMode, kSomeTime));

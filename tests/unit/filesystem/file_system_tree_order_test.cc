@@ -34,6 +34,31 @@ Paths visitedPaths(FileSystemTree const& tree) {
   return paths;
 }
 
+std::u16string numbered(int number) {
+  std::string const digits = std::to_string(number);
+  return std::u16string(digits.begin(), digits.end());
+}
+
+// What a caller sees of every leaf node, as forEachLeafNode hands them over.
+std::vector<FileSystemNode> nodesOneAtATime(FileSystemTree const& tree) {
+  std::vector<FileSystemNode> nodes;
+  tree.forEachLeafNode([&](FileSystemNode&& node) { nodes.push_back(std::move(node)); });
+  return nodes;
+}
+
+void expectSameNodes(std::vector<FileSystemNode> const& actual,
+                     std::vector<FileSystemNode> const& expected) {
+  ASSERT_EQ(actual.size(), expected.size());
+  for (std::size_t i = 0; i < actual.size(); ++i) {
+    ASSERT_EQ(actual[i].getPathName(), expected[i].getPathName()) << i;
+    ASSERT_EQ(actual[i].getBaseName(), expected[i].getBaseName()) << i;
+    ASSERT_EQ(actual[i].getContentName(), expected[i].getContentName()) << i;
+    ASSERT_EQ(actual[i].getType(), expected[i].getType()) << i;
+    ASSERT_TRUE(actual[i].getPermissions() == expected[i].getPermissions()) << i;
+    ASSERT_TRUE(actual[i].getLastModifiedTime() == expected[i].getLastModifiedTime()) << i;
+  }
+}
+
 std::u16string parentOf(std::u16string const& path) {
   std::size_t const slash = path.rfind(u'/');
   return slash == 0 ? std::u16string(u"/") : path.substr(0, slash);
@@ -90,6 +115,7 @@ TEST(FileSystemTreeOrderTest, LeavesOfRandomTreesComeInKeyOrder) {
     }
     ASSERT_EQ(pathsOf(tree.leafNodes()), expected) << round;
     ASSERT_EQ(visitedPaths(tree), expected) << round;
+    expectSameNodes(nodesOneAtATime(tree), tree.leafNodes());
     for (std::u16string const& path : present) {
       ASSERT_TRUE(tree.hasNode(path)) << round;
       ASSERT_EQ(tree.hasChildNodes(path), parents.count(path) != 0) << round;
@@ -215,6 +241,36 @@ TEST(FileSystemTreeOrderTest, ManyRemovalsAndReplacementsKeepEveryOtherRecordInt
   Paths leaves;
   for (auto const& entry : expected) leaves.push_back(entry.first);
   EXPECT_EQ(pathsOf(tree.leafNodes()), leaves);
+}
+
+TEST(FileSystemTreeOrderTest, TenThousandLeavesComeOneAtATimeAsTheyComeAllAtOnce) {
+  FileSystemTree tree;
+  Paths expected;
+  for (int folder = 0; folder < 100; ++folder) {
+    std::u16string const parent = u"/d" + numbered(folder);
+    for (int i = 0; i < 100; ++i) {
+      std::u16string const path = parent + u"/\u00e9" + numbered(i);
+      // Parts named after the path, numbered ones, folders and links: every form of content.
+      switch (i % 4) {
+        case 0:
+          tree.addNode(file(path, u"/fsroot" + path));
+          break;
+        case 1:
+          tree.addNode(file(path, u"/fsroot" + path + u"_1"));
+          break;
+        case 2:
+          tree.addNode(opcvk_test::tree::folder(path));
+          break;
+        default:
+          tree.addNode(FileSystemNode::makeLinkNode(path, u"../t", kUnknown, kNoTime));
+      }
+    }
+  }
+  // A removed leaf is in neither.
+  tree.removeNode(tree.findNode(u"/d0/\u00e90"));
+  std::vector<FileSystemNode> const all = tree.leafNodes();
+  ASSERT_EQ(all.size(), 9'999u);
+  expectSameNodes(nodesOneAtATime(tree), all);
 }
 
 }  // namespace
