@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <string_view>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -44,51 +46,129 @@ std::uint64_t countStoredBytes(FileSystemManager& files, FileSystemEntry const& 
   return total;
 }
 
-struct PartFacts {
-  std::u16string name;
-  std::uint64_t size;
-  bool contested = false;
-};
-
-struct FileFacts {
-  std::size_t leaf;
-  std::u16string path;
-  std::u16string base;
-  std::u16string lowerBase;
-  bool displaced = false;
-};
-
-// The files in the order of their lower-case base names, so that the files sharing one are
-// neighbours: a package of 100,000 files would otherwise keep a hash node and a vector per
-// name.
-class FilesByLowerBase {
+// Every part's name by its exact text: open addressing over the numbers of a TextPool, so
+// that 100,000 names cost one flat array rather than a hash node each.
+class PartsByName {
  public:
-  explicit FilesByLowerBase(std::vector<FileFacts> const& files) : files_(files) {
-    order_.resize(files.size());
-    for (std::size_t i = 0; i < order_.size(); ++i) order_[i] = i;
-    std::sort(order_.begin(), order_.end(), [&files](std::size_t a, std::size_t b) {
-      return files[a].lowerBase < files[b].lowerBase;
-    });
+  explicit PartsByName(TextPool const& names) : names_(names) {
+    std::size_t slots = 16;
+    while (slots < 2 * names.size()) slots *= 2;
+    slots_.assign(slots, kEmpty);
+    for (std::size_t index = 0; index < names.size(); ++index) {
+      std::size_t slot = slotOf(names[index]);
+      // The first of equal names wins, as a lookup by name would find it.
+      if (slots_[slot] == kEmpty) slots_[slot] = index;
+    }
   }
 
-  // The files whose lower-case base name is `lowerBase`, as a range of `order()`.
-  std::pair<std::size_t, std::size_t> range(std::u16string_view lowerBase) const {
-    auto const less = [this](std::size_t index, std::u16string_view text) {
-      return std::u16string_view(files_[index].lowerBase) < text;
-    };
-    auto const first = std::lower_bound(order_.begin(), order_.end(), lowerBase, less);
-    auto last = first;
-    while (last != order_.end() && files_[*last].lowerBase == lowerBase) ++last;
-    return {static_cast<std::size_t>(first - order_.begin()),
-            static_cast<std::size_t>(last - order_.begin())};
-  }
+  // The number of the part named exactly `name`, or kEmpty.
+  std::size_t find(std::u16string_view name) const { return slots_[slotOf(name)]; }
 
-  std::vector<std::size_t> const& order() const { return order_; }
+  static constexpr std::size_t kEmpty = static_cast<std::size_t>(-1);
 
  private:
-  std::vector<FileFacts> const& files_;
-  std::vector<std::size_t> order_;
+  // The slot that holds `name`, or the empty slot where it would go.
+  std::size_t slotOf(std::u16string_view name) const {
+    std::size_t const mask = slots_.size() - 1;
+    std::size_t slot = std::hash<std::u16string_view>()(name) & mask;
+    while (slots_[slot] != kEmpty && names_[slots_[slot]] != name) slot = (slot + 1) & mask;
+    return slot;
+  }
+
+  TextPool const& names_;
+  std::vector<std::size_t> slots_;
 };
+
+// The lower-case base name of a file, from its path.
+std::u16string lowerBaseOf(std::u16string_view path) {
+  return lowerText(basePartName(std::u16string(path)));
+}
+
+// The files by the hash of their lower-case base names, so that the files sharing one are
+// neighbours without a copy of any name: a hash node and a vector per name, or three texts
+// per file, cost tens of megabytes on 100,000 files.  Names are made again from the paths
+// for the few files whose hashes meet.
+class FilesByLowerBase {
+ public:
+  FilesByLowerBase(TextPool const& paths, std::vector<std::size_t> const& hashes) : paths_(paths) {
+    order_.reserve(hashes.size());
+    for (std::size_t i = 0; i < hashes.size(); ++i) order_.push_back({hashes[i], i});
+    std::sort(order_.begin(), order_.end());
+  }
+
+  // Calls `visit` with every file whose lower-case base name is `lowerBase`.
+  template <typename Visit>
+  void forEach(std::u16string_view lowerBase, Visit const& visit) const {
+    std::size_t const hash = std::hash<std::u16string_view>()(lowerBase);
+    auto at = std::lower_bound(order_.begin(), order_.end(), Key{hash, 0});
+    for (; at != order_.end() && at->hash == hash; ++at) {
+      if (lowerBaseOf(paths_[at->file]) == lowerBase) visit(at->file);
+    }
+  }
+
+  // Calls `visit` with every file whose lower-case base name is another file's too.
+  template <typename Visit>
+  void forEachShared(Visit const& visit) const {
+    std::vector<std::u16string> names;
+    for (std::size_t first = 0; first < order_.size();) {
+      std::size_t last = first + 1;
+      while (last < order_.size() && order_[last].hash == order_[first].hash) ++last;
+      if (last - first > 1) {
+        names.clear();
+        for (std::size_t at = first; at < last; ++at) {
+          names.push_back(lowerBaseOf(paths_[order_[at].file]));
+        }
+        for (std::size_t i = 0; i < names.size(); ++i) {
+          bool const shared = std::count(names.begin(), names.end(), names[i]) > 1;
+          if (shared) visit(order_[first + i].file);
+        }
+      }
+      first = last;
+    }
+  }
+
+ private:
+  struct Key {
+    std::size_t hash;
+    std::size_t file;
+    bool operator<(Key const& other) const {
+      return hash != other.hash ? hash < other.hash : file < other.file;
+    }
+  };
+
+  TextPool const& paths_;
+  std::vector<Key> order_;
+};
+
+// The paths of the package's files, in ascending order.
+TextPool filePaths(FileSystemManager& files) {
+  TextPool paths;
+  std::vector<std::u16string> unsorted;
+  {
+    auto const leaves = files.getAllLeafs();
+    for (FileSystemEntry const& leaf : leaves) {
+      if (!leaf.isFile()) continue;
+      std::u16string path = leaf.getPathName();
+      if (!unsorted.empty() || (paths.size() != 0 && path <= paths[paths.size() - 1])) {
+        // Out of order, which the library's lists never are: sorted below.
+        if (unsorted.empty()) {
+          for (std::size_t i = 0; i < paths.size(); ++i) unsorted.emplace_back(paths[i]);
+        }
+        unsorted.push_back(std::move(path));
+        continue;
+      }
+      paths.add(path);
+    }
+  }
+  if (!unsorted.empty()) {
+    std::sort(unsorted.begin(), unsorted.end());
+    unsorted.erase(std::unique(unsorted.begin(), unsorted.end()), unsorted.end());
+    paths = TextPool();
+    for (std::u16string const& path : unsorted) paths.add(path);
+  }
+  paths.shrink();
+  return paths;
+}
 
 }  // namespace
 
@@ -96,7 +176,7 @@ std::u16string basePartName(std::u16string const& path) {
   return u"/fsroot" + opc::model::URI::encodeComponent(path, "/+@");
 }
 
-std::u16string partKey(std::u16string const& partName) {
+std::u16string partKey(std::u16string_view partName) {
   std::u16string key;
   key.reserve(partName.size());
   for (std::size_t i = 0; i < partName.size(); ++i) {
@@ -110,7 +190,7 @@ std::u16string partKey(std::u16string const& partName) {
   return key;
 }
 
-bool isNumberedFrom(std::u16string const& name, std::u16string const& base) {
+bool isNumberedFrom(std::u16string_view name, std::u16string_view base) {
   std::size_t const rows = base.size() + 1;
   std::size_t const columns = name.size() + 1;
   if (name.size() < base.size()) return false;
@@ -134,117 +214,119 @@ bool isNumberedFrom(std::u16string const& name, std::u16string const& base) {
 }
 
 FileParts::FileParts(opc::model::Package& package, FileSystemManager& files) : files_(files) {
-  std::vector<PartFacts> parts;
-  for (opc::model::Part const& part : package.getParts()) {
-    parts.push_back({part.getName().toString(), part.getSize()});
-  }
-  // Views into `parts`, which no longer moves.
-  std::unordered_map<std::u16string_view, std::size_t> partByName;
-  partByName.reserve(parts.size());
-  for (std::size_t index = 0; index < parts.size(); ++index) {
-    partByName.emplace(parts[index].name, index);
-  }
+  std::vector<std::uint64_t> partSizes;
+  package.visitParts([this, &partSizes](std::u16string const& name, std::uint64_t size,
+                                        opc::model::ContentType const&) {
+    partNames_.add(name);
+    partSizes.push_back(size);
+  });
+  partNames_.shrink();
+  PartsByName const partByName(partNames_);
 
-  std::vector<FileSystemEntry> leaves;
-  for (FileSystemEntry const& leaf : files.getAllLeafs()) {
-    if (leaf.isFile()) leaves.push_back(leaf);
-  }
-  std::vector<FileFacts> fileList;
-  fileList.reserve(leaves.size());
-  for (std::size_t leaf = 0; leaf < leaves.size(); ++leaf) {
-    FileFacts file{leaf, leaves[leaf].getPathName(), std::u16string(), std::u16string()};
-    file.base = basePartName(file.path);
-    file.lowerBase = lowerText(file.base);
-    fileList.push_back(std::move(file));
-  }
-  FilesByLowerBase const byLowerBase(fileList);
-
+  paths_ = filePaths(files);
+  std::size_t const count = paths_.size();
+  facts_.assign(count, Facts{kNoPart, 0});
+  std::vector<char> displaced(count, 0);
   std::vector<std::size_t> pending;
-  auto displace = [&](std::size_t index) {
-    if (fileList[index].displaced) return;
-    fileList[index].displaced = true;
-    pending.push_back(index);
+  auto displace = [&](std::size_t file) {
+    if (displaced[file]) return;
+    displaced[file] = 1;
+    pending.push_back(file);
   };
-  std::vector<std::size_t> const& order = byLowerBase.order();
-  for (std::size_t at = 0; at < order.size(); ++at) {
-    FileFacts const& file = fileList[order[at]];
-    bool const sharesItsBase =
-        (at > 0 && fileList[order[at - 1]].lowerBase == file.lowerBase) ||
-        (at + 1 < order.size() && fileList[order[at + 1]].lowerBase == file.lowerBase);
-    if (sharesItsBase || partByName.count(file.base) == 0 ||
-        file.lowerBase.find(u"_rels") != std::u16string::npos) {
-      displace(order[at]);
+  std::vector<std::size_t> hashes(count);
+  for (std::size_t file = 0; file < count; ++file) {
+    std::u16string const base = basePartName(std::u16string(paths_[file]));
+    std::u16string const lowerBase = lowerText(base);
+    hashes[file] = std::hash<std::u16string_view>()(lowerBase);
+    facts_[file].part = partByName.find(base);
+    if (facts_[file].part == kNoPart || lowerBase.find(u"_rels") != std::u16string::npos) {
+      displace(file);
     }
   }
+  FilesByLowerBase const byLowerBase(paths_, hashes);
+  hashes = std::vector<std::size_t>();
+  byLowerBase.forEachShared(displace);
+
   // Parts by key, wanted only for displaced files, which most packages have none of.
   std::unordered_map<std::u16string, std::vector<std::size_t>> partsByKey;
   if (!pending.empty()) {
-    for (std::size_t index = 0; index < parts.size(); ++index) {
-      partsByKey[partKey(parts[index].name)].push_back(index);
+    for (std::size_t index = 0; index < partNames_.size(); ++index) {
+      partsByKey[partKey(partNames_[index])].push_back(index);
     }
   }
   // Contest what the displaced files may hold, displacing the files whose names are taken.
+  std::vector<char> contested(partNames_.size(), 0);
   std::uint64_t spent = 0;
   bool namesGivenUp = false;
   while (!pending.empty() && !namesGivenUp) {
-    FileFacts const& file = fileList[pending.back()];
+    std::u16string const base = basePartName(std::u16string(paths_[pending.back()]));
     pending.pop_back();
-    auto const candidates = partsByKey.find(partKey(file.base));
+    auto const candidates = partsByKey.find(partKey(base));
     if (candidates == partsByKey.end()) continue;
     for (std::size_t index : candidates->second) {
-      PartFacts& part = parts[index];
-      spent += (file.base.size() + 1) * (part.name.size() + 1);
+      std::u16string_view const part = partNames_[index];
+      spent += (base.size() + 1) * (part.size() + 1);
       if (spent > kComparisonBudget) {
         namesGivenUp = true;
         break;
       }
-      if (part.contested || !isNumberedFrom(part.name, file.base)) continue;
-      part.contested = true;
-      auto const [first, last] = byLowerBase.range(lowerText(part.name));
-      for (std::size_t at = first; at < last; ++at) displace(order[at]);
+      if (contested[index] || !isNumberedFrom(part, base)) continue;
+      contested[index] = 1;
+      byLowerBase.forEach(lowerText(std::u16string(part)), displace);
     }
   }
 
-  byPath_.reserve(fileList.size());
-  for (FileFacts& file : fileList) {
-    if (!file.displaced && !namesGivenUp) {
-      std::size_t const part = partByName.at(file.base);
-      byPath_.emplace(std::move(file.path), Facts{part, parts[part].size});
+  for (std::size_t file = 0; file < count; ++file) {
+    Facts& facts = facts_[file];
+    if (!displaced[file] && !namesGivenUp) {
+      facts.size = partSizes[facts.part];
       continue;
     }
-    std::uint64_t const size = countStoredBytes(files, leaves[file.leaf]);
-    std::size_t found = kNoPart;
-    auto const candidates = partsByKey.find(partKey(file.base));
-    if (!namesGivenUp && candidates != partsByKey.end()) {
-      std::size_t matches = 0;
-      for (std::size_t index : candidates->second) {
-        PartFacts const& part = parts[index];
-        if (!part.contested || part.size != size || !isNumberedFrom(part.name, file.base)) {
-          continue;
-        }
-        ++matches;
-        found = index;
+    std::u16string const path(paths_[file]);
+    facts.size = countStoredBytes(files, files.getEntry(path));
+    facts.part = kNoPart;
+    if (namesGivenUp) continue;
+    std::u16string const base = basePartName(path);
+    auto const candidates = partsByKey.find(partKey(base));
+    if (candidates == partsByKey.end()) continue;
+    std::size_t matches = 0;
+    for (std::size_t index : candidates->second) {
+      if (!contested[index] || partSizes[index] != facts.size ||
+          !isNumberedFrom(partNames_[index], base)) {
+        continue;
       }
-      if (matches != 1) found = kNoPart;
+      ++matches;
+      facts.part = index;
     }
-    byPath_.emplace(std::move(file.path), Facts{found, size});
+    if (matches != 1) facts.part = kNoPart;
   }
-  partByName.clear();
-  partNames_.reserve(parts.size());
-  for (PartFacts& part : parts) partNames_.push_back(std::move(part.name));
+}
+
+std::size_t FileParts::fileAt(std::u16string_view path) const {
+  std::size_t low = 0;
+  std::size_t high = paths_.size();
+  while (low < high) {
+    std::size_t const middle = low + (high - low) / 2;
+    if (paths_[middle] < path) {
+      low = middle + 1;
+    } else {
+      high = middle;
+    }
+  }
+  return low < paths_.size() && paths_[low] == path ? low : kNoFile;
 }
 
 std::uint64_t FileParts::size(FileSystemEntry const& file) {
-  auto const found = byPath_.find(file.getPathName());
-  if (found != byPath_.end()) return found->second.size;
+  std::size_t const found = fileAt(file.getPathName());
+  if (found != kNoFile) return facts_[found].size;
   // Not among the files when the object was made: a file made since.
   return countStoredBytes(files_, file);
 }
 
 std::u16string FileParts::partName(FileSystemEntry const& file) const {
-  auto const found = byPath_.find(file.getPathName());
-  if (found == byPath_.end() || found->second.part == kNoPart) return std::u16string();
-  return partNames_[found->second.part];
+  std::size_t const found = fileAt(file.getPathName());
+  if (found == kNoFile || facts_[found].part == kNoPart) return std::u16string();
+  return std::u16string(partNames_[facts_[found].part]);
 }
 
 }  // namespace opcvk

@@ -6,12 +6,14 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
-#include <unordered_map>
+#include <string_view>
 #include <vector>
 
 #include <opc/model/package.h>
 #include <opc/vkservices/file_system_entry.h>
 #include <opc/vkservices/file_system_manager.h>
+
+#include "text_pool.h"
 
 namespace opcvk {
 
@@ -49,6 +51,7 @@ class FileParts {
 
  private:
   static constexpr std::size_t kNoPart = static_cast<std::size_t>(-1);
+  static constexpr std::size_t kNoFile = static_cast<std::size_t>(-1);
 
   struct Facts {
     // Index in partNames_, or kNoPart.
@@ -56,11 +59,15 @@ class FileParts {
     std::uint64_t size;
   };
 
+  // The index of `path` in paths_, or kNoFile.
+  std::size_t fileAt(std::u16string_view path) const;
+
   opc::vkservices::FileSystemManager& files_;
   // Every part's name, each kept once however many files are told by it.
-  std::vector<std::u16string> partNames_;
-  // By the file's path.
-  std::unordered_map<std::u16string, Facts> byPath_;
+  TextPool partNames_;
+  // The files' paths in ascending order, and what is known of each file, by the same index.
+  TextPool paths_;
+  std::vector<Facts> facts_;
 };
 
 // The part name that the library gives a new file at `path` when nothing stands in its way
@@ -70,10 +77,10 @@ std::u16string basePartName(std::u16string const& path);
 
 // `partName` in ASCII lower case without its "_<digits>" runs: the same for a part name and
 // every name the library makes from it by its numbered insertions.
-std::u16string partKey(std::u16string const& partName);
+std::u16string partKey(std::u16string_view partName);
 
 // Whether `name` can be made from `base` by inserting "_<digits>" runs (ASCII case ignored).
-bool isNumberedFrom(std::u16string const& name, std::u16string const& base);
+bool isNumberedFrom(std::u16string_view name, std::u16string_view base);
 
 }  // namespace opcvk
 

@@ -6,13 +6,15 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include <nlohmann/json.hpp>
 
 #include <opc/core/exception.h>
+#include <opc/model/content_type.h>
+#include <opc/model/package.h>
 #include <opc/model/package_options.h>
-#include <opc/model/part.h>
 #include <opc/vkservices/core_properties.h>
 #include <opc/vkservices/file_system_entry.h>
 #include <opc/vkservices/file_system_manager.h>
@@ -86,10 +88,15 @@ void gatherPackage(OpenPackage& open, std::string const& packagePath, Facts& fac
   // Core properties are never encrypted.
   gatherProperties(open, facts);
   facts.packageBytes = std::filesystem::file_size(packagePath);
-  for (opc::model::Part const& part : open.package().getParts()) {
-    ++facts.parts;
-    ++facts.contentTypes[utf8Text(part.getContentType().toString())];
-  }
+  // Parts of one type share one object, so that they are counted by its address and its text
+  // is made once per type rather than once per part.
+  std::unordered_map<opc::model::ContentType const*, std::uint64_t> byType;
+  open.package().visitParts(
+      [&facts, &byType](std::u16string const&, std::uint64_t, opc::model::ContentType const& type) {
+        ++facts.parts;
+        ++byType[&type];
+      });
+  for (auto const& [type, count] : byType) facts.contentTypes[utf8Text(type->toString())] += count;
 }
 
 Facts gather(OpenPackage& open, std::string const& packagePath, bool readable) {

@@ -157,4 +157,55 @@ TEST(FilePartsTest, SizesOfASavedPackageComeFromItsArchive) {
                          {u"/big.bin", 100000, u"/fsroot/big.bin"}});
 }
 
+TEST(FilePartsTest, EveryFileOfANameSharedButForCaseIsDisplaced) {
+  Files files;
+  files.add(u"/A.txt", "1");
+  files.add(u"/a.txt", "22");
+  files.add(u"/a.TXT", "333");
+  files.add(u"/b.txt", "4444");
+  expectParts(files, {{u"/A.txt", 1, u"/fsroot/A.txt"},
+                      {u"/a.txt", 2, u"/fsroot/a_1.txt"},
+                      {u"/a.TXT", 3, u"/fsroot/a_1_2.TXT"},
+                      {u"/b.txt", 4, u"/fsroot/b.txt"}});
+}
+
+TEST(FilePartsTest, AFileMadeAfterwardsIsCountedFromItsBytes) {
+  Files files;
+  files.add(u"/a.txt", "1");
+  opcvk::FileParts parts(*files.package, *files.manager);
+  FileSystemEntry const later = files.add(u"/b.txt", "22");
+  EXPECT_EQ(parts.size(later), 2u);
+  EXPECT_EQ(opc::toUDEString(parts.partName(later)), "");
+  EXPECT_EQ(parts.size(files.manager->getEntry(u"/a.txt")), 1u);
+}
+
+// A package of 10,000 files in 100 folders, saved and read back as the tool reads one: each
+// file is told by its own part, names beyond ASCII included.
+TEST(FilePartsTest, TenThousandFilesOfASavedPackageAreEachToldByTheirPart) {
+  std::vector<unsigned char> saved;
+  std::vector<Expected> expected;
+  {
+    Files files;
+    for (int folder = 0; folder < 100; ++folder) {
+      for (int file = 0; file < 100; ++file) {
+        std::string const number = std::to_string(folder) + "/" + std::to_string(file);
+        std::u16string const path =
+            u"/\u00e9t\u00e9 " + std::u16string(number.begin(), number.end());
+        std::string const content(static_cast<std::size_t>(file % 7), 'x');
+        files.add(path, content);
+        expected.push_back({path, content.size(), opcvk::basePartName(path)});
+      }
+    }
+    files.package->save();
+    saved = files.package->getBuffer();
+  }
+  EXPECT_EQ(expected[1].part, u"/fsroot/%C3%A9t%C3%A9%200/1");
+  Files reopened;
+  reopened.manager.reset();
+  reopened.package = Package::openBuffer(saved, PackageAccess::Read);
+  reopened.manager =
+      std::make_unique<FileSystemManager>(*reopened.package, opc::FileSystemOpsSelector());
+  expectParts(reopened, expected);
+}
+
 }  // namespace
