@@ -14,6 +14,8 @@
 #include <opc/model/uri.h>
 #include <opc/vkservices/content_sources.h>
 
+#include "entry_walk.h"
+
 namespace opcvk {
 namespace {
 
@@ -140,34 +142,56 @@ class FilesByLowerBase {
   std::vector<Key> order_;
 };
 
-// The paths of the package's files, in ascending order.
+// The paths of the package's files, in ascending order.  Taken folder by folder, so that
+// no more than one folder's entries are held at a time beside the pool.
 TextPool filePaths(FileSystemManager& files) {
-  TextPool paths;
   std::vector<std::u16string> unsorted;
-  {
-    auto const leaves = files.getAllLeafs();
-    for (FileSystemEntry const& leaf : leaves) {
-      if (!leaf.isFile()) continue;
-      std::u16string path = leaf.getPathName();
-      if (!unsorted.empty() || (paths.size() != 0 && path <= paths[paths.size() - 1])) {
-        // Out of order, which the library's lists never are: sorted below.
+  TextPool paths;
+  walkEntries(
+      files, FileSystemEntry::getRootName(), WalkOrder::kByPath,
+      [&paths, &unsorted](WalkedEntry const& walked) {
+        if (!walked.entry.isFile()) return;
+        if (unsorted.empty() && (paths.size() == 0 || paths[paths.size() - 1] < walked.path)) {
+          paths.add(walked.path);
+          return;
+        }
+        // Out of order, which the walk never is: sorted below.
         if (unsorted.empty()) {
           for (std::size_t i = 0; i < paths.size(); ++i) unsorted.emplace_back(paths[i]);
         }
-        unsorted.push_back(std::move(path));
-        continue;
-      }
-      paths.add(path);
-    }
+        unsorted.push_back(walked.path);
+      });
+  if (unsorted.empty()) {
+    paths.shrink();
+    return paths;
   }
-  if (!unsorted.empty()) {
-    std::sort(unsorted.begin(), unsorted.end());
-    unsorted.erase(std::unique(unsorted.begin(), unsorted.end()), unsorted.end());
-    paths = TextPool();
-    for (std::u16string const& path : unsorted) paths.add(path);
-  }
-  paths.shrink();
-  return paths;
+  std::sort(unsorted.begin(), unsorted.end());
+  unsorted.erase(std::unique(unsorted.begin(), unsorted.end()), unsorted.end());
+  std::size_t chars = 0;
+  for (std::u16string const& path : unsorted) chars += path.size();
+  TextPool sorted;
+  sorted.reserve(unsorted.size(), chars);
+  for (std::u16string const& path : unsorted) sorted.add(path);
+  return sorted;
+}
+
+// Every part's name, in one pool, and its size by the same number.
+void readParts(opc::model::Package const& package, TextPool& names,
+               std::vector<std::uint64_t>& sizes) {
+  std::size_t count = 0;
+  std::size_t chars = 0;
+  package.visitParts(
+      [&count, &chars](std::u16string const& name, std::uint64_t, opc::model::ContentType const&) {
+        ++count;
+        chars += name.size();
+      });
+  names.reserve(count, chars);
+  sizes.reserve(count);
+  package.visitParts([&names, &sizes](std::u16string const& name, std::uint64_t size,
+                                      opc::model::ContentType const&) {
+    names.add(name);
+    sizes.push_back(size);
+  });
 }
 
 }  // namespace
@@ -214,16 +238,12 @@ bool isNumberedFrom(std::u16string_view name, std::u16string_view base) {
 }
 
 FileParts::FileParts(opc::model::Package& package, FileSystemManager& files) : files_(files) {
+  // The paths first, while nothing else is held beside the entries they come from.
+  paths_ = filePaths(files);
   std::vector<std::uint64_t> partSizes;
-  package.visitParts([this, &partSizes](std::u16string const& name, std::uint64_t size,
-                                        opc::model::ContentType const&) {
-    partNames_.add(name);
-    partSizes.push_back(size);
-  });
-  partNames_.shrink();
+  readParts(package, partNames_, partSizes);
   PartsByName const partByName(partNames_);
 
-  paths_ = filePaths(files);
   std::size_t const count = paths_.size();
   facts_.assign(count, Facts{kNoPart, 0});
   std::vector<char> displaced(count, 0);

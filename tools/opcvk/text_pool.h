@@ -34,6 +34,13 @@ class TextPool {
     ends_.shrink_to_fit();
   }
 
+  // Makes room for `texts` more texts of `chars` code units in all, so that a pool whose size
+  // is known grows in one step, never holding its old block beside a doubled one.
+  void reserve(std::size_t texts, std::size_t chars) {
+    ends_.reserve(ends_.size() + texts);
+    chars_.reserve(chars_.size() + chars);
+  }
+
  private:
   std::u16string chars_;
   // Where each text ends in chars_.
