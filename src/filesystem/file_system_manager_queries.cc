@@ -113,7 +113,7 @@ Entries FileSystemManager::getAllLeafs() const {
 
 Entries FileSystemManager::getChildrenInternal(std::u16string const& path) const {
   std::vector<FileSystemEntry> entries;
-  for (auto const& node : tree_->childNodes(path)) entries.push_back(makeEntry(node));
+  tree_->forEachChildNode(path, [&](FileSystemNode&& node) { entries.push_back(makeEntry(node)); });
   return Entries(std::move(entries));
 }
 

@@ -11,6 +11,9 @@
 namespace opc {
 namespace vkservices {
 namespace detail {
+
+// A tree holds one record per node: their size is the size of a tree.
+static_assert(sizeof(NodeRecord) <= 56, "a node record grew");
 namespace {
 
 constexpr std::size_t kInitialSlots = 64;

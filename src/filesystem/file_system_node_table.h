@@ -31,7 +31,7 @@ enum class ContentForm : std::uint8_t {
   kFsrootPath,  // "/fsroot" and the path (a file in a part named after its path)
 };
 
-// One node of the tree: about 56 bytes, with its name and any content of its own in a shared
+// One node of the tree: 56 bytes, with its name and any content of its own in a shared
 // pool of text.  The path of a record is never stored: it is the path of its parent, a "/",
 // and its name, save that the children of the root follow the root's "/" directly.  A name
 // is the text after the last "/" of the path, or, below the root, everything after the
@@ -51,7 +51,9 @@ struct NodeRecord {
   std::uint32_t contentStart = 0;
   std::uint32_t contentSize = 0;
   std::uint16_t permissions = 0;
-  FileSystemNodeType type = FileSystemNodeType::File;
+  // A FileSystemNodeType, in one byte: with the 32 bits of the enumeration every record of a
+  // tree of 100,000 nodes would take 64 bytes rather than 56.
+  std::uint8_t type = static_cast<std::uint8_t>(FileSystemNodeType::File);
   ContentForm contentForm = ContentForm::kOwn;
   bool hasPermissions : 1;
   bool hasTime : 1;

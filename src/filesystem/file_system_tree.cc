@@ -232,14 +232,21 @@ std::vector<FileSystemNode> FileSystemTree::childNodes(std::u16string const& pat
   NodeIndex const found = table_.find(path);
   if (found == kNoNode) return result;
   result.reserve(table_[found].presentChildren);
+  forEachChildNode(path, [&result](FileSystemNode&& node) { result.push_back(std::move(node)); });
+  return result;
+}
+
+void FileSystemTree::forEachChildNode(std::u16string const& path,
+                                      std::function<void(FileSystemNode&&)> const& visit) const {
+  NodeIndex const found = table_.find(path);
+  if (found == kNoNode) return;
   std::u16string key;
   for (NodeIndex child = table_[found].firstChild; child != kNoNode;
        child = table_[child].nextSibling) {
     if (!table_[child].present) continue;
     childKey(path, table_.nameOf(child), key);
-    result.push_back(nodeOf(child, key));
+    visit(nodeOf(child, key));
   }
-  return result;
 }
 
 std::vector<FileSystemNode> FileSystemTree::leafNodes() const {
@@ -349,7 +356,9 @@ std::u16string const& FileSystemTree::getCurrentVersion() {
   return version;
 }
 
-FileSystemNodeType FileSystemTree::LeafView::getType() const { return table_[index_].type; }
+FileSystemNodeType FileSystemTree::LeafView::getType() const {
+  return static_cast<FileSystemNodeType>(table_[index_].type);
+}
 
 std::u16string_view FileSystemTree::LeafView::getPathName() const { return pathNameOf(key_); }
 
@@ -400,7 +409,7 @@ void FileSystemTree::assign(NodeIndex index, std::u16string_view key, FileSystem
   }
   NodeRecord& record = table_[index];
   record.contentForm = form;
-  record.type = type;
+  record.type = static_cast<std::uint8_t>(type);
   record.hasPermissions = static_cast<bool>(permissions);
   record.permissions = permissions ? static_cast<std::uint16_t>(*permissions) : 0;
   record.hasTime = static_cast<bool>(time);

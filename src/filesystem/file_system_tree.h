@@ -85,6 +85,10 @@ class FileSystemTree {
 
   // Copies of the direct children of `path` in the order of their insertion; empty if none.
   std::vector<FileSystemNode> childNodes(std::u16string const& path) const;
+  // Calls `visit` with a copy of each node that childNodes(path) would give, in the same
+  // order, one at a time.
+  void forEachChildNode(std::u16string const& path,
+                        std::function<void(FileSystemNode&&)> const& visit) const;
 
   // Copies of every node without children, in key order.  Empty for a tree holding only the
   // root: the root is never a leaf by itself.
