@@ -1,3 +1,7 @@
+#include <atomic>
+#include <cstdint>
+#include <cstring>
+#include <new>
 #include <utility>
 
 #include <opc/model/exceptions.h>
@@ -18,7 +22,7 @@ constexpr std::size_t kRelationshipsFolderLength = 5;
 
 // Whether text[at, at + length) equals the lower-case ASCII `lower` without regard to ASCII
 // case; in place, since every new part asks it of its name.
-bool caselessEqualAt(std::u16string const& text, std::size_t at, char16_t const* lower,
+bool caselessEqualAt(std::u16string_view text, std::size_t at, char16_t const* lower,
                      std::size_t length) {
   for (std::size_t i = 0; i < length; ++i) {
     if (detail::asciiLower(text[at + i]) != lower[i]) return false;
@@ -58,7 +62,7 @@ struct LastSegments {
   bool hasFolder;
 };
 
-LastSegments findLastSegments(std::u16string const& name) {
+LastSegments findLastSegments(std::u16string_view name) {
   std::size_t const lastSlash = name.rfind(u'/');
   LastSegments result{0, lastSlash + 1, lastSlash > 0};
   if (result.hasFolder) result.folderStart = name.rfind(u'/', lastSlash - 1) + 1;
@@ -67,85 +71,158 @@ LastSegments findLastSegments(std::u16string const& name) {
 
 }  // namespace
 
-PartName::PartName(std::u16string const& name)
-    : name_(validated(name)), key_(detail::makePartNameKey(name_)) {}
+// The block of a name: its counters, then the text, then the key and a terminating zero.
+struct PartName::Rep {
+  std::atomic<std::uint32_t> references;
+  std::uint32_t textLength;
+  std::uint32_t keyLength;
 
-PartName::PartName(URI const& uri)
-    : name_(pathOfTarget(uri)), key_(detail::makePartNameKey(name_)) {}
+  char16_t* text() { return reinterpret_cast<char16_t*>(this + 1); }
+  char* key() { return reinterpret_cast<char*>(text() + textLength); }
 
-PartName::PartName(std::u16string const& name, std::string const& key) : name_(name), key_(key) {}
+  static Rep* make(std::u16string_view text, std::string_view key) {
+    static_assert(sizeof(Rep) % alignof(char16_t) == 0, "the text follows the counters");
+    // Names are checked to a few thousand characters at most long before they get here.
+    std::size_t const bytes = sizeof(Rep) + text.size() * sizeof(char16_t) + key.size() + 1;
+    Rep* rep = static_cast<Rep*>(::operator new(bytes));
+    new (&rep->references) std::atomic<std::uint32_t>(1);
+    rep->textLength = static_cast<std::uint32_t>(text.size());
+    rep->keyLength = static_cast<std::uint32_t>(key.size());
+    if (!text.empty()) std::memcpy(rep->text(), text.data(), text.size() * sizeof(char16_t));
+    if (!key.empty()) std::memcpy(rep->key(), key.data(), key.size());
+    rep->key()[key.size()] = '\0';
+    return rep;
+  }
+  static Rep* share(Rep* rep) {
+    if (rep) rep->references.fetch_add(1, std::memory_order_relaxed);
+    return rep;
+  }
+  static void release(Rep* rep) {
+    if (rep && rep->references.fetch_sub(1, std::memory_order_acq_rel) == 1) {
+      rep->references.~atomic();
+      ::operator delete(rep);
+    }
+  }
+};
 
-PartName::PartName(PartName const& other) = default;
-PartName::PartName(PartName&& other) noexcept = default;
-PartName& PartName::operator=(PartName const& other) = default;
-PartName& PartName::operator=(PartName&& other) noexcept = default;
-PartName::~PartName() = default;
+PartName::PartName(std::u16string const& name) : rep_(nullptr) {
+  std::u16string const text = validated(name);
+  rep_ = Rep::make(text, detail::makePartNameKey(text));
+}
+
+PartName::PartName(URI const& uri) : rep_(nullptr) {
+  std::u16string const text = pathOfTarget(uri);
+  rep_ = Rep::make(text, detail::makePartNameKey(text));
+}
+
+PartName::PartName(std::u16string const& name, std::string const& key)
+    : rep_(Rep::make(name, key)) {}
+
+PartName::PartName(std::u16string_view name, std::string_view key) : rep_(Rep::make(name, key)) {}
+
+PartName::PartName(PartName const& other) : rep_(Rep::share(other.rep_)) {}
+
+PartName::PartName(PartName&& other) noexcept : rep_(other.rep_) { other.rep_ = nullptr; }
+
+PartName& PartName::operator=(PartName const& other) {
+  Rep* const shared = Rep::share(other.rep_);
+  Rep::release(rep_);
+  rep_ = shared;
+  return *this;
+}
+
+PartName& PartName::operator=(PartName&& other) noexcept {
+  if (this != &other) {
+    Rep::release(rep_);
+    rep_ = other.rep_;
+    other.rep_ = nullptr;
+  }
+  return *this;
+}
+
+PartName::~PartName() { Rep::release(rep_); }
+
+std::u16string_view PartName::text() const {
+  return rep_ ? std::u16string_view(rep_->text(), rep_->textLength) : std::u16string_view();
+}
+
+std::string_view PartName::key() const {
+  return rep_ ? std::string_view(rep_->key(), rep_->keyLength) : std::string_view();
+}
 
 bool PartName::isValid(std::u16string const& name) {
   return !detail::findPartNameError(name).has_value();
 }
 
-std::u16string PartName::toString() const { return name_; }
+std::u16string PartName::toString() const { return std::u16string(text()); }
 
-URI PartName::getURI() const { return URI(name_); }
+URI PartName::getURI() const { return URI(toString()); }
 
 bool PartName::isRelationshipName() const {
-  LastSegments const segments = findLastSegments(name_);
+  std::u16string_view const full = text();
+  LastSegments const segments = findLastSegments(full);
   if (!segments.hasFolder) return false;
   std::size_t const folderLength = segments.lastStart - 1 - segments.folderStart;
-  std::size_t const lastLength = name_.size() - segments.lastStart;
+  std::size_t const lastLength = full.size() - segments.lastStart;
   return folderLength == kRelationshipsFolderLength &&
-         caselessEqualAt(name_, segments.folderStart, kRelationshipsFolder,
+         caselessEqualAt(full, segments.folderStart, kRelationshipsFolder,
                          kRelationshipsFolderLength) &&
          lastLength >= kRelationshipsExtensionLength &&
-         caselessEqualAt(name_, name_.size() - kRelationshipsExtensionLength,
-                         kRelationshipsExtension, kRelationshipsExtensionLength);
+         caselessEqualAt(full, full.size() - kRelationshipsExtensionLength, kRelationshipsExtension,
+                         kRelationshipsExtensionLength);
 }
 
 PartName PartName::getRelationshipsPartName() const {
+  std::u16string const full = toString();
   if (isRelationshipName()) {
-    throw InvalidPartName("Invalid source part name " + detail::quoted(name_) +
+    throw InvalidPartName("Invalid source part name " + detail::quoted(full) +
                           ": a relationships part cannot have relationships");
   }
-  LastSegments const segments = findLastSegments(name_);
+  LastSegments const segments = findLastSegments(full);
   // Adding a "_rels" segment and the ".rels" extension keeps every rule of the grammar, so
   // the result needs no second validation.
-  std::u16string const name = name_.substr(0, segments.lastStart) + kRelationshipsFolder + u"/" +
-                              name_.substr(segments.lastStart) + kRelationshipsExtension;
+  std::u16string const name = full.substr(0, segments.lastStart) + kRelationshipsFolder + u"/" +
+                              full.substr(segments.lastStart) + kRelationshipsExtension;
   return PartName(name, detail::makePartNameKey(name));
 }
 
 PartName PartName::getPackageRelationshipsPartName() { return PartName(u"/_rels/.rels"); }
 
 boost::optional<PartName> PartName::getRelationshipsSourceName() const {
+  std::u16string const full = toString();
   if (!isRelationshipName()) {
-    throw InvalidPartName("Invalid relationships part name " + detail::quoted(name_) +
+    throw InvalidPartName("Invalid relationships part name " + detail::quoted(full) +
                           ": it must lie in a \"_rels\" folder and end with \".rels\"");
   }
-  LastSegments const segments = findLastSegments(name_);
-  std::u16string const source = name_.substr(0, segments.folderStart) +
-                                name_.substr(segments.lastStart, name_.size() - segments.lastStart -
-                                                                     kRelationshipsExtensionLength);
+  LastSegments const segments = findLastSegments(full);
+  std::u16string const source = full.substr(0, segments.folderStart) +
+                                full.substr(segments.lastStart, full.size() - segments.lastStart -
+                                                                    kRelationshipsExtensionLength);
   if (source == u"/") return boost::none;
   if (!isValid(source)) {
-    throw InvalidPartName("Invalid relationships part name " + detail::quoted(name_) +
+    throw InvalidPartName("Invalid relationships part name " + detail::quoted(full) +
                           ": its source " + detail::quoted(source) + " is not a valid part name");
   }
   return PartName(source, detail::makePartNameKey(source));
 }
 
 bool PartName::isDerivedFrom(PartName const& other) const {
-  std::size_t const length = other.key_.size();
-  return key_.size() > length && key_.compare(0, length, other.key_) == 0 && key_[length] == '/';
+  std::string_view const key = this->key();
+  std::string_view const base = other.key();
+  return key.size() > base.size() && key.compare(0, base.size(), base) == 0 &&
+         key[base.size()] == '/';
 }
 
-bool PartName::operator==(PartName const& other) const { return key_ == other.key_; }
+bool PartName::operator==(PartName const& other) const {
+  return rep_ == other.rep_ || key() == other.key();
+}
 
-bool PartName::operator!=(PartName const& other) const { return key_ != other.key_; }
+bool PartName::operator!=(PartName const& other) const { return !(*this == other); }
 
-bool PartName::operator<(PartName const& other) const { return key_ < other.key_; }
+bool PartName::operator<(PartName const& other) const { return key() < other.key(); }
 
-std::size_t PartName::hash() const { return std::hash<std::string>()(key_); }
+// The same value as std::hash of a std::string of the key's bytes.
+std::size_t PartName::hash() const { return std::hash<std::string_view>()(key()); }
 
 }  // namespace model
 }  // namespace opc

@@ -150,9 +150,9 @@ bool isPlainPartItemName(std::string_view itemName) {
   return itemName.back() != '.';
 }
 
-std::string const& PartNameAccess::key(PartName const& name) { return name.key_; }
+std::string_view PartNameAccess::key(PartName const& name) { return name.key(); }
 
-std::u16string const& PartNameAccess::text(PartName const& name) { return name.name_; }
+std::u16string_view PartNameAccess::text(PartName const& name) { return name.text(); }
 
 PartName PartNameAccess::make(std::u16string const& name, std::string const& key) {
   return PartName(name, key);

@@ -71,7 +71,7 @@ std::basic_string_view<Char> extensionOf(std::basic_string_view<Char> name) {
 // it of every part at each save.
 void lowerExtensionOf(PartName const& name, std::u16string& extension) {
   extension.clear();
-  for (char16_t const c : extensionOf(std::u16string_view(PartNameAccess::text(name)))) {
+  for (char16_t const c : extensionOf(PartNameAccess::text(name))) {
     extension += asciiLower(c);
   }
 }
@@ -121,7 +121,7 @@ ContentTypeMap ContentTypeMap::read(opc::InputStream& stream, std::string const&
     } catch (InvalidPartName const& e) {
       throw InvalidPackage(context + ": " + e.what());
     }
-    if (!map.overrides_.emplace(PartNameAccess::key(*name), type).second) {
+    if (!map.overrides_.emplace(std::string(PartNameAccess::key(*name)), type).second) {
       throw InvalidPackage(context + ": the part " + quoted(nameText) +
                            " has more than one Override");
     }
@@ -135,9 +135,9 @@ boost::optional<ContentType> ContentTypeMap::lookup(PartName const& name) const 
   return *type;
 }
 
-ContentType const* ContentTypeMap::findOverride(std::string const& key) const {
+ContentType const* ContentTypeMap::findOverride(std::string_view key) const {
   if (overrides_.empty()) return nullptr;
-  auto const override = overrides_.find(key);
+  auto const override = overrides_.find(std::string(key));
   return override == overrides_.end() ? nullptr : &override->second;
 }
 
@@ -230,8 +230,8 @@ void writeContentTypes(std::vector<std::pair<PartName const*, ContentType const*
     if (number != kNoExtension && *tallies[number].best == type) continue;
     xercesc::DOMElement* element =
         XercesHelper::appendElementNS(root, kContentTypesNamespace, u"Override");
-    XercesHelper::setElementAttribute(element, u"PartName",
-                                      asciiOnly(PartNameAccess::text(*parts[i].first)));
+    XercesHelper::setElementAttribute(
+        element, u"PartName", asciiOnly(std::u16string(PartNameAccess::text(*parts[i].first))));
     XercesHelper::setElementAttribute(element, u"ContentType", type);
   }
   auto writer = XercesHelper::createPrettyPrintingWriter();

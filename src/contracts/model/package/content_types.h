@@ -5,6 +5,7 @@
 
 #include <map>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <utility>
 #include <vector>
@@ -56,7 +57,7 @@ class ContentTypeMap {
   ContentType const* findByAsciiKey(std::string const& key) const;
 
  private:
-  ContentType const* findOverride(std::string const& key) const;
+  ContentType const* findOverride(std::string_view key) const;
 
   std::map<std::u16string, ContentType> defaults_;
   // By the comparison key of the part, which equal part names share.

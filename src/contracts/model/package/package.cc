@@ -21,7 +21,7 @@ void loadArchive(detail::PackageState& state, std::shared_ptr<detail::ZipByteSou
 }
 
 bool endsWithRelsSegment(PartName const& name) {
-  std::u16string const& text = detail::PartNameAccess::text(name);
+  std::u16string_view const text = detail::PartNameAccess::text(name);
   static constexpr char16_t kSegment[] = u"/_rels";
   std::size_t const length = sizeof(kSegment) / sizeof(kSegment[0]) - 1;
   if (text.size() < length) return false;
@@ -35,7 +35,7 @@ bool endsWithRelsSegment(PartName const& name) {
 // a leading run of its segments be a relationships part name, so that the parts of an
 // ordinary folder tree are not taken apart into such runs one by one.
 bool hasRelsFolder(PartName const& name) {
-  std::u16string const& text = detail::PartNameAccess::text(name);
+  std::u16string_view const text = detail::PartNameAccess::text(name);
   static constexpr char16_t kFolder[] = u"/_rels/";
   std::size_t const length = sizeof(kFolder) / sizeof(kFolder[0]) - 1;
   for (std::size_t start = 0; start + length <= text.size(); ++start) {

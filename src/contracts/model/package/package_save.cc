@@ -46,6 +46,10 @@ std::string itemNameFor(PartName const& name, std::string const& keptName) {
   return keptName.empty() ? toZipItemName(name) : keptName;
 }
 
+std::string itemNameFor(PartName const& name, std::string const* keptName) {
+  return keptName ? *keptName : toZipItemName(name);
+}
+
 // A reader for ZipWriter::add that opens the content only when first asked, so that a
 // package with many parts does not hold many readers at once.
 ZipContentReader lazyReader(std::shared_ptr<PartContent const> content) {
@@ -86,7 +90,7 @@ void planRelationships(PlanSink const& emit, RelationshipSet& set, PartName cons
 
 // Makes the item of `archive` under the record's name the source of its content.
 void pointAt(std::shared_ptr<ZipArchive const> const& archive, PartRecord& record) {
-  std::int64_t const index = archive->find(itemNameFor(record.name, record.itemName));
+  std::int64_t const index = archive->find(itemNameFor(record.name, record.itemName.get()));
   if (index < 0) return;
   auto entry = std::make_shared<ZipEntry const>(archive->entry(static_cast<std::size_t>(index)));
   record.content = makeArchiveContent(archive, *entry);
@@ -157,10 +161,10 @@ void PackageState::writeArchive() {
       PartRecord const& part = *item.part;
       types.emplace_back(&part.name, part.contentType.get());
       // A part's item name is made again when the archive needs it, rather than held here.
-      if (part.itemName.empty()) {
+      if (!part.itemName) {
         items.push_back({&part.name, nullptr, item.compression, std::move(item.content)});
       } else {
-        items.push_back({nullptr, &part.itemName, item.compression, std::move(item.content)});
+        items.push_back({nullptr, part.itemName.get(), item.compression, std::move(item.content)});
       }
     };
   } else {
@@ -170,9 +174,10 @@ void PackageState::writeArchive() {
   planRelationships(emit, packageRelationships_, PartName::getPackageRelationshipsPartName());
   for (auto const& record : parts_) {
     // The eager road names a part's item from its record (see emit).
-    emit(PlannedItem{record, nullptr, nullptr, record->compression, record->entry.get(),
-                     record->entry ? nullptr : record->content,
-                     eagerRoad ? std::string() : itemNameFor(record->name, record->itemName)});
+    emit(
+        PlannedItem{record, nullptr, nullptr, record->compression, record->entry.get(),
+                    record->entry ? nullptr : record->content,
+                    eagerRoad ? std::string() : itemNameFor(record->name, record->itemName.get())});
     auto const set = partRelationships_.find(record->name);
     if (set != partRelationships_.end()) {
       planRelationships(emit, set->second, record->name.getRelationshipsPartName());

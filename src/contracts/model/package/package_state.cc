@@ -59,7 +59,7 @@ std::string quotedItem(std::string const& itemName) {
 // nor take the name of their folder ("/a/_rels"), which would also make one name both a file
 // and a folder of the archive.  Checked on the comparison key, where case is folded.  Empty
 // when the name is fine.
-std::string relationshipsClash(std::u16string const& name, std::string const& key) {
+std::string relationshipsClash(std::u16string_view name, std::string const& key) {
   static std::string const kFolder = "/_rels/";
   static std::string const kExtension = ".rels";
   for (std::size_t at = key.find(kFolder); at != std::string::npos;
@@ -75,14 +75,14 @@ std::string relationshipsClash(std::u16string const& name, std::string const& ke
           std::count(key.begin(), key.begin() + static_cast<std::ptrdiff_t>(end), '/'));
       std::size_t slash = 0;
       for (std::size_t k = 0; k < slashes; ++k) slash = name.find(u'/', slash + 1);
-      return "the part " + quoted(name) + " lies inside the relationships part " +
-             quoted(name.substr(0, slash));
+      return "the part " + quoted(std::u16string(name)) + " lies inside the relationships part " +
+             quoted(std::u16string(name.substr(0, slash)));
     }
   }
   static std::string const lastFolder = "/_rels";
   if (key.size() >= lastFolder.size() &&
       key.compare(key.size() - lastFolder.size(), lastFolder.size(), lastFolder) == 0) {
-    return "the part " + quoted(name) +
+    return "the part " + quoted(std::u16string(name)) +
            " has the name of a folder of relationships parts (\"_rels\")";
   }
   return std::string();
@@ -104,7 +104,7 @@ bool isRelationshipsKey(std::string_view key) {
 }
 
 // Whether the part of key `other` lies below the part of key `key` (PartName::isDerivedFrom).
-bool isBelowKey(std::string const& other, std::string const& key) {
+bool isBelowKey(std::string_view other, std::string_view key) {
   return other.size() > key.size() && other.compare(0, key.size(), key) == 0 &&
          other[key.size()] == '/';
 }
@@ -227,7 +227,8 @@ void PackageState::load(std::shared_ptr<ZipArchive const> archive) {
         throw InvalidPackage(context + ": " + e.what());
       }
     }
-    std::u16string const& nameText = plain ? text : PartNameAccess::text(*name);
+    std::u16string_view const nameText =
+        plain ? std::u16string_view(text) : PartNameAccess::text(*name);
     std::uint32_t const hash = PartTable::hashOf(key);
     std::uint32_t const same = table_.find(key, hash);
     if (same != PartTable::kNone) {
@@ -258,11 +259,12 @@ void PackageState::load(std::shared_ptr<ZipArchive const> archive) {
     if (!clash.empty()) throw InvalidPackage(context + ": " + clash);
     ContentType const* type = plain ? types.findByAsciiKey(key) : types.find(*name);
     if (type == nullptr) {
-      throw InvalidPackage(context + ": the part " + quoted(nameText) + " has no content type");
+      throw InvalidPackage(context + ": the part " + quoted(std::u16string(nameText)) +
+                           " has no content type");
     }
     if (auto conflict = findDerivationConflict(key, previous.sharedLength(key))) {
       throw InvalidPackage(context + ": the parts " + quoted(conflict->toString()) + " and " +
-                           quoted(nameText) +
+                           quoted(std::u16string(nameText)) +
                            " cannot both exist, since one name is a folder of the other");
     }
     table_.addItem(key, hash, row, table_.typeIndex(type));
@@ -287,7 +289,7 @@ std::shared_ptr<PartRecord> PackageState::makeRecord(PartTable::Row const& row,
   auto record = std::make_shared<PartRecord>(partNameFromZipItemName(entry->name), sharedType(type),
                                              compressionOf(*entry, type));
   record->content = makeArchiveContent(archive_, *entry);
-  record->itemName = entry->name;
+  record->itemName = std::make_unique<std::string const>(entry->name);
   record->entry = std::move(entry);
   return record;
 }
@@ -302,21 +304,18 @@ std::vector<std::shared_ptr<PartRecord>> const& PackageState::parts() const {
 }
 
 std::shared_ptr<PartRecord> PackageState::findRecord(PartName const& name) const {
-  auto const range = byKey_.equal_range(name.hash());
-  for (auto it = range.first; it != range.second; ++it) {
-    if (it->second->name == name) return it->second;
-  }
-  return nullptr;
+  std::uint32_t const position =
+      byKey_.find(name.hash(), [&](std::uint32_t at) { return parts_[at]->name == name; });
+  return position == PartIndex::kNone ? nullptr : parts_[position];
 }
 
 std::shared_ptr<PartRecord> PackageState::findRecordByKey(std::string_view key) const {
   if (byKey_.empty()) return nullptr;
   // The same value as PartName::hash: a view hashes as the string of its characters.
-  auto const range = byKey_.equal_range(std::hash<std::string_view>()(key));
-  for (auto it = range.first; it != range.second; ++it) {
-    if (keyOf(it->second->name) == key) return it->second;
-  }
-  return nullptr;
+  std::uint32_t const position =
+      byKey_.find(std::hash<std::string_view>()(key),
+                  [&](std::uint32_t at) { return keyOf(parts_[at]->name) == key; });
+  return position == PartIndex::kNone ? nullptr : parts_[position];
 }
 
 std::shared_ptr<PartRecord> PackageState::findPart(PartName const& name) const {
@@ -364,7 +363,7 @@ boost::optional<PartName> PackageState::findDerivationConflict(PartName const& n
   return findDerivationConflict(keyOf(name), 0);
 }
 
-boost::optional<PartName> PackageState::findDerivationConflict(std::string const& key,
+boost::optional<PartName> PackageState::findDerivationConflict(std::string_view key,
                                                                std::size_t known) const {
   // The folders above the name that were found to name no part for an earlier name need no
   // second look: the files of one folder are often made one after another.
@@ -373,12 +372,12 @@ boost::optional<PartName> PackageState::findDerivationConflict(std::string const
                       key[clearFolder_.size()] == '/' &&
                       key.compare(0, clearFolder_.size(), clearFolder_) == 0;
   if (cached) from = std::max(from, clearFolder_.size() + 1);
-  for (std::size_t slash = key.find('/', from); slash != std::string::npos;
+  for (std::size_t slash = key.find('/', from); slash != std::string_view::npos;
        slash = key.find('/', slash + 1)) {
-    if (auto record = findPartByKey(std::string_view(key).substr(0, slash))) return record->name;
+    if (auto record = findPartByKey(key.substr(0, slash))) return record->name;
   }
   if (table_.empty()) clearFolder_.assign(key, 0, key.rfind('/'));
-  if (prefixes_.count(key) != 0) {
+  if (prefixes_.count(std::string(key)) != 0) {
     // Rare: only when there is a conflict does it cost a walk over the parts.
     for (auto const& record : parts_) {
       if (isBelowKey(keyOf(record->name), key)) return record->name;
@@ -393,11 +392,11 @@ boost::optional<PartName> PackageState::findDerivationConflict(std::string const
 }
 
 void PackageState::addPart(std::shared_ptr<PartRecord> record) {
-  std::string const& key = keyOf(record->name);
+  std::string_view const key = keyOf(record->name);
   addPart(std::move(record), key);
 }
 
-void PackageState::addPart(std::shared_ptr<PartRecord> record, std::string const& key) {
+void PackageState::addPart(std::shared_ptr<PartRecord> record, std::string_view key) {
   // A part that names a folder known to be clear makes it no longer so.
   if (clearFolder_.compare(0, key.size(), key) == 0 &&
       (clearFolder_.size() == key.size() || clearFolder_[key.size()] == '/')) {
@@ -409,24 +408,27 @@ void PackageState::addPart(std::shared_ptr<PartRecord> record, std::string const
     prefix.assign(key, 0, slash);
     ++prefixes_[prefix];
   }
-  byKey_.emplace(record->name.hash(), record);
+  if (parts_.size() >= PartIndex::kNone) {
+    throw InvalidPackageState("The package " + label_ + " cannot hold more parts");
+  }
+  byKey_.add(record->name.hash(), static_cast<std::uint32_t>(parts_.size()));
   parts_.push_back(std::move(record));
 }
 
 void PackageState::removePart(PartName const& name) {
-  auto const range = byKey_.equal_range(name.hash());
-  auto const found = std::find_if(range.first, range.second,
-                                  [&](auto const& item) { return item.second->name == name; });
-  if (found == range.second) return;
-  std::shared_ptr<PartRecord> record = found->second;
-  std::string const key = keyOf(name);
+  std::size_t const hash = name.hash();
+  std::uint32_t const position =
+      byKey_.find(hash, [&](std::uint32_t at) { return parts_[at]->name == name; });
+  if (position == PartIndex::kNone) return;
+  std::shared_ptr<PartRecord> record = parts_[position];
+  std::string const key(keyOf(name));
   for (std::size_t slash = key.find('/', 1); slash != std::string::npos;
        slash = key.find('/', slash + 1)) {
     auto const count = prefixes_.find(key.substr(0, slash));
     if (count != prefixes_.end() && --count->second == 0) prefixes_.erase(count);
   }
-  byKey_.erase(found);
-  parts_.erase(std::find(parts_.begin(), parts_.end(), record));
+  byKey_.removeAndClose(hash, position);
+  parts_.erase(parts_.begin() + static_cast<std::ptrdiff_t>(position));
   partRelationships_.erase(record->name);
   record->deleted = true;
   record->content.reset();
@@ -468,22 +470,20 @@ void PackageState::loadRelationships(RelationshipSet& set, URI const& sourceURI,
 
 PartInputStream& PackageState::newInputStream(std::shared_ptr<PartContent const> content,
                                               PartName const& name) {
-  inputStreams_.push_back(std::make_unique<PartInputStream>(std::move(content), name));
-  return *inputStreams_.back();
+  return inputStreams_.emplace_back(std::move(content), name);
 }
 
 PartOutputStream& PackageState::newOutputStream(std::shared_ptr<PartRecord> const& record) {
   if (!sharedSpool_) {
     sharedSpool_ = std::make_shared<SharedSpool>(options_.spoolBudget, spoolFolder());
   }
-  outputStreams_.push_back(std::make_unique<PartOutputStream>(
-      record, options_.spoolThreshold, spoolFolder(), sharedSpool_, eagerArchive()));
-  return *outputStreams_.back();
+  return outputStreams_.emplace_back(record, options_.spoolThreshold, spoolFolder(), sharedSpool_,
+                                     eagerArchive());
 }
 
 void PackageState::closeOutputStreams() {
-  for (auto const& stream : outputStreams_) {
-    if (!stream->isClosed()) stream->close();
+  for (PartOutputStream& stream : outputStreams_) {
+    if (!stream.isClosed()) stream.close();
   }
 }
 
@@ -493,7 +493,7 @@ std::u16string PackageState::spoolFolder() const {
   return folder.empty() ? std::u16string(u".") : folder;
 }
 
-std::string const& PackageState::keyOf(PartName const& name) { return PartNameAccess::key(name); }
+std::string_view PackageState::keyOf(PartName const& name) { return PartNameAccess::key(name); }
 
 bool PackageState::isRegistered(DataManager const* manager) const {
   return std::find(managers_.begin(), managers_.end(), manager) != managers_.end();

@@ -5,6 +5,7 @@
 #define OPC_MODEL_PACKAGE_PACKAGE_STATE_H_
 
 #include <cstdint>
+#include <deque>
 #include <functional>
 #include <map>
 #include <memory>
@@ -24,6 +25,8 @@
 #include "../zip/zip_archive.h"
 #include "content_type_pool.h"
 #include "part_content.h"
+#include "part_index.h"
+#include "part_streams.h"
 #include "part_table.h"
 
 namespace opc {
@@ -36,8 +39,6 @@ namespace detail {
 
 class EagerArchive;
 class PackageLock;
-class PartInputStream;
-class PartOutputStream;
 class SharedSpool;
 
 struct PartRecord {
@@ -59,9 +60,10 @@ struct PartRecord {
   std::shared_ptr<ZipEntry const> entry;
   // The name of the archive item the part was read from, which saving keeps: readers find
   // items by the targets that point at them, and other writers spell those targets (and so
-  // their item names) in UTF-8 rather than percent-encoded.  Empty for a part made here,
-  // which is stored under toZipItemName of its name.
-  std::string itemName;
+  // their item names) in UTF-8 rather than percent-encoded.  Null for a part made here,
+  // which is stored under toZipItemName of its name: behind a pointer, since the records of
+  // a large new package are nearly all of those.
+  std::unique_ptr<std::string const> itemName;
   interfaces::CompressionType compression;
   bool deleted = false;
   // The last save wrote the content as it stands, and `entry` is to be found in the saved
@@ -73,7 +75,7 @@ struct PartRecord {
 // a set that was never read, or read and never changed, is copied raw at save.
 struct RelationshipSet {
   boost::optional<ZipEntry> entry;
-  // As PartRecord::itemName, for the relationships part.
+  // As PartRecord::itemName (empty rather than null), for the relationships part.
   std::string itemName;
   bool loaded = false;
   bool changed = false;
@@ -168,15 +170,15 @@ class PackageState {
  private:
   void loadRelationships(RelationshipSet& set, URI const& sourceURI, PartName const& setName);
   // The string that equal names share: what PartName compares.
-  static std::string const& keyOf(PartName const& name);
+  static std::string_view keyOf(PartName const& name);
   std::shared_ptr<PartRecord> findPartByKey(std::string_view key) const;
   // The record of byKey_ with this name, or with this key; null if none.
   std::shared_ptr<PartRecord> findRecord(PartName const& name) const;
   std::shared_ptr<PartRecord> findRecordByKey(std::string_view key) const;
   // As findDerivationConflict(name) for the name whose key is `key`, but the leading runs of
   // `key` that end before `known` are known to be no part.
-  boost::optional<PartName> findDerivationConflict(std::string const& key, std::size_t known) const;
-  void addPart(std::shared_ptr<PartRecord> record, std::string const& key);
+  boost::optional<PartName> findDerivationConflict(std::string_view key, std::size_t known) const;
+  void addPart(std::shared_ptr<PartRecord> record, std::string_view key);
   void adoptArchive(std::shared_ptr<ZipArchive const> archive);
   // The record of a row of table_.
   std::shared_ptr<PartRecord> makeRecord(PartTable::Row const& row, PartTable const& table) const;
@@ -207,10 +209,10 @@ class PackageState {
   // Both maps hold comparison keys (see keyOf), not names: the key of a leading run of
   // segments is the same leading run of the key, so that the runs of a name cost a substring
   // each rather than the validation of a new PartName.
-  // The records by the hash of their key (PartName::hash): the name, key included, is held
-  // once, by its record, rather than again by the map; names of equal hashes are told apart
-  // by their records.
-  std::unordered_multimap<std::size_t, std::shared_ptr<PartRecord>> byKey_;
+  // The positions in parts_ of the records added (all of a writer's) by the hash of their key
+  // (PartName::hash): the name, key included, is held once, by its record; names of equal
+  // hashes are told apart by their records.
+  PartIndex byKey_;
   // For every proper leading run of segments of a part's name, how many parts have it, so
   // that a part "/a" cannot be made beside "/a/b" without a walk over all parts.
   std::unordered_map<std::string, std::size_t> prefixes_;
@@ -223,8 +225,10 @@ class PackageState {
   RelationshipSet packageRelationships_;
   std::map<PartName, RelationshipSet> partRelationships_;
 
-  std::vector<std::unique_ptr<PartInputStream>> inputStreams_;
-  std::vector<std::unique_ptr<PartOutputStream>> outputStreams_;
+  // Every stream given out, in place: a caller holds its stream by reference until the package
+  // goes, and a package of many parts keeps as many, so none costs a block of its own.
+  std::deque<PartInputStream> inputStreams_;
+  std::deque<PartOutputStream> outputStreams_;
   std::shared_ptr<SharedSpool> sharedSpool_;
   std::vector<DataManager*> managers_;
   // Held by a writer of a file from open (or its first save, for a Create that found nothing

@@ -70,7 +70,7 @@ struct PartOutputStream::Open {
 PartOutputStream::PartOutputStream(std::shared_ptr<PartRecord> record, std::uint64_t threshold,
                                    std::u16string spoolFolder, std::shared_ptr<SharedSpool> shared,
                                    std::shared_ptr<EagerArchive> eager)
-    : record_(record),
+    : name_(record->name),
       open_(std::make_unique<Open>(Open{std::move(record),
                                         threshold,
                                         std::move(spoolFolder),
@@ -88,7 +88,7 @@ PartOutputStream::~PartOutputStream() {
 
 void PartOutputStream::write(unsigned char const* buffer, std::size_t count) {
   if (!open_) {
-    throw InvalidPackageState("The stream of the part " + quoted(record_->name.toString()) +
+    throw InvalidPackageState("The stream of the part " + quoted(name_.toString()) +
                               " was closed; ask the part for a new stream");
   }
   if (count == 0) return;
@@ -211,8 +211,7 @@ void PartOutputStream::close() {
   PartRecord& record = *open.record;
   if (!record.deleted) {
     if (open.eager) {
-      std::string const itemName =
-          record.itemName.empty() ? toZipItemName(record.name) : record.itemName;
+      std::string const itemName = record.itemName ? *record.itemName : toZipItemName(record.name);
       content = open.eager->submit(itemName, record.compression, std::move(content));
     }
     record.content = std::move(content);

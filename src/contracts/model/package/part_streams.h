@@ -55,8 +55,8 @@ class PartInputStream : public opc::InputStream {
 //
 // A closed stream stays as long as the package (its writer may still hold it), so everything
 // an open stream needs lives apart and goes at close(): a package of 100,000 parts written one
-// after another keeps 100,000 closed streams of a pointer each (to the part's record, for the
-// name that the error of a late write tells).
+// after another keeps 100,000 closed streams of two pointers each (one to the part's name,
+// shared with its record, for the error of a late write).
 class OPC_MODEL_EXPORT PartOutputStream : public opc::OutputStream {
  public:
   PartOutputStream(std::shared_ptr<PartRecord> record, std::uint64_t threshold,
@@ -80,7 +80,8 @@ class OPC_MODEL_EXPORT PartOutputStream : public opc::OutputStream {
   // Frees the bytes held in memory and gives their reservation back.
   void dropBuffer();
 
-  std::shared_ptr<PartRecord const> record_;
+  // The part's name, for the error of a late write: it shares the record's text.
+  PartName name_;
   std::unique_ptr<Open> open_;  // null once closed
 };
 

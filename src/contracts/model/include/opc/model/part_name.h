@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <functional>
 #include <string>
+#include <string_view>
 
 #include <boost/optional.hpp>
 
@@ -99,11 +100,19 @@ class OPC_MODEL_EXPORT PartName {
  private:
   friend class detail::PartNameAccess;
 
-  PartName(std::u16string const& name, std::string const& key);
+  struct Rep;
 
-  std::u16string name_;
-  // The comparison form: UTF-8, non-ASCII bytes as escapes, ASCII letters in lower case.
-  std::string key_;
+  PartName(std::u16string const& name, std::string const& key);
+  PartName(std::u16string_view name, std::string_view key);
+
+  std::u16string_view text() const;
+  std::string_view key() const;
+
+  // The name exactly as given and its comparison form (UTF-8, non-ASCII bytes as escapes,
+  // ASCII letters in lower case), in one block that copies share: a package of many parts
+  // holds a name per part, and more where handles and maps name them again.  Null only in a
+  // name moved from, which reads as empty.
+  Rep* rep_;
 };
 
 }  // namespace model
