@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <atomic>
 #include <cstdint>
 #include <cstring>
@@ -22,10 +23,11 @@ constexpr std::size_t kRelationshipsFolderLength = 5;
 
 // Whether text[at, at + length) equals the lower-case ASCII `lower` without regard to ASCII
 // case; in place, since every new part asks it of its name.
-bool caselessEqualAt(std::u16string_view text, std::size_t at, char16_t const* lower,
+template <typename Char>
+bool caselessEqualAt(std::basic_string_view<Char> text, std::size_t at, char16_t const* lower,
                      std::size_t length) {
   for (std::size_t i = 0; i < length; ++i) {
-    if (detail::asciiLower(text[at + i]) != lower[i]) return false;
+    if (detail::asciiLower(static_cast<char16_t>(text[at + i])) != lower[i]) return false;
   }
   return true;
 }
@@ -62,33 +64,95 @@ struct LastSegments {
   bool hasFolder;
 };
 
-LastSegments findLastSegments(std::u16string_view name) {
-  std::size_t const lastSlash = name.rfind(u'/');
+template <typename Char>
+LastSegments findLastSegments(std::basic_string_view<Char> name) {
+  std::size_t const lastSlash = name.rfind(Char('/'));
   LastSegments result{0, lastSlash + 1, lastSlash > 0};
-  if (result.hasFolder) result.folderStart = name.rfind(u'/', lastSlash - 1) + 1;
+  if (result.hasFolder) result.folderStart = name.rfind(Char('/'), lastSlash - 1) + 1;
   return result;
+}
+
+template <typename Char>
+bool isRelationshipText(std::basic_string_view<Char> name) {
+  LastSegments const segments = findLastSegments(name);
+  if (!segments.hasFolder) return false;
+  std::size_t const folderLength = segments.lastStart - 1 - segments.folderStart;
+  std::size_t const lastLength = name.size() - segments.lastStart;
+  return folderLength == kRelationshipsFolderLength &&
+         caselessEqualAt(name, segments.folderStart, kRelationshipsFolder,
+                         kRelationshipsFolderLength) &&
+         lastLength >= kRelationshipsExtensionLength &&
+         caselessEqualAt(name, name.size() - kRelationshipsExtensionLength, kRelationshipsExtension,
+                         kRelationshipsExtensionLength);
 }
 
 }  // namespace
 
-// The block of a name: its counters, then the text, then the key and a terminating zero.
+// The block of a name: its counters, then the text, then the key and a terminating zero.  A
+// name of ASCII only (nearly all) keeps its text in bytes, and none at all when it is its own
+// key (no capital letter): the block then holds the name once instead of three times over.
 struct PartName::Rep {
+  enum class Form : std::uint8_t {
+    Wide,    // the text in UTF-16
+    Narrow,  // the text in ASCII bytes
+    Key,     // the text is the key
+  };
+
   std::atomic<std::uint32_t> references;
   std::uint32_t textLength;
   std::uint32_t keyLength;
+  Form form;
 
-  char16_t* text() { return reinterpret_cast<char16_t*>(this + 1); }
-  char* key() { return reinterpret_cast<char*>(text() + textLength); }
+  char16_t const* wide() const { return reinterpret_cast<char16_t const*>(this + 1); }
+  char const* narrow() const { return reinterpret_cast<char const*>(this + 1); }
+  char* key() {
+    char* const after = reinterpret_cast<char*>(this + 1);
+    switch (form) {
+      case Form::Wide:
+        return after + textLength * sizeof(char16_t);
+      case Form::Narrow:
+        return after + textLength;
+      case Form::Key:
+        break;
+    }
+    return after;
+  }
+  std::string_view keyView() { return std::string_view(key(), keyLength); }
+
+  std::u16string toText() {
+    if (form == Form::Wide) return std::u16string(wide(), textLength);
+    char const* const bytes = form == Form::Narrow ? narrow() : key();
+    return std::u16string(bytes, bytes + textLength);
+  }
+  bool isRelationshipName() {
+    if (form == Form::Wide) return isRelationshipText(std::u16string_view(wide(), textLength));
+    char const* const bytes = form == Form::Narrow ? narrow() : key();
+    return isRelationshipText(std::string_view(bytes, textLength));
+  }
+
+  static Form formOf(std::u16string_view text, std::string_view key) {
+    bool same = text.size() == key.size();
+    for (std::size_t i = 0; i < text.size(); ++i) {
+      if (text[i] >= 0x80) return Form::Wide;
+      same = same && static_cast<char>(text[i]) == key[i];
+    }
+    return same ? Form::Key : Form::Narrow;
+  }
 
   static Rep* make(std::u16string_view text, std::string_view key) {
     static_assert(sizeof(Rep) % alignof(char16_t) == 0, "the text follows the counters");
-    // Names are checked to a few thousand characters at most long before they get here.
-    std::size_t const bytes = sizeof(Rep) + text.size() * sizeof(char16_t) + key.size() + 1;
-    Rep* rep = static_cast<Rep*>(::operator new(bytes));
+    Form const form = formOf(text, key);
+    std::size_t const textBytes = form == Form::Wide     ? text.size() * sizeof(char16_t)
+                                  : form == Form::Narrow ? text.size()
+                                                         : 0;
+    Rep* rep = static_cast<Rep*>(::operator new(sizeof(Rep) + textBytes + key.size() + 1));
     new (&rep->references) std::atomic<std::uint32_t>(1);
     rep->textLength = static_cast<std::uint32_t>(text.size());
     rep->keyLength = static_cast<std::uint32_t>(key.size());
-    if (!text.empty()) std::memcpy(rep->text(), text.data(), text.size() * sizeof(char16_t));
+    rep->form = form;
+    char* const after = reinterpret_cast<char*>(rep + 1);
+    if (form == Form::Wide && !text.empty()) std::memcpy(after, text.data(), textBytes);
+    if (form == Form::Narrow) std::copy(text.begin(), text.end(), after);
     if (!key.empty()) std::memcpy(rep->key(), key.data(), key.size());
     rep->key()[key.size()] = '\0';
     return rep;
@@ -142,35 +206,17 @@ PartName& PartName::operator=(PartName&& other) noexcept {
 
 PartName::~PartName() { Rep::release(rep_); }
 
-std::u16string_view PartName::text() const {
-  return rep_ ? std::u16string_view(rep_->text(), rep_->textLength) : std::u16string_view();
-}
-
-std::string_view PartName::key() const {
-  return rep_ ? std::string_view(rep_->key(), rep_->keyLength) : std::string_view();
-}
+std::string_view PartName::key() const { return rep_ ? rep_->keyView() : std::string_view(); }
 
 bool PartName::isValid(std::u16string const& name) {
   return !detail::findPartNameError(name).has_value();
 }
 
-std::u16string PartName::toString() const { return std::u16string(text()); }
+std::u16string PartName::toString() const { return rep_ ? rep_->toText() : std::u16string(); }
 
 URI PartName::getURI() const { return URI(toString()); }
 
-bool PartName::isRelationshipName() const {
-  std::u16string_view const full = text();
-  LastSegments const segments = findLastSegments(full);
-  if (!segments.hasFolder) return false;
-  std::size_t const folderLength = segments.lastStart - 1 - segments.folderStart;
-  std::size_t const lastLength = full.size() - segments.lastStart;
-  return folderLength == kRelationshipsFolderLength &&
-         caselessEqualAt(full, segments.folderStart, kRelationshipsFolder,
-                         kRelationshipsFolderLength) &&
-         lastLength >= kRelationshipsExtensionLength &&
-         caselessEqualAt(full, full.size() - kRelationshipsExtensionLength, kRelationshipsExtension,
-                         kRelationshipsExtensionLength);
-}
+bool PartName::isRelationshipName() const { return rep_ && rep_->isRelationshipName(); }
 
 PartName PartName::getRelationshipsPartName() const {
   std::u16string const full = toString();
@@ -178,7 +224,7 @@ PartName PartName::getRelationshipsPartName() const {
     throw InvalidPartName("Invalid source part name " + detail::quoted(full) +
                           ": a relationships part cannot have relationships");
   }
-  LastSegments const segments = findLastSegments(full);
+  LastSegments const segments = findLastSegments(std::u16string_view(full));
   // Adding a "_rels" segment and the ".rels" extension keeps every rule of the grammar, so
   // the result needs no second validation.
   std::u16string const name = full.substr(0, segments.lastStart) + kRelationshipsFolder + u"/" +
@@ -194,7 +240,7 @@ boost::optional<PartName> PartName::getRelationshipsSourceName() const {
     throw InvalidPartName("Invalid relationships part name " + detail::quoted(full) +
                           ": it must lie in a \"_rels\" folder and end with \".rels\"");
   }
-  LastSegments const segments = findLastSegments(full);
+  LastSegments const segments = findLastSegments(std::u16string_view(full));
   std::u16string const source = full.substr(0, segments.folderStart) +
                                 full.substr(segments.lastStart, full.size() - segments.lastStart -
                                                                     kRelationshipsExtensionLength);

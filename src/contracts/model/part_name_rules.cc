@@ -152,7 +152,7 @@ bool isPlainPartItemName(std::string_view itemName) {
 
 std::string_view PartNameAccess::key(PartName const& name) { return name.key(); }
 
-std::u16string_view PartNameAccess::text(PartName const& name) { return name.text(); }
+std::u16string PartNameAccess::text(PartName const& name) { return name.toString(); }
 
 PartName PartNameAccess::make(std::u16string const& name, std::string const& key) {
   return PartName(name, key);

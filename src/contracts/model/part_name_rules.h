@@ -42,8 +42,8 @@ class PartNameAccess {
  public:
   // The comparison form (see makePartNameKey).
   static std::string_view key(PartName const& name);
-  // The name exactly as given (see PartName::toString).
-  static std::u16string_view text(PartName const& name);
+  // The name exactly as given (see PartName::toString); made anew at each call.
+  static std::u16string text(PartName const& name);
   // A PartName from a text already known to be valid and its comparison form, without a
   // second check (see isPlainPartItemName).
   static PartName make(std::u16string const& name, std::string const& key);

@@ -84,4 +84,32 @@ TEST(PartNameCopiesTest, ThreadsCopyOneNameAtOnce) {
   EXPECT_EQ(shared.toString(), u"/\u4e2d\u6587/\u540d\u5b57.xml");
 }
 
+// Names in small letters, in capitals, and not in ASCII are held each their own way: every one
+// gives back its text exactly and tells what it names alike.
+TEST(PartNameCopiesTest, EveryKindOfTextComesBackExactly) {
+  for (std::u16string const text :
+       {u"/lower/case.xml", u"/Mixed/Case.XML", u"/caf\u00e9/NA\u00cfVE.Xml", u"/%C3%A9b/c.txt",
+        u"/\U0001F600/x"}) {
+    PartName const name(text);
+    EXPECT_EQ(name.toString(), text);
+    EXPECT_EQ(PartName(name.toString()), name);
+    EXPECT_EQ(name.getURI().toString(), text);
+    EXPECT_FALSE(name.isRelationshipName());
+    PartName const relationships = name.getRelationshipsPartName();
+    EXPECT_TRUE(relationships.isRelationshipName());
+    EXPECT_EQ(*relationships.getRelationshipsSourceName(), name);
+    EXPECT_EQ(relationships.getRelationshipsSourceName()->toString(), text);
+  }
+}
+
+TEST(PartNameCopiesTest, RelationshipsNamesAreToldInEveryKindOfText) {
+  EXPECT_TRUE(PartName(u"/_rels/.rels").isRelationshipName());
+  EXPECT_TRUE(PartName(u"/_RELS/.RELS").isRelationshipName());
+  EXPECT_TRUE(PartName(u"/a/_Rels/B.xml.Rels").isRelationshipName());
+  EXPECT_TRUE(PartName(u"/\u00e9/_rels/\u00e9.rels").isRelationshipName());
+  EXPECT_FALSE(PartName(u"/_rels/x.relsx").isRelationshipName());
+  EXPECT_FALSE(PartName(u"/_r\u00e9ls/x.rels").isRelationshipName());
+  EXPECT_EQ(PartName(u"/A/_RELS/B.XML.RELS").getRelationshipsSourceName()->toString(), u"/A/B.XML");
+}
+
 }  // namespace

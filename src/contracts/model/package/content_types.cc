@@ -71,7 +71,16 @@ std::basic_string_view<Char> extensionOf(std::basic_string_view<Char> name) {
 // it of every part at each save.
 void lowerExtensionOf(PartName const& name, std::u16string& extension) {
   extension.clear();
-  for (char16_t const c : extensionOf(PartNameAccess::text(name))) {
+  // The key holds ASCII letters in lower case and every other character as "%" escapes, none
+  // of them a "/" or a ".": an extension of the key without "%" is the text's, lowered,
+  // without making the text.
+  std::string_view const fromKey = extensionOf(PartNameAccess::key(name));
+  if (fromKey.find('%') == std::string_view::npos) {
+    extension.assign(fromKey.begin(), fromKey.end());
+    return;
+  }
+  std::u16string const text = PartNameAccess::text(name);
+  for (char16_t const c : extensionOf(std::u16string_view(text))) {
     extension += asciiLower(c);
   }
 }
@@ -230,8 +239,8 @@ void writeContentTypes(std::vector<std::pair<PartName const*, ContentType const*
     if (number != kNoExtension && *tallies[number].best == type) continue;
     xercesc::DOMElement* element =
         XercesHelper::appendElementNS(root, kContentTypesNamespace, u"Override");
-    XercesHelper::setElementAttribute(
-        element, u"PartName", asciiOnly(std::u16string(PartNameAccess::text(*parts[i].first))));
+    XercesHelper::setElementAttribute(element, u"PartName",
+                                      asciiOnly(PartNameAccess::text(*parts[i].first)));
     XercesHelper::setElementAttribute(element, u"ContentType", type);
   }
   auto writer = XercesHelper::createPrettyPrintingWriter();

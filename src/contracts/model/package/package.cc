@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <string_view>
 #include <utility>
 
 #include <opc/core/string_conversions.h>
@@ -20,30 +21,20 @@ void loadArchive(detail::PackageState& state, std::shared_ptr<detail::ZipByteSou
   state.load(std::move(archive));
 }
 
+// Both look at the key, which holds ASCII letters in lower case and every other character as
+// "%" escapes (hex digits): "/_rels" in any case in the name is "/_rels" in the key, and no
+// escape makes one.
 bool endsWithRelsSegment(PartName const& name) {
-  std::u16string_view const text = detail::PartNameAccess::text(name);
-  static constexpr char16_t kSegment[] = u"/_rels";
-  std::size_t const length = sizeof(kSegment) / sizeof(kSegment[0]) - 1;
-  if (text.size() < length) return false;
-  for (std::size_t i = 0; i < length; ++i) {
-    if (detail::asciiLower(text[text.size() - length + i]) != kSegment[i]) return false;
-  }
-  return true;
+  static constexpr std::string_view kSegment = "/_rels";
+  std::string_view const key = detail::PartNameAccess::key(name);
+  return key.size() >= kSegment.size() && key.substr(key.size() - kSegment.size()) == kSegment;
 }
 
 // Whether a "_rels" folder (in any case) lies somewhere on the way to the part: only then can
 // a leading run of its segments be a relationships part name, so that the parts of an
 // ordinary folder tree are not taken apart into such runs one by one.
 bool hasRelsFolder(PartName const& name) {
-  std::u16string_view const text = detail::PartNameAccess::text(name);
-  static constexpr char16_t kFolder[] = u"/_rels/";
-  std::size_t const length = sizeof(kFolder) / sizeof(kFolder[0]) - 1;
-  for (std::size_t start = 0; start + length <= text.size(); ++start) {
-    std::size_t i = 0;
-    while (i < length && detail::asciiLower(text[start + i]) == kFolder[i]) ++i;
-    if (i == length) return true;
-  }
-  return false;
+  return detail::PartNameAccess::key(name).find("/_rels/") != std::string_view::npos;
 }
 
 }  // namespace

@@ -227,8 +227,9 @@ void PackageState::load(std::shared_ptr<ZipArchive const> archive) {
         throw InvalidPackage(context + ": " + e.what());
       }
     }
-    std::u16string_view const nameText =
-        plain ? std::u16string_view(text) : PartNameAccess::text(*name);
+    std::u16string nonPlainText;
+    if (!plain) nonPlainText = PartNameAccess::text(*name);
+    std::u16string_view const nameText = plain ? text : nonPlainText;
     std::uint32_t const hash = PartTable::hashOf(key);
     std::uint32_t const same = table_.find(key, hash);
     if (same != PartTable::kNone) {

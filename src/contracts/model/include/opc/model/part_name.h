@@ -105,7 +105,6 @@ class OPC_MODEL_EXPORT PartName {
   PartName(std::u16string const& name, std::string const& key);
   PartName(std::u16string_view name, std::string_view key);
 
-  std::u16string_view text() const;
   std::string_view key() const;
 
   // The name exactly as given and its comparison form (UTF-8, non-ASCII bytes as escapes,
