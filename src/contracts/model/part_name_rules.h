@@ -29,6 +29,10 @@ inline constexpr char kPartNameKeyHex[] = "0123456789abcdef";
 // that hold a name's bytes already (an archive's item names).
 void appendPartNameKeyBytes(std::string& key, std::string_view utf8);
 
+// The text of the part name a ZIP item of the well-formed UTF-8 name `itemName` maps to: "/"
+// and the name's characters, into `name`, whose room is used again.
+void assignPartNameTextOfItem(std::u16string& name, std::string_view itemName);
+
 // Whether "/" followed by `itemName` is a valid part name that needs no decoding: every byte
 // plain ASCII and a segment character other than "%", no empty segment, no segment "." or
 // ".." and none ending in ".".  False says nothing: the name may still be valid, and

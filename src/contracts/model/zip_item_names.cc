@@ -1,7 +1,12 @@
+#include <algorithm>
+#include <string>
+#include <string_view>
+
 #include <opc/core/string_conversions.h>
 #include <opc/model/exceptions.h>
 #include <opc/model/zip_item_names.h>
 
+#include "part_name_rules.h"
 #include "text_chars.h"
 
 namespace opc {
@@ -51,12 +56,27 @@ PartName partNameFromZipItemName(std::string const& itemName) {
     throw InvalidPartName("Invalid ZIP item name \"" + describeBytes(itemName) +
                           "\": it is not well-formed UTF-8");
   }
-  // Appended rather than inserted in front: the same string, without a move that GCC 12
-  // mistakes for an overlapping copy at -O2 (-Wrestrict).
-  std::u16string name(1, u'/');
-  name += opc::detail::toStringFromUTF8String(itemName, true);
+  std::u16string name;
+  detail::assignPartNameTextOfItem(name, itemName);
   return PartName(name);
 }
+
+namespace detail {
+
+void assignPartNameTextOfItem(std::u16string& name, std::string_view itemName) {
+  // Appended rather than inserted in front: the same string, without a move that GCC 12
+  // mistakes for an overlapping copy at -O2 (-Wrestrict).
+  name.assign(1, u'/');
+  bool const ascii = std::all_of(itemName.begin(), itemName.end(),
+                                 [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+  if (ascii) {
+    name.append(itemName.begin(), itemName.end());
+  } else {
+    name += opc::detail::toStringFromUTF8String(std::string(itemName), true);
+  }
+}
+
+}  // namespace detail
 
 }  // namespace model
 }  // namespace opc
