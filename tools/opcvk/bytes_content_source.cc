@@ -5,12 +5,12 @@
 namespace opcvk {
 
 BytesContentSource::BytesContentSource(std::vector<unsigned char> bytes,
-                                       opc::model::ContentType contentType)
+                                       std::shared_ptr<opc::model::ContentType const> contentType)
     : bytes_(std::move(bytes)), contentType_(std::move(contentType)), stream_(bytes_) {}
 
 BytesContentSource::~BytesContentSource() = default;
 
-opc::model::ContentType BytesContentSource::getContentType() { return contentType_; }
+opc::model::ContentType BytesContentSource::getContentType() { return *contentType_; }
 
 opc::InputStream& BytesContentSource::getInputStream() { return stream_; }
 

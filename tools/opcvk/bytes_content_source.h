@@ -2,6 +2,7 @@
 #ifndef TOOLS_OPCVK_BYTES_CONTENT_SOURCE_H_
 #define TOOLS_OPCVK_BYTES_CONTENT_SOURCE_H_
 
+#include <memory>
 #include <vector>
 
 #include <opc/core/stream_adaptors.h>
@@ -12,9 +13,14 @@ namespace opcvk {
 
 // Delivers `bytes`, from the first, as content of `contentType`.  Raises nothing but
 // std::bad_alloc.  One thread at a time, as every source.
+//
+// The type is shared rather than copied: a tree of many files of a few types makes one
+// source per file, and a copy of the type costs allocations on the thread that adds them.
 class BytesContentSource : public opc::vkservices::IContentSource {
  public:
-  BytesContentSource(std::vector<unsigned char> bytes, opc::model::ContentType contentType);
+  // `contentType` must not be null.
+  BytesContentSource(std::vector<unsigned char> bytes,
+                     std::shared_ptr<opc::model::ContentType const> contentType);
   BytesContentSource(BytesContentSource const&) = delete;
   BytesContentSource& operator=(BytesContentSource const&) = delete;
   ~BytesContentSource() override;
@@ -25,7 +31,7 @@ class BytesContentSource : public opc::vkservices::IContentSource {
 
  private:
   std::vector<unsigned char> const bytes_;
-  opc::model::ContentType const contentType_;
+  std::shared_ptr<opc::model::ContentType const> const contentType_;
   opc::ByteArrayInAdaptor stream_;
 };
 

@@ -100,15 +100,16 @@ FileFeeder::FileFeeder(std::filesystem::path const& root, SourceTree const& tree
 
 FileFeeder::~FileFeeder() = default;
 
-bool FileFeeder::direct(std::u16string const& relative) const {
-  return rootDirect_ && !hasBackslash(relative);
+bool FileFeeder::direct(std::u16string const& path) const {
+  return rootDirect_ && !hasBackslash(path);
 }
 
 std::uint64_t FileFeeder::add(FileSystemManager& files, std::size_t index,
                               std::u16string const& path) {
   SourceItem const& item = tree_.items[index];
-  std::u16string const relative = tree_.relative(item);
-  if (!direct(relative)) {
+  // The package path is "/" and the path below the root, which the caller has converted
+  // already: its text serves for the tests and the messages, with no second conversion.
+  if (!direct(path)) {
     files.addList(rootText_, {path}, mode_);
     // The add passes over in silence what it cannot find; a file that went away
     // meanwhile is not to be lost without a word.
@@ -117,8 +118,8 @@ std::uint64_t FileFeeder::add(FileSystemManager& files, std::size_t index,
     }
     return item.size;
   }
-  // The table's own object: copied once, by the source that keeps it.
-  opc::model::ContentType const& type = typeOf(relative);
+  // The table's own object, which the source shares.
+  std::shared_ptr<opc::model::ContentType const> const& type = typeOf(path);
   ReadResult read = readAhead_->next();
   // Permissions and time come first, as the library's add reads them before the content.
   bool const walked = item.statusKnown;
@@ -129,8 +130,8 @@ std::uint64_t FileFeeder::add(FileSystemManager& files, std::size_t index,
     time = walked ? timeOf(item.mtimeSeconds, item.mtimeNanoseconds)
                   : timeOf(read.mtimeSeconds, read.mtimeNanoseconds);
   }
-  std::unique_ptr<IContentSource> source = contentOf(std::move(read), relative, path, type);
-  if (mode_ == TransformMode::ApplyTransforms && type == textType_) {
+  std::unique_ptr<IContentSource> source = contentOf(std::move(read), path, type);
+  if (mode_ == TransformMode::ApplyTransforms && *type == textType_) {
     source = std::make_unique<opc::vkservices::UDEToUTF8Transform>(std::move(source));
   }
   // A file with content has been opened, so its status is known.
@@ -138,12 +139,12 @@ std::uint64_t FileFeeder::add(FileSystemManager& files, std::size_t index,
   return size;
 }
 
-std::unique_ptr<IContentSource> FileFeeder::contentOf(ReadResult read,
-                                                      std::u16string const& relative,
-                                                      std::u16string const& path,
-                                                      opc::model::ContentType const& type) {
-  // Made only when needed: most files need neither a path nor a message.
-  auto const fullPath = [&] { return rootText_ + u"/" + relative; };
+std::unique_ptr<IContentSource> FileFeeder::contentOf(
+    ReadResult read, std::u16string const& path,
+    std::shared_ptr<opc::model::ContentType const> const& type) {
+  // Made only when needed: most files need neither a path nor a message.  The package path
+  // begins with the separator that joins it to the root.
+  auto const fullPath = [&] { return rootText_ + path; };
   // A file that went away since the walk is not to be lost without a word.
   auto const gone = [&] {
     return ToolError("Could not add: " + root_.native() + displayText(path));
@@ -158,7 +159,7 @@ std::unique_ptr<IContentSource> FileFeeder::contentOf(ReadResult read,
   }
   if (read.large) {
     try {
-      return std::make_unique<opc::vkservices::FileContentSource>(fullPath(), type);
+      return std::make_unique<opc::vkservices::FileContentSource>(fullPath(), *type);
     } catch (opc::vkservices::CouldNotOpenFile const& error) {
       if (error.code().value() == ENOENT) throw gone();
       throw;
@@ -167,14 +168,18 @@ std::unique_ptr<IContentSource> FileFeeder::contentOf(ReadResult read,
   return std::make_unique<BytesContentSource>(std::move(read.bytes), type);
 }
 
-opc::model::ContentType const& FileFeeder::typeOf(std::u16string const& relative) {
-  std::u16string const extension = opc::LocalFileSystemOps::getShared()->getExtension(relative);
+std::shared_ptr<opc::model::ContentType const> const& FileFeeder::typeOf(
+    std::u16string const& path) {
+  // The extension is of the last name alone, which the leading "/" does not change.
+  std::u16string const extension = opc::LocalFileSystemOps::getShared()->getExtension(path);
   auto found = types_.find(extension);
   if (found == types_.end()) {
-    found = types_
-                .emplace(extension, opc::vkservices::lookupContentType(
-                                        extension, opc::vkservices::getORVANEDefaultContentType()))
-                .first;
+    found =
+        types_
+            .emplace(extension, std::make_shared<opc::model::ContentType const>(
+                                    opc::vkservices::lookupContentType(
+                                        extension, opc::vkservices::getORVANEDefaultContentType())))
+            .first;
   }
   return found->second;
 }

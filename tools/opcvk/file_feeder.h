@@ -41,22 +41,24 @@ class FileFeeder {
   FileFeeder& operator=(FileFeeder const&) = delete;
   ~FileFeeder();
 
-  // Adds the file `tree.items[index]` at the package path `path` and gives its size on disk.
-  // Files must be added in the order of the walk, each once.
+  // Adds the file `tree.items[index]` at the package path `path`, which is "/" followed by
+  // `tree.relative(tree.items[index])`, and gives its size on disk.  Files must be added in
+  // the order of the walk, each once.
   std::uint64_t add(opc::vkservices::FileSystemManager& files, std::size_t index,
                     std::u16string const& path);
 
  private:
-  // Whether the item goes the road of this class; a name with a backslash, which the library
-  // reads as a separator, keeps the library's road so that it is told the same way.
-  bool direct(std::u16string const& relative) const;
+  // Whether the item at the path `path` (relative to the root, or a package path) goes the
+  // road of this class; a name with a backslash, which the library reads as a separator,
+  // keeps the library's road so that it is told the same way.
+  bool direct(std::u16string const& path) const;
   // The content of a file the read-ahead gave, or, for a large one, a source that reads it.
-  std::unique_ptr<opc::vkservices::IContentSource> contentOf(ReadResult read,
-                                                             std::u16string const& relative,
-                                                             std::u16string const& path,
-                                                             opc::model::ContentType const& type);
-  // The type the extension table gives for the file, looked up once per extension.
-  opc::model::ContentType const& typeOf(std::u16string const& relative);
+  std::unique_ptr<opc::vkservices::IContentSource> contentOf(
+      ReadResult read, std::u16string const& path,
+      std::shared_ptr<opc::model::ContentType const> const& type);
+  // The type the extension table gives for the file at the package path `path`, looked up
+  // once per extension.
+  std::shared_ptr<opc::model::ContentType const> const& typeOf(std::u16string const& path);
 
   std::filesystem::path const root_;
   std::u16string const rootText_;
@@ -64,7 +66,8 @@ class FileFeeder {
   opc::vkservices::TransformMode const mode_;
   bool const rootDirect_;
   opc::model::ContentType const textType_;
-  std::map<std::u16string, opc::model::ContentType> types_;
+  // By extension; shared with the sources of the files, which keep no copy of their own.
+  std::map<std::u16string, std::shared_ptr<opc::model::ContentType const>> types_;
   std::unique_ptr<ReadAhead> readAhead_;
 };
 

@@ -95,6 +95,10 @@ TEST_P(FileFeederModeTest, AddsWhatTheLibrarysOwnAddOfThePathAdds) {
   write(dir / "data.json", "{\"a\": 1}\n");
   write(dir / "plain", "no extension\n");
   write(dir / ".hidden.txt", "hidden text\n");
+  // Below a folder whose name has a dot: the type comes from the file's own name alone.
+  std::filesystem::create_directory(dir / "v1.2");
+  write(dir / "v1.2/README", "no extension below a dotted folder\n");
+  write(dir / "v1.2/notes.txt", "caf\xe9 below a folder\n");
   std::string big;
   for (int i = 0; big.size() < (3u << 20) / 2; ++i) big += "line \xe9 " + std::to_string(i) + "\n";
   write(dir / "big.txt", big);
@@ -166,6 +170,52 @@ TEST(FileFeederTest, TheFirstUnreadableFileInTheOrderIsTheOneTold) {
           std::string(error.what()) == "Could not open file: " + dir.path() + "/m-secret.txt" &&
           error.code().value() == EACCES;
       return right && !files.manager->hasEntry(u"/m-secret.txt") ? 0 : 2;
+    }
+    return 1;
+  });
+  EXPECT_EQ(result, 0);
+}
+
+// A file below folders is told by its whole path, whether it was to be read ahead or, too
+// large for that, read as it is copied.
+TEST(FileFeederTest, AFileGoneBelowAFolderIsToldByItsWholePath) {
+  for (opcvk::KindsBy const kinds : {opcvk::KindsBy::Listing, opcvk::KindsBy::Status}) {
+    TempDir dir;
+    std::filesystem::create_directories(dir / "a/b");
+    write(dir / "a/b/big.bin", std::string((3u << 20) / 2, 'x'));
+    write(dir / "a/b/small.txt", "small\n");
+    SourceTree const tree = opcvk::walkSourceFolder(dir.path(), std::filesystem::path(), kinds);
+    ASSERT_EQ(std::remove((dir / "a/b/big.bin").c_str()), 0);
+    ASSERT_EQ(std::remove((dir / "a/b/small.txt").c_str()), 0);
+    Files files;
+    FileFeeder feeder(dir.path(), tree, TransformMode::ApplyTransforms, 2);
+    EXPECT_THROW_MESSAGE(feeder.add(*files.manager, 0, u"/a/b/big.bin"), ToolError,
+                         "Could not add: " + dir.path() + "/a/b/big.bin");
+    EXPECT_THROW_MESSAGE(feeder.add(*files.manager, 1, u"/a/b/small.txt"), ToolError,
+                         "Could not add: " + dir.path() + "/a/b/small.txt");
+    EXPECT_FALSE(files.manager->hasEntry(u"/a/b/big.bin"));
+  }
+}
+
+TEST(FileFeederTest, AnUnreadableFileBelowAFolderIsToldByItsWholePath) {
+  TempDir dir;
+  ASSERT_EQ(::chmod(dir.path().c_str(), 0755), 0);
+  std::filesystem::create_directories(dir / "sub/deeper");
+  ASSERT_EQ(::chmod((dir / "sub").c_str(), 0755), 0);
+  ASSERT_EQ(::chmod((dir / "sub/deeper").c_str(), 0755), 0);
+  write(dir / "sub/deeper/secret.txt", "nobody\n");
+  ASSERT_EQ(::chmod((dir / "sub/deeper/secret.txt").c_str(), 0), 0);
+  SourceTree const tree = opcvk::walkSourceFolder(dir.path());
+  int const result = opcvk_test::runUnprivileged([&] {
+    Files files;
+    FileFeeder feeder(dir.path(), tree, TransformMode::ApplyTransforms, 2);
+    try {
+      feeder.add(*files.manager, 0, u"/sub/deeper/secret.txt");
+    } catch (CouldNotOpenFile const& error) {
+      return std::string(error.what()) ==
+                     "Could not open file: " + dir.path() + "/sub/deeper/secret.txt"
+                 ? 0
+                 : 2;
     }
     return 1;
   });
