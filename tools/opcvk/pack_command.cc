@@ -172,9 +172,10 @@ void addItems(FileSystemManager& files, fs::path const& root, SourceTree const& 
               TransformMode mode, bool update, unsigned jobs, Progress& progress) {
   std::u16string const rootText = fromArgument(root.native());
   FileFeeder feeder(root, tree, mode, jobs);
+  std::string scratch;
   for (std::size_t index = 0; index < tree.items.size(); ++index) {
     SourceItem const& item = tree.items[index];
-    std::u16string const path = u"/" + tree.relative(item);
+    std::u16string const path = tree.packagePath(item, scratch);
     bool const free = update ? makeWay(files, path) : true;
     std::uint64_t bytes = item.size;
     if (item.kind == SourceItem::Kind::EmptyFolder) {

@@ -186,6 +186,14 @@ std::u16string SourceTree::relative(SourceItem const& item) const {
   return opc::toString(native(item));
 }
 
+std::u16string SourceTree::packagePath(SourceItem const& item, std::string& scratch) const {
+  // The separator is ASCII, which every encoding of file names converts by itself: converting
+  // the joined bytes gives the joined text.
+  scratch.assign(1, '/');
+  scratch.append(names, item.nameOffset, item.nameLength);
+  return opc::toString(scratch);
+}
+
 SourceTree walkSourceFolder(fs::path const& root, fs::path const& skip, KindsBy kinds) {
   SourceTree tree;
   Folder folder;

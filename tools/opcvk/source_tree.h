@@ -51,6 +51,10 @@ struct SourceTree {
   // The same path in UTF-16, as the library reads real paths (the walk made sure that the
   // conversion gives the file back).
   std::u16string relative(SourceItem const& item) const;
+  // "/" and the same path: where the item goes in a package.  `scratch` is a buffer the caller
+  // keeps from one item to the next, so that a long walk converts each path with one new
+  // string rather than three.
+  std::u16string packagePath(SourceItem const& item, std::string& scratch) const;
 };
 
 // How the walk tells the kind of an entry.

@@ -13,6 +13,7 @@
 
 #include "support/expect_exception.h"
 #include "support/run_unprivileged.h"
+#include "support/scoped_thread_locale.h"
 #include "support/temp_dir.h"
 #include "tool_error.h"
 
@@ -58,6 +59,36 @@ void makeMixedFolder(TempDir const& dir) {
 
 std::vector<std::string> const kMixedItems{"F B.txt", "F a/x", "D a/y", "L a/z", "F a-b",
                                            "F b.txt", "D c/d", "D e",   "L f"};
+
+// The package path of an item is "/" and its path converted as the library converts real
+// paths, whatever the encoding of names and whatever the item before it left in the buffer.
+TEST(SourceTreeTest, GivesThePackagePathOfEachItemInTheNamesEncoding) {
+  SourceTree tree;
+  tree.add(SourceItem(), "deeper/folder/with-a-long-name.txt");
+  tree.add(SourceItem(), "caf\xc3\xa9/x");
+  tree.add(SourceItem(), "\xe9t\xe9");  // not UTF-8
+  tree.add(SourceItem(), "a");
+  struct Case {
+    char const* locale;
+    std::vector<std::u16string> paths;
+  };
+  for (Case const& test :
+       {Case{"C.UTF-8",
+             {u"/deeper/folder/with-a-long-name.txt", u"/caf\u00e9/x", u"/\u00e9t\u00e9", u"/a"}},
+        Case{"C",
+             {u"/deeper/folder/with-a-long-name.txt", u"/caf\u00c3\u00a9/x", u"/\u00e9t\u00e9",
+              u"/a"}}}) {
+    opcvk_test::ScopedThreadLocale const locale(test.locale);
+    ASSERT_TRUE(locale.installed()) << test.locale;
+    SCOPED_TRACE(test.locale);
+    std::string scratch;
+    for (std::size_t i = 0; i < tree.items.size(); ++i) {
+      std::u16string const path = tree.packagePath(tree.items[i], scratch);
+      EXPECT_EQ(path, test.paths[i]);
+      EXPECT_EQ(path, u"/" + tree.relative(tree.items[i]));
+    }
+  }
+}
 
 // The walk that tells kinds by the listing (the file systems of the tests list them) leaves
 // the files' status to their reader: no system call per file.
