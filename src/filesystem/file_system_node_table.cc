@@ -1,11 +1,13 @@
 #include "filesystem/file_system_node_table.h"
 
+#include <cstdint>
+#include <exception>
 #include <limits>
+#include <random>
 #include <utility>
 
 #include <boost/system/error_code.hpp>
 
-#include <foundation/crypto/crypto_engine.h>
 #include <opc/core/exception.h>
 
 namespace opc {
@@ -24,19 +26,34 @@ constexpr std::size_t kWasteWorthCompacting = 1 << 16;
   throw opc::Exception("The file system tree is full", boost::system::error_code());
 }
 
+// The seed is no secret: it only has to be unknown to whoever writes the names, so the
+// kernel's entropy is enough and the process's cryptographic generator (whose first use
+// reads the crypto library's configuration) is left to those who need it.  Where the
+// kernel gives none, the address space's own layout still differs from run to run.
+std::uint64_t unpredictableSeed(void const* table) {
+  std::uint64_t seed = reinterpret_cast<std::uintptr_t>(table);
+  seed ^= reinterpret_cast<std::uintptr_t>(&seed) << 17;
+  seed ^= reinterpret_cast<std::uintptr_t>(&unpredictableSeed) << 31;
+  try {
+    std::random_device entropy;
+    seed ^= std::uint64_t{entropy()} << 32 | entropy();
+  } catch (std::exception const&) {
+    // No entropy device: the layout above stands alone.
+  }
+  return seed;
+}
+
 }  // namespace
 
 FileSystemNodeTable::FileSystemNodeTable()
-    : seed_(0),
+    : seed_(unpredictableSeed(this)),
       size_(0),
       freeHead_(kNoNode),
       live_(0),
       slots_(kInitialSlots, kEmptySlot),
       wasted_(0) {
-  // Paths come from documents anyone may write: a hash that nobody can predict keeps crafted
+  // Paths come from documents anyone may write: a seed that nobody can predict keeps crafted
   // names from piling up in one run of slots, where every look-up would walk all of them.
-  foundation::crypto::CryptoEngine::getDefaultCryptoPRNG().generate(
-      reinterpret_cast<unsigned char*>(&seed_), sizeof(seed_));
   NodeIndex const root = allocate();
   (*this)[root].hash = hashOf(u"/");
   place(root);

@@ -67,8 +67,7 @@ struct NodeRecord {
 // Records by index, found by path through an open-addressing hash of the full path; the
 // text of names and contents lives in one pool.  Knows nothing of what present means or of
 // the order of children: FileSystemTree keeps those rules.  Raises opc::Exception "The file
-// system tree is full" past 2^32 - 2 records or 2^32 code units of text, and, when made,
-// utils::Exception if the random generator that seeds its hash fails.
+// system tree is full" past 2^32 - 2 records or 2^32 code units of text.
 class FileSystemNodeTable {
  public:
   // A table holding the root alone.

@@ -1,0 +1,42 @@
+#include "filesystem/file_system_node_table.h"
+
+#include <cstdint>
+#include <set>
+#include <string>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using opc::vkservices::detail::FileSystemNodeTable;
+using opc::vkservices::detail::kNoNode;
+using opc::vkservices::detail::kRootNode;
+using opc::vkservices::detail::NodeIndex;
+
+// Names come from documents anyone may write: if every table hashed a path the same way, a
+// writer could choose names that all land in one run of slots.  Eight tables of one process
+// agreeing on a path by chance is a chance of 2^-224.
+TEST(FileSystemNodeTableTest, EachTableHashesAPathItsOwnWay) {
+  std::set<std::uint32_t> hashes;
+  for (int made = 0; made < 8; ++made) {
+    FileSystemNodeTable const table;
+    hashes.insert(table.hashOf(u"/folder/file.txt"));
+  }
+  EXPECT_GT(hashes.size(), 1u);
+}
+
+TEST(FileSystemNodeTableTest, FindsWhatItHoldsUnderTheHashOfItsPath) {
+  FileSystemNodeTable table;
+  NodeIndex const folder = table.insert(kRootNode, u"/folder");
+  NodeIndex const file = table.insert(folder, u"/folder/file.txt");
+  EXPECT_EQ(table.find(u"/"), kRootNode);
+  EXPECT_EQ(table.find(u"/folder"), folder);
+  EXPECT_EQ(table.find(u"/folder/file.txt", table.hashOf(u"/folder/file.txt")), file);
+  EXPECT_EQ(table.find(u"/folder/file"), kNoNode);
+  EXPECT_EQ(table.nameOf(file), u"file.txt");
+  std::u16string path;
+  table.appendPath(file, path);
+  EXPECT_EQ(path, u"/folder/file.txt");
+}
+
+}  // namespace
