@@ -107,7 +107,7 @@ bool EagerArchive::start() {
   try {
     if (settings_.prepare) settings_.prepare();
     file_ = std::make_unique<ReplacementFile>(settings_.target);
-    reader_ = std::make_shared<SharedDescriptor>(file_->descriptor());
+    reader_ = SharedDescriptorPtr(new SharedDescriptor(file_->descriptor()));
     time_ = settings_.reproducibleTime ? dosTimeOf(*settings_.reproducibleTime)
                                        : localDosTimeOf(std::time(nullptr));
     writer_ = std::make_unique<ZipStreamWriter>(file_->descriptor(), time_);
@@ -255,7 +255,6 @@ void EagerArchive::write(Job& job) {
                  job.bytes.size());
     std::vector<unsigned char>().swap(job.bytes);
   }
-  contents_.push_back(job.target);
   if (job.target) {
     unmoved_.push_back({job.target, index, job.weight});
     unmovedWeight_ += job.weight;
@@ -345,68 +344,56 @@ void EagerArchive::compact(std::vector<bool> const& keep) {
   // from it whatever happens to the new one (their descriptor keeps it).
   moveWritten(true);
   auto fresh = std::make_unique<ReplacementFile>(settings_.target);
-  auto freshReader = std::make_shared<SharedDescriptor>(fresh->descriptor());
+  SharedDescriptorPtr freshReader(new SharedDescriptor(fresh->descriptor()));
   auto freshWriter = std::make_unique<ZipStreamWriter>(fresh->descriptor(), time_);
-  std::vector<std::weak_ptr<EagerContent>> freshContents;
   for (std::size_t i = 0; i < keep.size(); ++i) {
     if (!keep[i]) continue;
     freshWriter->copy(file_->descriptor(), writer_->item(i));
-    freshContents.push_back(contents_[i]);
   }
   writer_ = std::move(freshWriter);
   file_ = std::move(fresh);
   reader_ = std::move(freshReader);
-  contents_ = std::move(freshContents);
 }
 
 std::unique_ptr<ReplacementFile> EagerArchive::complete(std::vector<Item> const& items) {
   try {
     drain();
-    // Where the archive holds each item's content.  Parts are mostly closed in the order they
-    // were made, which is the order of the items: each is looked for first where the last one
-    // was found.  Only when that fails are the contents it holds sorted by address (a package
-    // of many parts has as many of them, and a hash table would cost three times the memory
-    // at the save's peak).
-    std::vector<std::pair<PartContent const*, std::size_t>> held;
-    bool sorted = false;
-    std::size_t next = 0;
-    auto const find = [&](PartContent const* content) -> std::optional<std::size_t> {
-      if (content == nullptr) return std::nullopt;
-      while (next < contents_.size() && contents_[next].expired()) ++next;
-      if (next < contents_.size() && contents_[next].lock().get() == content) return next++;
-      if (!sorted) {
-        sorted = true;
-        for (std::size_t i = 0; i < contents_.size(); ++i) {
-          if (std::shared_ptr<EagerContent> alive = contents_[i].lock()) {
-            held.emplace_back(alive.get(), i);
-          }
+    // Every content the archive took is in the file from here on.  Where it lies tells which
+    // item holds it: the items are in file order, so their data offsets rise.  A content of
+    // an earlier file (or of none) is written again.
+    moveWritten(true);
+    std::size_t const count = writer_->itemCount();
+    auto const find = [&](Item const& item) -> std::optional<std::size_t> {
+      auto const* content = dynamic_cast<EagerContent const*>(item.content.get());
+      if (content == nullptr || !content->liesIn(*reader_)) return std::nullopt;
+      std::size_t low = 0;
+      std::size_t high = count;
+      while (low < high) {
+        std::size_t const middle = low + (high - low) / 2;
+        if (writer_->item(middle).dataOffset() < content->dataOffset()) {
+          low = middle + 1;
+        } else {
+          high = middle;
         }
-        std::sort(held.begin(), held.end(),
-                  [](std::pair<PartContent const*, std::size_t> const& a,
-                     std::pair<PartContent const*, std::size_t> const& b) {
-                    return std::less<PartContent const*>()(a.first, b.first);
-                  });
       }
-      auto const found = std::lower_bound(
-          held.begin(), held.end(), content,
-          [](std::pair<PartContent const*, std::size_t> const& entry, PartContent const* key) {
-            return std::less<PartContent const*>()(entry.first, key);
-          });
-      if (found == held.end() || found->first != content) return std::nullopt;
-      next = found->second + 1;
-      return found->second;
+      if (low == count) return std::nullopt;
+      ZipStreamItem const& written = writer_->item(low);
+      if (written.dataOffset() != content->dataOffset() || written.size != content->size() ||
+          written.name() != nameOf(item)) {
+        return std::nullopt;
+      }
+      return low;
     };
-    std::vector<bool> keep(contents_.size(), false);
+    std::vector<bool> keep(count, false);
     std::vector<Item const*> rest;
     for (Item const& item : items) {
-      std::optional<std::size_t> const index = find(item.content.get());
-      if (index && !keep[*index] && writer_->item(*index).name() == nameOf(item)) {
+      std::optional<std::size_t> const index = find(item);
+      if (index && !keep[*index]) {
         keep[*index] = true;
       } else {
         rest.push_back(&item);
       }
     }
-    std::vector<std::pair<PartContent const*, std::size_t>>().swap(held);
     if (std::find(keep.begin(), keep.end(), false) != keep.end()) compact(keep);
     for (Item const* item : rest) {
       auto job = std::make_unique<Job>();

@@ -120,10 +120,8 @@ class EagerArchive {
   DosTime time_{0, 0};
   bool disabled_ = false;
   std::unique_ptr<ReplacementFile> file_;
-  std::shared_ptr<SharedDescriptor const> reader_;
+  SharedDescriptorPtr reader_;
   std::unique_ptr<ZipStreamWriter> writer_;
-  // For each item of writer_, the content it holds (empty for items of the save).
-  std::vector<std::weak_ptr<EagerContent>> contents_;
 
   struct Unmoved {
     std::shared_ptr<EagerContent> content;
