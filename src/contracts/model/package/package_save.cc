@@ -90,11 +90,10 @@ void planRelationships(PlanSink const& emit, RelationshipSet& set, PartName cons
 
 // Makes the item of `archive` under the record's name the source of its content.
 void pointAt(std::shared_ptr<ZipArchive const> const& archive, PartRecord& record) {
-  std::int64_t const index = archive->find(itemNameFor(record.name, record.itemName.get()));
+  std::int64_t const index = archive->find(itemNameFor(record.name, record.itemName()));
   if (index < 0) return;
-  auto entry = std::make_shared<ZipEntry const>(archive->entry(static_cast<std::size_t>(index)));
-  record.content = makeArchiveContent(archive, *entry);
-  record.entry = std::move(entry);
+  record.setEntry(archive->entry(static_cast<std::size_t>(index)));
+  record.content = makeArchiveContent(archive, *record.entry());
 }
 
 }  // namespace
@@ -161,10 +160,10 @@ void PackageState::writeArchive() {
       PartRecord const& part = *item.part;
       types.emplace_back(&part.name, part.contentType.get());
       // A part's item name is made again when the archive needs it, rather than held here.
-      if (!part.itemName) {
+      if (!part.itemName()) {
         items.push_back({&part.name, nullptr, item.compression, std::move(item.content)});
       } else {
-        items.push_back({nullptr, part.itemName.get(), item.compression, std::move(item.content)});
+        items.push_back({nullptr, part.itemName(), item.compression, std::move(item.content)});
       }
     };
   } else {
@@ -174,10 +173,9 @@ void PackageState::writeArchive() {
   planRelationships(emit, packageRelationships_, PartName::getPackageRelationshipsPartName());
   for (auto const& record : parts_) {
     // The eager road names a part's item from its record (see emit).
-    emit(
-        PlannedItem{record, nullptr, nullptr, record->compression, record->entry.get(),
-                    record->entry ? nullptr : record->content,
-                    eagerRoad ? std::string() : itemNameFor(record->name, record->itemName.get())});
+    emit(PlannedItem{record, nullptr, nullptr, record->compression, record->entry(),
+                     record->entry() ? nullptr : record->content,
+                     eagerRoad ? std::string() : itemNameFor(record->name, record->itemName())});
     auto const set = partRelationships_.find(record->name);
     if (set != partRelationships_.end()) {
       planRelationships(emit, set->second, record->name.getRelationshipsPartName());

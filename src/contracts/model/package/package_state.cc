@@ -285,13 +285,15 @@ void PackageState::load(std::shared_ptr<ZipArchive const> archive) {
 
 std::shared_ptr<PartRecord> PackageState::makeRecord(PartTable::Row const& row,
                                                      PartTable const& table) const {
-  auto entry = std::make_shared<ZipEntry const>(archive_->entry(row.entry));
+  auto origin = std::make_unique<PartRecord::Origin>();
+  origin->entry.emplace(archive_->entry(row.entry));
+  ZipEntry const& entry = *origin->entry;
+  origin->itemName = entry.name;
   ContentType const& type = table.types()[row.type];
-  auto record = std::make_shared<PartRecord>(partNameFromZipItemName(entry->name), sharedType(type),
-                                             compressionOf(*entry, type));
-  record->content = makeArchiveContent(archive_, *entry);
-  record->itemName = std::make_unique<std::string const>(entry->name);
-  record->entry = std::move(entry);
+  auto record = std::make_shared<PartRecord>(partNameFromZipItemName(entry.name), sharedType(type),
+                                             compressionOf(entry, type));
+  record->content = makeArchiveContent(archive_, entry);
+  record->origin = std::move(origin);
   return record;
 }
 
@@ -433,7 +435,7 @@ void PackageState::removePart(PartName const& name) {
   partRelationships_.erase(record->name);
   record->deleted = true;
   record->content.reset();
-  record->entry.reset();
+  record->dropEntry();
 }
 
 RelationshipSet& PackageState::relationships(boost::optional<PartName> const& source) {

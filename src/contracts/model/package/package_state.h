@@ -55,21 +55,47 @@ struct PartRecord {
   // Never null; parts of the same type may share one (see ContentTypePool).
   std::shared_ptr<ContentType const> contentType;
   std::shared_ptr<PartContent const> content;
-  // The archive item whose bytes are the content as they stand, copied raw at save; null
-  // once the content was written.
-  std::shared_ptr<ZipEntry const> entry;
-  // The name of the archive item the part was read from, which saving keeps: readers find
-  // items by the targets that point at them, and other writers spell those targets (and so
-  // their item names) in UTF-8 rather than percent-encoded.  Null for a part made here,
-  // which is stored under toZipItemName of its name: behind a pointer, since the records of
-  // a large new package are nearly all of those.
-  std::unique_ptr<std::string const> itemName;
+  // Where a part read from an archive came from; null for a part made here (until a save
+  // points it at the saved file).  One block for both, since the records of a large new
+  // package have neither: the record then takes 56 bytes, which with the count of its
+  // shared_ptr malloc serves from its 80-byte bins.
+  struct Origin {
+    // The name of the archive item the part was read from, which saving keeps: readers find
+    // items by the targets that point at them, and other writers spell those targets (and
+    // so their item names) in UTF-8 rather than percent-encoded.  Empty for a part made
+    // here, which is stored under toZipItemName of its name.
+    std::string itemName;
+    // The archive item whose bytes are the content as they stand, copied raw at save; none
+    // once the content was written.
+    boost::optional<ZipEntry const> entry;
+  };
+
+  // The item of `entry`, or null.
+  ZipEntry const* entry() const { return origin && origin->entry ? &*origin->entry : nullptr; }
+  // The item name kept from the archive (see Origin::itemName), or null.
+  std::string const* itemName() const {
+    return origin && !origin->itemName.empty() ? &origin->itemName : nullptr;
+  }
+  void setEntry(ZipEntry const& entry) {
+    if (!origin) origin = std::make_unique<Origin>();
+    origin->entry.emplace(entry);
+  }
+  void dropEntry() {
+    if (!origin) return;
+    origin->entry = boost::none;
+    if (origin->itemName.empty()) origin.reset();
+  }
+
+  std::unique_ptr<Origin> origin;
   interfaces::CompressionType compression;
   bool deleted = false;
   // The last save wrote the content as it stands, and `entry` is to be found in the saved
   // file when it is next needed (see PackageState::reopenSaved).  Cleared with `entry`.
   bool entryPending = false;
 };
+
+static_assert(sizeof(void*) != 8 || sizeof(PartRecord) <= 56,
+              "PartRecord outgrows malloc's 80-byte bins");
 
 // The relationships of one source.  They are read from the archive when first asked for;
 // a set that was never read, or read and never changed, is copied raw at save.

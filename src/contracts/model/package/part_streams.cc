@@ -211,11 +211,12 @@ void PartOutputStream::close() {
   PartRecord& record = *open.record;
   if (!record.deleted) {
     if (open.eager) {
-      std::string const itemName = record.itemName ? *record.itemName : toZipItemName(record.name);
+      std::string const itemName =
+          record.itemName() ? *record.itemName() : toZipItemName(record.name);
       content = open.eager->submit(itemName, record.compression, std::move(content));
     }
     record.content = std::move(content);
-    record.entry.reset();
+    record.dropEntry();
     record.entryPending = false;
   }
 }
