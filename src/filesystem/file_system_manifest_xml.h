@@ -2,6 +2,7 @@
 #ifndef SRC_FILESYSTEM_FILE_SYSTEM_MANIFEST_XML_H_
 #define SRC_FILESYSTEM_FILE_SYSTEM_MANIFEST_XML_H_
 
+#include <cstddef>
 #include <string>
 
 #include <boost/core/noncopyable.hpp>
@@ -14,6 +15,9 @@
 
 namespace opc {
 namespace vkservices {
+namespace detail {
+class ManifestBytes;
+}
 
 // Reads and writes the manifest of a package file system.
 //
@@ -30,7 +34,9 @@ namespace vkservices {
 //
 // Documents are streamed both ways: reading fills the tree entry by entry as the parser
 // validates them, and writing prints each leaf as the tree is walked, so that neither holds
-// the document in memory (100,000 entries: about 0.3 s of CPU for a write and a read).
+// a large document in memory (100,000 entries: about 0.3 s of CPU for a write and a read).
+// Documents up to 8 MiB are held whole for a read, so that a reader without the parser can try
+// them first.
 //
 // The object owns one parser and is used by one thread at a time.  It keeps the XML library
 // initialised for as long as it lives.
@@ -59,7 +65,18 @@ class FileSystemManifestXml : private boost::noncopyable {
   // so an error of the document or of `source` wins over it, and then the tree is as it was
   // before the call, its three strings included.  After a bad value nothing is rolled back:
   // the entries before the bad one stay in the tree.
+  //
+  // Documents of the plain form that the writer makes, up to 8 MiB, are read without the
+  // parser when a strict reader can tell that the parser would accept them; anything else goes
+  // through the parser from its first byte, with the same outcome in every case.
   void read(opc::InputStream& source, FileSystemTree& tree);
+
+  // Reads as read() does, always through the validating parser: the reference that the
+  // reader without it is held to.
+  void readValidating(opc::InputStream& source, FileSystemTree& tree);
+
+  // How many reads of read() went through the validating parser so far.
+  std::size_t parserReads() const { return parserReads_; }
 
   // Writes the current form of the document for `tree` to `target`: UTF-8, standalone,
   // indented, the leaves in the tree's key order, attributes by name (the bytes of
@@ -79,8 +96,11 @@ class FileSystemManifestXml : private boost::noncopyable {
 
  private:
   void writeForm(FileSystemTree const& tree, opc::OutputStream& target, bool isV1);
+  // Tries the reader without the parser; false, with `tree` as it was, if it gave up.
+  bool readFast(detail::ManifestBytes& bytes, FileSystemTree& tree);
 
   opc::model::XmlStreamReader reader_;
+  std::size_t parserReads_ = 0;
 };
 
 }  // namespace vkservices

@@ -1,3 +1,4 @@
+#include <cstddef>
 #include <exception>
 #include <string_view>
 #include <utility>
@@ -14,6 +15,8 @@
 #include "filesystem/file_system_manifest_xml_values.h"
 #include "filesystem/file_system_manifest_xml_words.h"
 #include "filesystem/file_system_node.h"
+#include "filesystem/manifest_bytes.h"
+#include "filesystem/manifest_fast_reader.h"
 #include "filesystem/manifest_schemas.h"
 
 namespace opc {
@@ -145,13 +148,39 @@ class ManifestFiller : public opc::model::XmlStreamHandler {
 };
 
 // Puts `tree` back as a read found it, when the document could not be read whole.
-void restore(FileSystemTree& tree, std::u16string platform, std::u16string encoding,
-             std::u16string version) {
+void restore(FileSystemTree& tree, std::u16string const& platform, std::u16string const& encoding,
+             std::u16string const& version) {
   tree = FileSystemTree();
   tree.setPlatform(platform);
   tree.setEncoding(encoding);
   tree.setVersion(version);
 }
+
+// Runs `read` with a filler of `tree`, and puts the tree back as it was if the document or its
+// source failed; after a bad value the entries before it stay.
+template <typename Read>
+void fill(FileSystemTree& tree, Read&& read) {
+  std::u16string const platform = tree.getPlatform();
+  std::u16string const encoding = tree.getEncoding();
+  std::u16string const version = tree.getVersion();
+  ManifestFiller filler(tree);
+  try {
+    read(filler);
+  } catch (opc::model::InvalidXMLDocument const& e) {
+    // Entries that came before the fault are taken back: a document is read whole or not
+    // at all, as when it was parsed before it was read.
+    restore(tree, platform, encoding, version);
+    throw opc::model::InvalidPartContent(e.what());
+  } catch (...) {
+    // A bad value leaves the entries before it; a failure of the source takes them back.
+    if (std::current_exception() != filler.refusal()) restore(tree, platform, encoding, version);
+    throw;
+  }
+}
+
+// Manifests up to this size are held whole and tried with the fast reader first; larger ones
+// stream through the parser, so that memory does not grow by the size of the document.
+constexpr std::size_t kFastReadLimit = 8u << 20;
 
 }  // namespace
 
@@ -164,22 +193,32 @@ FileSystemManifestXml::FileSystemManifestXml() : reader_() {
 FileSystemManifestXml::~FileSystemManifestXml() = default;
 
 void FileSystemManifestXml::read(opc::InputStream& source, FileSystemTree& tree) {
+  detail::ManifestBytes bytes(source, kFastReadLimit);
+  if (bytes.whole() && readFast(bytes, tree)) return;
+  ++parserReads_;
+  readValidating(bytes, tree);
+}
+
+void FileSystemManifestXml::readValidating(opc::InputStream& source, FileSystemTree& tree) {
+  fill(tree, [&](ManifestFiller& filler) { reader_.read(source, filler); });
+}
+
+bool FileSystemManifestXml::readFast(detail::ManifestBytes& bytes, FileSystemTree& tree) {
   std::u16string const platform = tree.getPlatform();
   std::u16string const encoding = tree.getEncoding();
   std::u16string const version = tree.getVersion();
-  ManifestFiller filler(tree);
-  try {
-    reader_.read(source, filler);
-  } catch (opc::model::InvalidXMLDocument const& e) {
-    // Entries that came before the fault are taken back: a document is read whole or not
-    // at all, as when it was parsed before it was read.
-    restore(tree, platform, encoding, version);
-    throw opc::model::InvalidPartContent(e.what());
-  } catch (...) {
-    // A bad value leaves the entries before it; a failure of the source takes them back.
-    if (std::current_exception() != filler.refusal()) restore(tree, platform, encoding, version);
-    throw;
-  }
+  bool accepted = false;
+  fill(tree, [&](ManifestFiller& filler) {
+    detail::ManifestFastReader fast;
+    accepted = fast.read(bytes.data(), bytes.size(), filler);
+    if (!accepted) return;
+    // As the parser does: the stream is closed before a refusal of a value is told.
+    bytes.close();
+    if (fast.refusal()) std::rethrow_exception(fast.refusal());
+  });
+  // What the fast reader filled in before it gave up goes: the parser starts from the root.
+  if (!accepted) restore(tree, platform, encoding, version);
+  return accepted;
 }
 
 }  // namespace vkservices

@@ -1,0 +1,391 @@
+#include "filesystem/manifest_fast_reader.h"
+
+#include <cstdint>
+#include <initializer_list>
+#include <iterator>
+#include <string_view>
+
+#include "filesystem/file_system_manifest_xml_names.h"
+#include "filesystem/file_system_manifest_xml_words.h"
+
+namespace opc {
+namespace vkservices {
+namespace detail {
+namespace {
+
+constexpr std::u16string_view kNamespace(kManifestNamespace.c_str(), kManifestNamespace.size());
+constexpr std::u16string_view kXmlns = u"xmlns";
+
+// The attributes that the reader knows, by element.  A name that is not in the list makes it
+// give up, which is how the strict grammars' "no other attribute" is kept.
+constexpr std::u16string_view kRootNames[] = {kXmlns, kCreatedByEncoding, kCreatedByPlatform,
+                                              kVersion};
+constexpr std::u16string_view kEntryNames[] = {kName, kContent, kType, kPermissions, kDate};
+
+bool isSpace(unsigned char c) { return c == 0x20 || c == 0x09 || c == 0x0A || c == 0x0D; }
+bool isDigit(char16_t c) { return c >= u'0' && c <= u'9'; }
+
+// Whether `c` is a character that XML 1.0 allows in a document.
+bool isXmlChar(std::uint32_t c) {
+  if (c < 0x20) return c == 0x09 || c == 0x0A || c == 0x0D;
+  return c <= 0xD7FF || (c >= 0xE000 && c <= 0xFFFD) || (c >= 0x10000 && c <= 0x10FFFF);
+}
+
+void appendCodePoint(std::u16string& out, std::uint32_t c) {
+  if (c < 0x10000) {
+    out.push_back(static_cast<char16_t>(c));
+  } else {
+    c -= 0x10000;
+    out.push_back(static_cast<char16_t>(0xD800 + (c >> 10)));
+    out.push_back(static_cast<char16_t>(0xDC00 + (c & 0x3FF)));
+  }
+}
+
+// The value of `count` decimal digits of `text` from `at`, or -1 if one is not a digit.
+int digits(std::u16string_view text, std::size_t at, std::size_t count) {
+  int value = 0;
+  for (std::size_t i = at; i < at + count; ++i) {
+    if (!isDigit(text[i])) return -1;
+    value = value * 10 + (text[i] - u'0');
+  }
+  return value;
+}
+
+int daysInMonth(int year, int month) {
+  static constexpr int kDays[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+  bool const leap = (year % 4 == 0 && year % 100 != 0) || year % 400 == 0;
+  return month == 2 && leap ? 29 : kDays[month - 1];
+}
+
+// Whether `text` is a dateTime of the form "YYYY-MM-DDThh:mm:ss", then optionally a fraction
+// of up to twelve digits and a "Z": a strict part of the lexical space of xsd:dateTime, with no
+// time zone offset (which the parser moves to UTC, and so across years) and no "24:00:00".
+bool isPlainDateTime(std::u16string_view text) {
+  if (text.size() < 19 || text[4] != u'-' || text[7] != u'-' || text[10] != u'T' ||
+      text[13] != u':' || text[16] != u':') {
+    return false;
+  }
+  int const year = digits(text, 0, 4);
+  int const month = digits(text, 5, 2);
+  int const day = digits(text, 8, 2);
+  int const hour = digits(text, 11, 2);
+  int const minute = digits(text, 14, 2);
+  int const second = digits(text, 17, 2);
+  if (year < 1 || month < 1 || month > 12 || day < 1 || day > daysInMonth(year, month) ||
+      hour < 0 || hour > 23 || minute < 0 || minute > 59 || second < 0 || second > 59) {
+    return false;
+  }
+  std::size_t at = 19;
+  if (at < text.size() && text[at] == u'.') {
+    std::size_t const first = ++at;
+    while (at < text.size() && isDigit(text[at])) ++at;
+    if (at == first || at - first > 12) return false;
+  }
+  if (at < text.size() && text[at] == u'Z') ++at;
+  return at == text.size();
+}
+
+// Whether `text` is "digits" or "digits.digits", of a length that no decimal parser minds.
+bool isPlainDecimal(std::u16string_view text) {
+  if (text.empty() || text.size() > 32) return false;
+  std::size_t at = 0;
+  while (at < text.size() && isDigit(text[at])) ++at;
+  if (at == 0) return false;
+  if (at == text.size()) return true;
+  if (text[at] != u'.') return false;
+  std::size_t const fraction = ++at;
+  while (at < text.size() && isDigit(text[at])) ++at;
+  return at > fraction && at == text.size();
+}
+
+}  // namespace
+
+// A cursor over the bytes of one document.  Every operation that fails leaves the reader to
+// give up, so none of them needs to restore the position.
+class ManifestFastReader::Scan {
+ public:
+  Scan(unsigned char const* data, std::size_t size) : at_(data), end_(data + size) {}
+
+  bool atEnd() const { return at_ == end_; }
+
+  // Skips whitespace; whether there was any.
+  bool skipSpace() {
+    unsigned char const* const from = at_;
+    while (at_ != end_ && isSpace(*at_)) ++at_;
+    return at_ != from;
+  }
+
+  // Consumes `text` if the input goes on with it.
+  bool take(std::string_view text) {
+    if (static_cast<std::size_t>(end_ - at_) < text.size()) return false;
+    if (std::string_view(reinterpret_cast<char const*>(at_), text.size()) != text) return false;
+    at_ += text.size();
+    return true;
+  }
+
+  // Whether the input goes on with a byte that may follow an element's name.
+  bool atNameEnd() const { return at_ != end_ && (isSpace(*at_) || *at_ == '>' || *at_ == '/'); }
+
+  // The XML declaration, if the document begins with one.
+  bool declaration() {
+    if (!take("<?xml")) return true;
+    if (!skipSpace() || !pseudoAttribute("version", {"1.0"})) return false;
+    bool space = skipSpace();
+    if (space && take("encoding")) {
+      if (!pseudoValue({"UTF-8", "utf-8"})) return false;
+      space = skipSpace();
+    }
+    if (space && take("standalone")) {
+      if (!pseudoValue({"yes", "no"})) return false;
+      skipSpace();
+    }
+    return take("?>");
+  }
+
+  // A name of ASCII letters up to "=" or whitespace, as UTF-16 in `name`.
+  bool attributeName(std::u16string& name) {
+    name.clear();
+    while (at_ != end_ && ((*at_ >= 'a' && *at_ <= 'z') || (*at_ >= 'A' && *at_ <= 'Z'))) {
+      name.push_back(static_cast<char16_t>(*at_++));
+    }
+    return !name.empty();
+  }
+
+  // "=", a quoted value, its references replaced, into `out`.
+  bool attributeValue(std::u16string& out) {
+    skipSpace();
+    if (!take("=")) return false;
+    skipSpace();
+    if (at_ == end_ || (*at_ != '"' && *at_ != '\'')) return false;
+    unsigned char const quote = *at_++;
+    out.clear();
+    while (at_ != end_) {
+      unsigned char const c = *at_;
+      if (c == quote) {
+        ++at_;
+        return true;
+      }
+      if (c >= 0x80) {
+        if (!multiByte(out)) return false;
+      } else if (c == '&') {
+        if (!reference(out)) return false;
+      } else if (c < 0x20 || c == '<') {
+        // A raw tab, line feed or carriage return is normalised by the parser: left to it.
+        return false;
+      } else {
+        out.push_back(c);
+        ++at_;
+      }
+    }
+    return false;
+  }
+
+ private:
+  bool pseudoAttribute(std::string_view name, std::initializer_list<std::string_view> allowed) {
+    return take(name) && pseudoValue(allowed);
+  }
+
+  bool pseudoValue(std::initializer_list<std::string_view> allowed) {
+    skipSpace();
+    if (!take("=")) return false;
+    skipSpace();
+    for (char const quote : {'"', '\''}) {
+      for (std::string_view const value : allowed) {
+        unsigned char const* const from = at_;
+        if (take(std::string(1, quote) + std::string(value) + quote)) return true;
+        at_ = from;
+      }
+    }
+    return false;
+  }
+
+  // One character of two to four bytes, decoded strictly: no overlong form, no surrogate, no
+  // code point above U+10FFFF, and only characters that XML allows.
+  bool multiByte(std::u16string& out) {
+    unsigned char const lead = *at_;
+    std::size_t length = 0;
+    std::uint32_t c = 0;
+    unsigned char low = 0x80;
+    unsigned char high = 0xBF;
+    if (lead >= 0xC2 && lead <= 0xDF) {
+      length = 2;
+      c = lead & 0x1F;
+    } else if (lead >= 0xE0 && lead <= 0xEF) {
+      length = 3;
+      c = lead & 0x0F;
+      if (lead == 0xE0) low = 0xA0;
+      if (lead == 0xED) high = 0x9F;
+    } else if (lead >= 0xF0 && lead <= 0xF4) {
+      length = 4;
+      c = lead & 0x07;
+      if (lead == 0xF0) low = 0x90;
+      if (lead == 0xF4) high = 0x8F;
+    } else {
+      return false;
+    }
+    if (static_cast<std::size_t>(end_ - at_) < length) return false;
+    for (std::size_t i = 1; i < length; ++i) {
+      unsigned char const next = at_[i];
+      if (next < (i == 1 ? low : 0x80) || next > (i == 1 ? high : 0xBF)) return false;
+      c = (c << 6) | (next & 0x3F);
+    }
+    if (!isXmlChar(c)) return false;
+    at_ += length;
+    appendCodePoint(out, c);
+    return true;
+  }
+
+  // "&" and one of the five predefined entities or a character reference of a character that
+  // XML allows.
+  bool reference(std::u16string& out) {
+    static constexpr struct {
+      std::string_view text;
+      char16_t character;
+    } kEntities[] = {
+        {"&lt;", u'<'}, {"&gt;", u'>'}, {"&amp;", u'&'}, {"&quot;", u'"'}, {"&apos;", u'\''}};
+    for (auto const& entity : kEntities) {
+      if (take(entity.text)) {
+        out.push_back(entity.character);
+        return true;
+      }
+    }
+    if (!take("&#")) return false;
+    bool const hex = take("x");
+    std::uint32_t c = 0;
+    std::size_t count = 0;
+    while (at_ != end_ && *at_ != ';') {
+      unsigned char const d = *at_;
+      std::uint32_t value = 0;
+      if (d >= '0' && d <= '9') {
+        value = d - '0';
+      } else if (hex && d >= 'a' && d <= 'f') {
+        value = d - 'a' + 10;
+      } else if (hex && d >= 'A' && d <= 'F') {
+        value = d - 'A' + 10;
+      } else {
+        return false;
+      }
+      // Eight digits hold every character; more, even leading zeros, are left to the parser.
+      if (++count > 8) return false;
+      c = c * (hex ? 16 : 10) + value;
+      ++at_;
+    }
+    if (count == 0 || !take(";") || !isXmlChar(c)) return false;
+    appendCodePoint(out, c);
+    return true;
+  }
+
+  unsigned char const* at_;
+  unsigned char const* end_;
+};
+
+ManifestFastReader::ManifestFastReader() = default;
+ManifestFastReader::~ManifestFastReader() = default;
+
+bool ManifestFastReader::read(unsigned char const* data, std::size_t size,
+                              opc::model::XmlStreamHandler& handler) {
+  refusal_ = nullptr;
+  Scan scan(data, size);
+  // The declaration, if any, stands at the very first byte: no byte order mark, no space.
+  if (!scan.declaration()) return false;
+  scan.skipSpace();
+  if (!scan.take("<fileEntries") || !scan.atNameEnd()) return false;
+  unsigned present = 0;
+  bool empty = false;
+  if (!startTag(scan, kRootNames, std::size(kRootNames), present, empty)) return false;
+  // All four, the namespace the default one and exactly the current one, and a version that
+  // no reading of xsd:decimal could refuse or print otherwise.
+  if (present != 0xF || values_[0] != kNamespace || !isPlainDecimal(values_[3])) return false;
+  emitStart(kFileEntries, 0, handler);
+  if (!empty) {
+    for (;;) {
+      scan.skipSpace();
+      if (scan.take("</fileEntries")) {
+        scan.skipSpace();
+        if (!scan.take(">")) return false;
+        break;
+      }
+      if (!scan.take("<fileEntry") || !scan.atNameEnd()) return false;
+      if (!entry(scan, handler)) return false;
+    }
+  }
+  emitEnd(0, handler);
+  scan.skipSpace();
+  return scan.atEnd();
+}
+
+bool ManifestFastReader::startTag(Scan& scan, std::u16string_view const* names, std::size_t count,
+                                  unsigned& present, bool& empty) {
+  present = 0;
+  attributes_.clear();
+  for (;;) {
+    bool const space = scan.skipSpace();
+    if (scan.take("/>")) {
+      empty = true;
+      return true;
+    }
+    if (scan.take(">")) {
+      empty = false;
+      return true;
+    }
+    // Attributes are set apart by whitespace.
+    if (!space || !scan.attributeName(name_)) return false;
+    std::size_t index = 0;
+    while (index < count && names[index] != name_) ++index;
+    if (index == count || (present & (1u << index)) != 0) return false;
+    if (!scan.attributeValue(values_[index])) return false;
+    present |= 1u << index;
+    attributes_.push_back(opc::model::XmlStreamAttribute{names[index], values_[index]});
+  }
+}
+
+bool ManifestFastReader::entry(Scan& scan, opc::model::XmlStreamHandler& handler) {
+  unsigned present = 0;
+  bool empty = false;
+  if (!startTag(scan, kEntryNames, std::size(kEntryNames), present, empty)) return false;
+  // name, content and type are required; the type is one of the three words as they stand.
+  std::u16string const& type = values_[2];
+  if ((present & 0x7) != 0x7 || (type != kFile && type != kSymLink && type != kFolder)) {
+    return false;
+  }
+  std::u16string const& date = values_[4];
+  if ((present & 0x10) != 0 && !date.empty() && !isPlainDateTime(date)) return false;
+  emitStart(kFileEntry, 1, handler);
+  if (!empty) {
+    // The element's text is allowed and never used; only whitespace is taken here.
+    scan.skipSpace();
+    if (!scan.take("</fileEntry")) return false;
+    scan.skipSpace();
+    if (!scan.take(">")) return false;
+  }
+  emitEnd(1, handler);
+  return true;
+}
+
+void ManifestFastReader::emitStart(std::u16string_view localName, std::size_t depth,
+                                   opc::model::XmlStreamHandler& handler) {
+  if (refusal_) return;
+  opc::model::XmlStreamElement element;
+  element.namespaceURI = kNamespace;
+  element.localName = localName;
+  element.depth = depth;
+  element.attributes = &attributes_;
+  try {
+    handler.startElement(element);
+  } catch (...) {
+    refusal_ = std::current_exception();
+  }
+}
+
+void ManifestFastReader::emitEnd(std::size_t depth, opc::model::XmlStreamHandler& handler) {
+  if (refusal_) return;
+  try {
+    handler.endElement(depth);
+  } catch (...) {
+    refusal_ = std::current_exception();
+  }
+}
+
+}  // namespace detail
+}  // namespace vkservices
+}  // namespace opc

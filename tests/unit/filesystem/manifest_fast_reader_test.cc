@@ -1,0 +1,333 @@
+// The reader of the plain manifest form that goes without the validating parser: which
+// documents it takes, that it fills the tree exactly as the parser's road does, and that every
+// other document goes to the parser with the outcome it has always had.
+#include <exception>
+#include <stdexcept>
+#include <string>
+#include <typeinfo>
+#include <vector>
+
+#include <boost/date_time/gregorian/gregorian_types.hpp>
+#include <boost/date_time/posix_time/posix_time_types.hpp>
+#include <gtest/gtest.h>
+
+#include <opc/core/exception.h>
+#include <opc/core/time_conversions.h>
+#include <opc/model/xml/xml_exceptions.h>
+
+#include "filesystem/file_system_manifest_xml.h"
+#include "filesystem/file_system_node.h"
+#include "filesystem/file_system_tree.h"
+#include "support/byte_streams.h"
+#include "support/expect_exception.h"
+
+namespace {
+
+using opc::model::InvalidPartContent;
+using opc::vkservices::FileSystemManifestXml;
+using opc::vkservices::FileSystemNode;
+using opc::vkservices::FileSystemNodeType;
+using opc::vkservices::FileSystemTree;
+using opcvk_test::MemoryInputStream;
+using opcvk_test::MemoryOutputStream;
+
+constexpr char kNamespace[] = "http://schemas.opcvkservices.org/package/2013/filesystemManifest";
+constexpr char kNamespaceV1[] =
+    "http://schemas.opcvkservices.org/orvane/compiler/2011/fileManifest";
+constexpr char kDeclaration[] = "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\" ?>\n";
+constexpr char kRoot[] =
+    R"(createdByEncoding="UTF-8" createdByPlatform="linux-x86-64" version="2.0")";
+constexpr char kEntry[] =
+    R"(<fileEntry content="/fsroot/a" date="2021-03-04T05:06:07.5Z" name="/a" permissions="0644" type="File"/>)";
+
+std::string document(std::string const& entries, std::string const& rootAttributes = kRoot,
+                     std::string const& head = kDeclaration) {
+  return head + "<fileEntries xmlns=\"" + kNamespace + "\" " + rootAttributes + ">\n" + entries +
+         "\n</fileEntries>\n";
+}
+
+// Everything of a tree that a manifest says, as one comparable text.
+std::u16string shapeOf(FileSystemTree const& tree) {
+  std::u16string shape =
+      tree.getVersion() + u'|' + tree.getPlatform() + u'|' + tree.getEncoding() + u'\n';
+  for (FileSystemNode const& node : tree.leafNodes()) {
+    shape += node.getPathName() + u'|' +
+             static_cast<char16_t>(u'0' + static_cast<int>(node.getType())) + u'|' +
+             node.getContentName() + u'|';
+    if (node.getPermissions()) shape += static_cast<char16_t>(*node.getPermissions());
+    shape += u'|';
+    if (node.getLastModifiedTime()) shape += opc::convertTimeToString(*node.getLastModifiedTime());
+    shape += u'\n';
+  }
+  return shape;
+}
+
+// How a read ended: the class and text of what it threw ("" if nothing), and the tree after.
+struct Outcome {
+  std::string error;
+  std::u16string shape;
+};
+
+template <typename Read>
+Outcome outcomeOf(Read&& read) {
+  FileSystemTree tree;
+  Outcome outcome;
+  try {
+    read(tree);
+  } catch (std::exception const& e) {
+    outcome.error = std::string(typeid(e).name()) + ": " + e.what();
+  }
+  outcome.shape = shapeOf(tree);
+  return outcome;
+}
+
+// Reads `xml` with read() and with the parser alone, and expects one outcome of both; returns
+// whether read() took the parser.
+bool readBothWays(FileSystemManifestXml& manifest, std::string const& xml, Outcome& outcome) {
+  std::size_t const before = manifest.parserReads();
+  outcome = outcomeOf([&](FileSystemTree& tree) {
+    MemoryInputStream source(xml, 7);
+    manifest.read(source, tree);
+  });
+  bool const parsed = manifest.parserReads() != before;
+  Outcome const reference = outcomeOf([&](FileSystemTree& tree) {
+    MemoryInputStream source(xml);
+    manifest.readValidating(source, tree);
+  });
+  EXPECT_EQ(outcome.error, reference.error) << xml;
+  EXPECT_TRUE(outcome.shape == reference.shape) << xml;
+  return parsed;
+}
+
+struct Case {
+  char const* what;
+  std::string xml;
+};
+
+std::string caseName(::testing::TestParamInfo<Case> const& param) { return param.param.what; }
+
+class ManifestFastReaderAcceptTest : public ::testing::TestWithParam<Case> {};
+
+TEST_P(ManifestFastReaderAcceptTest, ReadsWithoutTheParserAsTheParserWould) {
+  FileSystemManifestXml manifest;
+  Outcome outcome;
+  EXPECT_FALSE(readBothWays(manifest, GetParam().xml, outcome));
+  EXPECT_EQ(outcome.error, "");
+}
+
+std::vector<Case> const kAccepted = {
+    {"WriterForm", document(kEntry)},
+    {"EmptyRoot", document("")},
+    {"SelfClosedRoot",
+     std::string(kDeclaration) + "<fileEntries xmlns=\"" + kNamespace + "\" " + kRoot + "/>"},
+    {"NoDeclaration", document(kEntry, kRoot, "")},
+    {"ShortDeclaration", document(kEntry, kRoot, "<?xml version='1.0'?>")},
+    {"DeclarationWithoutStandalone",
+     document(kEntry, kRoot, "<?xml version=\"1.0\" encoding=\"utf-8\"?>\r\n")},
+    {"SingleQuotesAndSpaces",
+     document("<fileEntry  name = '/a\"b' content='' type='Folder' ></fileEntry >\r\n\t",
+              "createdByPlatform='p'\ncreatedByEncoding = 'e' version='2'")},
+    {"PredefinedEntities",
+     document(R"(<fileEntry name="/&lt;&gt;&amp;&quot;&apos;" content="/x" type="File"/>)")},
+    {"CharacterReferences",
+     document(
+         R"(<fileEntry name="/&#65;&#x42;&#x00063;&#9;&#10;&#13;&#x1F600;" content="/c" type="File"/>)")},
+    {"NonASCIINames",
+     document("<fileEntry name=\"/\xC3\xA9t\xC3\xA9/\xE6\x97\xA5\xE6\x9C\xAC/\xF0\x9F\x98\x80\" "
+              "content=\"/fsroot/\xC3\xA9\" type=\"File\"/>")},
+    {"Links", document(R"(<fileEntry name="/l" content="../a b/c" type="SymLink"/>)")},
+    {"EmptyPermissionsAndDate",
+     document(R"(<fileEntry name="/a" content="/x" type="File" permissions="" date=""/>)")},
+    {"DatesOfEveryForm",
+     document(R"(<fileEntry name="/a" content="/x" type="File" date="2020-02-29T23:59:59"/>
+<fileEntry name="/b" content="/x" type="File" date="1999-12-31T00:00:00Z"/>
+<fileEntry name="/c" content="/x" type="File" date="2021-06-30T12:00:00.123456789012Z"/>)")},
+    {"LaterVersion",
+     document(kEntry, R"(createdByEncoding="e" createdByPlatform="p" version="3.7")")},
+    {"VersionOfTheOlderFormInTheCurrentNamespace",
+     document(R"(<fileEntry name="a" content="/x" type="File" permissions="33188"/>)",
+              R"(createdByEncoding="e" createdByPlatform="p" version="1.0")")},
+    {"VersionWithZeros",
+     document("", R"(createdByEncoding="" createdByPlatform="" version="02.00")")},
+};
+
+INSTANTIATE_TEST_SUITE_P(Documents, ManifestFastReaderAcceptTest, ::testing::ValuesIn(kAccepted),
+                         caseName);
+
+class ManifestFastReaderFallbackTest : public ::testing::TestWithParam<Case> {};
+
+TEST_P(ManifestFastReaderFallbackTest, LeavesTheDocumentToTheParser) {
+  FileSystemManifestXml manifest;
+  Outcome outcome;
+  EXPECT_TRUE(readBothWays(manifest, GetParam().xml, outcome));
+}
+
+std::string const kRootTag =
+    std::string("<fileEntries xmlns=\"") + kNamespace + "\" " + kRoot + ">";
+
+std::vector<Case> const kFallbacks = {
+    {"Comment", document(std::string("<!-- c -->") + kEntry)},
+    {"CommentBeforeTheRoot", document(kEntry, kRoot, std::string(kDeclaration) + "<!-- c -->")},
+    {"ProcessingInstruction", document(std::string("<?pi x?>") + kEntry)},
+    {"DocumentType", document(kEntry, kRoot, std::string(kDeclaration) + "<!DOCTYPE fileEntries>")},
+    {"CDATAInAnEntry",
+     document(R"(<fileEntry name="/a" content="/x" type="File"><![CDATA[x]]></fileEntry>)")},
+    {"TextInAnEntry",
+     document(R"(<fileEntry name="/a" content="/x" type="File">text</fileEntry>)")},
+    {"TextAmongEntries", document(std::string("text") + kEntry)},
+    {"ByteOrderMark", "\xEF\xBB\xBF" + document(kEntry)},
+    {"SpaceBeforeTheDeclaration", " " + document(kEntry)},
+    {"OtherEncoding", document("<fileEntry name=\"/\xE9\" content=\"\" type=\"Folder\"/>", kRoot,
+                               "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>")},
+    {"Version11", document(kEntry, kRoot, "<?xml version=\"1.1\"?>")},
+    {"PrefixedRoot",
+     std::string(kDeclaration) + "<m:fileEntries xmlns:m=\"" + kNamespace + "\" " + kRoot + "/>"},
+    {"SecondNamespaceDeclaration", document(kEntry, std::string(kRoot) + R"( xmlns:x="urn:x")")},
+    {"SchemaInstanceAttribute",
+     document(kEntry,
+              std::string(kRoot) +
+                  R"( xmlns:xsi="http://www.w3.org/2001/XMLSchema-instance" xsi:type="x")")},
+    {"RawTabInAValue", document("<fileEntry name=\"/a\tb\" content=\"/x\" type=\"File\"/>")},
+    {"RawLineFeedInAValue", document("<fileEntry name=\"/a\nb\" content=\"/x\" type=\"File\"/>")},
+    {"RawCarriageReturnLineFeed",
+     document("<fileEntry name=\"/a\r\nb\" content=\"/x\" type=\"File\"/>")},
+    {"LessThanInAValue", document(R"(<fileEntry name="/a<b" content="/x" type="File"/>)")},
+    {"UnknownEntity", document(R"(<fileEntry name="/a&nbsp;" content="/x" type="File"/>)")},
+    {"UpperCaseHexReference", document(R"(<fileEntry name="/&#X41;" content="/x" type="File"/>)")},
+    {"LongReference", document(R"(<fileEntry name="/&#000000065;" content="/x" type="File"/>)")},
+    {"ReferenceOfANonCharacter",
+     document(R"(<fileEntry name="/&#xFFFE;" content="/x" type="File"/>)")},
+    {"ReferenceBeyondUnicode",
+     document(R"(<fileEntry name="/&#x110000;" content="/x" type="File"/>)")},
+    {"OverlongUTF8", document("<fileEntry name=\"/\xC0\xAF\" content=\"/x\" type=\"File\"/>")},
+    {"EncodedSurrogate",
+     document("<fileEntry name=\"/\xED\xA0\x80\" content=\"/x\" type=\"File\"/>")},
+    {"TruncatedUTF8", document("<fileEntry name=\"/\xE6\x97\" content=\"/x\" type=\"File\"/>")},
+    {"ControlCharacter", document("<fileEntry name=\"/\x01\" content=\"/x\" type=\"File\"/>")},
+    {"DateWithOffset",
+     document(
+         R"(<fileEntry name="/a" content="/x" type="File" date="2021-01-01T00:30:00+01:00"/>)")},
+    {"DateAtTwentyFour",
+     document(R"(<fileEntry name="/a" content="/x" type="File" date="2021-01-01T24:00:00"/>)")},
+    {"DateOfADayThatIsNot",
+     document(R"(<fileEntry name="/a" content="/x" type="File" date="2021-02-29T00:00:00"/>)")},
+    {"DateOfYearZero",
+     document(R"(<fileEntry name="/a" content="/x" type="File" date="0000-01-01T00:00:00"/>)")},
+    {"DateOfFiveDigits",
+     document(R"(<fileEntry name="/a" content="/x" type="File" date="12021-01-01T00:00:00"/>)")},
+    {"DateWithSpaces",
+     document(R"(<fileEntry name="/a" content="/x" type="File" date=" 2021-01-01T00:00:00"/>)")},
+    {"DateWithoutTime",
+     document(R"(<fileEntry name="/a" content="/x" type="File" date="2021-01-01"/>)")},
+    {"TypeWithASpace", document(R"(<fileEntry name="/a" content="/x" type="File "/>)")},
+    {"VersionWithSign",
+     document("", R"(createdByEncoding="e" createdByPlatform="p" version="+2")")},
+    {"VersionOfAFraction",
+     document("", R"(createdByEncoding="e" createdByPlatform="p" version=".5")")},
+    {"VersionWithSpace",
+     document("", R"(createdByEncoding="e" createdByPlatform="p" version="2 ")")},
+    {"VersionNotDecimal",
+     document("", R"(createdByEncoding="e" createdByPlatform="p" version="2.0.1")")},
+    {"MissingVersion", document(kEntry, R"(createdByEncoding="e" createdByPlatform="p")")},
+    {"DuplicateAttribute",
+     document(R"(<fileEntry name="/a" name="/b" content="/x" type="File"/>)")},
+    {"AttributesWithoutSpace", document(R"(<fileEntry name="/a"content="/x" type="File"/>)")},
+    {"MissingType", document(R"(<fileEntry name="/a" content="/x"/>)")},
+    {"UnknownEntryAttribute",
+     document(R"(<fileEntry name="/a" content="/x" type="File" size="1"/>)")},
+    {"NestedEntry",
+     document(
+         R"(<fileEntry name="/a" content="/x" type="File"><fileEntry name="/b" content="" type="Folder"/></fileEntry>)")},
+    {"WrongEndTag", document(R"(<fileEntry name="/a" content="/x" type="File"></fileEntries>)")},
+    {"OlderForm",
+     std::string(kDeclaration) + "<fileEntries xmlns=\"" + kNamespaceV1 +
+         R"(" platform="p" encoding="e"><fileEntry name="a" content="/x" type="File"/></fileEntries>)"},
+    {"OtherNamespace", std::string(kDeclaration) + "<fileEntries xmlns=\"urn:x\" " + kRoot + "/>"},
+    {"Truncated", document(kEntry).substr(0, 200)},
+    {"SecondRoot", document("") + kRootTag + "</fileEntries>"},
+    {"NulAfterTheRoot", document("") + std::string(1, '\0')},
+    {"Empty", ""},
+};
+
+INSTANTIATE_TEST_SUITE_P(Documents, ManifestFastReaderFallbackTest, ::testing::ValuesIn(kFallbacks),
+                         caseName);
+
+// The values that the grammar lets through and the reader refuses come in document order, with
+// the entries before the bad one kept, as on the parser's road.
+TEST(ManifestFastReaderTest, RefusesBadValuesWithoutTheParserAsTheParserWould) {
+  FileSystemManifestXml manifest;
+  Outcome outcome;
+  EXPECT_FALSE(readBothWays(manifest, document(std::string(kEntry) + R"(
+<fileEntry name="/b" content="/x" type="File" permissions="755"/>
+<fileEntry name="/c" content="/x" type="File" permissions="0x"/>)"),
+                            outcome));
+  EXPECT_NE(outcome.error.find(": Permissions are not a valid octal value"), std::string::npos);
+
+  FileSystemTree tree;
+  MemoryInputStream source(document(std::string(kEntry) + R"(
+<fileEntry name="/b" content="/x" type="File" date="1300-01-01T00:00:00"/>)"));
+  EXPECT_THROW_MESSAGE(manifest.read(source, tree), InvalidPartContent,
+                       "Last modified date/time is not valid");
+  EXPECT_TRUE(tree.hasNode(u"/a"));
+  EXPECT_FALSE(tree.hasNode(u"/b"));
+  EXPECT_EQ(source.closes, 1);
+
+  FileSystemTree again;
+  MemoryInputStream twice(document(std::string(kEntry) + kEntry));
+  EXPECT_THROW_MESSAGE(manifest.read(twice, again), opc::Exception,
+                       "A node already exists with the name:/a");
+  EXPECT_EQ(manifest.parserReads(), 0u);
+}
+
+// A bad value before a fault of the document: the document's fault is what is told, and the
+// tree is as it was, on both roads.
+TEST(ManifestFastReaderTest, LetsAFaultOfTheDocumentWinOverAnEarlierBadValue) {
+  FileSystemManifestXml manifest;
+  Outcome outcome;
+  EXPECT_TRUE(readBothWays(
+      manifest, document(R"(<fileEntry name="/b" content="/x" type="File" permissions="755"/>
+<fileEntry name="/c" content="/x" type="Device"/>)"),
+      outcome));
+  EXPECT_NE(outcome.error.find("value 'Device' not in enumeration"), std::string::npos);
+  EXPECT_TRUE(outcome.shape == shapeOf(FileSystemTree()));
+}
+
+TEST(ManifestFastReaderTest, TakesWhatTheWriterWritesWithoutTheParser) {
+  FileSystemTree tree;
+  tree.setPlatform(u"linux-x86-64");
+  tree.setEncoding(u"UTF-8");
+  boost::posix_time::ptime const date(boost::gregorian::date(2023, 4, 15),
+                                      boost::posix_time::microseconds(80076095442));
+  tree.addEntry(FileSystemNodeType::File, u"/d\u00E9j\u00E0/a & <b>.txt", u"/fsroot/x",
+                opc::Perms::Perms_tag(0644), date);
+  tree.addEntry(FileSystemNodeType::SymLink, u"/d\u00E9j\u00E0/l\"'", u"../a & <b>.txt",
+                opc::Perms::Perms_tag(0777), boost::posix_time::not_a_date_time);
+  tree.addEntry(FileSystemNodeType::Folder, u"/empty \U0001F600", u"", opc::Perms::Perms_tag(0),
+                date);
+  FileSystemManifestXml manifest;
+  MemoryOutputStream target;
+  manifest.write(tree, target);
+  std::string const& written = target.bytes;
+
+  FileSystemTree read;
+  MemoryInputStream source(written);
+  manifest.read(source, read);
+  EXPECT_EQ(manifest.parserReads(), 0u);
+  EXPECT_TRUE(shapeOf(read) == shapeOf(tree)) << written;
+  EXPECT_EQ(source.opens, 1);
+  EXPECT_EQ(source.closes, 1);
+}
+
+TEST(ManifestFastReaderTest, LetsAFailureOfTheStreamPassThroughWithTheTreeUntouched) {
+  FileSystemManifestXml manifest;
+  FileSystemTree tree;
+  MemoryInputStream source(document(kEntry), 16);
+  source.failAfter(40);
+  EXPECT_THROW_MESSAGE(manifest.read(source, tree), opc::Exception, "injected read failure");
+  EXPECT_TRUE(tree.leafNodes().empty());
+  EXPECT_EQ(tree.getVersion(), u"2.0");
+  EXPECT_EQ(source.closes, 1);
+  EXPECT_EQ(manifest.parserReads(), 0u);
+}
+
+}  // namespace
