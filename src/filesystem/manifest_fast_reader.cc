@@ -25,6 +25,25 @@ constexpr std::u16string_view kEntryNames[] = {kName, kContent, kType, kPermissi
 bool isSpace(unsigned char c) { return c == 0x20 || c == 0x09 || c == 0x0A || c == 0x0D; }
 bool isDigit(char16_t c) { return c >= u'0' && c <= u'9'; }
 
+// Whether the ASCII bytes of `bytes` spell `name`.
+bool spells(std::string_view bytes, std::u16string_view name) {
+  if (bytes.size() != name.size()) return false;
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
+    if (static_cast<char16_t>(bytes[i]) != name[i]) return false;
+  }
+  return true;
+}
+
+// The bytes that stand for themselves in an attribute value: printable ASCII but for the
+// references' "&", the "<" that XML forbids there, and the quotes.
+struct PlainBytes {
+  bool of[256];
+  constexpr PlainBytes() : of() {
+    for (int c = 0x20; c < 0x80; ++c) of[c] = c != '&' && c != '<' && c != '"' && c != '\'';
+  }
+};
+constexpr PlainBytes kPlain;
+
 // Whether `c` is a character that XML 1.0 allows in a document.
 bool isXmlChar(std::uint32_t c) {
   if (c < 0x20) return c == 0x09 || c == 0x0A || c == 0x0D;
@@ -142,13 +161,11 @@ class ManifestFastReader::Scan {
     return take("?>");
   }
 
-  // A name of ASCII letters up to "=" or whitespace, as UTF-16 in `name`.
-  bool attributeName(std::u16string& name) {
-    name.clear();
-    while (at_ != end_ && ((*at_ >= 'a' && *at_ <= 'z') || (*at_ >= 'A' && *at_ <= 'Z'))) {
-      name.push_back(static_cast<char16_t>(*at_++));
-    }
-    return !name.empty();
+  // A name of ASCII letters, up to "=" or whitespace.
+  std::string_view attributeName() {
+    unsigned char const* const from = at_;
+    while (at_ != end_ && ((*at_ >= 'a' && *at_ <= 'z') || (*at_ >= 'A' && *at_ <= 'Z'))) ++at_;
+    return std::string_view(reinterpret_cast<char const*>(from), at_ - from);
   }
 
   // "=", a quoted value, its references replaced, into `out`.
@@ -173,14 +190,28 @@ class ManifestFastReader::Scan {
         // A raw tab, line feed or carriage return is normalised by the parser: left to it.
         return false;
       } else {
-        out.push_back(c);
-        ++at_;
+        plainRun(out);
       }
     }
     return false;
   }
 
  private:
+  // Printable ASCII up to the quote or a byte that needs a closer look, widened in one go: by
+  // far the most of a manifest.
+  void plainRun(std::u16string& out) {
+    unsigned char const* const from = at_;
+    unsigned char const* run = from;
+    // Called at a byte that is plain or the quote that does not close this value.
+    if (!kPlain.of[*run]) ++run;
+    while (run != end_ && kPlain.of[*run]) ++run;
+    std::size_t const old = out.size();
+    out.resize(old + static_cast<std::size_t>(run - from));
+    char16_t* const to = &out[old];
+    for (std::size_t i = 0, n = static_cast<std::size_t>(run - from); i < n; ++i) to[i] = from[i];
+    at_ = run;
+  }
+
   bool pseudoAttribute(std::string_view name, std::initializer_list<std::string_view> allowed) {
     return take(name) && pseudoValue(allowed);
   }
@@ -329,9 +360,10 @@ bool ManifestFastReader::startTag(Scan& scan, std::u16string_view const* names, 
       return true;
     }
     // Attributes are set apart by whitespace.
-    if (!space || !scan.attributeName(name_)) return false;
+    std::string_view const name = scan.attributeName();
+    if (!space || name.empty()) return false;
     std::size_t index = 0;
-    while (index < count && names[index] != name_) ++index;
+    while (index < count && !spells(name, names[index])) ++index;
     if (index == count || (present & (1u << index)) != 0) return false;
     if (!scan.attributeValue(values_[index])) return false;
     present |= 1u << index;

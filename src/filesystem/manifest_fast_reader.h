@@ -69,7 +69,6 @@ class ManifestFastReader {
   // The decoded values of the attributes of the element at hand, one room per known name, and
   // the views that the handler is given.
   std::u16string values_[5];
-  std::u16string name_;
   std::vector<opc::model::XmlStreamAttribute> attributes_;
   std::exception_ptr refusal_;
 };
