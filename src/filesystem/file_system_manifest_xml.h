@@ -35,7 +35,7 @@ class ManifestBytes;
 // Documents are streamed both ways: reading fills the tree entry by entry as the parser
 // validates them, and writing prints each leaf as the tree is walked, so that neither holds
 // a large document in memory (100,000 entries: about 0.3 s of CPU for a write and a read).
-// Documents up to 8 MiB are held whole for a read, so that a reader without the parser can try
+// Documents up to 4 MiB are held whole for a read, so that a reader without the parser can try
 // them first.
 //
 // The object owns one parser and is used by one thread at a time.  It keeps the XML library
@@ -66,7 +66,7 @@ class FileSystemManifestXml : private boost::noncopyable {
   // before the call, its three strings included.  After a bad value nothing is rolled back:
   // the entries before the bad one stay in the tree.
   //
-  // Documents of the plain form that the writer makes, up to 8 MiB, are read without the
+  // Documents of the plain form that the writer makes, up to 4 MiB, are read without the
   // parser when a strict reader can tell that the parser would accept them; anything else goes
   // through the parser from its first byte, with the same outcome in every case.
   void read(opc::InputStream& source, FileSystemTree& tree);

@@ -180,7 +180,7 @@ void fill(FileSystemTree& tree, Read&& read) {
 
 // Manifests up to this size are held whole and tried with the fast reader first; larger ones
 // stream through the parser, so that memory does not grow by the size of the document.
-constexpr std::size_t kFastReadLimit = 8u << 20;
+constexpr std::size_t kFastReadLimit = 4u << 20;
 
 }  // namespace
 

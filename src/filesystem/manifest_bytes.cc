@@ -29,7 +29,9 @@ ManifestBytes::ManifestBytes(opc::InputStream& source, std::size_t limit) : sour
 
 ManifestBytes::~ManifestBytes() = default;
 
-void ManifestBytes::open() { source_.open(); }
+void ManifestBytes::open() {
+  // The source was opened once, by the constructor; a second open() may start it anew.
+}
 
 std::size_t ManifestBytes::read(unsigned char* buffer, std::size_t count) {
   if (given_ < size_) {

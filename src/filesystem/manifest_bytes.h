@@ -18,7 +18,8 @@ namespace detail {
 // held whole: they stream through with only the limit's worth held at the start, whose memory
 // goes as soon as it has been read again.
 //
-// open() and close() pass to the source, which is not owned and must outlive this object.
+// The source is opened by the constructor and not again: open() does nothing, close() closes
+// the source.  The source is not owned and must outlive this object.
 class ManifestBytes : public opc::InputStream {
  public:
   // Opens `source` and reads until its end or until more than `limit` bytes came.  An exception

@@ -318,6 +318,29 @@ TEST(ManifestFastReaderTest, TakesWhatTheWriterWritesWithoutTheParser) {
   EXPECT_EQ(source.closes, 1);
 }
 
+// A document too large to be held whole streams through the parser once, its first bytes
+// from memory and the rest from the source, which is opened and closed once.
+TEST(ManifestFastReaderTest, StreamsALargeDocumentThroughTheParserFromItsFirstByte) {
+  std::string const longName(2000, 'n');
+  std::string entries;
+  for (int i = 0; i < 2200; ++i) {
+    entries += R"(<fileEntry name="/)" + std::to_string(i) + longName +
+               R"(" content="/x" type="File" permissions="0640"/>)" + "\n";
+  }
+  std::string const xml = document(entries);
+  ASSERT_GT(xml.size(), 4u << 20);
+  FileSystemManifestXml manifest;
+  FileSystemTree tree;
+  MemoryInputStream source(xml, 100000);
+  manifest.read(source, tree);
+  EXPECT_EQ(manifest.parserReads(), 1u);
+  EXPECT_EQ(tree.leafNodes().size(), 2200u);
+  EXPECT_EQ(*tree.findNode(u"/2199" + std::u16string(2000, u'n')).getPermissions(),
+            opc::Perms::Perms_tag(0640));
+  EXPECT_EQ(source.opens, 1);
+  EXPECT_EQ(source.closes, 1);
+}
+
 TEST(ManifestFastReaderTest, LetsAFailureOfTheStreamPassThroughWithTheTreeUntouched) {
   FileSystemManifestXml manifest;
   FileSystemTree tree;
