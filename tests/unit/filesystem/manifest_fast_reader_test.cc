@@ -135,6 +135,9 @@ std::vector<Case> const kAccepted = {
     {"NonASCIINames",
      document("<fileEntry name=\"/\xC3\xA9t\xC3\xA9/\xE6\x97\xA5\xE6\x9C\xAC/\xF0\x9F\x98\x80\" "
               "content=\"/fsroot/\xC3\xA9\" type=\"File\"/>")},
+    {"DeleteAndC1Controls",
+     document("<fileEntry name=\"/\x7F\xC2\x80\xC2\x9F\xEF\xBB\xBF\xEF\xBF\xBD\" content=\"/x\" "
+              "type=\"File\"/>")},
     {"Links", document(R"(<fileEntry name="/l" content="../a b/c" type="SymLink"/>)")},
     {"EmptyPermissionsAndDate",
      document(R"(<fileEntry name="/a" content="/x" type="File" permissions="" date=""/>)")},
