@@ -16,39 +16,22 @@
 
 #include <opc/core/exception.h>
 #include <opc/core/stream_adaptors.h>
-#include <opc/core/time_conversions.h>
 
 #include "filesystem/file_system_manifest_xml.h"
 #include "filesystem/file_system_node.h"
 #include "filesystem/file_system_tree.h"
 #include "fuzz_support.h"
+#include "manifest_shape.h"
 
 namespace {
 
 using opc::vkservices::FileSystemManifestXml;
-using opc::vkservices::FileSystemNode;
 using opc::vkservices::FileSystemTree;
 using opcvk_fuzz::check;
 
 FileSystemManifestXml& manifest() {
   static FileSystemManifestXml instance;
   return instance;
-}
-
-// Everything of a tree that its manifest says, as one comparable text.
-std::string shapeOf(FileSystemTree const& tree) {
-  std::u16string shape =
-      tree.getVersion() + u'|' + tree.getPlatform() + u'|' + tree.getEncoding() + u'\n';
-  for (FileSystemNode const& node : tree.leafNodes()) {
-    shape += node.getPathName() + u'|' +
-             static_cast<char16_t>(u'0' + static_cast<int>(node.getType())) + u'|' +
-             node.getContentName() + u'|';
-    if (node.getPermissions()) shape += static_cast<char16_t>(*node.getPermissions());
-    shape += u'|';
-    if (node.getLastModifiedTime()) shape += opc::convertTimeToString(*node.getLastModifiedTime());
-    shape += u'\n';
-  }
-  return opcvk_fuzz::printable(shape);
 }
 
 // Reads `bytes` into `tree`; false, with the reason in `why`, if the reader refused the
@@ -107,7 +90,9 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
   // document that the older grammar refuses.  Any other refusal is a finding.
   if (!readBack && olderForm && why.find("is invalid anyURI") != std::string::npos) return 0;
   check(readBack, "a written manifest reads back", shownWritten + "\"\n*** refused: " + why);
-  check(shapeOf(again) == shapeOf(tree), "a written manifest reads back as the same tree",
-        shownWritten + "\"\n*** read:  " + shapeOf(tree) + "\n*** again: " + shapeOf(again));
+  check(opcvk_fuzz::manifestShapeOf(again) == opcvk_fuzz::manifestShapeOf(tree),
+        "a written manifest reads back as the same tree",
+        shownWritten + "\"\n*** read:  " + opcvk_fuzz::manifestShapeOf(tree) +
+            "\n*** again: " + opcvk_fuzz::manifestShapeOf(again));
   return 0;
 }

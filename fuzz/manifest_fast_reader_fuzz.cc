@@ -13,17 +13,15 @@
 #include <vector>
 
 #include <opc/core/stream_adaptors.h>
-#include <opc/core/time_conversions.h>
 
 #include "filesystem/file_system_manifest_xml.h"
-#include "filesystem/file_system_node.h"
 #include "filesystem/file_system_tree.h"
 #include "fuzz_support.h"
+#include "manifest_shape.h"
 
 namespace {
 
 using opc::vkservices::FileSystemManifestXml;
-using opc::vkservices::FileSystemNode;
 using opc::vkservices::FileSystemTree;
 
 FileSystemManifestXml& manifest() {
@@ -31,7 +29,7 @@ FileSystemManifestXml& manifest() {
   return instance;
 }
 
-// How a read ended, and everything of the tree that its manifest says, as one text.
+// How a read ended, and the shape of the tree it left.
 template <typename Read>
 std::string outcomeOf(std::vector<unsigned char> const& bytes, Read&& read) {
   FileSystemTree tree;
@@ -43,18 +41,7 @@ std::string outcomeOf(std::vector<unsigned char> const& bytes, Read&& read) {
   } catch (std::exception const& e) {
     outcome = std::string(typeid(e).name()) + ": " + e.what() + "\n";
   }
-  std::u16string shape =
-      tree.getVersion() + u'|' + tree.getPlatform() + u'|' + tree.getEncoding() + u'\n';
-  for (FileSystemNode const& node : tree.leafNodes()) {
-    shape += node.getPathName() + u'|' +
-             static_cast<char16_t>(u'0' + static_cast<int>(node.getType())) + u'|' +
-             node.getContentName() + u'|';
-    if (node.getPermissions()) shape += static_cast<char16_t>(*node.getPermissions());
-    shape += u'|';
-    if (node.getLastModifiedTime()) shape += opc::convertTimeToString(*node.getLastModifiedTime());
-    shape += u'\n';
-  }
-  return outcome + opcvk_fuzz::printable(shape);
+  return outcome + opcvk_fuzz::manifestShapeOf(tree);
 }
 
 }  // namespace
