@@ -5,16 +5,24 @@
 namespace opc {
 namespace vkservices {
 namespace detail {
+namespace {
+
+constexpr std::size_t kStep = 256 * 1024;
+
+}  // namespace
 
 ManifestBytes::ManifestBytes(opc::InputStream& source, std::size_t limit) : source_(source) {
   source_.open();
   try {
     // One read for the whole room first: a stream that inflates a small item whole does it
-    // straight into a buffer that can take all of it.
+    // straight into a buffer that can take all of it.  Then reads of a step at most, since a
+    // stream may take the size of a read as the size of a buffer of its own.
     std::size_t const room = limit + 1;
     held_.reset(new unsigned char[room]);
+    std::size_t want = room;
     while (size_ < room && !source_.isDone()) {
-      size_ += source_.read(held_.get() + size_, room - size_);
+      size_ += source_.read(held_.get() + size_, std::min(want, room - size_));
+      want = kStep;
     }
     whole_ = source_.isDone();
   } catch (...) {
