@@ -15,6 +15,7 @@
 #include <opc/vkservices/ude_to_utf8_transform.h>
 
 #include "encryption/file_system_encryption.h"
+#include "filesystem/file_system_node.h"
 
 namespace opc {
 namespace vkservices {
@@ -101,9 +102,9 @@ FileSystemEntry FileSystemManager::addFileInternal(std::unique_ptr<IContentSourc
   // round trip through the text form, which costs a print and a parse per file.
   opc::model::ContentType const contentType = source->getContentType();
   // The stream comes from the part just made, so that its name is not checked again.
-  boost::optional<opc::model::Part> part;
-  FileSystemEntry const entry = createFileInternal(path, contentType, permissions, time, &part);
-  opc::OutputStream& output = part->getOutputStream();
+  FileSystemNode node;
+  opc::model::Part part = createFilePart(path, contentType, permissions, time, node);
+  opc::OutputStream& output = part.getOutputStream();
   opc::StreamHelper::copyStreamToStream(source->getInputStream(), output);
   // Closing commits the bytes to the part now, so that the file reads back at once and a
   // large add does not keep every file's content pending until the package is saved.  A
@@ -111,7 +112,7 @@ FileSystemEntry FileSystemManager::addFileInternal(std::unique_ptr<IContentSourc
   // saved.
   output.close();
   source.reset();
-  return entry;
+  return makeEntry(node);
 }
 
 // Files come before links in the test, so that nothing that is both is taken for a link; a

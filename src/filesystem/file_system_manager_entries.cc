@@ -54,22 +54,31 @@ FileSystemEntry FileSystemManager::createLink(std::u16string const& path,
 }
 
 // The part is made before the node so that a path without a valid part name fails before the
-// tree changes.
-FileSystemEntry FileSystemManager::createFileInternal(
-    std::u16string const& path, opc::model::ContentType const& contentType,
-    opc::Perms::Perms_tag permissions, boost::posix_time::ptime const& lastModifiedTime,
-    boost::optional<opc::model::Part>* part) {
+// tree changes.  The part is handed back as it was made, never copied: a copy of a part's
+// handle costs a copy of its name.
+opc::model::Part FileSystemManager::createFilePart(std::u16string const& path,
+                                                   opc::model::ContentType const& contentType,
+                                                   opc::Perms::Perms_tag permissions,
+                                                   boost::posix_time::ptime const& lastModifiedTime,
+                                                   FileSystemNode& node) {
   // Encrypted bytes do not compress, so encrypted parts are stored.
   opc::interfaces::StandardPartInfo const info(
       isEncryptionEnabled() ? opc::interfaces::CompressionType::Stored
                             : opc::interfaces::CompressionType::DeflateContent,
       0);
   opc::model::Part created = createUniquePart(path, contentType, info);
-  std::u16string const name = created.getName().toString();
-  if (part != nullptr) part->emplace(std::move(created));
-  FileSystemNode node = FileSystemNode::makeFileNode(path, name, permissions, lastModifiedTime);
+  node = FileSystemNode::makeFileNode(path, created.getName().toString(), permissions,
+                                      lastModifiedTime);
   tree_->addNode(node);
   markAsDirty();
+  return created;
+}
+
+FileSystemEntry FileSystemManager::createFileInternal(
+    std::u16string const& path, opc::model::ContentType const& contentType,
+    opc::Perms::Perms_tag permissions, boost::posix_time::ptime const& lastModifiedTime) {
+  FileSystemNode node;
+  createFilePart(path, contentType, permissions, lastModifiedTime, node);
   return makeEntry(node);
 }
 

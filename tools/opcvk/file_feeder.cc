@@ -14,7 +14,6 @@
 #include <boost/system/error_code.hpp>
 
 #include <opc/core/exception.h>
-#include <opc/core/local_file_system_ops.h>
 #include <opc/core/perms.h>
 #include <opc/core/string_conversions.h>
 #include <opc/vkservices/content_types.h>
@@ -70,6 +69,19 @@ unsigned readingThreads(unsigned threads) {
 }
 
 bool hasBackslash(std::u16string const& text) { return text.find(u'\\') != std::u16string::npos; }
+
+// The extension of the file at the package path `path`, as the local file system tells it
+// (the text after the last "." of the last name, none when that name begins with its only
+// dot), without the copies of the path that its answer makes.  A file's path never ends with
+// a separator.
+std::u16string_view extensionOf(std::u16string_view path) {
+  std::size_t const slash = path.rfind(u'/');
+  std::u16string_view const name =
+      slash == std::u16string_view::npos ? path : path.substr(slash + 1);
+  std::size_t const dot = name.rfind(u'.');
+  if (dot == std::u16string_view::npos || dot == 0) return std::u16string_view();
+  return name.substr(dot + 1);
+}
 
 }  // namespace
 
@@ -171,15 +183,13 @@ std::unique_ptr<IContentSource> FileFeeder::contentOf(
 std::shared_ptr<opc::model::ContentType const> const& FileFeeder::typeOf(
     std::u16string const& path) {
   // The extension is of the last name alone, which the leading "/" does not change.
-  std::u16string const extension = opc::LocalFileSystemOps::getShared()->getExtension(path);
+  std::u16string_view const extension = extensionOf(path);
   auto found = types_.find(extension);
   if (found == types_.end()) {
-    found =
-        types_
-            .emplace(extension, std::make_shared<opc::model::ContentType const>(
-                                    opc::vkservices::lookupContentType(
-                                        extension, opc::vkservices::getORVANEDefaultContentType())))
-            .first;
+    std::u16string key(extension);
+    auto type = std::make_shared<opc::model::ContentType const>(
+        opc::vkservices::lookupContentType(key, opc::vkservices::getORVANEDefaultContentType()));
+    found = types_.emplace(std::move(key), std::move(type)).first;
   }
   return found->second;
 }

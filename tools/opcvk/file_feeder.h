@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -67,7 +68,7 @@ class FileFeeder {
   bool const rootDirect_;
   opc::model::ContentType const textType_;
   // By extension; shared with the sources of the files, which keep no copy of their own.
-  std::map<std::u16string, std::shared_ptr<opc::model::ContentType const>> types_;
+  std::map<std::u16string, std::shared_ptr<opc::model::ContentType const>, std::less<>> types_;
   std::unique_ptr<ReadAhead> readAhead_;
 };
 

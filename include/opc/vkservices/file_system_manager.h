@@ -452,12 +452,17 @@ class OPCVK_EXPORT FileSystemManager : public opc::model::DataManager {
                                     opc::model::ContentType const& contentType,
                                     opc::interfaces::IPhysicalPartInfo const& info);
 
-  // Makes the part and the node of a new file; `part`, when given, receives the new part.
+  // Makes the part and the node of a new file, which `node` receives, and gives the part.
+  opc::model::Part createFilePart(std::u16string const& path,
+                                  opc::model::ContentType const& contentType,
+                                  opc::Perms::Perms_tag permissions,
+                                  boost::posix_time::ptime const& lastModifiedTime,
+                                  FileSystemNode& node);
+  // Makes the part and the node of a new file.
   FileSystemEntry createFileInternal(std::u16string const& path,
                                      opc::model::ContentType const& contentType,
                                      opc::Perms::Perms_tag permissions,
-                                     boost::posix_time::ptime const& lastModifiedTime,
-                                     boost::optional<opc::model::Part>* part = nullptr);
+                                     boost::posix_time::ptime const& lastModifiedTime);
   FileSystemEntry createLinkInternal(std::u16string const& path, std::u16string const& target);
   // Removes the node of `entry`, raising FileSystemEntryNotFound if it is not in the tree.
   void removeEntryNode(FileSystemEntry const& entry);

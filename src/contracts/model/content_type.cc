@@ -182,6 +182,12 @@ bool ContentType::operator==(ContentType const& other) const {
 
 bool ContentType::operator!=(ContentType const& other) const { return !(*this == other); }
 
+bool ContentType::isWrittenAs(ContentType const& other) const {
+  // Tokens and quoted values are written one way only, so equal fields are equal texts and
+  // the other way round.
+  return type_ == other.type_ && subType_ == other.subType_ && parameters_ == other.parameters_;
+}
+
 std::u16string ContentType::toString() const {
   std::u16string result = type_ + u"/" + subType_;
   for (auto const& [name, value] : parameters_) {

@@ -36,6 +36,29 @@ TEST(ContentTypePoolTest, TypesEqualButSpelledOtherwiseAreNotShared) {
   EXPECT_NE(ab.get(), ba.get());
 }
 
+// A value given in quotes that it does not need is written without them: the text is the
+// same, and so is the object.
+TEST(ContentTypePoolTest, TypesOfTheSameTextShareWhateverTheirSpelling) {
+  ContentTypePool pool;
+  auto const bare = pool.intern(ContentType(u"a/b;x=abc"));
+  auto const quoted = pool.intern(ContentType(u"a/b;x=\"abc\""));
+  EXPECT_EQ(bare.get(), quoted.get());
+  EXPECT_EQ(quoted->toString(), u"a/b;x=abc");
+}
+
+// The type found last is tried first; types that alternate still find their own object.
+TEST(ContentTypePoolTest, AlternatingTypesFindTheirOwnObjects) {
+  ContentTypePool pool;
+  auto const text = pool.intern(ContentType(u"text/plain"));
+  auto const png = pool.intern(ContentType(u"image/png"));
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_EQ(pool.intern(ContentType(u"text/plain")).get(), text.get());
+    EXPECT_EQ(pool.intern(ContentType(u"image/png")).get(), png.get());
+    EXPECT_NE(pool.intern(ContentType(u"image/PNG")).get(), png.get());
+  }
+  EXPECT_EQ(png->toString(), u"image/png");
+}
+
 TEST(ContentTypePoolTest, ManyDistinctTypesStayExactPastWhatThePoolKeeps) {
   ContentTypePool pool;
   for (int round = 0; round < 2; ++round) {

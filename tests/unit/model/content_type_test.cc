@@ -229,6 +229,42 @@ INSTANTIATE_TEST_SUITE_P(Table, ContentTypeEqualityTest,
                                            EqualityCase{u"text/plain;encryption=AES",
                                                         u"text/plain;encryption=aes", false}));
 
+class ContentTypeWrittenAsTest : public ::testing::TestWithParam<EqualityCase> {};
+
+// Written alike exactly when the texts are the same, whatever == says.
+TEST_P(ContentTypeWrittenAsTest, ComparesTheWrittenText) {
+  EqualityCase const& c = GetParam();
+  ContentType const left(c.left);
+  ContentType const right(c.right);
+  EXPECT_EQ(left.isWrittenAs(right), c.equal);
+  EXPECT_EQ(right.isWrittenAs(left), c.equal);
+  EXPECT_EQ(left.toString() == right.toString(), c.equal);
+}
+
+INSTANTIATE_TEST_SUITE_P(Table, ContentTypeWrittenAsTest,
+                         ::testing::Values(EqualityCase{u"text/plain", u"text/plain", true},
+                                           EqualityCase{u"TEXT/Plain", u"text/plain", false},
+                                           EqualityCase{u"text/PLAIN", u"text/plain", false},
+                                           EqualityCase{u"text/plain", u"text/plain;a=b", false},
+                                           EqualityCase{u"a/b;x=1;y=2", u"a/b;x=1;y=2", true},
+                                           EqualityCase{u"a/b;x=1;y=2", u"a/b;y=2;x=1", false},
+                                           EqualityCase{u"a/b;X=1", u"a/b;x=1", false},
+                                           EqualityCase{u"a/b;x=abc", u"a/b;x=\"abc\"", true},
+                                           EqualityCase{u"a/b;x=\"a b\"", u"a/b;x=\"a b\"", true},
+                                           EqualityCase{u"a/b;x=\"a b\"", u"a/b;x=\"a  b\"", false},
+                                           EqualityCase{u"text/plain;charset=UTF-8",
+                                                        u"text/plain;charset=utf-8", false}));
+
+TEST(ContentTypeTest, WrittenAsFollowsAddedAndRemovedParameters) {
+  ContentType grown(u"a/b");
+  ContentType const full(u"a/b;x=1");
+  EXPECT_FALSE(grown.isWrittenAs(full));
+  grown.addParameter(u"x", u"1");
+  EXPECT_TRUE(grown.isWrittenAs(full));
+  grown.removeParameter(u"x");
+  EXPECT_TRUE(grown.isWrittenAs(ContentType(u"a/b")));
+}
+
 TEST(ContentTypeTest, LooksUpParametersWithoutCase) {
   ContentType const type(u"a/b;Encryption=AES-256-GCM;iv=inline");
   EXPECT_TRUE(type.hasParameter(u"encryption"));

@@ -64,6 +64,35 @@ TEST(PackageTest, CreateSaveAndReopenGivesBackPartsTypesAndRelationships) {
   EXPECT_EQ(partRels.getEntries()[0].getTargetPartName(), PartName(u"/c.txt"));
 }
 
+// Every new part starts empty; what is written to one never shows in another, before the
+// save or after it, nor in a part made after it.
+TEST(PackageTest, NewPartsStartEmptyAndEachKeepsItsOwnContent) {
+  opcvk_test::TempDir dir;
+  std::u16string const path = u16(dir / "p.zip");
+  {
+    auto package = Package::open(path, PackageAccess::Create);
+    for (char16_t const* name : {u"/a.xml", u"/b.xml", u"/c.xml"}) {
+      package->createPart(PartName(name), ContentType(u"application/xml"), kDeflate);
+    }
+    writeAll(package->getPart(PartName(u"/b.xml")).getOutputStream(), "<b/>");
+    EXPECT_EQ(contentOf(*package, u"/a.xml"), "");
+    EXPECT_EQ(contentOf(*package, u"/b.xml"), "<b/>");
+    EXPECT_EQ(contentOf(*package, u"/c.xml"), "");
+    addPart(*package, u"/d.xml", "<d/>");
+    package->createPart(PartName(u"/e.xml"), ContentType(u"application/xml"), kDeflate);
+    EXPECT_EQ(contentOf(*package, u"/e.xml"), "");
+    writeAll(package->getPart(PartName(u"/c.xml")).getOutputStream(), "<c/>");
+    EXPECT_EQ(contentOf(*package, u"/a.xml"), "");
+    package->save();
+  }
+  auto package = Package::open(path, PackageAccess::Read);
+  EXPECT_EQ(contentOf(*package, u"/a.xml"), "");
+  EXPECT_EQ(contentOf(*package, u"/b.xml"), "<b/>");
+  EXPECT_EQ(contentOf(*package, u"/c.xml"), "<c/>");
+  EXPECT_EQ(contentOf(*package, u"/d.xml"), "<d/>");
+  EXPECT_EQ(contentOf(*package, u"/e.xml"), "");
+}
+
 TEST(PackageTest, BufferPackageSavesIntoMemoryAndReopens) {
   auto package = Package::openBuffer({}, PackageAccess::Create);
   EXPECT_TRUE(package->getBuffer().empty());

@@ -95,6 +95,11 @@ TEST_P(FileFeederModeTest, AddsWhatTheLibrarysOwnAddOfThePathAdds) {
   write(dir / "data.json", "{\"a\": 1}\n");
   write(dir / "plain", "no extension\n");
   write(dir / ".hidden.txt", "hidden text\n");
+  // The last dot of the name counts, and the table is asked with the extension as it is
+  // written.
+  write(dir / "archive.tar.json", "[1]\n");
+  write(dir / "LOUD.TXT", "caf\xe9 in capitals\n");
+  write(dir / "..txt", "two dots in front\n");
   // Below a folder whose name has a dot: the type comes from the file's own name alone.
   std::filesystem::create_directory(dir / "v1.2");
   write(dir / "v1.2/README", "no extension below a dotted folder\n");

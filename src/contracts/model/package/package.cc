@@ -163,7 +163,7 @@ Part Package::createPart(PartName const& name, ContentType const& contentType,
   }
   auto record =
       std::make_shared<detail::PartRecord>(name, state().sharedType(contentType), compression);
-  record->content = detail::makeMemoryContent(std::vector<unsigned char>());
+  record->content = state().emptyContent();
   state().addPart(record);
   return Part(sharedState(), name);
 }

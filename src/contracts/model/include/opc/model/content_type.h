@@ -45,6 +45,11 @@ class OPC_MODEL_EXPORT ContentType {
 
   bool operator==(ContentType const& other) const;
   bool operator!=(ContentType const& other) const;
+  // Whether the two are written alike, character for character: the same type, subtype and
+  // parameters, in the same order and the same case, so that both give the same toString.
+  // Stricter than ==, which ignores case where the type's rules do; and cheaper than
+  // comparing the two texts, which makes neither.
+  bool isWrittenAs(ContentType const& other) const;
 
   // The full text: "type/subtype;name=value;name2=value2", with no blanks, parameters in
   // their order, and a value in double quotes (with "\" before each '"' and "\") only when
