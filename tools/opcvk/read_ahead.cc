@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <fcntl.h>
 #include <stdexcept>
+#include <string_view>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <utility>
@@ -35,6 +36,25 @@ void takeStatus(ReadResult& result, struct stat const& status) {
 }
 
 }  // namespace
+
+// Files come in the order of the walk, a folder's files one after another: a file opened by
+// its name below its folder's descriptor saves the kernel the walk from the root through
+// every folder above it, once a file.  Only ever a worker's own.
+struct ReadAhead::OpenFolder {
+  OpenFolder() = default;
+  OpenFolder(OpenFolder const&) = delete;
+  OpenFolder& operator=(OpenFolder const&) = delete;
+  ~OpenFolder() { close(); }
+
+  void close() {
+    if (fd >= 0) ::close(fd);
+    fd = -1;
+  }
+
+  // Below the root, without a trailing "/"; meaningful only while fd is open.
+  std::string path;
+  int fd = -1;
+};
 
 ReadAhead::ReadAhead(std::string root, SourceTree const& tree, std::vector<std::uint32_t> indices,
                      unsigned threads, std::size_t maxFiles, std::uint64_t maxBytes,
@@ -110,6 +130,7 @@ std::uint64_t ReadAhead::expectedBytes(std::size_t index) const {
 }
 
 void ReadAhead::work() {
+  OpenFolder folder;
   std::unique_lock<std::mutex> lock(mutex_);
   for (;;) {
     while (!stop_ && started_ < indices_.size() && !fits(started_)) {
@@ -122,7 +143,7 @@ void ReadAhead::work() {
     std::uint64_t const expected = expectedBytes(index);
     bytesAhead_ += expected;
     lock.unlock();
-    ReadResult result = read(index);
+    ReadResult result = read(index, folder);
     lock.lock();
     bytesAhead_ = bytesAhead_ - expected + result.bytes.size();
     Slot& slot = slots_[index % slots_.size()];
@@ -132,7 +153,33 @@ void ReadAhead::work() {
   }
 }
 
-ReadResult ReadAhead::read(std::size_t index) const {
+int ReadAhead::openingBase(std::string_view relative, OpenFolder& folder, std::string& path) const {
+  if (rootFd_ < 0) {
+    path = root_;
+    path += '/';
+    path += relative;
+    return AT_FDCWD;
+  }
+  std::size_t const slash = relative.rfind('/');
+  if (slash != std::string_view::npos) {
+    std::string_view const parent = relative.substr(0, slash);
+    if (folder.fd < 0 || folder.path != parent) {
+      folder.close();
+      folder.path.assign(parent);
+      folder.fd = ::openat(rootFd_, folder.path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
+    }
+    if (folder.fd >= 0) {
+      path.assign(relative.substr(slash + 1));
+      return folder.fd;
+    }
+    // A folder that cannot be opened leaves the file to the whole path, whose open tells
+    // why exactly as it would have without this.
+  }
+  path.assign(relative);
+  return rootFd_;
+}
+
+ReadResult ReadAhead::read(std::size_t index, OpenFolder& folder) const {
   SourceItem const& item = tree_.items[indices_[index]];
   ReadResult result;
   if (item.statusKnown && item.size > wholeFileLimit_) {
@@ -140,15 +187,11 @@ ReadResult ReadAhead::read(std::size_t index) const {
     return result;
   }
   std::string path;
-  if (rootFd_ < 0) {
-    path = root_;
-    path += '/';
-  }
-  path.append(tree_.names, item.nameOffset, item.nameLength);
+  int const base = openingBase(
+      std::string_view(tree_.names).substr(item.nameOffset, item.nameLength), folder, path);
   // Not blocking: a pipe that took the file's place since the walk fails its read rather than
   // waiting for a writer.
   int const flags = O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
-  int const base = rootFd_ >= 0 ? rootFd_ : AT_FDCWD;
   Descriptor const file(::openat(base, path.c_str(), flags));
   if (file.get() < 0) {
     result.error = errno;

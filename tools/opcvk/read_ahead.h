@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <mutex>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -68,11 +69,17 @@ class ReadAhead {
     bool ready = false;
   };
 
+  // The folder of the file a worker opened last, kept open by that worker.
+  struct OpenFolder;
+
   void work();
   // Whether the request at `index` may be started now; `mutex_` is held.
   bool fits(std::size_t index) const;
-  // Reads the file of tree_.items[indices_[index]].
-  ReadResult read(std::size_t index) const;
+  // Reads the file of tree_.items[indices_[index]]; `folder` is the calling worker's.
+  ReadResult read(std::size_t index, OpenFolder& folder) const;
+  // The descriptor to open the file at `relative` (below the root) from, and the path to
+  // open from it, which `path` receives; opens the file's folder into `folder` if needed.
+  int openingBase(std::string_view relative, OpenFolder& folder, std::string& path) const;
   // Bytes of the request at `index` as the walk saw them, 0 when unknown or not to be read.
   std::uint64_t expectedBytes(std::size_t index) const;
 

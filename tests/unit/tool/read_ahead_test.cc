@@ -91,6 +91,55 @@ TEST(ReadAheadTest, TellsAFileThatCannotBeOpenedAtItsPlaceAndGoesOn) {
   EXPECT_EQ(bytesOf(last), "gamma");
 }
 
+// Files of several folders, their folders coming back after others: each is read from its
+// own folder, whatever the thread that reads it read before.
+TEST_P(ReadAheadOrderTest, ReadsFilesOfFoldersThatComeAndGoInTheList) {
+  TempDir dir;
+  for (char const* folder : {"a", "a/b", "a/b/c", "d", "db"}) {
+    ASSERT_EQ(::mkdir((dir / folder).c_str(), 0755), 0);
+  }
+  std::vector<std::string> const names = {"a/x",  "a/b/x", "a/y",   "top", "a/b/c/x", "d/x",
+                                          "db/x", "d/y",   "a/b/y", "a/z", "db/y",    "d/z"};
+  std::vector<std::pair<std::string, std::uint64_t>> files;
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    write(dir / names[i], contentFor(i) + names[i]);
+    files.emplace_back(names[i], (contentFor(i) + names[i]).size());
+  }
+  SourceTree const tree = treeOf(files);
+  ReadAhead reader(dir.path(), tree, allOf(tree), GetParam(), 4, 64);
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    ReadResult const result = reader.next();
+    EXPECT_EQ(result.error, 0) << names[i];
+    EXPECT_EQ(bytesOf(result), contentFor(i) + names[i]);
+  }
+}
+
+// Below a folder that is missing, or that is a file, a file fails with the error its whole
+// path gives; the files around it, in the same folder or not, are read.
+TEST(ReadAheadTest, TellsAFileBelowAMissingOrFalseFolderAsItsWholePathWould) {
+  TempDir dir;
+  ASSERT_EQ(::mkdir((dir / "a").c_str(), 0755), 0);
+  write(dir / "a/one", "one");
+  write(dir / "a/three", "three");
+  write(dir / "plain", "plain");
+  SourceTree const tree =
+      treeOf({{"a/one", 3}, {"a/two-missing", 3}, {"gone/x", 1}, {"plain/x", 1}, {"a/three", 5}});
+  ReadAhead reader(dir.path(), tree, allOf(tree), 1, 8, 1024);
+  EXPECT_EQ(bytesOf(reader.next()), "one");
+  ReadResult const missing = reader.next();
+  EXPECT_TRUE(missing.failedToOpen);
+  EXPECT_EQ(missing.error, ENOENT);
+  ReadResult const gone = reader.next();
+  EXPECT_TRUE(gone.failedToOpen);
+  EXPECT_EQ(gone.error, ENOENT);
+  ReadResult const underFile = reader.next();
+  EXPECT_TRUE(underFile.failedToOpen);
+  EXPECT_EQ(underFile.error, ENOTDIR);
+  ReadResult const last = reader.next();
+  EXPECT_EQ(last.error, 0);
+  EXPECT_EQ(bytesOf(last), "three");
+}
+
 TEST(ReadAheadTest, TellsAFileThatOpensButCannotBeRead) {
   TempDir dir;
   ASSERT_EQ(::mkdir((dir / "folder").c_str(), 0755), 0);
