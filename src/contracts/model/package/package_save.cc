@@ -224,7 +224,11 @@ void PackageState::writeArchive() {
       // that was killed go now, before this save adds its own.
       ReplacementFile::removeStale(target);
       replacement = std::make_unique<ReplacementFile>(target);
-      writer = ZipWriter::toReplacement(*replacement, options_.compressionThreads);
+      // A package read from an archive copies most of its items from it: those go into the
+      // new file as they come, and nothing is held per item but its directory row.
+      writer = archive_
+                   ? ZipWriter::sequentialToReplacement(*replacement, options_.compressionThreads)
+                   : ZipWriter::toReplacement(*replacement, options_.compressionThreads);
     }
     if (options_.reproducibleTime) writer->makeReproducible(*options_.reproducibleTime);
     std::uint64_t const typesSize = typesXml.size();

@@ -256,6 +256,15 @@ class OPC_MODEL_EXPORT ZipWriter {
   // ReplacementFile::commit(), so that the caller decides what happens around them.
   static std::unique_ptr<ZipWriter> toReplacement(ReplacementFile& file,
                                                   unsigned compressionThreads);
+  // Writes into the temporary file of `file` as ZipStreamWriter does: each item goes into the
+  // file when it is added (a new item is compressed then, on the caller's thread; content of
+  // 4 MiB or more in chunks over `compressionThreads`), and nothing of it is kept but its row
+  // of the central directory, which commit() writes.  Made for a save that copies most items
+  // raw from the archive it replaces.  Flushing and renaming are left to the caller, as with
+  // toReplacement(); a writer whose add(), addRaw() or commit() threw is of no further use.
+  // Item names must be distinct: nothing here checks them.
+  static std::unique_ptr<ZipWriter> sequentialToReplacement(ReplacementFile& file,
+                                                            unsigned compressionThreads);
   // Writes into `out`, which commit() fills (replacing what it held) and nothing else touches;
   // `out` must outlive the writer.  Spool files go to the system's temporary folder.
   static std::unique_ptr<ZipWriter> toBuffer(std::vector<unsigned char>& out,

@@ -213,6 +213,37 @@ void ZipStreamWriter::copy(int fromFd, ZipStreamItem const& from) {
   }
 }
 
+void ZipStreamWriter::copyStored(std::string_view name, bool deflated, std::uint32_t crc,
+                                 std::uint64_t size, std::uint64_t compressedSize,
+                                 ZipByteSource const& from, std::uint64_t offset) {
+  ZipStreamItem& item = newItem(name);
+  item.size = size;
+  item.compressedSize = compressedSize;
+  item.crc = crc;
+  item.deflated = deflated;
+  item.zip64Sizes = size >= kMax32 || compressedSize >= kMax32;
+  writeLocalHeader(item);
+  // Read where the bytes are written: an archive of many small items costs one read each and
+  // no copy between buffers.
+  std::uint64_t remaining = compressedSize;
+  while (remaining > 0) {
+    if (buffer_.size() == kBufferSize) flush();
+    std::size_t const n =
+        static_cast<std::size_t>(std::min<std::uint64_t>(remaining, kBufferSize - buffer_.size()));
+    std::size_t const at = buffer_.size();
+    buffer_.resize(at + n);
+    try {
+      from.readAt(offset, buffer_.data() + at, n);
+    } catch (...) {
+      buffer_.resize(at);
+      throw;
+    }
+    offset += n;
+    end_ += n;
+    remaining -= n;
+  }
+}
+
 void ZipStreamWriter::finish() {
   std::uint64_t const directoryOffset = end_;
   for (std::size_t index = 0; index < count_; ++index) {

@@ -14,6 +14,7 @@
 
 #include <opc/model/export.h>
 
+#include "zip_archive.h"
 #include "zip_dos_time.h"
 
 namespace opc {
@@ -69,6 +70,13 @@ class OPC_MODEL_EXPORT ZipStreamWriter {
   // Copies an item of another archive file as it lies there (local header and stored bytes),
   // which is how an archive is compacted.
   void copy(int fromFd, ZipStreamItem const& item);
+
+  // An item whose `compressedSize` stored bytes lie in `from` at `offset` (the data of an item
+  // of another archive, known by its central directory): they are read straight into the
+  // write buffer, never inflated, under a new local header of these sizes and CRC-32.  What
+  // `from` throws passes through; the writer is then of no further use.
+  void copyStored(std::string_view name, bool deflated, std::uint32_t crc, std::uint64_t size,
+                  std::uint64_t compressedSize, ZipByteSource const& from, std::uint64_t offset);
 
   // Writes everything still buffered to the file.
   void flush();
