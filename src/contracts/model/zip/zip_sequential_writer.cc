@@ -68,7 +68,10 @@ class SequentialWriter : public ZipWriter {
   void addRaw(std::string const& name, ZipArchive const& from, ZipEntry const& entry) override {
     // The local header is read here, where the copy needs the offset of its data; what it
     // finds wrong is the archive's problem, told as such.
+    ensureUsable();
+    broken_ = true;
     ZipEntry const located = from.locate(entry);
+    broken_ = false;
     guardWrite(name, [&] {
       out().copyStored(name, located.method == zipformat::kMethodDeflated, located.crc32,
                        located.uncompressedSize, located.compressedSize, *from.source(),
@@ -78,7 +81,7 @@ class SequentialWriter : public ZipWriter {
 
   void add(std::string const& name, interfaces::CompressionType compression, std::uint64_t size,
            ZipContentReader reader) override {
-    if (committed_) fail("the archive was already written");
+    ensureUsable();
     WriterItem item;
     item.name = name;
     item.compression = compression;
@@ -97,7 +100,7 @@ class SequentialWriter : public ZipWriter {
   }
 
   void commit() override {
-    if (committed_) fail("the archive was already written");
+    ensureUsable();
     committed_ = true;
     guardWrite(std::string(), [&] { out().finish(); });
   }
@@ -137,14 +140,23 @@ class SequentialWriter : public ZipWriter {
     }
   }
 
+  // Refuses a call after commit(), or after a call that threw: its item may be in the file
+  // in part, and what follows would be misplaced.
+  void ensureUsable() const {
+    if (committed_) fail("the archive was already written");
+    if (broken_) fail("an earlier item could not be written");
+  }
+
   // Runs a step of one item's content (its reader, its compression).
   template <typename Step>
   void guardItem(std::string const& name, Step const& step) {
+    broken_ = true;
     try {
       step();
     } catch (...) {
       rethrowForItem(name);
     }
+    broken_ = false;
   }
 
   // Runs a step that writes into the file.  A system error of the file is told as the save's
@@ -152,8 +164,6 @@ class SequentialWriter : public ZipWriter {
   // either way: a failed step leaves the file with part of an item.
   template <typename Step>
   void guardWrite(std::string const& name, Step const& step) {
-    if (committed_ && !name.empty()) fail("the archive was already written");
-    if (broken_) fail("an earlier item could not be written");
     broken_ = true;
     try {
       step();
