@@ -269,24 +269,38 @@ void PackageState::writeArchive() {
   // The plan goes before the archive is opened again, which is when memory would peak: the
   // parts are found again by their records, the relationships parts by these.
   for (PlannedItem& item : plan) {
-    if (item.relationships) sets.emplace_back(std::move(item.itemName), item.relationships);
+    if (!item.relationships) continue;
+    // Written from memory: the item it came from, if any, holds what it was before.
+    if (!item.rawFrom) item.relationships->entry = boost::none;
+    sets.emplace_back(std::move(item.itemName), item.relationships);
   }
   std::vector<PlannedItem>().swap(plan);
 
-  // The new archive is now the source of every part: memory and spool files are released,
-  // and the next save copies everything that did not change since raw.  Should it not open
-  // (it was just written, so that would take a disk failing under us), the package keeps its
-  // current sources, which stay readable: the old file stays open even once renamed over.
+  if (!inMemory_) {
+    // As on the eager road, the saved file is opened again when something first needs it: a
+    // package closed after its save does not read the directory it just wrote.  Until then
+    // every part and set reads from where it read before, the old file (still open, whatever
+    // the rename did), or memory: the same bytes as the new file holds.
+    for (auto const& set : sets) set.second->entryPending = true;
+    auto const settle = [](RelationshipSet& set) {
+      set.changed = false;
+      if (!set.entryPending) set.entry = boost::none;
+    };
+    settle(packageRelationships_);
+    for (auto& set : partRelationships_) settle(set.second);
+    for (auto const& record : parts_) record->entryPending = true;
+    reopenPending_ = true;
+    return;
+  }
+
+  // The new buffer is now the source of every part: memory is released, and the next save
+  // copies everything that did not change since raw.  Should it not open (it was just
+  // written), the package keeps its current sources, which stay readable.
   std::shared_ptr<ZipArchive const> reopened;
   try {
-    if (inMemory_) {
-      auto saved = std::make_shared<std::vector<unsigned char> const>(std::move(newBuffer));
-      saved_ = saved;
-      reopened = ZipArchive::open(openBufferSource(saved), options_.limits);
-    } else {
-      reopened =
-          ZipArchive::open(openFileSource(opc::detail::toUTF8String(path_)), options_.limits);
-    }
+    auto saved = std::make_shared<std::vector<unsigned char> const>(std::move(newBuffer));
+    saved_ = saved;
+    reopened = ZipArchive::open(openBufferSource(saved), options_.limits);
   } catch (opc::Exception const&) {
     return;
   }
