@@ -257,12 +257,14 @@ class OPC_MODEL_EXPORT ZipWriter {
   static std::unique_ptr<ZipWriter> toReplacement(ReplacementFile& file,
                                                   unsigned compressionThreads);
   // Writes into the temporary file of `file` as ZipStreamWriter does: each item goes into the
-  // file when it is added (a new item is compressed then, on the caller's thread; content of
-  // 4 MiB or more in chunks over `compressionThreads`), and nothing of it is kept but its row
-  // of the central directory, which commit() writes.  Made for a save that copies most items
-  // raw from the archive it replaces.  Flushing and renaming are left to the caller, as with
-  // toReplacement(); a writer whose add(), addRaw() or commit() threw is of no further use.
-  // Item names must be distinct: nothing here checks them.
+  // file when it is added, and nothing of it is kept but its row of the central directory,
+  // which commit() writes.  A new item is compressed when it is added: up to 1 MiB in memory
+  // on the caller's thread; larger content is judged on its first MiB and deflated into the
+  // file as it is read, in 1 MiB chunks over `compressionThreads` (a reproducible archive
+  // deflates content of up to 64 MiB in one piece in memory, as the other writers do).  Made for a
+  // save that copies most items raw from the archive it replaces.  Flushing and renaming are left
+  // to the caller, as with toReplacement(); a writer whose add(), addRaw() or commit() threw is of
+  // no further use. Item names must be distinct: nothing here checks them.
   static std::unique_ptr<ZipWriter> sequentialToReplacement(ReplacementFile& file,
                                                             unsigned compressionThreads);
   // Writes into `out`, which commit() fills (replacing what it held) and nothing else touches;

@@ -32,6 +32,8 @@ namespace {
 
 constexpr unsigned kMaxThreads = 16;
 constexpr std::size_t kChunkSize = std::size_t{1} << 20;
+// New content above this size is deflated into the file as it is read (see add()).
+constexpr std::uint64_t kDirectFrom = std::uint64_t{1} << 20;
 
 boost::system::error_code systemCode(int error) {
   return boost::system::error_code(error, boost::system::system_category());
@@ -94,9 +96,20 @@ class SequentialWriter : public ZipWriter {
       item.plan = WriterItem::Plan::StreamReader;
     } else {
       item.needsPreparation = true;
-      guardItem(name, [&] { item.prepare(); });
+      // Larger content deflates straight into the file rather than into memory or a spool
+      // file first, since nothing else is written meanwhile.  A reproducible archive keeps
+      // deflating in one piece what fits in memory, so that its bytes stay what they were.
+      if (!reproducible_) item.inMemoryLimit = kDirectFrom;
+      item.openDirect = [this, &item] {
+        out().begin(item.name, true, item.size);
+        return
+            [this](unsigned char const* bytes, std::size_t count) { out_->append(bytes, count); };
+      };
     }
-    guardWrite(name, [&] { write(item); });
+    guardWrite(name, [&] {
+      item.prepare();
+      write(item);
+    });
   }
 
   void commit() override {
@@ -147,21 +160,10 @@ class SequentialWriter : public ZipWriter {
     if (broken_) fail("an earlier item could not be written");
   }
 
-  // Runs a step of one item's content (its reader, its compression).
-  template <typename Step>
-  void guardItem(std::string const& name, Step const& step) {
-    broken_ = true;
-    try {
-      step();
-    } catch (...) {
-      rethrowForItem(name);
-    }
-    broken_ = false;
-  }
-
-  // Runs a step that writes into the file.  A system error of the file is told as the save's
-  // ("could not write: <why>"); everything else as guardItem does.  The writer is spent
-  // either way: a failed step leaves the file with part of an item.
+  // Runs a step of one item: its reader, its compression, its writing.  A system error of
+  // the file is told as the save's ("could not write: <why>"); everything else names the
+  // item, as a failure of its reader does.  The writer is spent either way: a failed step may
+  // leave the file with part of an item.
   template <typename Step>
   void guardWrite(std::string const& name, Step const& step) {
     broken_ = true;
@@ -185,6 +187,10 @@ class SequentialWriter : public ZipWriter {
   // Writes an item that add() prepared (or, when stored, that streams from its reader).
   void write(WriterItem& item) {
     ZipStreamWriter& writer = out();
+    if (item.plan == WriterItem::Plan::Direct) {
+      writer.end(item.crc, item.size);
+      return;
+    }
     if (item.plan == WriterItem::Plan::Memory) {
       writer.add(item.name, item.deflated, item.crc, item.size, item.data.data(), item.data.size());
       return;

@@ -97,7 +97,7 @@ void WriterItem::release() {
 void WriterItem::prepare() {
   if (!needsPreparation) return;
   int const level = levelOf(compression, size);
-  if (size <= kInMemoryLimit) {
+  if (size <= inMemoryLimit) {
     std::size_t const count = static_cast<std::size_t>(size);
     data.resize(count);
     std::size_t const got = fill(reader, data.data(), count);
@@ -163,8 +163,13 @@ void WriterItem::prepare() {
       return;
     }
   }
-  spoolFd = createUnnamedFile(spoolFolder, ".opcvk-spool-");
-  if (spoolFd < 0) failSystem("could not create a spool file in \"" + spoolFolder + "\"", errno);
+  ChunkSink direct;
+  if (openDirect) {
+    direct = openDirect();
+  } else {
+    spoolFd = createUnnamedFile(spoolFolder, ".opcvk-spool-");
+    if (spoolFd < 0) failSystem("could not create a spool file in \"" + spoolFolder + "\"", errno);
+  }
   // The sample first, then the rest of the reader; the sample's memory goes once it is used.
   std::size_t sampleUsed = 0;
   ChunkSource const source = [&](unsigned char* buffer, std::size_t n) -> std::size_t {
@@ -179,7 +184,11 @@ void WriterItem::prepare() {
   };
   std::uint64_t written = 0;
   ChunkSink const sink = [&](unsigned char const* bytes, std::size_t n) {
-    if (!writeFully(spoolFd, written, bytes, n)) failSystem("could not write a spool file", errno);
+    if (direct) {
+      direct(bytes, n);
+    } else if (!writeFully(spoolFd, written, bytes, n)) {
+      failSystem("could not write a spool file", errno);
+    }
     written += n;
   };
   ChunkedDeflateResult const result = deflateInChunks(source, size, level, threads, sink);
@@ -189,7 +198,7 @@ void WriterItem::prepare() {
   crcKnown = true;
   deflated = true;
   compressedSize = written;
-  plan = Plan::Spool;
+  plan = direct ? Plan::Direct : Plan::Spool;
 }
 
 namespace {

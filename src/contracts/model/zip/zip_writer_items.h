@@ -27,6 +27,7 @@ struct WriterItem {
     StreamReader,  // stored, read from the reader while libzip writes it
     Memory,        // `data` holds the bytes to write, deflated or not
     Spool,         // `spoolFd` holds the deflated bytes
+    Direct,        // the deflated bytes went to the sink of `openDirect`
   };
 
   std::string name;
@@ -44,6 +45,13 @@ struct WriterItem {
   std::string spoolFolder;
   unsigned threads = 1;       // how many threads may compress this item at once
   bool reproducible = false;  // compressed the same way whatever `threads` is
+  // Content up to this size is compressed in one piece in memory; larger content is judged on
+  // its first MiB and then deflated in chunks as it is read.
+  std::uint64_t inMemoryLimit = kInMemoryLimit;
+  // Where larger content that is worth deflating goes: called once, when that is decided,
+  // it gives the sink of the deflated bytes (plan Direct).  Without it they go to a spool
+  // file (plan Spool).
+  std::function<std::function<void(unsigned char const*, std::size_t)>()> openDirect;
 
   // Results of preparation.
   bool deflated = false;
