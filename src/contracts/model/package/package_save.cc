@@ -38,8 +38,6 @@ struct PlannedItem {
   std::shared_ptr<PartContent const> content;
   // The archive item name to write under; see PartRecord::itemName.
   std::string itemName;
-
-  PartName const& name() const { return part ? part->name : *setName; }
 };
 
 std::string itemNameFor(PartName const& name, std::string const& keptName) {
@@ -62,7 +60,10 @@ ZipContentReader lazyReader(std::shared_ptr<PartContent const> content) {
 
 using PlanSink = std::function<void(PlannedItem&&)>;
 
-void planRelationships(PlanSink const& emit, RelationshipSet& set, PartName const& setName) {
+// Plans the relationships part of `set`, if it has one to write.  With `typesOnly` the item
+// says only what the content types need: no content, no item name.
+void planRelationships(PlanSink const& emit, RelationshipSet& set, PartName const& setName,
+                       bool typesOnly) {
   if (set.entry && (!set.loaded || !set.changed)) {
     PlannedItem item{nullptr,
                      std::make_unique<PartName>(setName),
@@ -75,6 +76,12 @@ void planRelationships(PlanSink const& emit, RelationshipSet& set, PartName cons
     return;
   }
   if (!set.loaded || set.relationships.empty()) return;
+  if (typesOnly) {
+    emit(PlannedItem{nullptr, std::make_unique<PartName>(setName), &set,
+                     interfaces::CompressionType::DeflateMetadata, nullptr, nullptr,
+                     std::string()});
+    return;
+  }
   std::vector<unsigned char> bytes;
   opc::ByteArrayOutAdaptor out(bytes);
   writeRelationships(set.relationships, out);
@@ -127,17 +134,20 @@ void PackageState::writeArchive() {
   bool const eagerRoad = eager && eager->started() && !archive_;
 
   // The plan: the package's relationships first, then each part followed by its own, then
-  // relationships parts whose source is not a part (kept as they came).  The eager road takes
-  // each item as it is planned, so that a package of many parts never holds two lists of them.
-  std::vector<PlannedItem> plan;
+  // relationships parts whose source is not a part (kept as they came).  Every road takes
+  // each item as it is planned, so that a package of many parts never holds a list of them
+  // beside its records: the eager road into its list of items, the others first into the
+  // content types (which come first in the archive) and then into the writer.
   std::vector<EagerArchive::Item> items;
   // The item names of the eager road's items that are not parts' (a deque keeps them where
   // they are while it grows).
   std::deque<std::string> itemNames;
   std::vector<std::pair<PartName const*, ContentType const*>> types;
   std::vector<std::unique_ptr<PartName>> setNames;
-  // The relationships parts written, by item name, to find them again in the new archive.
+  // The relationships parts written, by item name, to find them again in the new archive,
+  // and those of them written from memory.
   std::vector<std::pair<std::string, RelationshipSet*>> sets;
+  std::vector<RelationshipSet*> rewrittenSets;
   ContentType const relationshipsType(kRelationshipsContentType);
   std::size_t const most = 2 + parts_.size() + partRelationships_.size();
   PlanSink emit;
@@ -167,32 +177,39 @@ void PackageState::writeArchive() {
       }
     };
   } else {
-    plan.reserve(most);
-    emit = [&plan](PlannedItem&& item) { plan.push_back(std::move(item)); };
+    types.reserve(most);
+    emit = [&](PlannedItem&& item) {
+      if (item.relationships) {
+        setNames.push_back(std::move(item.setName));
+        types.emplace_back(setNames.back().get(), &relationshipsType);
+      } else {
+        types.emplace_back(&item.part->name, item.part->contentType.get());
+      }
+    };
   }
-  planRelationships(emit, packageRelationships_, PartName::getPackageRelationshipsPartName());
-  for (auto const& record : parts_) {
-    // The eager road names a part's item from its record (see emit).
-    emit(PlannedItem{record, nullptr, nullptr, record->compression, record->entry(),
-                     record->entry() ? nullptr : record->content,
-                     eagerRoad ? std::string() : itemNameFor(record->name, record->itemName())});
-    auto const set = partRelationships_.find(record->name);
-    if (set != partRelationships_.end()) {
-      planRelationships(emit, set->second, record->name.getRelationshipsPartName());
+  auto const walk = [&](PlanSink const& sink, bool typesOnly) {
+    planRelationships(sink, packageRelationships_, PartName::getPackageRelationshipsPartName(),
+                      typesOnly);
+    for (auto const& record : parts_) {
+      // The eager road names a part's item from its record (see emit).
+      bool const named = !typesOnly && !eagerRoad;
+      sink(PlannedItem{record, nullptr, nullptr, record->compression, record->entry(),
+                       record->entry() ? nullptr : record->content,
+                       named ? itemNameFor(record->name, record->itemName()) : std::string()});
+      auto const set = partRelationships_.find(record->name);
+      if (set != partRelationships_.end()) {
+        planRelationships(sink, set->second, record->name.getRelationshipsPartName(), typesOnly);
+      }
     }
-  }
-  for (auto& set : partRelationships_) {
-    if (!findPart(set.first))
-      planRelationships(emit, set.second, set.first.getRelationshipsPartName());
-  }
+    for (auto& set : partRelationships_) {
+      if (!findPart(set.first)) {
+        planRelationships(sink, set.second, set.first.getRelationshipsPartName(), typesOnly);
+      }
+    }
+  };
+  walk(emit, !eagerRoad);
 
   std::vector<unsigned char> typesXml;
-  if (!eagerRoad) {
-    for (PlannedItem const& item : plan) {
-      types.emplace_back(&item.name(),
-                         item.part ? item.part->contentType.get() : &relationshipsType);
-    }
-  }
   {
     opc::ByteArrayOutAdaptor out(typesXml);
     writeContentTypes(types, out);
@@ -234,14 +251,20 @@ void PackageState::writeArchive() {
     std::uint64_t const typesSize = typesXml.size();
     writer->add(kContentTypesItemName, interfaces::CompressionType::DeflateMetadata, typesSize,
                 lazyReader(makeMemoryContent(std::move(typesXml))));
-    for (PlannedItem const& item : plan) {
-      if (item.rawFrom) {
-        writer->addRaw(item.itemName, *archive_, *item.rawFrom);
-      } else {
-        writer->add(item.itemName, item.compression, item.content->size(),
-                    lazyReader(item.content));
-      }
-    }
+    std::vector<std::unique_ptr<PartName>>().swap(setNames);
+    walk(
+        [&](PlannedItem&& item) {
+          if (item.rawFrom) {
+            writer->addRaw(item.itemName, *archive_, *item.rawFrom);
+          } else {
+            writer->add(item.itemName, item.compression, item.content->size(),
+                        lazyReader(item.content));
+          }
+          if (!item.relationships) return;
+          if (!item.rawFrom) rewrittenSets.push_back(item.relationships);
+          sets.emplace_back(std::move(item.itemName), item.relationships);
+        },
+        false);
     writer->commit();
   }
   if (replacement) {
@@ -266,15 +289,8 @@ void PackageState::writeArchive() {
     return;
   }
 
-  // The plan goes before the archive is opened again, which is when memory would peak: the
-  // parts are found again by their records, the relationships parts by these.
-  for (PlannedItem& item : plan) {
-    if (!item.relationships) continue;
-    // Written from memory: the item it came from, if any, holds what it was before.
-    if (!item.rawFrom) item.relationships->entry = boost::none;
-    sets.emplace_back(std::move(item.itemName), item.relationships);
-  }
-  std::vector<PlannedItem>().swap(plan);
+  // Written from memory: the item a set came from, if any, holds what it was before.
+  for (RelationshipSet* set : rewrittenSets) set->entry = boost::none;
 
   if (!inMemory_) {
     // As on the eager road, the saved file is opened again when something first needs it: a
