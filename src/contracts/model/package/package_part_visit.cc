@@ -32,7 +32,12 @@ void PackageState::visitParts(std::function<void(std::u16string const& name, std
     return;
   }
   for (std::shared_ptr<PartRecord> const& record : parts()) {
-    visit(record->name.toString(), record->content->size(), *record->contentType);
+    // An item's size is in its entry: no content need be made to tell it.
+    ZipEntry const* const entry = record->entry();
+    std::uint64_t const size = record->content    ? record->content->size()
+                               : entry != nullptr ? entry->uncompressedSize
+                                                  : 0;
+    visit(record->name.toString(), size, *record->contentType);
   }
 }
 

@@ -95,12 +95,21 @@ void planRelationships(PlanSink const& emit, RelationshipSet& set, PartName cons
   emit(std::move(item));
 }
 
-// Makes the item of `archive` under the record's name the source of its content.
-void pointAt(std::shared_ptr<ZipArchive const> const& archive, PartRecord& record) {
+// Makes the item of `archive` under the record's name the source of its content.  Should the
+// item not be there, a content read from `current` (the archive the record's entry is of, if
+// it has one) takes the entry's place.
+void pointAt(std::shared_ptr<ZipArchive const> const& archive,
+             std::shared_ptr<ZipArchive const> const& current, PartRecord& record) {
   std::int64_t const index = archive->find(itemNameFor(record.name, record.itemName()));
-  if (index < 0) return;
+  if (index < 0) {
+    if (!record.content && record.entry()) {
+      record.content = makeArchiveContent(current, *record.entry());
+    }
+    record.dropEntry();
+    return;
+  }
   record.setEntry(archive->entry(static_cast<std::size_t>(index)));
-  record.content = makeArchiveContent(archive, *record.entry());
+  record.content.reset();
 }
 
 }  // namespace
@@ -330,7 +339,7 @@ void PackageState::writeArchive() {
     std::int64_t const index = reopened->find(set.first);
     if (index >= 0) set.second->entry = reopened->entries()[static_cast<std::size_t>(index)];
   }
-  for (auto const& record : parts_) pointAt(reopened, *record);
+  for (auto const& record : parts_) pointAt(reopened, archive_, *record);
   archive_ = std::move(reopened);
 }
 
@@ -361,7 +370,7 @@ void PackageState::reopenSaved() {
   for (auto const& record : parts_) {
     if (!record->entryPending) continue;
     record->entryPending = false;
-    pointAt(reopened, *record);
+    pointAt(reopened, archive_, *record);
   }
   archive_ = std::move(reopened);
 }

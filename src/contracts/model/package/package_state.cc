@@ -288,11 +288,9 @@ std::shared_ptr<PartRecord> PackageState::makeRecord(PartTable::Row const& row,
   auto origin = std::make_unique<PartRecord::Origin>();
   origin->entry.emplace(archive_->entry(row.entry));
   ZipEntry const& entry = *origin->entry;
-  origin->itemName = entry.name;
   ContentType const& type = table.types()[row.type];
   auto record = std::make_shared<PartRecord>(partNameFromZipItemName(entry.name), sharedType(type),
                                              compressionOf(entry, type));
-  record->content = makeArchiveContent(archive_, entry);
   record->origin = std::move(origin);
   return record;
 }
@@ -344,7 +342,7 @@ std::shared_ptr<PartContent const> PackageState::findContent(std::string const& 
                                                              ContentType const*& type) const {
   if (std::shared_ptr<PartRecord> record = findRecordByKey(key)) {
     type = record->contentType.get();
-    return record->content;
+    return contentOf(*record);
   }
   std::uint32_t const row = table_.find(key);
   if (row == PartTable::kNone || table_.rows()[row].type == PartTable::kNone) return nullptr;
@@ -360,6 +358,11 @@ std::shared_ptr<PartRecord> PackageState::partForHandle(PartName const& name) co
     throw InvalidPackageState("The part " + quoted(name.toString()) + " no longer exists");
   }
   return record;
+}
+
+std::shared_ptr<PartContent const> PackageState::contentOf(PartRecord const& record) const {
+  if (record.content || !record.entry()) return record.content;
+  return makeArchiveContent(archive_, *record.entry());
 }
 
 boost::optional<PartName> PackageState::findDerivationConflict(PartName const& name) const {

@@ -54,6 +54,8 @@ struct PartRecord {
   PartName name;
   // Never null; parts of the same type may share one (see ContentTypePool).
   std::shared_ptr<ContentType const> contentType;
+  // What was written to the part; null while `entry` (below) holds its content, which
+  // PackageState::contentOf makes when asked for.
   std::shared_ptr<PartContent const> content;
   // Where a part read from an archive came from; null for a part made here (until a save
   // points it at the saved file).  One block for both, since the records of a large new
@@ -63,7 +65,9 @@ struct PartRecord {
     // The name of the archive item the part was read from, which saving keeps: readers find
     // items by the targets that point at them, and other writers spell those targets (and
     // so their item names) in UTF-8 rather than percent-encoded.  Empty for a part made
-    // here, which is stored under toZipItemName of its name.
+    // here, which is stored under toZipItemName of its name, and while `entry` holds the
+    // name (it takes it when the entry goes), so that a part read from an archive holds its
+    // name once.
     std::string itemName;
     // The archive item whose bytes are the content as they stand, copied raw at save; none
     // once the content was written.
@@ -74,7 +78,9 @@ struct PartRecord {
   ZipEntry const* entry() const { return origin && origin->entry ? &*origin->entry : nullptr; }
   // The item name kept from the archive (see Origin::itemName), or null.
   std::string const* itemName() const {
-    return origin && !origin->itemName.empty() ? &origin->itemName : nullptr;
+    if (!origin) return nullptr;
+    if (!origin->itemName.empty()) return &origin->itemName;
+    return origin->entry ? &origin->entry->name : nullptr;
   }
   void setEntry(ZipEntry const& entry) {
     if (!origin) origin = std::make_unique<Origin>();
@@ -82,6 +88,9 @@ struct PartRecord {
   }
   void dropEntry() {
     if (!origin) return;
+    if (origin->itemName.empty() && origin->entry) {
+      origin->itemName = origin->entry->name;
+    }
     origin->entry = boost::none;
     if (origin->itemName.empty()) origin.reset();
   }
@@ -151,6 +160,10 @@ class PackageState {
   std::shared_ptr<PartRecord> findPart(PartName const& name) const;
   // The part; throws InvalidPackageState (for a handle) naming the part if it is gone.
   std::shared_ptr<PartRecord> partForHandle(PartName const& name) const;
+  // The content of a live part: what was written to it, or the archive item it was read
+  // from, made on each call so that the parts of a large archive that nobody reads cost
+  // no content each.
+  std::shared_ptr<PartContent const> contentOf(PartRecord const& record) const;
   // The content and type of the part whose comparison key is `key`, or null.  Changes
   // nothing, so that several threads may ask at once while nobody changes the package.
   std::shared_ptr<PartContent const> findContent(std::string const& key,

@@ -42,11 +42,13 @@ interfaces::CompressionType Part::getCompressionType() const {
   return state().partForHandle(name_)->compression;
 }
 
-std::uint64_t Part::getSize() const { return state().partForHandle(name_)->content->size(); }
+std::uint64_t Part::getSize() const {
+  return state().contentOf(*state().partForHandle(name_))->size();
+}
 
 opc::InputStream& Part::getInputStream() {
   std::shared_ptr<detail::PartRecord> record = state().partForHandle(name_);
-  return state().newInputStream(record->content, record->name);
+  return state().newInputStream(state().contentOf(*record), record->name);
 }
 
 opc::OutputStream& Part::getOutputStream() {
