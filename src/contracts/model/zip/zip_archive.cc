@@ -240,6 +240,17 @@ ZipEntry ZipArchive::locate(ZipEntry const& entry) const {
   return locateFrom(entry, header.data());
 }
 
+ZipEntry ZipArchive::locateIn(ZipEntry const& entry, unsigned char const* window,
+                              std::uint64_t windowOffset, std::size_t windowSize) const {
+  std::size_t const headerSize = kLocalHeaderSize + rawNameOf(entry).size();
+  if (entry.localHeaderOffset < windowOffset ||
+      entry.localHeaderOffset - windowOffset > windowSize ||
+      windowSize - (entry.localHeaderOffset - windowOffset) < headerSize) {
+    return locate(entry);
+  }
+  return locateFrom(entry, window + (entry.localHeaderOffset - windowOffset));
+}
+
 ZipEntry ZipArchive::locateFrom(ZipEntry const& entry, unsigned char const* header) const {
   // The local name must be the same bytes, so that no reader can see another name than ours.
   // Opening made sure that a header of this name lies inside the data of the archive.

@@ -163,6 +163,11 @@ class OPC_MODEL_EXPORT ZipArchive {
   // `entry` (one of entries()) with its dataOffset, from its local header, which is read and
   // checked against the central directory each time (see above).  Raises InvalidPackage.
   ZipEntry locate(ZipEntry const& entry) const;
+  // locate() over bytes of the archive already read: `window` holds `windowSize` bytes of the
+  // source from `windowOffset` on.  Reads the local header from the source only when it is not
+  // inside the window, with the same checks and messages.
+  ZipEntry locateIn(ZipEntry const& entry, unsigned char const* window, std::uint64_t windowOffset,
+                    std::size_t windowSize) const;
 
   // A stream of the entry's uncompressed content, inflating as it is read, with bounded
   // memory whatever the size.  Locates the entry first (see locate); the data of a small item

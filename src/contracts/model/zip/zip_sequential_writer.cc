@@ -32,6 +32,10 @@ namespace {
 
 constexpr unsigned kMaxThreads = 16;
 constexpr std::size_t kChunkSize = std::size_t{1} << 20;
+// Raw copies read their archive in windows of this size, refilled when less than the reserve
+// is left after the next item's header (see fillWindow).
+constexpr std::size_t kWindowSize = std::size_t{1} << 20;
+constexpr std::size_t kWindowReserve = std::size_t{64} << 10;
 // New content above this size is deflated into the file as it is read (see add()).
 constexpr std::uint64_t kDirectFrom = std::uint64_t{1} << 20;
 
@@ -72,12 +76,21 @@ class SequentialWriter : public ZipWriter {
     // finds wrong is the archive's problem, told as such.
     ensureUsable();
     broken_ = true;
-    ZipEntry const located = from.locate(entry);
+    ZipByteSource const& source = *from.source();
+    fillWindow(source, entry.localHeaderOffset);
+    ZipEntry const located = from.locateIn(entry, window_.data(), windowOffset_, window_.size());
     broken_ = false;
+    bool const deflated = located.method == zipformat::kMethodDeflated;
+    std::uint64_t const at = located.dataOffset - windowOffset_;
     guardWrite(name, [&] {
-      out().copyStored(name, located.method == zipformat::kMethodDeflated, located.crc32,
-                       located.uncompressedSize, located.compressedSize, *from.source(),
-                       located.dataOffset);
+      if (located.dataOffset >= windowOffset_ && at <= window_.size() &&
+          window_.size() - at >= located.compressedSize) {
+        out().add(name, deflated, located.crc32, located.uncompressedSize, window_.data() + at,
+                  static_cast<std::size_t>(located.compressedSize));
+      } else {
+        out().copyStored(name, deflated, located.crc32, located.uncompressedSize,
+                         located.compressedSize, source, located.dataOffset);
+      }
     });
   }
 
@@ -126,6 +139,26 @@ class SequentialWriter : public ZipWriter {
 
   [[noreturn]] void fail(std::string const& cause) const {
     throw CouldNotSavePackage(prefix() + cause);
+  }
+
+  // Makes the window hold the bytes of `source` from `offset` on, unless it holds them and
+  // enough after them for a local header and a small item's data: items copied in the order
+  // of their archive then cost one read per window rather than two each.
+  void fillWindow(ZipByteSource const& source, std::uint64_t offset) {
+    if (&source == windowSource_ && offset >= windowOffset_ &&
+        offset - windowOffset_ + kWindowReserve <= window_.size()) {
+      return;
+    }
+    std::uint64_t const end = source.size();
+    std::size_t const count =
+        offset >= end
+            ? 0
+            : static_cast<std::size_t>(std::min<std::uint64_t>(kWindowSize, end - offset));
+    windowSource_ = nullptr;
+    window_.resize(count);
+    source.readAt(offset, window_.data(), count);
+    windowSource_ = &source;
+    windowOffset_ = offset;
   }
 
   ZipStreamWriter& out() {
@@ -249,6 +282,10 @@ class SequentialWriter : public ZipWriter {
   bool reproducible_ = false;
   DosTime time_{0, 0};
   std::unique_ptr<ZipStreamWriter> out_;
+  // Bytes of the archive that raw copies come from (see fillWindow).
+  std::vector<unsigned char> window_;
+  ZipByteSource const* windowSource_ = nullptr;
+  std::uint64_t windowOffset_ = 0;
   bool committed_ = false;
   bool broken_ = false;
 };
