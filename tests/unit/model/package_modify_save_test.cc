@@ -59,25 +59,6 @@ std::unique_ptr<detail::ZipArchive> openFile(std::string const& path) {
   return detail::ZipArchive::open(detail::openFileSource(path), PackageLimits());
 }
 
-std::string storedBytes(detail::ZipArchive const& archive, std::string const& name) {
-  std::int64_t const index = archive.find(name);
-  if (index < 0) return "(missing)";
-  detail::ZipEntry const entry = archive.locate(archive.entry(static_cast<std::size_t>(index)));
-  std::string bytes(entry.compressedSize, '\0');
-  archive.source()->readAt(entry.dataOffset, reinterpret_cast<unsigned char*>(&bytes[0]),
-                           bytes.size());
-  return bytes;
-}
-
-std::vector<std::string> folderNames(std::string const& folder) {
-  std::vector<std::string> names;
-  for (auto const& entry : std::filesystem::directory_iterator(folder)) {
-    names.push_back(entry.path().filename().string());
-  }
-  std::sort(names.begin(), names.end());
-  return names;
-}
-
 std::u16string partOf(int index) { return u"/" + opcvk_test::u16(itemOf(index)); }
 
 TEST(PackageModifySaveTest, UntouchedPartsAreCopiedAsTheyLayThroughEveryKindOfChange) {
@@ -105,7 +86,8 @@ TEST(PackageModifySaveTest, UntouchedPartsAreCopiedAsTheyLayThroughEveryKindOfCh
   for (int i = 0; i < kParts; ++i) {
     if (i == 1 || i == 2) continue;
     std::string const item = itemOf(i);
-    ASSERT_EQ(storedBytes(*saved, item), storedBytes(*original, item)) << item;
+    ASSERT_EQ(opcvk_test::storedBytes(*saved, item), opcvk_test::storedBytes(*original, item))
+        << item;
     detail::ZipEntry const before = original->entry(static_cast<std::size_t>(original->find(item)));
     detail::ZipEntry const after = saved->entry(static_cast<std::size_t>(saved->find(item)));
     EXPECT_EQ(after.crc32, before.crc32) << item;
@@ -120,7 +102,7 @@ TEST(PackageModifySaveTest, UntouchedPartsAreCopiedAsTheyLayThroughEveryKindOfCh
   EXPECT_EQ(reader->getPart(PartName(partOf(3))).getRelationshipsByType(u"urn:t").size(), 1u);
   EXPECT_EQ(reader->getRelationshipsByType(u"urn:t").size(), 1u);
   EXPECT_EQ(reader->getRelationshipsByType(u"urn:u").size(), 1u);
-  EXPECT_EQ(folderNames(dir.path()), std::vector<std::string>{"p.zip"});
+  EXPECT_EQ(opcvk_test::folderNames(dir.path()), std::vector<std::string>{"p.zip"});
 }
 
 TEST(PackageModifySaveTest, SaveThatFailsHalfWayLeavesTheFileAsItWasAndNothingBesideIt) {
@@ -141,7 +123,7 @@ TEST(PackageModifySaveTest, SaveThatFailsHalfWayLeavesTheFileAsItWasAndNothingBe
   EXPECT_THROW_MESSAGE(package->save(), InvalidPackage,
                        "Invalid ZIP item \"" + bad + "\": its local header has a bad signature");
   EXPECT_EQ(opcvk_test::fileBytes(path), bytes);
-  EXPECT_EQ(folderNames(dir.path()), std::vector<std::string>{"p.zip"});
+  EXPECT_EQ(opcvk_test::folderNames(dir.path()), std::vector<std::string>{"p.zip"});
   // The package is still open and whole: what it reads is the old file.
   EXPECT_EQ(readAll(package->getPart(PartName(partOf(4))).getInputStream()), partText(4));
 }

@@ -3,7 +3,9 @@
 #ifndef TESTS_UNIT_MODEL_PACKAGE_TEST_SUPPORT_H_
 #define TESTS_UNIT_MODEL_PACKAGE_TEST_SUPPORT_H_
 
+#include <algorithm>
 #include <cstdint>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <memory>
@@ -148,6 +150,30 @@ inline std::string itemText(Bytes const& bytes, std::string const& name) {
   if (index < 0) return "(missing)";
   auto stream = archive->openEntry(archive->entries()[static_cast<std::size_t>(index)]);
   return readAll(*stream);
+}
+
+// The bytes an item stores (compressed or not) as they lie in the archive; "(missing)" if
+// there is none.
+inline std::string storedBytes(opc::model::detail::ZipArchive const& archive,
+                               std::string const& name) {
+  std::int64_t const index = archive.find(name);
+  if (index < 0) return "(missing)";
+  opc::model::detail::ZipEntry const entry =
+      archive.locate(archive.entry(static_cast<std::size_t>(index)));
+  std::string bytes(entry.compressedSize, '\0');
+  archive.source()->readAt(entry.dataOffset, reinterpret_cast<unsigned char*>(&bytes[0]),
+                           bytes.size());
+  return bytes;
+}
+
+// The names in a folder, sorted.
+inline std::vector<std::string> folderNames(std::string const& folder) {
+  std::vector<std::string> names;
+  for (auto const& entry : std::filesystem::directory_iterator(folder)) {
+    names.push_back(entry.path().filename().string());
+  }
+  std::sort(names.begin(), names.end());
+  return names;
 }
 
 inline Bytes fileBytes(std::string const& path) {

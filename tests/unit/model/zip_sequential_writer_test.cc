@@ -55,17 +55,6 @@ std::unique_ptr<ZipArchive> openPath(std::string const& path) {
   return ZipArchive::open(opc::model::detail::openFileSource(path), PackageLimits());
 }
 
-// The bytes an item stores (compressed or not), as they lie in the archive.
-std::string storedBytes(ZipArchive const& archive, std::string const& name) {
-  std::int64_t const index = archive.find(name);
-  if (index < 0) return "(missing)";
-  ZipEntry const entry = archive.locate(archive.entry(static_cast<std::size_t>(index)));
-  std::string bytes(entry.compressedSize, '\0');
-  archive.source()->readAt(entry.dataOffset, reinterpret_cast<unsigned char*>(&bytes[0]),
-                           bytes.size());
-  return bytes;
-}
-
 std::string content(ZipArchive const& archive, std::string const& name) {
   std::int64_t const index = archive.find(name);
   if (index < 0) return "(missing)";
@@ -82,15 +71,6 @@ std::string fileText(std::string const& path) {
     std::fclose(file);
   }
   return result;
-}
-
-std::vector<std::string> folderNames(std::string const& folder) {
-  std::vector<std::string> names;
-  for (auto const& entry : std::filesystem::directory_iterator(folder)) {
-    names.push_back(entry.path().filename().string());
-  }
-  std::sort(names.begin(), names.end());
-  return names;
 }
 
 std::string randomBytes(std::size_t size) {
@@ -149,7 +129,9 @@ TEST(ZipSequentialWriterTest, RawCopiesKeepTheirStoredBytesAndNewItemsReadBack) 
     auto const archive = openPath(path);
     ASSERT_EQ(archive->size(), 12u);
     for (auto const& entry : from->entries()) {
-      EXPECT_EQ(storedBytes(*archive, entry.name), storedBytes(*from, entry.name)) << entry.name;
+      EXPECT_EQ(opcvk_test::storedBytes(*archive, entry.name),
+                opcvk_test::storedBytes(*from, entry.name))
+          << entry.name;
       ZipEntry const copied = archive->entry(static_cast<std::size_t>(archive->find(entry.name)));
       EXPECT_EQ(copied.method, entry.method) << entry.name;
       EXPECT_EQ(copied.crc32, entry.crc32) << entry.name;
@@ -222,7 +204,7 @@ TEST(ZipSequentialWriterTest, WrongContentSizeFailsTheAddNamingFileAndItem) {
           writer->commit(), CouldNotSavePackage,
           "Could not save package \"" + path + "\": an earlier item could not be written");
     }
-    EXPECT_EQ(folderNames(dir.path()), std::vector<std::string>{});
+    EXPECT_EQ(opcvk_test::folderNames(dir.path()), std::vector<std::string>{});
   }
 }
 
@@ -250,7 +232,7 @@ TEST(ZipSequentialWriterTest, ReaderThatThrowsIsToldWithTheItem) {
         "Could not save package \"" + (dir / "q.zip") + "\": item \"bad\": disk gone");
   }
   EXPECT_EQ(fileText(path), "original");
-  EXPECT_EQ(folderNames(dir.path()), std::vector<std::string>{"p.zip"});
+  EXPECT_EQ(opcvk_test::folderNames(dir.path()), std::vector<std::string>{"p.zip"});
 }
 
 TEST(ZipSequentialWriterTest, RawCopyOfAnItemWithABadLocalHeaderIsTheArchivesFault) {
@@ -268,7 +250,7 @@ TEST(ZipSequentialWriterTest, RawCopyOfAnItemWithABadLocalHeaderIsTheArchivesFau
     EXPECT_THROW_MESSAGE(writer->addRaw("bad.txt", *from, from->entry(1)), InvalidPackage,
                          "Invalid ZIP item \"bad.txt\": its local header has a bad signature");
   }
-  EXPECT_EQ(folderNames(dir.path()), std::vector<std::string>{});
+  EXPECT_EQ(opcvk_test::folderNames(dir.path()), std::vector<std::string>{});
 }
 
 TEST(ZipSequentialWriterTest, NothingFollowsTheCommit) {
