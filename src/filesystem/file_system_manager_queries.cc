@@ -4,6 +4,7 @@
 #include <opc/vkservices/errors.h>
 #include <opc/vkservices/file_system_manager.h>
 
+#include "filesystem/file_system_entry_access.h"
 #include "filesystem/file_system_tree.h"
 
 namespace opc {
@@ -11,6 +12,7 @@ namespace vkservices {
 
 namespace {
 
+using detail::FileSystemEntryAccess;
 using Entries = opc::model::Enumerator<std::vector<FileSystemEntry>>;
 
 [[noreturn]] void throwNotFound(std::u16string const& path) {
@@ -67,7 +69,7 @@ Entries FileSystemManager::getChildren(std::u16string const& path) const {
 }
 
 Entries FileSystemManager::getChildren(FileSystemEntry const& entry) const {
-  return getChildrenInternal(entry.getPathName());
+  return getChildrenInternal(FileSystemEntryAccess::pathOf(entry));
 }
 
 bool FileSystemManager::hasChildren(std::u16string const& path) const {
@@ -78,7 +80,7 @@ bool FileSystemManager::hasChildren(std::u16string const& path) const {
 }
 
 bool FileSystemManager::hasChildren(FileSystemEntry const& entry) const {
-  return hasChildrenInternal(entry.getPathName());
+  return hasChildrenInternal(FileSystemEntryAccess::pathOf(entry));
 }
 
 FileSystemEntry FileSystemManager::getParent(std::u16string const& path) const {
@@ -89,7 +91,7 @@ FileSystemEntry FileSystemManager::getParent(std::u16string const& path) const {
 }
 
 FileSystemEntry FileSystemManager::getParent(FileSystemEntry const& entry) const {
-  return getParentInternal(entry.getPathName());
+  return getParentInternal(FileSystemEntryAccess::pathOf(entry));
 }
 
 bool FileSystemManager::hasParent(std::u16string const& path) const {
@@ -100,7 +102,7 @@ bool FileSystemManager::hasParent(std::u16string const& path) const {
 }
 
 bool FileSystemManager::hasParent(FileSystemEntry const& entry) const {
-  return hasParentInternal(entry.getPathName());
+  return hasParentInternal(FileSystemEntryAccess::pathOf(entry));
 }
 
 Entries FileSystemManager::getAllLeafs() const {

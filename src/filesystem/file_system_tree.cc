@@ -218,7 +218,7 @@ bool FileSystemTree::hasNode(std::u16string const& path) const {
   return findPresent(path) != kNoNode;
 }
 
-bool FileSystemTree::hasChildNodes(std::u16string const& path) const {
+bool FileSystemTree::hasChildNodes(std::u16string_view path) const {
   NodeIndex const found = table_.find(path);
   return found != kNoNode && table_[found].presentChildren != 0;
 }
@@ -420,7 +420,23 @@ FileSystemNode FileSystemTree::nodeOf(NodeIndex index, std::u16string_view key) 
   LeafView view(table_);
   view.index_ = index;
   view.key_ = key;
-  return FileSystemNode(view.getType(), std::u16string(key), std::u16string(view.getContentName()),
+  // The content name is made in its own string at once, not in the view's and copied from
+  // there: every child of a listing and every leaf of an extraction comes through here.
+  std::u16string content;
+  switch (table_[index].contentForm) {
+    case detail::ContentForm::kPath:
+      content.assign(key);
+      break;
+    case detail::ContentForm::kFsrootPath:
+      content.reserve(kPartRoot.size() + key.size());
+      content.assign(kPartRoot);
+      content.append(key);
+      break;
+    case detail::ContentForm::kOwn:
+      content.assign(table_.contentOf(index));
+      break;
+  }
+  return FileSystemNode(view.getType(), std::u16string(key), std::move(content),
                         view.getPermissions(), view.getLastModifiedTime());
 }
 

@@ -80,7 +80,7 @@ class FileSystemTree {
   FileSystemNode findParentNode(std::u16string const& path) const;
 
   bool hasNode(std::u16string const& path) const;
-  bool hasChildNodes(std::u16string const& path) const;
+  bool hasChildNodes(std::u16string_view path) const;
   bool hasParentNode(std::u16string const& path) const;
 
   // Copies of the direct children of `path` in the order of their insertion; empty if none.

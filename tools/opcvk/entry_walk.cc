@@ -24,6 +24,14 @@ struct Level {
   std::size_t next = 0;
 };
 
+// The base name of an entry, as FileSystemEntry::getBaseName() gives it, without a copy: what
+// follows the last "/", or the whole of "/" and of a path without one.
+std::u16string_view baseNameOf(std::u16string const& path) {
+  std::size_t const slash = path.rfind(u'/');
+  if (slash == std::u16string::npos || path.size() == 1) return path;
+  return std::u16string_view(path).substr(slash + 1);
+}
+
 bool hasBelow(FileSystemManager& files, FileSystemEntry const& entry) {
   // Only folders hold entries in a package made by the library, but a crafted manifest can
   // put a file below a link; it is listed like any other entry.
@@ -33,11 +41,14 @@ bool hasBelow(FileSystemManager& files, FileSystemEntry const& entry) {
 Level levelOf(FileSystemManager& files, FileSystemEntry const& folder, int depth, WalkOrder order) {
   Level level;
   auto const children = files.getChildren(folder);
-  // Room for all at once: an entry does not move without a copy of its texts.
+  // Room for all at once: a name is a view into its path, which must not move (a short path
+  // lives inside its string).  The level itself may move: the strings stay where they are.
   level.children.reserve(children.size());
   level.steps.reserve(2 * children.size());
   for (FileSystemEntry const& child : children) {
-    level.children.push_back({child, child.getPathName(), child.getBaseName(), depth});
+    level.children.push_back({child, child.getPathName(), {}, depth});
+    WalkedEntry& walked = level.children.back();
+    walked.name = baseNameOf(walked.path);
   }
   for (std::size_t i = 0; i < level.children.size(); ++i) {
     WalkedEntry const& child = level.children[i];
@@ -55,12 +66,12 @@ Level levelOf(FileSystemManager& files, FileSystemEntry const& folder, int depth
   // "a/".  (In tree order no step is below-only, so names alone decide.)
   bool const byPath = order == WalkOrder::kByPath;
   auto const byKey = [&level, byPath](Step const& a, Step const& b) {
-    std::u16string const& nameA = level.children[a.child].name;
-    std::u16string const& nameB = level.children[b.child].name;
+    std::u16string_view const nameA = level.children[a.child].name;
+    std::u16string_view const nameB = level.children[b.child].name;
     bool const slashA = byPath && a.below;
     bool const slashB = byPath && b.below;
     std::size_t const common = std::min(nameA.size(), nameB.size());
-    int const compared = nameA.compare(0, common, nameB, 0, common);
+    int const compared = nameA.substr(0, common).compare(nameB.substr(0, common));
     if (compared != 0) return compared < 0;
     // One name is a prefix of the other (or they are equal): compare what follows it.
     std::size_t const sizeA = nameA.size() + (slashA ? 1 : 0);
@@ -86,7 +97,9 @@ void walkEntries(FileSystemManager& files, std::u16string const& path, WalkOrder
                  std::function<void(WalkedEntry const&)> const& visit) {
   FileSystemEntry const top = files.getEntry(path);
   if (!hasBelow(files, top)) {
-    visit({top, top.getPathName(), top.getBaseName(), 0});
+    WalkedEntry alone{top, top.getPathName(), {}, 0};
+    alone.name = baseNameOf(alone.path);
+    visit(alone);
     return;
   }
   // Iterative, so that a package of absurd depth costs memory, not the stack.

@@ -4,6 +4,7 @@
 
 #include <functional>
 #include <string>
+#include <string_view>
 
 #include <opc/vkservices/file_system_entry.h>
 #include <opc/vkservices/file_system_manager.h>
@@ -13,7 +14,9 @@ namespace opcvk {
 struct WalkedEntry {
   opc::vkservices::FileSystemEntry entry;
   std::u16string path;
-  std::u16string name;
+  // The last component of `path` (as entry.getBaseName()): a view into `path`, so that a copy
+  // of a walked entry must not outlive the original.
+  std::u16string_view name;
   // 0 for the entries right below the starting folder.
   int depth;
 };

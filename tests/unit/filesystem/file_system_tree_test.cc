@@ -262,6 +262,34 @@ TEST(FileSystemTreeTest, LinkIsStoredWithItsTarget) {
   EXPECT_FALSE(tree.hasNode(u"/a/b"));
 }
 
+TEST(FileSystemTreeTest, ContentNamesOfEveryFormComeBackFromEveryQuery) {
+  // A folder's content name is its path, a file's part is mostly "/fsroot" and its path, and
+  // anything else is kept as given: each comes back whole, whichever query copies the node.
+  FileSystemTree tree;
+  tree.addNode(file(u"/d/x", u"/fsroot/d/x"));
+  tree.addNode(file(u"/d/y", u"/fsroot/d/x"));
+  tree.addNode(file(u"/d/z", u"/fsroot"));
+  tree.addNode(FileSystemNode::makeLinkNode(u"/d/l", u"x", kUnknown, kNoTime));
+  tree.addNode(folder(u"/d/e"));
+  std::vector<std::u16string> const expected{u"/fsroot/d/x", u"/fsroot/d/x", u"/fsroot", u"x",
+                                             u"/d/e"};
+  std::vector<std::u16string> children;
+  for (FileSystemNode const& child : tree.childNodes(u"/d")) {
+    children.push_back(child.getContentName());
+  }
+  EXPECT_EQ(children, expected);
+  std::vector<std::u16string> found;
+  for (char16_t const* path : {u"/d/x", u"/d/y", u"/d/z", u"/d/l", u"/d/e"}) {
+    found.push_back(tree.findNode(path).getContentName());
+  }
+  EXPECT_EQ(found, expected);
+  std::vector<std::u16string> leaves;
+  for (FileSystemNode const& leaf : tree.leafNodes()) leaves.push_back(leaf.getContentName());
+  // In key order: "/d/e", "/d/l", "/d/x", "/d/y", "/d/z".
+  EXPECT_EQ(leaves, (std::vector<std::u16string>{u"/d/e", u"x", u"/fsroot/d/x", u"/fsroot/d/x",
+                                                 u"/fsroot"}));
+}
+
 TEST(FileSystemTreeTest, UnknownValuesComeBackUnset) {
   FileSystemTree tree;
   tree.addNode(FileSystemNode::makeFileNode(u"/f", u"/p", kUnknown, kNoTime));
