@@ -95,6 +95,18 @@ ZipStreamItem& ZipStreamWriter::newItem(std::string_view name) {
   return item;
 }
 
+ZipStreamItem& ZipStreamWriter::newSizedItem(std::string_view name, bool deflated,
+                                             std::uint32_t crc, std::uint64_t size,
+                                             std::uint64_t compressedSize) {
+  ZipStreamItem& item = newItem(name);
+  item.size = size;
+  item.compressedSize = compressedSize;
+  item.crc = crc;
+  item.deflated = deflated;
+  item.zip64Sizes = size >= kMax32 || compressedSize >= kMax32;
+  return item;
+}
+
 void ZipStreamWriter::put(unsigned char const* data, std::size_t count) {
   if (buffer_.size() + count > kBufferSize) flush();
   if (count >= kBufferSize) {
@@ -146,13 +158,7 @@ void ZipStreamWriter::writeLocalHeader(ZipStreamItem const& item) {
 
 void ZipStreamWriter::add(std::string_view name, bool deflated, std::uint32_t crc,
                           std::uint64_t size, unsigned char const* data, std::size_t count) {
-  ZipStreamItem& item = newItem(name);
-  item.size = size;
-  item.compressedSize = count;
-  item.crc = crc;
-  item.deflated = deflated;
-  item.zip64Sizes = size >= kMax32 || count >= kMax32;
-  writeLocalHeader(item);
+  writeLocalHeader(newSizedItem(name, deflated, crc, size, count));
   put(data, count);
 }
 
@@ -216,13 +222,7 @@ void ZipStreamWriter::copy(int fromFd, ZipStreamItem const& from) {
 void ZipStreamWriter::copyStored(std::string_view name, bool deflated, std::uint32_t crc,
                                  std::uint64_t size, std::uint64_t compressedSize,
                                  ZipByteSource const& from, std::uint64_t offset) {
-  ZipStreamItem& item = newItem(name);
-  item.size = size;
-  item.compressedSize = compressedSize;
-  item.crc = crc;
-  item.deflated = deflated;
-  item.zip64Sizes = size >= kMax32 || compressedSize >= kMax32;
-  writeLocalHeader(item);
+  writeLocalHeader(newSizedItem(name, deflated, crc, size, compressedSize));
   // Read where the bytes are written: an archive of many small items costs one read each and
   // no copy between buffers.
   std::uint64_t remaining = compressedSize;

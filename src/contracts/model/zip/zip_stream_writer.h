@@ -101,6 +101,9 @@ class OPC_MODEL_EXPORT ZipStreamWriter {
 
   // A new item at the end under `name`, its header at the current end of the archive.
   ZipStreamItem& newItem(std::string_view name);
+  // newItem() with its sizes, CRC and method known before its header is written.
+  ZipStreamItem& newSizedItem(std::string_view name, bool deflated, std::uint32_t crc,
+                              std::uint64_t size, std::uint64_t compressedSize);
   void put(unsigned char const* data, std::size_t count);
   void writeLocalHeader(ZipStreamItem const& item);
   // Writes `count` bytes at `offset` of the archive, in the buffer or in the file.
