@@ -20,7 +20,6 @@ namespace model {
 namespace detail {
 namespace {
 
-constexpr unsigned kMaxThreads = 16;
 // Content up to this size is compressed in memory by one worker; larger content is streamed
 // into the file, deflated in chunks, when its turn comes.
 constexpr std::uint64_t kMemoryItemLimit = std::uint64_t{2} << 20;
@@ -119,8 +118,7 @@ bool EagerArchive::start() {
     file_.reset();
     return false;
   }
-  unsigned count = settings_.threads == 0 ? std::thread::hardware_concurrency() : settings_.threads;
-  threads_ = std::min(std::max(count, 1u), kMaxThreads);
+  threads_ = deflateThreadsFor(settings_.threads);
   if (threads_ > 1) {
     for (unsigned i = 0; i < threads_; ++i) workers_.emplace_back([this] { work(); });
   }

@@ -154,6 +154,11 @@ std::size_t fill(ChunkSource const& source, unsigned char* buffer, std::size_t c
 
 }  // namespace
 
+unsigned deflateThreadsFor(unsigned asked) {
+  unsigned const count = asked == 0 ? std::thread::hardware_concurrency() : asked;
+  return std::min(std::max(count, 1u), 16u);
+}
+
 libdeflate_compressor* compressorFor(int level) {
   struct Cache {
     libdeflate_compressor* byLevel[13] = {};

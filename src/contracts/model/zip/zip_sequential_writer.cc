@@ -16,6 +16,7 @@
 #include <opc/core/string_conversions.h>
 #include <opc/model/exceptions.h>
 
+#include "chunked_deflate.h"
 #include "replacement_file.h"
 #include "zip_archive.h"
 #include "zip_dos_time.h"
@@ -30,7 +31,6 @@ namespace model {
 namespace detail {
 namespace {
 
-constexpr unsigned kMaxThreads = 16;
 constexpr std::size_t kChunkSize = std::size_t{1} << 20;
 // Raw copies read their archive in windows of this size, refilled when less than the reserve
 // is left after the next item's header (see fillWindow).
@@ -61,8 +61,7 @@ std::size_t fillFrom(ZipContentReader const& reader, unsigned char* buffer, std:
 class SequentialWriter : public ZipWriter {
  public:
   SequentialWriter(ReplacementFile& file, unsigned threads) : file_(file) {
-    unsigned count = threads == 0 ? std::thread::hardware_concurrency() : threads;
-    threads_ = std::min(std::max(count, 1u), kMaxThreads);
+    threads_ = deflateThreadsFor(threads);
   }
 
   void makeReproducible(std::int64_t secondsSinceEpoch) override {

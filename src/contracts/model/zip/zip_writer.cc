@@ -16,6 +16,7 @@
 #include <opc/core/string_conversions.h>
 #include <opc/model/exceptions.h>
 
+#include "chunked_deflate.h"
 #include "replacement_file.h"
 #include "zip_archive.h"
 #include "zip_dos_time.h"
@@ -29,7 +30,6 @@ namespace model {
 namespace detail {
 namespace {
 
-constexpr unsigned kMaxThreads = 16;
 // Workers may run ahead of libzip by this many bytes of content (and always by one item per
 // thread), which bounds the memory that prepared items hold.  Counted in bytes rather than
 // items so that small items do not cost a hand-over between threads each: a worker that
@@ -84,8 +84,7 @@ class LibzipWriter : public ZipWriter, private ItemSourceOwner {
       discardTemp();
       fail("the archive could not be started (" + cause + ")");
     }
-    unsigned count = threads == 0 ? std::thread::hardware_concurrency() : threads;
-    count = std::min(std::max(count, 1u), kMaxThreads);
+    unsigned const count = deflateThreadsFor(threads);
     threads_ = count;
     if (count > 1) {
       window_ = count;
