@@ -145,19 +145,28 @@ void FileSystemManager::doLoad() {
 
   opc::model::Part part =
       package.getPart(opc::model::PartName(relationships.begin()->getTargetURI()));
-  std::unique_ptr<IContentSource> source = std::make_unique<PartContentSource>(part);
-  opc::model::ContentType const contentType = source->getContentType();
-  if (contentType.hasParameter(kEncryptionParameter)) {
-    if (!isDecryptionEnabled()) {
-      throw CouldNotDecryptContent(
-          "Manifest is encrypted but enableDecryption() has not been called yet");
-    }
-    // A wrong key fails here, at the first read of the stream, before the reader sees a byte.
-    source = encryption_->decrypting(
+  opc::model::ContentType const contentType = part.getContentType();
+  bool const encrypted = contentType.hasParameter(kEncryptionParameter);
+  if (encrypted && !isDecryptionEnabled()) {
+    throw CouldNotDecryptContent(
+        "Manifest is encrypted but enableDecryption() has not been called yet");
+  }
+  // Each source reads the part from its first byte, through a stream of its own: the reader
+  // that gives up on a document hands it to the parser through a second one.
+  auto open = [&]() -> std::unique_ptr<IContentSource> {
+    std::unique_ptr<IContentSource> source = std::make_unique<PartContentSource>(part);
+    if (!encrypted) return source;
+    // A wrong key fails at the first read of the stream, before the reader sees a byte.
+    return encryption_->decrypting(
         part, std::move(source),
         opc::toASCIIString(contentType.getParameterValue(kEncryptionParameter)));
-  }
-  manifestXml_->read(source->getInputStream(), *tree_);
+  };
+  std::unique_ptr<IContentSource> source = open();
+  std::unique_ptr<IContentSource> again;
+  manifestXml_->read(source->getInputStream(), *tree_, [&]() -> opc::InputStream& {
+    again = open();
+    return again->getInputStream();
+  });
 
   // The relationship only finds the part; the part's type says which form it holds.
   if (contentType == getPartContentTypeV1()) {

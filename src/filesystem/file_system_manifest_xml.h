@@ -3,6 +3,7 @@
 #define SRC_FILESYSTEM_FILE_SYSTEM_MANIFEST_XML_H_
 
 #include <cstddef>
+#include <functional>
 #include <string>
 
 #include <boost/core/noncopyable.hpp>
@@ -32,20 +33,26 @@ class ManifestBytes;
 // grammar cache of the object's parser; every document read is validated against the grammar
 // of its namespace.  The parser refuses document type declarations and external resources.
 //
-// Documents are streamed both ways: reading fills the tree entry by entry as the parser
-// validates them, and writing prints each leaf as the tree is walked, so that neither holds
-// a large document in memory (100,000 entries: about 0.3 s of CPU for a write and a read).
-// Documents up to 4 MiB are held whole for a read, so that a reader without the parser can try
-// them first.
+// Documents are streamed both ways: reading fills the tree entry by entry as they are read, and
+// writing prints each leaf as the tree is walked, so that neither holds a large document in
+// memory.  A reader without the parser tries each document first; when it cannot tell that the
+// parser accepts it, the parser reads it from its first byte, from the source again when the
+// caller can give it again, or else from the first 4 MiB held in memory.
 //
 // The object owns one parser and is used by one thread at a time.  It keeps the XML library
 // initialised for as long as it lives.
 class FileSystemManifestXml : private boost::noncopyable {
  public:
+  // Gives the stream of a document anew, from its first byte, for a second reading: a stream
+  // of its own, which the reader opens, reads and closes, valid until the read that asked for
+  // it returns.
+  using Reopen = std::function<opc::InputStream&()>;
+
   // Makes the parser and caches both grammars.  Raises
   // opc::model::InvalidXMLSchema "Schema could not be loaded: <parser's text>" if a schema
-  // does not load.
-  FileSystemManifestXml();
+  // does not load.  `window` is the buffer of the reader without the parser on a stream
+  // (detail::ManifestFastReader): smaller ones than the default are for tests.
+  explicit FileSystemManifestXml(std::size_t window = std::size_t{1} << 20);
   ~FileSystemManifestXml();
 
   // Parses and validates the document in `source` (opened, read to its end and closed) and
@@ -71,11 +78,20 @@ class FileSystemManifestXml : private boost::noncopyable {
   // through the parser from its first byte, with the same outcome in every case.
   void read(opc::InputStream& source, FileSystemTree& tree);
 
+  // Reads as read() above, with a source that can be read again: documents of the plain form of
+  // any size are read without the parser, as a stream, in a window of bounded size.  When the
+  // reader gives up on a document, `source` is closed and the parser reads the stream that
+  // `reopen` gives.  `source` is read at least as far as read() above would hold (4 MiB), so
+  // that a source that fails there reports its failure as it does there, without a second
+  // reading; a failure further on leaves the verdict to the parser on the second reading.  What
+  // `reopen` and the second stream raise passes through, with the tree as it was.
+  void read(opc::InputStream& source, FileSystemTree& tree, Reopen const& reopen);
+
   // Reads as read() does, always through the validating parser: the reference that the
   // reader without it is held to.
   void readValidating(opc::InputStream& source, FileSystemTree& tree);
 
-  // How many reads of read() went through the validating parser so far.
+  // How many reads of either read() went through the validating parser so far.
   std::size_t parserReads() const { return parserReads_; }
 
   // Writes the current form of the document for `tree` to `target`: UTF-8, standalone,
@@ -100,6 +116,7 @@ class FileSystemManifestXml : private boost::noncopyable {
   bool readFast(detail::ManifestBytes& bytes, FileSystemTree& tree);
 
   opc::model::XmlStreamReader reader_;
+  std::size_t window_;
   std::size_t parserReads_ = 0;
 };
 

@@ -1,5 +1,7 @@
+#include <algorithm>
 #include <cstddef>
 #include <exception>
+#include <memory>
 #include <string_view>
 #include <utility>
 
@@ -182,9 +184,56 @@ void fill(FileSystemTree& tree, Read&& read) {
 // stream through the parser, so that memory does not grow by the size of the document.
 constexpr std::size_t kFastReadLimit = 4u << 20;
 
+// Closes a stream whose reading is abandoned, when another failure or reading is the one that
+// tells the outcome.
+void closeQuietly(opc::InputStream& stream) {
+  try {
+    stream.close();
+  } catch (...) {
+    // What comes next matters more.
+  }
+}
+
+// The second reading of a document, read by the parser as it reads the first bytes held in
+// memory on the road without a second reading: each read up to the held size is filled whole,
+// whatever the source gives per read, and further reads are the source's own.  The parser's
+// positions in some of its messages depend on how much each read gives.
+class HeldLikeStream : public opc::InputStream {
+ public:
+  HeldLikeStream(opc::InputStream& source, std::size_t held) : source_(source), held_(held) {}
+
+  void open() override { source_.open(); }
+  std::size_t read(unsigned char* buffer, std::size_t count) override {
+    if (given_ >= held_) return source_.read(buffer, count);
+    std::size_t const want = std::min(count, held_ - given_);
+    std::size_t got = 0;
+    while (got < want && !source_.isDone()) got += source_.read(buffer + got, want - got);
+    given_ += got;
+    return got;
+  }
+  bool isDone() const override { return source_.isDone(); }
+  void close() override { source_.close(); }
+
+ private:
+  opc::InputStream& source_;
+  std::size_t const held_;
+  std::size_t given_ = 0;
+};
+
+// Reads `stream`, of which `consumed` bytes were read, on to `until` bytes or its end, and
+// drops what it reads.
+void readOn(opc::InputStream& stream, std::size_t consumed, std::size_t until) {
+  constexpr std::size_t kChunk = 64 * 1024;
+  if (consumed >= until || stream.isDone()) return;
+  std::unique_ptr<unsigned char[]> chunk(new unsigned char[kChunk]);
+  while (consumed < until && !stream.isDone()) {
+    consumed += stream.read(chunk.get(), std::min(kChunk, until - consumed));
+  }
+}
+
 }  // namespace
 
-FileSystemManifestXml::FileSystemManifestXml() : reader_() {
+FileSystemManifestXml::FileSystemManifestXml(std::size_t window) : reader_(), window_(window) {
   // Grammars are compiled here, once, and found by namespace in the cache at every read.
   detail::loadManifestGrammar(reader_, detail::manifestSchemaText(), detail::kManifestSchemaId);
   detail::loadManifestGrammar(reader_, detail::manifestSchemaTextV1(), detail::kManifestSchemaIdV1);
@@ -197,6 +246,47 @@ void FileSystemManifestXml::read(opc::InputStream& source, FileSystemTree& tree)
   if (bytes.whole() && readFast(bytes, tree)) return;
   ++parserReads_;
   readValidating(bytes, tree);
+}
+
+void FileSystemManifestXml::read(opc::InputStream& source, FileSystemTree& tree,
+                                 Reopen const& reopen) {
+  if (!reopen) {
+    read(source, tree);
+    return;
+  }
+  std::u16string const platform = tree.getPlatform();
+  std::u16string const encoding = tree.getEncoding();
+  std::u16string const version = tree.getVersion();
+  detail::ManifestFastReader fast(window_);
+  bool accepted = false;
+  source.open();
+  try {
+    fill(tree, [&](ManifestFiller& filler) {
+      accepted = fast.read(source, filler);
+      if (!accepted) return;
+      // As the parser does: the stream is closed before a refusal of a value is told.
+      source.close();
+      if (fast.refusal()) std::rethrow_exception(fast.refusal());
+    });
+    if (accepted) return;
+    // What the fast reader filled in before it gave up goes: the parser starts from the root.
+    restore(tree, platform, encoding, version);
+    // The road without a second reading holds the first bytes before anything reads them, so
+    // a source that fails among them reports just that: it is read as far here.
+    readOn(source, fast.consumed(), kFastReadLimit + 1);
+    closeQuietly(source);
+  } catch (...) {
+    // A bad value, or a failure to close the stream of a document read whole: told as it is.
+    if (accepted) throw;
+    // The source failed, and fill() put the tree back.  Among the bytes that the other road
+    // holds, the failure is told as it is there; further on, the parser's reading is the one
+    // that decides whether a fault of the document comes first.
+    closeQuietly(source);
+    if (fast.consumed() <= kFastReadLimit) throw;
+  }
+  ++parserReads_;
+  HeldLikeStream again(reopen(), kFastReadLimit + 1);
+  readValidating(again, tree);
 }
 
 void FileSystemManifestXml::readValidating(opc::InputStream& source, FileSystemTree& tree) {

@@ -1,6 +1,8 @@
 #include "filesystem/manifest_fast_reader.h"
 
+#include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <initializer_list>
 #include <iterator>
 #include <string_view>
@@ -21,6 +23,10 @@ constexpr std::u16string_view kXmlns = u"xmlns";
 constexpr std::u16string_view kRootNames[] = {kXmlns, kCreatedByEncoding, kCreatedByPlatform,
                                               kVersion};
 constexpr std::u16string_view kEntryNames[] = {kName, kContent, kType, kPermissions, kDate};
+
+// The most that one read of a stream asks for after the first: a stream may take the size of a
+// read as the size of a buffer of its own.
+constexpr std::size_t kStep = 256 * 1024;
 
 bool isSpace(unsigned char c) { return c == 0x20 || c == 0x09 || c == 0x0A || c == 0x0D; }
 bool isDigit(char16_t c) { return c >= u'0' && c <= u'9'; }
@@ -119,13 +125,54 @@ bool isPlainDecimal(std::u16string_view text) {
 
 }  // namespace
 
-// A cursor over the bytes of one document.  Every operation that fails leaves the reader to
-// give up, so none of them needs to restore the position.
+// A cursor over the bytes of one document, all in memory or a window of them from a stream.
+// Every operation that fails leaves the reader to give up, so none of them needs to restore the
+// position; an operation that meets the end of the window fails as at the end of the document,
+// which is why the reader refills before each element.
 class ManifestFastReader::Scan {
  public:
   Scan(unsigned char const* data, std::size_t size) : at_(data), end_(data + size) {}
+  Scan(opc::InputStream& source, unsigned char* window, std::size_t size, std::size_t& consumed)
+      : at_(window),
+        end_(window),
+        source_(&source),
+        window_(window),
+        windowSize_(size),
+        consumed_(&consumed) {}
 
-  bool atEnd() const { return at_ == end_; }
+  // Whether no byte of the document is left, in memory or in the source.
+  bool atEnd() const { return at_ == end_ && !more(); }
+
+  // Makes at least half a window lie ahead, or the rest of the document: the bytes ahead move
+  // to the front and the source fills the rest.  An exception of the source passes through.
+  void refill() {
+    std::size_t const ahead = static_cast<std::size_t>(end_ - at_);
+    if (!more() || ahead >= windowSize_ / 2) return;
+    std::memmove(window_, at_, ahead);
+    std::size_t size = ahead;
+    at_ = window_;
+    end_ = window_ + size;
+    // One read for the whole room first: a stream that inflates a small item whole does it
+    // straight into a buffer that can take all of it.
+    std::size_t want = windowSize_ - size;
+    while (size < windowSize_ && !source_->isDone()) {
+      std::size_t const count = source_->read(window_ + size, std::min(want, windowSize_ - size));
+      size += count;
+      *consumed_ += count;
+      end_ = window_ + size;
+      want = kStep;
+    }
+  }
+
+  // Skips whitespace, refilling as it runs out; whether there was any.
+  bool skipAllSpace() {
+    bool any = false;
+    for (;;) {
+      any = skipSpace() || any;
+      if (at_ != end_ || !more()) return any;
+      refill();
+    }
+  }
 
   // Skips whitespace; whether there was any.
   bool skipSpace() {
@@ -306,20 +353,43 @@ class ManifestFastReader::Scan {
     return true;
   }
 
+  // Whether the source has bytes that are not in the window yet.
+  bool more() const { return source_ != nullptr && !source_->isDone(); }
+
   unsigned char const* at_;
   unsigned char const* end_;
+  // Null when the document is in memory.
+  opc::InputStream* source_ = nullptr;
+  unsigned char* window_ = nullptr;
+  std::size_t windowSize_ = 0;
+  std::size_t* consumed_ = nullptr;
 };
 
-ManifestFastReader::ManifestFastReader() = default;
+ManifestFastReader::ManifestFastReader(std::size_t window)
+    : window_(std::max(window, kMinimumWindow)) {}
 ManifestFastReader::~ManifestFastReader() = default;
 
 bool ManifestFastReader::read(unsigned char const* data, std::size_t size,
                               opc::model::XmlStreamHandler& handler) {
-  refusal_ = nullptr;
   Scan scan(data, size);
+  return readDocument(scan, handler);
+}
+
+bool ManifestFastReader::read(opc::InputStream& source, opc::model::XmlStreamHandler& handler) {
+  consumed_ = 0;
+  // Allocated, not initialised: only the bytes that the source gives are ever touched.
+  if (!buffer_) buffer_.reset(new unsigned char[window_]);
+  Scan scan(source, buffer_.get(), window_, consumed_);
+  return readDocument(scan, handler);
+}
+
+bool ManifestFastReader::readDocument(Scan& scan, opc::model::XmlStreamHandler& handler) {
+  refusal_ = nullptr;
+  scan.refill();
   // The declaration, if any, stands at the very first byte: no byte order mark, no space.
   if (!scan.declaration()) return false;
-  scan.skipSpace();
+  scan.skipAllSpace();
+  scan.refill();
   if (!scan.take("<fileEntries") || !scan.atNameEnd()) return false;
   unsigned present = 0;
   bool empty = false;
@@ -330,7 +400,9 @@ bool ManifestFastReader::read(unsigned char const* data, std::size_t size,
   emitStart(kFileEntries, 0, handler);
   if (!empty) {
     for (;;) {
-      scan.skipSpace();
+      scan.skipAllSpace();
+      // Each element is read from a window that holds it whole, unless it is longer than half.
+      scan.refill();
       if (scan.take("</fileEntries")) {
         scan.skipSpace();
         if (!scan.take(">")) return false;
@@ -341,7 +413,7 @@ bool ManifestFastReader::read(unsigned char const* data, std::size_t size,
     }
   }
   emitEnd(0, handler);
-  scan.skipSpace();
+  scan.skipAllSpace();
   return scan.atEnd();
 }
 

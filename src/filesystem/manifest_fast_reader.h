@@ -4,10 +4,12 @@
 
 #include <cstddef>
 #include <exception>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include <opc/core/input_stream.h>
 #include <opc/model/xml/xml_stream_handler.h>
 
 namespace opc {
@@ -32,10 +34,20 @@ namespace detail {
 // encodings, prefixes, other attributes, a raw tab, line feed or carriage return inside a
 // value, the older form) makes it give up.
 //
+// A document is read either from memory or from a stream through a window of a fixed size, which
+// is refilled whenever less than half of it lies ahead: an element (or a run of whitespace) of
+// up to half a window is always read whole, and one that does not fit makes the reader give up.
+//
 // Not thread-safe; one object may read any number of documents in turn.
 class ManifestFastReader {
  public:
-  ManifestFastReader();
+  // The window of stream reads, large enough for any path that a file system takes.
+  static constexpr std::size_t kDefaultWindow = std::size_t{1} << 20;
+  // The smallest window: the declaration and the root's start tag fit into it.
+  static constexpr std::size_t kMinimumWindow = 256;
+
+  // `window` is the size of the buffer of stream reads, at least kMinimumWindow.
+  explicit ManifestFastReader(std::size_t window = kDefaultWindow);
   ManifestFastReader(ManifestFastReader const&) = delete;
   ManifestFastReader& operator=(ManifestFastReader const&) = delete;
   ~ManifestFastReader();
@@ -49,12 +61,23 @@ class ManifestFastReader {
   // and the caller undoes what it did before the document is read again.  Never throws itself.
   bool read(unsigned char const* data, std::size_t size, opc::model::XmlStreamHandler& handler);
 
+  // Reads the document in `source`, which is open, as read() above does, taking its bytes as
+  // the window needs them.  Returns true with `source` read to its end (not closed), false
+  // when the reader gave up, with `source` part way through.  An exception of `source` passes
+  // through; consumed() then tells how far the source got.
+  bool read(opc::InputStream& source, opc::model::XmlStreamHandler& handler);
+
+  // How many bytes the last read from a stream took from it.
+  std::size_t consumed() const { return consumed_; }
+
   // The first exception that the handler threw in the last read, or null.
   std::exception_ptr const& refusal() const { return refusal_; }
 
  private:
   class Scan;
 
+  // Both forms of read() once the scan is set up.
+  bool readDocument(Scan& scan, opc::model::XmlStreamHandler& handler);
   // The attributes of a start tag, from behind its name to its ">" or "/>" (`empty` tells
   // which), each one of the `count` known `names` at most once; `present` gets a bit per name
   // found, in the order of `names`.  False to give up.
@@ -71,6 +94,10 @@ class ManifestFastReader {
   std::u16string values_[5];
   std::vector<opc::model::XmlStreamAttribute> attributes_;
   std::exception_ptr refusal_;
+  std::size_t window_;
+  // The window of stream reads, made at the first one.
+  std::unique_ptr<unsigned char[]> buffer_;
+  std::size_t consumed_ = 0;
 };
 
 }  // namespace detail

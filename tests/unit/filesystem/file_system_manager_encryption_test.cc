@@ -1,5 +1,6 @@
 // FileSystemManager with encryption: enabling it, the names, bytes and types of encrypted
 // parts, the encrypted manifest, and keys that are missing or wrong.
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -272,6 +273,50 @@ TEST(FileSystemManagerEncryptionTest, LargeFileIsReadBackInBoundedMemory) {
   ManagedPackage reader(writer.save(), PackageAccess::Read);
   reader.manager->enableDecryption(keyA());
   EXPECT_EQ(contentOf(*reader.manager, u"/big.bin"), big);
+}
+
+// The name of the i-th of many folders with long names, which make a manifest of megabytes.
+std::u16string longFolderName(int i) {
+  std::u16string name = u"/";
+  for (char const digit : std::to_string(i)) name += static_cast<char16_t>(digit);
+  return name + std::u16string(600, u'f');
+}
+
+// An encrypted manifest larger than the window of the reader without the parser streams
+// through the decrypting stream; one that the reader gives up on far into it is read again by
+// the parser, through a new decrypting stream from the first byte.
+TEST(FileSystemManagerEncryptionTest, LargeManifestStreamsAndIsReadAgainFromTheStart) {
+  constexpr int kFolders = 3000;
+  ManagedPackage writer;
+  writer.manager->enableEncryption(keyA(), IVMode::RandomIV, bytes());
+  for (int i = 0; i < kFolders; ++i) writer.manager->createFolder(longFolderName(i));
+  std::vector<unsigned char> const archive = writer.save();
+  {
+    ManagedPackage reader(archive, PackageAccess::Read);
+    EXPECT_GT(partBytes(*reader.package, u"/metadata/filesystemManifest.xml").size(),
+              std::size_t{1} << 20);
+    reader.manager->enableDecryption(keyA());
+    EXPECT_EQ(reader.manager->getAllLeafs().size(), std::size_t{kFolders});
+    EXPECT_TRUE(reader.manager->getEntry(longFolderName(kFolders - 1)).isFolder());
+  }
+
+  std::string xml =
+      "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\" ?>\n"
+      "<fileEntries xmlns=\"http://schemas.opcvkservices.org/package/2013/filesystemManifest\" "
+      "createdByEncoding=\"UTF-8\" createdByPlatform=\"p\" version=\"2.0\">\n";
+  for (int i = 0; i < kFolders; ++i) {
+    std::string const name = opc::detail::toUTF8String(longFolderName(i));
+    xml += "<fileEntry content=\"" + name + "\" name=\"" + name + "\" type=\"Folder\"/>\n";
+    if (i == kFolders - 10) xml += "<!-- the parser's business -->\n";
+  }
+  xml += "</fileEntries>\n";
+  ManagedPackage reader(
+      opcvk_test::withPart(archive, u"/metadata/filesystemManifest.xml",
+                           opcvk_test::inlineIVMessage(keyA(), bytes(16, 9), xml)),
+      PackageAccess::Read);
+  reader.manager->enableDecryption(keyA());
+  EXPECT_EQ(reader.manager->getAllLeafs().size(), std::size_t{kFolders});
+  EXPECT_EQ(reader.manager->getCreatedByPlatform(), u"p");
 }
 
 TEST(FileSystemManagerEncryptionTest, ManagedPartNamesAreTheDigests) {

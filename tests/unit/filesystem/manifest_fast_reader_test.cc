@@ -2,6 +2,7 @@
 // documents it takes, that it fills the tree exactly as the parser's road does, and that every
 // other document goes to the parser with the outcome it has always had.
 #include <exception>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <typeinfo>
@@ -81,8 +82,31 @@ Outcome outcomeOf(Read&& read) {
   return outcome;
 }
 
-// Reads `xml` with read() and with the parser alone, and expects one outcome of both; returns
-// whether read() took the parser.
+// Reads `xml` with read() from a source that can be given again; returns whether the parser
+// read it, which it does from a second stream, once.  Every stream is opened and closed once.
+bool readStreaming(FileSystemManifestXml& manifest, std::string const& xml, Outcome& outcome) {
+  std::size_t const before = manifest.parserReads();
+  std::unique_ptr<MemoryInputStream> second;
+  MemoryInputStream source(xml, 7);
+  outcome = outcomeOf([&](FileSystemTree& tree) {
+    manifest.read(source, tree, [&]() -> opc::InputStream& {
+      EXPECT_FALSE(second) << xml;
+      second = std::make_unique<MemoryInputStream>(xml, 5);
+      return *second;
+    });
+  });
+  bool const parsed = manifest.parserReads() != before;
+  EXPECT_EQ(parsed, second != nullptr) << xml;
+  EXPECT_EQ(source.opens, 1) << xml;
+  EXPECT_EQ(source.closes, 1) << xml;
+  if (second) {
+    EXPECT_EQ(second->closes, 1) << xml;
+  }
+  return parsed;
+}
+
+// Reads `xml` with read() on every road and with the parser alone, and expects one outcome of
+// all; returns whether read() took the parser.
 bool readBothWays(FileSystemManifestXml& manifest, std::string const& xml, Outcome& outcome) {
   std::size_t const before = manifest.parserReads();
   outcome = outcomeOf([&](FileSystemTree& tree) {
@@ -96,6 +120,20 @@ bool readBothWays(FileSystemManifestXml& manifest, std::string const& xml, Outco
   });
   EXPECT_EQ(outcome.error, reference.error) << xml;
   EXPECT_TRUE(outcome.shape == reference.shape) << xml;
+
+  // The stream road, in a window that every element here fits into and in the smallest one.
+  static FileSystemManifestXml large;
+  static FileSystemManifestXml small(256);
+  for (FileSystemManifestXml* windowed : {&large, &small}) {
+    std::string const window = windowed == &large ? "large window: " : "small window: ";
+    Outcome streamed;
+    bool const streamParsed = readStreaming(*windowed, xml, streamed);
+    if (windowed == &large) {
+      EXPECT_EQ(streamParsed, parsed) << xml;
+    }
+    EXPECT_EQ(streamed.error, reference.error) << window << xml;
+    EXPECT_TRUE(streamed.shape == reference.shape) << window << xml;
+  }
   return parsed;
 }
 
