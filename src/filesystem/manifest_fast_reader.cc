@@ -7,6 +7,10 @@
 #include <iterator>
 #include <string_view>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 #include "filesystem/file_system_manifest_xml_names.h"
 #include "filesystem/file_system_manifest_xml_words.h"
 
@@ -28,6 +32,72 @@ constexpr std::u16string_view kEntryNames[] = {kName, kContent, kType, kPermissi
 // read as the size of a buffer of its own.
 constexpr std::size_t kStep = 256 * 1024;
 
+// The bytes that stand for themselves in an attribute value: printable ASCII but for the
+// references' "&", the "<" that XML forbids there, and the quotes.
+struct PlainBytes {
+  bool of[256];
+  constexpr PlainBytes() : of() {
+    for (int c = 0x20; c < 0x80; ++c) of[c] = c != '&' && c != '<' && c != '"' && c != '\'';
+  }
+};
+constexpr PlainBytes kPlain;
+
+// The ASCII letters, of which attribute names are made.
+struct LetterBytes {
+  bool of[256];
+  constexpr LetterBytes() : of() {
+    for (int c = 'a'; c <= 'z'; ++c) of[c] = of[c - 'a' + 'A'] = true;
+  }
+};
+constexpr LetterBytes kLetter;
+
+// The end of the plain bytes (see PlainBytes) from `at`, at `end` at the latest.  Sixteen bytes
+// at a time where the processor has the instructions for it.
+unsigned char const* plainEnd(unsigned char const* at, unsigned char const* end) {
+#if defined(__SSE2__)
+  __m128i const control = _mm_set1_epi8(0x1F);
+  __m128i const ampersand = _mm_set1_epi8('&');
+  __m128i const less = _mm_set1_epi8('<');
+  __m128i const quote = _mm_set1_epi8('"');
+  __m128i const apostrophe = _mm_set1_epi8('\'');
+  while (end - at >= 16) {
+    __m128i const bytes = _mm_loadu_si128(reinterpret_cast<__m128i const*>(at));
+    // Compared as signed bytes, those from 0x80 up are below 0x1F: above it is 0x20 to 0x7F.
+    __m128i const printable = _mm_cmpgt_epi8(bytes, control);
+    __m128i const special =
+        _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(bytes, ampersand), _mm_cmpeq_epi8(bytes, less)),
+                     _mm_or_si128(_mm_cmpeq_epi8(bytes, quote), _mm_cmpeq_epi8(bytes, apostrophe)));
+    unsigned const plain =
+        static_cast<unsigned>(_mm_movemask_epi8(_mm_andnot_si128(special, printable)));
+    if (plain != 0xFFFF) return at + __builtin_ctz(~plain);
+    at += 16;
+  }
+#endif
+  while (at != end && kPlain.of[*at]) ++at;
+  return at;
+}
+
+// Widens `count` ASCII bytes from `from` into `to`.
+void widen(unsigned char const* from, std::size_t count, char16_t* to) {
+#if defined(__SSE2__)
+  // Each byte and a zero byte after it: a UTF-16 unit in the machine's (little-endian) order.
+  __m128i const zero = _mm_setzero_si128();
+  for (; count >= 16; count -= 16, from += 16, to += 16) {
+    __m128i const bytes = _mm_loadu_si128(reinterpret_cast<__m128i const*>(from));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(to), _mm_unpacklo_epi8(bytes, zero));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(to + 8), _mm_unpackhi_epi8(bytes, zero));
+  }
+  if (count >= 8) {
+    __m128i const bytes = _mm_loadl_epi64(reinterpret_cast<__m128i const*>(from));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(to), _mm_unpacklo_epi8(bytes, zero));
+    count -= 8;
+    from += 8;
+    to += 8;
+  }
+#endif
+  for (; count != 0; --count) *to++ = *from++;
+}
+
 bool isSpace(unsigned char c) { return c == 0x20 || c == 0x09 || c == 0x0A || c == 0x0D; }
 bool isDigit(char16_t c) { return c >= u'0' && c <= u'9'; }
 
@@ -39,16 +109,6 @@ bool spells(std::string_view bytes, std::u16string_view name) {
   }
   return true;
 }
-
-// The bytes that stand for themselves in an attribute value: printable ASCII but for the
-// references' "&", the "<" that XML forbids there, and the quotes.
-struct PlainBytes {
-  bool of[256];
-  constexpr PlainBytes() : of() {
-    for (int c = 0x20; c < 0x80; ++c) of[c] = c != '&' && c != '<' && c != '"' && c != '\'';
-  }
-};
-constexpr PlainBytes kPlain;
 
 // Whether `c` is a character that XML 1.0 allows in a document.
 bool isXmlChar(std::uint32_t c) {
@@ -184,7 +244,11 @@ class ManifestFastReader::Scan {
   // Consumes `text` if the input goes on with it.
   bool take(std::string_view text) {
     if (static_cast<std::size_t>(end_ - at_) < text.size()) return false;
-    if (std::string_view(reinterpret_cast<char const*>(at_), text.size()) != text) return false;
+    // Byte by byte: the texts are a few bytes long and known where this is inlined, which a
+    // call of memcmp for each of them is not.
+    for (std::size_t i = 0; i < text.size(); ++i) {
+      if (at_[i] != static_cast<unsigned char>(text[i])) return false;
+    }
     at_ += text.size();
     return true;
   }
@@ -211,7 +275,7 @@ class ManifestFastReader::Scan {
   // A name of ASCII letters, up to "=" or whitespace.
   std::string_view attributeName() {
     unsigned char const* const from = at_;
-    while (at_ != end_ && ((*at_ >= 'a' && *at_ <= 'z') || (*at_ >= 'A' && *at_ <= 'Z'))) ++at_;
+    while (at_ != end_ && kLetter.of[*at_]) ++at_;
     return std::string_view(reinterpret_cast<char const*>(from), at_ - from);
   }
 
@@ -251,11 +315,11 @@ class ManifestFastReader::Scan {
     unsigned char const* run = from;
     // Called at a byte that is plain or the quote that does not close this value.
     if (!kPlain.of[*run]) ++run;
-    while (run != end_ && kPlain.of[*run]) ++run;
+    run = plainEnd(run, end_);
+    std::size_t const n = static_cast<std::size_t>(run - from);
     std::size_t const old = out.size();
-    out.resize(old + static_cast<std::size_t>(run - from));
-    char16_t* const to = &out[old];
-    for (std::size_t i = 0, n = static_cast<std::size_t>(run - from); i < n; ++i) to[i] = from[i];
+    out.resize(old + n);
+    widen(from, n, &out[old]);
     at_ = run;
   }
 
