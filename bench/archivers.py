@@ -17,6 +17,9 @@ corpus, creates an archive, lists it and extracts it:
            even those that stay inside the destination, without it)
   python   zipfile, ZIP_DEFLATED level 6: write / namelist / extractall
 
+The listing runs twice per round: into a file ("list") and into /dev/null ("list-null"), since
+writing a listing costs differently in the two.
+
 With --encrypted two more tools take their turns, for the cost of encryption:
 
   opcvk-key  opcvk pack / list / extract with --key-file (a random 32-byte key made for the run)
@@ -57,10 +60,23 @@ PASSWORD = "bench-password"
 # The tool whose version each row reports, and the suffix of its archive.
 BASE = {"zip-1": "zip", "opcvk-key": "opcvk", "7z-aes": "7z"}
 SUFFIX = {"opcvk": "opcvk", "opcvk-key": "opcvk", "7z-aes": "7z"}
-PHASES = ("create", "list", "extract")
+# "list-null" is the listing again with its output thrown away: a listing to a file and one
+# to /dev/null differ in what writing costs.
+PHASES = ("create", "list", "list-null", "extract")
 # The commands each tool needs, for the check before anything runs.
 NEEDS = {"zip": ("zip", "unzip"), "zip-1": ("zip", "unzip"), "bsdtar": ("bsdtar",), "7z": ("7z",),
          "7z-aes": ("7z",), "python": (PYTHON,)}
+
+
+def corpus_presets():
+    """The generator's presets, read from its source so that a new preset needs no change here."""
+    sys.path.insert(0, os.path.dirname(GENERATOR))
+    sys.dont_write_bytecode = True
+    try:
+        import generate_corpus
+    finally:
+        sys.path.pop(0)
+    return generate_corpus.PRESETS
 
 
 def log(message):
@@ -123,13 +139,15 @@ def median(values):
     return values[middle] if len(values) % 2 else (values[middle - 1] + values[middle]) / 2
 
 
-def timed(argv, cwd, out_path, env):
-    """Runs argv under /usr/bin/time; returns (exit code, wall s, cpu s, peak MiB)."""
+def timed(argv, cwd, out_path, env, discard=False):
+    """Runs argv under /usr/bin/time; returns (exit code, wall s, cpu s, peak MiB).  The output
+    goes to out_path, or with `discard` to /dev/null (and only the errors to out_path)."""
     subprocess.run(["sync"], check=True)
     time_file = out_path + ".time"
     with open(out_path, "wb") as out:
         rc = subprocess.run(["/usr/bin/time", "-f", "%e %U %S %M", "-o", time_file] + argv, cwd=cwd,
-                            stdout=out, stderr=subprocess.STDOUT, env=env).returncode
+                            stdout=subprocess.DEVNULL if discard else out,
+                            stderr=out if discard else subprocess.STDOUT, env=env).returncode
     with open(time_file) as f:
         last = f.read().strip().splitlines()[-1].split()
     os.unlink(time_file)
@@ -272,7 +290,7 @@ def main():
     ap = argparse.ArgumentParser(description=__doc__.split("\n\n")[0],
                                  formatter_class=argparse.RawDescriptionHelpFormatter,
                                  epilog="\n\n".join(__doc__.split("\n\n")[1:]))
-    ap.add_argument("--corpus", required=True, choices=("mixed", "mixed-1g", "small", "big"))
+    ap.add_argument("--corpus", required=True, choices=corpus_presets())
     ap.add_argument("--work", required=True, help="folder for the corpus, archives and extractions")
     ap.add_argument("--opcvk", help="the opcvk binary (needed unless --skip-tool opcvk)")
     ap.add_argument("--seed", type=int, default=1)
@@ -337,11 +355,12 @@ def main():
             os.makedirs(dest)
             if os.path.exists(archive):
                 os.unlink(archive)
-            for phase, (argv, cwd) in zip(PHASES, commands(tool, args.opcvk, src, archive, dest,
-                                                            args.no_transforms, key_file)):
+            create, listing, extract = commands(tool, args.opcvk, src, archive, dest,
+                                                args.no_transforms, key_file)
+            for phase, (argv, cwd) in zip(PHASES, (create, listing, listing, extract)):
                 log(f"round {round_number}/{args.runs}, {tool} {phase}: {' '.join(argv)}")
                 out_path = os.path.join(runs, f"{tool}-{phase}.out")
-                rc, wall, cpu, peak = timed(argv, cwd, out_path, env)
+                rc, wall, cpu, peak = timed(argv, cwd, out_path, env, phase == "list-null")
                 key = (tool, phase)
                 samples.setdefault(key, []).append((wall, cpu, peak))
                 codes[key] = rc if rc != 0 else codes.get(key, 0)

@@ -15,6 +15,15 @@ the same work.  Presets:
   mixed-1g  the same mix with twice the files (~1 GiB).
   small     100,000 files of 100 B to 4 KiB, text and random, in 400 folders.
   big       one 2 GiB text file (log lines).
+  deep      20,000 small files along chains of folders 30 to 60 deep, with long names: half
+            the paths are longer than 500 bytes, the longest 1,100.
+  sparse    24,000 folders holding none to two files each: ~28,000 files, a tenth of them
+            of 0 bytes, 6,000 relative links (to files and to folders), 4,000 more empty
+            folders.
+  intl      30,000 small files in 600 folders, nearly all named in accented Latin, Greek,
+            Cyrillic, CJK or emoji, so that most names carry bytes of 0x80 and above.
+  blobs     ~330 MiB: six incompressible files of 24 to 64 MiB beside 400 small text files
+            and 100 files of 0 bytes.
 
 Only the Python standard library is used.  Content is made in bulk from pools of lines that
 are drawn once per run, so that text compresses like real text (words repeat, whole lines
@@ -651,7 +660,124 @@ def preset_big(rng, tree, vocab):
     tree.file("big/text-2g.log", blocks(), 0o644)
 
 
-PRESETS = ("mixed", "mixed-1g", "small", "big")
+LONG_WORDS = (
+    "configuration", "implementation", "internationalisation", "documentation", "representation",
+    "synchronisation", "infrastructure", "compatibility", "administration", "characteristics",
+)
+
+INTL_PARTS = (
+    "Überblick", "Größe", "façade", "Zürich", "Kraków", "smörgåsbord", "résumé", "jalapeño",
+    "São Paulo", "Ångström", "piñata", "München", "crème brûlée", "Øresund", "Ťatry", "ćevapi",
+    "Ελλάδα", "σημειώσεις", "Αθήνα", "λογαριασμός", "Привет", "документы", "отчёт", "Москва",
+    "東京", "日本語のメモ", "新しいフォルダ", "資料", "報告書", "中文文件", "数据", "한국어", "서울",
+    "🎉", "📁", "🚀", "✨", "🐍", "☕", "🌍", "📝", "ação", "naïve", "Đà Nẵng", "İstanbul",
+)
+
+
+def small_text(rng, vocab, size):
+    pools = (vocab.prose_lines, vocab.c_lines, vocab.python_lines, vocab.web_lines)
+    data = vocab.lines(rng.choice(pools), size)
+    return data[: max(size, 1)]
+
+
+def preset_deep(rng, tree, vocab):
+    # Chains of folders 30 to 60 deep; files sit all along each chain, more of them deep down.
+    placed = 0
+    chain = 0
+    while placed < 20_000:
+        depth = rng.randint(30, 60)
+        parts = []
+        for level in range(depth):
+            if rng.random() < 0.4:
+                name = rng.choice(LONG_WORDS) + "-" + rng.choice(vocab.identifiers).lower()
+            else:
+                name = rng.choice(vocab.identifiers).lower()
+            parts.append(name[:40])
+        base = f"deep/chain-{chain:03d}"
+        chain += 1
+        path = base
+        folders = []
+        for name in parts:
+            path = path + "/" + name
+            if len((path + "/").encode()) > 1400:
+                break
+            folders.append(tree.folder(path))
+        for _ in range(rng.randint(200, 600)):
+            if placed >= 20_000:
+                break
+            folder = folders[min(len(folders) - 1, int(len(folders) * rng.random() ** 0.5))]
+            name = file_name(rng, vocab, rng.choice((".txt", ".c", ".py", ".md")))
+            tree.file(tree.unique(folder, name), small_text(rng, vocab, rng.randint(60, 8000)))
+            placed += 1
+
+
+def preset_sparse(rng, tree, vocab):
+    folders = [tree.folder("tree")]
+    while len(folders) < 24_001:
+        parent = rng.choice(folders)
+        if parent.count("/") >= 8:
+            continue
+        folders.append(tree.folder(tree.unique(parent, rng.choice(vocab.identifiers).lower())))
+    files = []
+    for folder in folders[1:]:
+        for _ in range(rng.choice((0, 1, 1, 1, 2, 2))):
+            rel = tree.unique(folder, file_name(rng, vocab, rng.choice((".txt", ".json", ".c", ".cfg"))))
+            if rng.random() < 0.1:
+                tree.file(rel, b"")
+            else:
+                tree.file(rel, small_text(rng, vocab, rng.randint(20, 3000)))
+            files.append(rel)
+    for i in range(6_000):
+        where = rng.choice(folders[1:])
+        if i % 4 == 0:
+            target = rng.choice(folders[1:])
+            if where == target or where.startswith(target + "/"):
+                continue
+            name = rng.choice(("current", "latest", "shared", "upstream"))
+        else:
+            target = rng.choice(files)
+            name = os.path.basename(target)
+        tree.link(tree.unique(where, name), os.path.relpath(target, where))
+    for _ in range(4_000):
+        tree.folder(tree.unique(rng.choice(folders), rng.choice(("empty", ".cache", "tmp", "out", "Neuer Ordner"))))
+
+
+def intl_name(rng, vocab):
+    words = rng.sample(INTL_PARTS, rng.randint(1, 3))
+    if rng.random() < 0.3:
+        words.append(rng.choice(vocab.identifiers))
+    return rng.choice((" ", "_", "-")).join(words)
+
+
+def preset_intl(rng, tree, vocab):
+    folders = []
+    for a in range(30):
+        top = tree.folder(tree.unique("", intl_name(rng, vocab)))
+        for b in range(20):
+            folders.append(tree.folder(tree.unique(top, intl_name(rng, vocab))))
+    for i in range(30_000):
+        folder = folders[i % len(folders)]
+        if rng.random() < 0.05:
+            name = rng.choice(vocab.identifiers) + ".txt"  # a few plain names among them
+        else:
+            name = intl_name(rng, vocab) + rng.choice((".txt", ".md", ".json", ".c"))
+        tree.file(tree.unique(folder, name), small_text(rng, vocab, rng.randint(100, 4000)))
+
+
+def preset_blobs(rng, tree, vocab):
+    tree.folder("media")
+    for i, size in enumerate((24, 32, 40, 48, 56, 64)):
+        name = f"media/{rng.choice(vocab.identifiers)}-{i}.{rng.choice(('mp4', 'bin', 'jpg'))}"
+        tree.file(tree.unique("media", os.path.basename(name)), random_stream(rng, size * MIB))
+    folders = grow_folders(rng, tree, vocab, "notes", 20)
+    for _ in range(400):
+        rel = tree.unique(rng.choice(folders), file_name(rng, vocab, ".md"))
+        tree.file(rel, vocab.lines(vocab.markdown_lines, lognormal_size(rng, 8000, 1.0, 200, 200 * 1024)))
+    for _ in range(100):
+        tree.file(tree.unique(rng.choice(folders), file_name(rng, vocab, ".lock")), b"")
+
+
+PRESETS = ("mixed", "mixed-1g", "small", "big", "deep", "sparse", "intl", "blobs")
 
 
 def generate(preset, seed, out):
@@ -666,6 +792,14 @@ def generate(preset, seed, out):
         preset_small(rng, tree, vocab)
     elif preset == "big":
         preset_big(rng, tree, vocab)
+    elif preset == "deep":
+        preset_deep(rng, tree, vocab)
+    elif preset == "sparse":
+        preset_sparse(rng, tree, vocab)
+    elif preset == "intl":
+        preset_intl(rng, tree, vocab)
+    elif preset == "blobs":
+        preset_blobs(rng, tree, vocab)
     tree.finish()
     return tree.summary()
 
