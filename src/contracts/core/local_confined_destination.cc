@@ -133,6 +133,20 @@ std::size_t LocalConfinedDestination::realLength(std::size_t count) const {
   return length;
 }
 
+int LocalConfinedDestination::createdModeOf(int fd) {
+  // What open(2) gives a file asked for with 0666 depends on the umask, on a default ACL of
+  // the folder (which a folder made here took from the folder it was made in) and on the
+  // file system; the same in all the folders made below one that was there.  So the first new
+  // file below the nearest folder that was there (or the root) is looked at, once.
+  std::size_t level = components_.empty() ? 0 : components_.size() - 1;
+  while (level > 0 && level <= open_.size() && open_[level - 1].made) --level;
+  if (level > open_.size()) return -1;
+  int& known = level == 0 ? rootCreatedMode_ : open_[level - 1].createdMode;
+  struct stat status;
+  if (known < 0 && ::fstat(fd, &status) == 0) known = static_cast<int>(status.st_mode & 07777);
+  return known;
+}
+
 void LocalConfinedDestination::closeFrom(std::size_t level) {
   for (std::size_t i = level; i < open_.size(); ++i) {
     if (open_[i].fd >= 0) ::close(open_[i].fd);
@@ -270,6 +284,8 @@ std::unique_ptr<ConfinedFile> LocalConfinedDestination::openFile(std::u16string 
   std::string const& name = components_.back();
   // A new file, the usual case, needs no look at what it replaces.
   int fd = ::openat(at, name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666);
+  // Only a file made just now has the bits that creating gives; one that was there has its own.
+  int const createdMode = fd >= 0 ? createdModeOf(fd) : -1;
   if (fd < 0 && errno == EEXIST) {
     fd = openExistingFile(at, name, result);
     if (!result.done()) return nullptr;
@@ -283,7 +299,7 @@ std::unique_ptr<ConfinedFile> LocalConfinedDestination::openFile(std::u16string 
     }
     return nullptr;
   }
-  return std::make_unique<LocalConfinedFile>(fd);
+  return std::make_unique<LocalConfinedFile>(fd, createdMode);
 }
 
 std::unique_ptr<ConfinedFile> LocalConfinedDestination::openTemporaryFile(

@@ -27,6 +27,11 @@ namespace detail {
 // made without looking first.  At most kMaxHeld descriptors are held: in deeper trees the
 // outer ones are let go and opened again, the same way, when needed.
 //
+// A new file that is to keep the permission bits open(2) gave it is not changed again: the
+// bits are looked at once for the first new file below each folder that was there (see
+// createdModeOf), and restoring the usual 0644 then costs no system call per file.  The
+// umask is taken to stay as it is while a destination is open.
+//
 // A path whose real text would exceed PATH_MAX is refused with filename_too_long, as the same
 // operation by path would be, so that what is extracted can also be reached by path.
 class LocalConfinedDestination : public ConfinedDestination {
@@ -56,6 +61,9 @@ class LocalConfinedDestination : public ConfinedDestination {
     int fd = -1;        // -1 when let go (see kMaxHeld) or when `error` is set
     int error = 0;      // set for a last level that is not a folder: operations in it fail so
     bool made = false;  // made by this destination, so empty when made
+    // For a folder that was there: the permission bits of the first file made below it, -1
+    // until one was made.
+    int createdMode = -1;
     mutable bool identified = false;  // device and inode read (for isUnchanged)
     mutable dev_t device = 0;
     mutable ino_t inode = 0;
@@ -80,12 +88,18 @@ class LocalConfinedDestination : public ConfinedDestination {
   void closeFrom(std::size_t level);
   // The length of the real text of the first `count` components.
   std::size_t realLength(std::size_t count) const;
+  // The permission bits of `fd`, a file just created at components_ with 0666 (after
+  // reachParent), as every new file gets them in its folder; -1 if they cannot be read.
+  int createdModeOf(int fd);
 
   std::string root_;
   int rootFd_;
   int rootError_;
   dev_t rootDevice_ = 0;
   ino_t rootInode_ = 0;
+  // The permission bits of the first file made in the root or in folders made below it, -1
+  // until one was made.
+  int rootCreatedMode_ = -1;
   std::vector<Folder> open_;
   std::string bytes_;
   std::vector<std::string> components_;

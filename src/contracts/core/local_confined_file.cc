@@ -12,7 +12,9 @@
 namespace opc {
 namespace detail {
 
-LocalConfinedFile::LocalConfinedFile(int fd) : LocalConfinedFile(fd, -1, {}, {}) {}
+LocalConfinedFile::LocalConfinedFile(int fd, int createdMode) : LocalConfinedFile(fd, -1, {}, {}) {
+  createdMode_ = createdMode;
+}
 
 LocalConfinedFile::LocalConfinedFile(int fd, int folder, std::string temporary, std::string target)
     : fd_(fd),
@@ -76,6 +78,10 @@ void LocalConfinedFile::setPermissions(Perms::Perms_tag permissions,
     code = systemError(EINVAL);
     return;
   }
+  // Most files keep the bits they were created with: asking for them again would cost a
+  // system call per file and change nothing.
+  if (static_cast<int>(permissions) == createdMode_) return;
+  createdMode_ = -1;
   if (::fchmod(fd_, static_cast<mode_t>(permissions)) != 0) code = systemError(errno);
 }
 

@@ -17,8 +17,10 @@ namespace detail {
 // was opened whatever is done to its name meanwhile.
 class LocalConfinedFile : public ConfinedFile {
  public:
-  // A file written in place; takes over `fd`.
-  explicit LocalConfinedFile(int fd);
+  // A file written in place; takes over `fd`.  `createdMode` is the permission bits the file
+  // is known to have (it was just created with them), or -1: setPermissions asks nothing of
+  // the system for the bits it already has.
+  explicit LocalConfinedFile(int fd, int createdMode = -1);
   // A temporary file `temporary` in the folder `folder` (both descriptors taken over), which
   // `commit` renames to `target` in the same folder.
   LocalConfinedFile(int fd, int folder, std::string temporary, std::string target);
@@ -36,6 +38,7 @@ class LocalConfinedFile : public ConfinedFile {
   std::string temporary_;
   std::string target_;
   bool committed_ = false;
+  int createdMode_ = -1;
   DescriptorOutBuffer buffer_;
   std::ostream stream_;
 };

@@ -1,11 +1,14 @@
 // What only the descriptor road of the local disk does: folders opened once and written in
 // whatever happens to their names, files with other hard links refused, pipes that do not
-// hang, deep trees within a bounded number of descriptors, and whether what is held open is
-// still what its names lead to.
+// hang, deep trees within a bounded number of descriptors, whether what is held open is
+// still what its names lead to, and new files with the permissions asked for whether or not
+// they are changed after creation.
+#include <cstdint>
 #include <fcntl.h>
 #include <memory>
 #include <string>
 #include <sys/stat.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <boost/date_time/gregorian/gregorian_types.hpp>
@@ -208,6 +211,95 @@ TEST_F(LocalConfinedDestinationTest, PermissionsChangeWithoutProcToo) {
   if (outcome == 77) GTEST_SKIP() << "no mount namespace without /proc here";
   EXPECT_EQ(outcome, 0);
   expectOutsideUntouched();
+}
+
+// The umask of the test while it lives, the one before restored after.
+class UmaskFor {
+ public:
+  explicit UmaskFor(mode_t mask) : before_(::umask(mask)) {}
+  ~UmaskFor() { ::umask(before_); }
+  UmaskFor(UmaskFor const&) = delete;
+  UmaskFor& operator=(UmaskFor const&) = delete;
+
+ private:
+  mode_t before_;
+};
+
+// Writes a new file at `path` through `destination` and gives it `permissions`.
+void putWithPermissions(opc::ConfinedDestination& destination, std::u16string const& path,
+                        unsigned permissions) {
+  ConfinedResult result;
+  destination.makeParents(path, result);
+  ASSERT_TRUE(result.done());
+  std::unique_ptr<opc::ConfinedFile> file = destination.openFile(path, result);
+  ASSERT_TRUE(file);
+  file->stream() << "x";
+  error_code code;
+  file->setPermissions(static_cast<opc::Perms::Perms_tag>(permissions), code);
+  EXPECT_FALSE(code) << code.message();
+}
+
+// A default ACL of user::rw-, group::---, other::---, in the kernel's form of the attribute.
+bool setPrivateDefaultAcl(std::string const& folder) {
+  struct Entry {
+    std::uint16_t tag;
+    std::uint16_t permissions;
+    std::uint32_t id;
+  };
+  struct Acl {
+    std::uint32_t version;
+    Entry entries[3];
+  } const acl{2, {{0x01, 6, 0xFFFFFFFFu}, {0x04, 0, 0xFFFFFFFFu}, {0x20, 0, 0xFFFFFFFFu}}};
+  return ::setxattr(folder.c_str(), "system.posix_acl_default", &acl, sizeof acl, 0) == 0;
+}
+
+TEST_F(LocalConfinedDestinationTest, NewFilesGetThePermissionsAskedForWhateverTheUmask) {
+  for (mode_t const mask : {mode_t{022}, mode_t{077}, mode_t{0}}) {
+    UmaskFor umask(mask);
+    // The umask is read when a destination is opened.
+    std::unique_ptr<opc::ConfinedDestination> destination =
+        fileSystem_.openConfinedDestination(u16(dest()));
+    for (unsigned const permissions : {0644u, 0600u, 0666u, 0640u, 0755u, 0444u}) {
+      std::string const name = "u" + std::to_string(mask) + "/f" + std::to_string(permissions);
+      putWithPermissions(*destination, u16("/" + name), permissions);
+      EXPECT_EQ(opcvk_test::modeOf(in(name)) & 07777, permissions) << name;
+    }
+  }
+}
+
+TEST_F(LocalConfinedDestinationTest, FilesThatWereThereOrInFoldersThatWereGetThePermissions) {
+  UmaskFor umask(022);
+  writeFile(in("f"), "old");
+  ASSERT_EQ(::chmod(in("f").c_str(), 0600), 0);
+  std::unique_ptr<opc::ConfinedDestination> destination =
+      fileSystem_.openConfinedDestination(u16(dest()));
+  putWithPermissions(*destination, u"/f", 0644);
+  EXPECT_EQ(opcvk_test::modeOf(in("f")) & 07777, 0644u);
+  // New files in a folder that was there.
+  ASSERT_EQ(::mkdir(in("pre").c_str(), 0700), 0);
+  putWithPermissions(*destination, u"/pre/g", 0644);
+  putWithPermissions(*destination, u"/pre/h", 0600);
+  EXPECT_EQ(opcvk_test::modeOf(in("pre/g")) & 07777, 0644u);
+  EXPECT_EQ(opcvk_test::modeOf(in("pre/h")) & 07777, 0600u);
+}
+
+TEST_F(LocalConfinedDestinationTest, ADefaultAclDecidesInsteadOfTheUmaskAndIsOvercome) {
+  UmaskFor umask(022);
+  ASSERT_EQ(::mkdir(in("old").c_str(), 0755), 0);
+  if (!setPrivateDefaultAcl(in("old"))) GTEST_SKIP() << "no ACLs on this disk";
+  // In the root first, then in a folder that was there, with a default ACL of its own, and
+  // in one made in it; then below a root with one.
+  putWithPermissions(*destination_, u"/first", 0644);
+  putWithPermissions(*destination_, u"/old/f", 0644);
+  putWithPermissions(*destination_, u"/old/new/g", 0644);
+  ASSERT_TRUE(setPrivateDefaultAcl(dest()));
+  std::unique_ptr<opc::ConfinedDestination> destination =
+      fileSystem_.openConfinedDestination(u16(dest()));
+  putWithPermissions(*destination, u"/h", 0644);
+  putWithPermissions(*destination, u"/made/i", 0644);
+  for (char const* name : {"first", "old/f", "old/new/g", "h", "made/i"}) {
+    EXPECT_EQ(opcvk_test::modeOf(in(name)) & 07777, 0644u) << name;
+  }
 }
 
 TEST_F(LocalConfinedDestinationTest, DerivedClassesGetTheByPathRoad) {
