@@ -14,6 +14,7 @@
 #include <opc/model/zip_item_names.h>
 
 #include "../zip/chunked_deflate.h"
+#include "../zip/incompressible.h"
 
 namespace opc {
 namespace model {
@@ -201,7 +202,8 @@ void EagerArchive::prepare(Job& job) const {
     expectEnd(job.name, *reader, size);
     job.crc = static_cast<std::uint32_t>(libdeflate_crc32(0, data.data(), size));
     job.deflated = false;
-    if (job.compression != interfaces::CompressionType::Stored && size > 0) {
+    if (job.compression != interfaces::CompressionType::Stored && size > 0 &&
+        !looksIncompressible(data.data(), size)) {
       libdeflate_compressor* compressor = compressorFor(levelOf(job.compression, size));
       std::vector<unsigned char> out(libdeflate_deflate_compress_bound(compressor, size));
       std::size_t const compressed =

@@ -41,7 +41,7 @@ namespace detail {
 // live items into a new temporary file (compaction; rare) rather than leaving dead bytes.
 //
 // Levels: metadata deflates at 9, content at 4 (see levelOf); content that does not shrink
-// is stored.
+// is stored, and a small item that looks random is stored without a try (incompressible.h).
 //
 // Memory: at most a window of content is on its way at once (writers of new parts wait), and
 // content larger than a few MiB is streamed into the file, deflated in chunks, rather than

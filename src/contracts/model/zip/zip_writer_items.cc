@@ -14,6 +14,7 @@
 #include <opc/core/exception.h>
 
 #include "chunked_deflate.h"
+#include "incompressible.h"
 #include "unnamed_file.h"
 #include "zip_format.h"
 #include "zip_writer_output.h"
@@ -108,7 +109,9 @@ void WriterItem::prepare() {
     plan = Plan::Memory;
     std::vector<unsigned char> out;
     std::size_t compressed = 0;
-    if (threads > 1 && !reproducible && count >= kParallelMinimum) {
+    if (looksIncompressible(data.data(), count)) {
+      compressed = 0;  // stored, as deflate would not shrink it
+    } else if (threads > 1 && !reproducible && count >= kParallelMinimum) {
       std::size_t offset = 0;
       ChunkSource const source = [&](unsigned char* buffer, std::size_t n) {
         n = std::min(n, count - offset);
