@@ -118,6 +118,10 @@ struct PartName::Rep {
     return after;
   }
   std::string_view keyView() { return std::string_view(key(), keyLength); }
+  std::string_view asciiView() {
+    if (form == Form::Wide) return std::string_view();
+    return std::string_view(form == Form::Narrow ? narrow() : key(), textLength);
+  }
 
   std::u16string toText() {
     if (form == Form::Wide) return std::u16string(wide(), textLength);
@@ -207,6 +211,10 @@ PartName& PartName::operator=(PartName&& other) noexcept {
 PartName::~PartName() { Rep::release(rep_); }
 
 std::string_view PartName::key() const { return rep_ ? rep_->keyView() : std::string_view(); }
+
+std::string_view PartName::asciiText() const {
+  return rep_ ? rep_->asciiView() : std::string_view();
+}
 
 bool PartName::isValid(std::u16string const& name) {
   return !detail::findPartNameError(name).has_value();

@@ -154,6 +154,8 @@ std::string_view PartNameAccess::key(PartName const& name) { return name.key(); 
 
 std::u16string PartNameAccess::text(PartName const& name) { return name.toString(); }
 
+std::string_view PartNameAccess::asciiText(PartName const& name) { return name.asciiText(); }
+
 PartName PartNameAccess::make(std::u16string const& name, std::string const& key) {
   return PartName(name, key);
 }

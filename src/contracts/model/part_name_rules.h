@@ -33,6 +33,9 @@ void appendPartNameKeyBytes(std::string& key, std::string_view utf8);
 // and the name's characters, into `name`, whose room is used again.
 void assignPartNameTextOfItem(std::u16string& name, std::string_view itemName);
 
+// Whether `itemName` is toZipItemName(name), told without making it for an ASCII name.
+bool isZipItemNameOf(std::string_view itemName, PartName const& name);
+
 // Whether "/" followed by `itemName` is a valid part name that needs no decoding: every byte
 // plain ASCII and a segment character other than "%", no empty segment, no segment "." or
 // ".." and none ending in ".".  False says nothing: the name may still be valid, and
@@ -48,6 +51,9 @@ class PartNameAccess {
   static std::string_view key(PartName const& name);
   // The name exactly as given (see PartName::toString); made anew at each call.
   static std::u16string text(PartName const& name);
+  // The same text without a copy when it is all ASCII (nearly every name), valid as long as
+  // the name; empty for a name with any other character.
+  static std::string_view asciiText(PartName const& name);
   // A PartName from a text already known to be valid and its comparison form, without a
   // second check (see isPlainPartItemName).
   static PartName make(std::u16string const& name, std::string const& key);

@@ -34,6 +34,9 @@ std::string describeBytes(std::string const& bytes) {
 }  // namespace
 
 std::string toZipItemName(PartName const& name) {
+  // ASCII, nearly every name, is written as it is: the text after the "/".
+  std::string_view const ascii = detail::PartNameAccess::asciiText(name);
+  if (!ascii.empty()) return std::string(ascii.substr(1));
   static char const kHex[] = "0123456789ABCDEF";
   std::string const utf8 = opc::detail::toUTF8String(name.toString().substr(1));
   std::string item;
@@ -62,6 +65,12 @@ PartName partNameFromZipItemName(std::string const& itemName) {
 }
 
 namespace detail {
+
+bool isZipItemNameOf(std::string_view itemName, PartName const& name) {
+  std::string_view const ascii = PartNameAccess::asciiText(name);
+  if (!ascii.empty()) return itemName == ascii.substr(1);
+  return itemName == toZipItemName(name);
+}
 
 void assignPartNameTextOfItem(std::u16string& name, std::string_view itemName) {
   // Appended rather than inserted in front: the same string, without a move that GCC 12

@@ -6,6 +6,7 @@
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <sys/stat.h>
 #include <unistd.h>
 #include <vector>
 
@@ -126,6 +127,27 @@ TEST(EagerArchiveTest, PartsGoIntoTheTemporaryFileBeforeTheSaveAndReadBackFromIt
   expected.push_back({u"/later.txt", "after the first save", CompressionType::DeflateContent});
   expectParts(dir / "p.zip", expected);
   EXPECT_EQ(namesIn(dir.path()), std::vector<std::string>{"p.zip"});
+}
+
+TEST(EagerArchiveTest, PartsWrittenBeforeTheSaveStayInTheFileThatTheSaveRenames) {
+  // The save finds every part it holds under the part's item name, ASCII or not, and so
+  // completes the same file rather than copying the parts into a new one.
+  opcvk_test::TempDir dir;
+  std::vector<Content> contents = sampleContents();
+  contents.push_back({u"/caf\u00e9/%5B%20x.txt", text(2000, 6), CompressionType::DeflateContent});
+  {
+    auto package = Package::open(opcvk_test::u16(dir / "p.zip"), PackageAccess::Create);
+    writeParts(*package, contents);
+    std::vector<std::string> const names = namesIn(dir.path());
+    ASSERT_EQ(names.size(), 1u);
+    struct stat before;
+    ASSERT_EQ(::stat((dir / names[0]).c_str(), &before), 0);
+    package->save();
+    struct stat after;
+    ASSERT_EQ(::stat((dir / "p.zip").c_str(), &after), 0);
+    EXPECT_EQ(after.st_ino, before.st_ino);
+  }
+  expectParts(dir / "p.zip", contents);
 }
 
 TEST(EagerArchiveTest, WhatChangesAfterASaveIsWrittenAgainAndTheRestKept) {

@@ -13,6 +13,7 @@
 #include <opc/model/exceptions.h>
 #include <opc/model/zip_item_names.h>
 
+#include "../part_name_rules.h"
 #include "../zip/chunked_deflate.h"
 #include "../zip/incompressible.h"
 
@@ -129,7 +130,7 @@ bool EagerArchive::start() {
 bool EagerArchive::started() const { return writer_ != nullptr; }
 
 std::shared_ptr<PartContent const> EagerArchive::submit(
-    std::string const& itemName, interfaces::CompressionType compression,
+    std::string itemName, interfaces::CompressionType compression,
     std::shared_ptr<PartContent const> content) {
   if (disabled_ || (!writer_ && !start())) return content;
   {
@@ -138,7 +139,7 @@ std::shared_ptr<PartContent const> EagerArchive::submit(
   }
   auto target = std::make_shared<EagerContent>(content);
   auto job = std::make_unique<Job>();
-  job->name = itemName;
+  job->name = std::move(itemName);
   job->compression = compression;
   job->source = std::move(content);
   job->target = target;
@@ -378,8 +379,10 @@ std::unique_ptr<ReplacementFile> EagerArchive::complete(std::vector<Item> const&
       }
       if (low == count) return std::nullopt;
       ZipStreamItem const& written = writer_->item(low);
+      bool const sameName =
+          item.part ? isZipItemNameOf(written.name(), *item.part) : written.name() == *item.name;
       if (written.dataOffset() != content->dataOffset() || written.size != content->size() ||
-          written.name() != nameOf(item)) {
+          !sameName) {
         return std::nullopt;
       }
       return low;

@@ -79,7 +79,7 @@ class EagerArchive {
   // The content a part holds from now on, given the content its stream just made: one that
   // moves into the archive, or `content` itself when the archive takes nothing more.  May
   // wait while the window is full.
-  std::shared_ptr<PartContent const> submit(std::string const& itemName,
+  std::shared_ptr<PartContent const> submit(std::string itemName,
                                             interfaces::CompressionType compression,
                                             std::shared_ptr<PartContent const> content);
   // Whether anything went into the file: only then has the save anything to complete.

@@ -211,9 +211,8 @@ void PartOutputStream::close() {
   PartRecord& record = *open.record;
   if (!record.deleted) {
     if (open.eager) {
-      std::string const itemName =
-          record.itemName() ? *record.itemName() : toZipItemName(record.name);
-      content = open.eager->submit(itemName, record.compression, std::move(content));
+      std::string itemName = record.itemName() ? *record.itemName() : toZipItemName(record.name);
+      content = open.eager->submit(std::move(itemName), record.compression, std::move(content));
     }
     record.content = std::move(content);
     record.dropEntry();

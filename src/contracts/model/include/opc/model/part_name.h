@@ -106,6 +106,8 @@ class OPC_MODEL_EXPORT PartName {
   PartName(std::u16string_view name, std::string_view key);
 
   std::string_view key() const;
+  // The text when it is ASCII, as the name keeps it; empty otherwise.
+  std::string_view asciiText() const;
 
   // The name exactly as given and its comparison form (UTF-8, non-ASCII bytes as escapes,
   // ASCII letters in lower case), in one block that copies share: a package of many parts
