@@ -40,7 +40,7 @@ namespace detail {
 // An item whose part was deleted or written again since is dead: the save then copies the
 // live items into a new temporary file (compaction; rare) rather than leaving dead bytes.
 //
-// Levels: metadata deflates at 9, content at 4 (see levelOf); content that does not shrink
+// Levels: see levelOf and chunked_deflate.h; content that does not shrink
 // is stored, and a small item that looks random is stored without a try (incompressible.h).
 //
 // Memory: at most a window of content is on its way at once (writers of new parts wait), and
