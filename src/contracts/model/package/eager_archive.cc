@@ -86,6 +86,7 @@ struct EagerArchive::Job {
   bool prepared = false;
   bool deflated = false;
   std::uint32_t crc = 0;
+  // The deflated bytes, or the content read here when it is not held in one piece.
   std::vector<unsigned char> bytes;
   std::exception_ptr error;
 };
@@ -196,26 +197,31 @@ void EagerArchive::work() {
 void EagerArchive::prepare(Job& job) const {
   if (job.large) return;  // streamed when its turn comes
   try {
-    std::unique_ptr<ContentReader> reader = job.source->openReader();
     std::size_t const size = static_cast<std::size_t>(job.source->size());
-    std::vector<unsigned char> data(size);
-    expectSize(job.name, fill(*reader, data.data(), size), size);
-    expectEnd(job.name, *reader, size);
-    job.crc = static_cast<std::uint32_t>(libdeflate_crc32(0, data.data(), size));
+    // Bytes held in one piece are taken where they are; the job keeps their content until it
+    // is written.  Others are read into the job.
+    unsigned char const* data = job.source->bytesInOnePiece();
+    if (data == nullptr && size > 0) {
+      std::unique_ptr<ContentReader> reader = job.source->openReader();
+      job.bytes.resize(size);
+      expectSize(job.name, fill(*reader, job.bytes.data(), size), size);
+      expectEnd(job.name, *reader, size);
+      data = job.bytes.data();
+    }
+    job.crc = static_cast<std::uint32_t>(libdeflate_crc32(0, data, size));
     job.deflated = false;
     if (job.compression != interfaces::CompressionType::Stored && size > 0 &&
-        !looksIncompressible(data.data(), size)) {
+        !looksIncompressible(data, size)) {
       libdeflate_compressor* compressor = compressorFor(levelOf(job.compression, size));
       std::vector<unsigned char> out(libdeflate_deflate_compress_bound(compressor, size));
       std::size_t const compressed =
-          libdeflate_deflate_compress(compressor, data.data(), size, out.data(), out.size());
+          libdeflate_deflate_compress(compressor, data, size, out.data(), out.size());
       if (compressed > 0 && compressed < size) {
         out.resize(compressed);
-        data.swap(out);
+        job.bytes.swap(out);
         job.deflated = true;
       }
     }
-    job.bytes.swap(data);
   } catch (...) {
     job.error = std::current_exception();
   }
@@ -252,8 +258,12 @@ void EagerArchive::write(Job& job) {
   if (job.large) {
     stream(job);
   } else {
-    writer_->add(job.name, job.deflated, job.crc, job.source->size(), job.bytes.data(),
-                 job.bytes.size());
+    // Deflated, or read into the job: its bytes; otherwise the content's own.
+    std::uint64_t const size = job.source->size();
+    unsigned char const* held = job.source->bytesInOnePiece();
+    bool const own = job.deflated || held == nullptr;
+    writer_->add(job.name, job.deflated, job.crc, size, own ? job.bytes.data() : held,
+                 own ? job.bytes.size() : static_cast<std::size_t>(size));
     std::vector<unsigned char>().swap(job.bytes);
   }
   if (job.target) {

@@ -76,6 +76,9 @@ class MemoryContent : public PartContent {
   std::unique_ptr<ContentReader> openReader() const override {
     return std::make_unique<MemoryReader>(bytes_);
   }
+  unsigned char const* bytesInOnePiece() const override {
+    return bytes_->empty() ? nullptr : bytes_->data();
+  }
 
  private:
   std::shared_ptr<std::vector<unsigned char> const> bytes_;
