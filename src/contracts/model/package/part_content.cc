@@ -9,6 +9,8 @@
 #include <opc/core/exception.h>
 #include <opc/core/local_file_system_ops.h>
 
+#include "shared_spool.h"
+
 namespace opc {
 namespace model {
 namespace detail {
@@ -82,6 +84,29 @@ class MemoryContent : public PartContent {
 
  private:
   std::shared_ptr<std::vector<unsigned char> const> bytes_;
+};
+
+class OwnedMemoryContent : public PartContent,
+                           public std::enable_shared_from_this<OwnedMemoryContent> {
+ public:
+  OwnedMemoryContent(std::vector<unsigned char> bytes, std::shared_ptr<SharedSpool> spool)
+      : bytes_(std::move(bytes)), spool_(std::move(spool)) {}
+  ~OwnedMemoryContent() override {
+    if (spool_) spool_->release(bytes_.size());
+  }
+  std::uint64_t size() const override { return bytes_.size(); }
+  std::unique_ptr<ContentReader> openReader() const override {
+    // The reader keeps the content, and so its bytes, without a block of its own.
+    return std::make_unique<MemoryReader>(
+        std::shared_ptr<std::vector<unsigned char> const>(shared_from_this(), &bytes_));
+  }
+  unsigned char const* bytesInOnePiece() const override {
+    return bytes_.empty() ? nullptr : bytes_.data();
+  }
+
+ private:
+  std::vector<unsigned char> const bytes_;
+  std::shared_ptr<SharedSpool> const spool_;
 };
 
 class BlocksReader : public ContentReader {
@@ -182,8 +207,9 @@ std::shared_ptr<PartContent const> makeArchiveContent(std::shared_ptr<ZipArchive
   return std::make_shared<ArchiveContent>(std::move(archive), entry);
 }
 
-std::shared_ptr<PartContent const> makeMemoryContent(std::vector<unsigned char> bytes) {
-  return makeMemoryContent(std::make_shared<std::vector<unsigned char> const>(std::move(bytes)));
+std::shared_ptr<PartContent const> makeMemoryContent(std::vector<unsigned char> bytes,
+                                                     std::shared_ptr<SharedSpool> spool) {
+  return std::make_shared<OwnedMemoryContent>(std::move(bytes), std::move(spool));
 }
 
 std::shared_ptr<PartContent const> makeMemoryContent(

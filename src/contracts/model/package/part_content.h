@@ -46,8 +46,13 @@ class PartContent {
 // The content of an archive item, inflated as it is read.
 OPC_MODEL_EXPORT std::shared_ptr<PartContent const> makeArchiveContent(
     std::shared_ptr<ZipArchive const> archive, ZipEntry const& entry);
-// Bytes in memory.
-std::shared_ptr<PartContent const> makeMemoryContent(std::vector<unsigned char> bytes);
+class SharedSpool;
+
+// Bytes in memory, which the content holds itself: the content and its bytes are one block,
+// and its readers share it.  With a spool, whose reserve() counted the bytes, they are given
+// back when the last of the content and its readers goes.
+std::shared_ptr<PartContent const> makeMemoryContent(std::vector<unsigned char> bytes,
+                                                     std::shared_ptr<SharedSpool> spool = nullptr);
 // Bytes in memory that someone else already holds; the content and its readers share them,
 // so whatever the holder attached to their release runs when the last of them goes.
 std::shared_ptr<PartContent const> makeMemoryContent(

@@ -121,16 +121,9 @@ void SharedSpool::release(std::uint64_t count) { reserved_.fetch_sub(count); }
 
 std::shared_ptr<PartContent const> SharedSpool::makeMemoryContent(
     std::vector<unsigned char> bytes) {
-  std::shared_ptr<SharedSpool> self = shared_from_this();
-  std::uint64_t const size = bytes.size();
-  // The bytes, not the content, carry the count: a reader may outlive its content.
-  std::shared_ptr<std::vector<unsigned char> const> held(
-      new std::vector<unsigned char>(std::move(bytes)),
-      [self, size](std::vector<unsigned char> const* gone) {
-        delete gone;
-        self->release(size);
-      });
-  return detail::makeMemoryContent(std::move(held));
+  // A reader may outlive its content: the content gives the count back when the last of them
+  // goes.
+  return detail::makeMemoryContent(std::move(bytes), shared_from_this());
 }
 
 std::shared_ptr<PartContent const> SharedSpool::makeMemoryContent(ByteBlocks blocks) {
