@@ -115,7 +115,9 @@ Entries FileSystemManager::getAllLeafs() const {
 
 Entries FileSystemManager::getChildrenInternal(std::u16string const& path) const {
   std::vector<FileSystemEntry> entries;
-  tree_->forEachChildNode(path, [&](FileSystemNode&& node) { entries.push_back(makeEntry(node)); });
+  entries.reserve(tree_->countChildNodes(path));
+  tree_->visitChildNodes(path,
+                         [&](FileSystemNode const& node) { entries.push_back(makeEntry(node)); });
   return Entries(std::move(entries));
 }
 

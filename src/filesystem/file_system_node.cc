@@ -84,5 +84,19 @@ void FileSystemNode::setPath(std::u16string path) {
   pathName_ = std::move(path);
 }
 
+void FileSystemNode::assignPath(std::u16string_view path) {
+  // As setPath.
+  std::size_t const slash = path.rfind(u'/');
+  if (slash == std::u16string_view::npos || path.size() == 1) {
+    baseStart_ = 0;
+  } else if (slash == 1 && path[0] == u'/') {
+    path.remove_prefix(1);
+    baseStart_ = 1;
+  } else {
+    baseStart_ = static_cast<std::uint32_t>(slash + 1);
+  }
+  pathName_.assign(path);
+}
+
 }  // namespace vkservices
 }  // namespace opc

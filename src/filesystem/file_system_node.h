@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include <boost/date_time/posix_time/ptime.hpp>
 #include <boost/optional.hpp>
@@ -79,6 +80,9 @@ class FileSystemNode {
 
   // Makes pathName_ and baseStart_ from a path, as getParentPath and getFilename split it.
   void setPath(std::u16string path);
+  // Sets the path as setPath does, into the text the node already holds: a node filled again
+  // and again for a walk makes no new text once its strings are long enough.
+  void assignPath(std::u16string_view path);
 
   FileSystemNodeType type_;
   std::uint32_t baseStart_;

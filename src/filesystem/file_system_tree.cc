@@ -1,6 +1,7 @@
 #include "filesystem/file_system_tree.h"
 
 #include <algorithm>
+#include <cstring>
 #include <utility>
 
 #include <boost/system/error_code.hpp>
@@ -53,6 +54,13 @@ std::u16string_view pathNameOf(std::u16string_view key) {
     return key.substr(1);
   }
   return key;
+}
+
+// Equal texts, compared as one block of memory: char16_t texts otherwise compare unit by
+// unit, and every entry of a manifest read compares its path and content name this way.
+bool sameUnits(std::u16string_view a, std::u16string_view b) {
+  return a.size() == b.size() &&
+         (a.empty() || std::memcmp(a.data(), b.data(), a.size() * sizeof(char16_t)) == 0);
 }
 
 boost::posix_time::ptime unknownTime() { return boost::posix_time::ptime(); }
@@ -249,6 +257,26 @@ void FileSystemTree::forEachChildNode(std::u16string const& path,
   }
 }
 
+void FileSystemTree::visitChildNodes(
+    std::u16string const& path, std::function<void(FileSystemNode const&)> const& visit) const {
+  NodeIndex const found = table_.find(path);
+  if (found == kNoNode) return;
+  std::u16string key;
+  FileSystemNode node;
+  for (NodeIndex child = table_[found].firstChild; child != kNoNode;
+       child = table_[child].nextSibling) {
+    if (!table_[child].present) continue;
+    childKey(path, table_.nameOf(child), key);
+    fillNode(child, key, node);
+    visit(node);
+  }
+}
+
+std::size_t FileSystemTree::countChildNodes(std::u16string_view path) const {
+  NodeIndex const found = table_.find(path);
+  return found == kNoNode ? 0 : table_[found].presentChildren;
+}
+
 std::vector<FileSystemNode> FileSystemTree::leafNodes() const {
   std::vector<FileSystemNode> result;
   walkLeaves(
@@ -392,11 +420,12 @@ void FileSystemTree::assign(NodeIndex index, std::u16string_view key, FileSystem
                             std::u16string_view content,
                             boost::optional<opc::Perms::Perms_tag> const& permissions,
                             boost::optional<boost::posix_time::ptime> const& time) {
-  bool const isPartRootAndKey =
-      type == FileSystemNodeType::File && content.size() == kPartRoot.size() + key.size() &&
-      content.substr(0, kPartRoot.size()) == kPartRoot && content.substr(kPartRoot.size()) == key;
+  bool const isPartRootAndKey = type == FileSystemNodeType::File &&
+                                content.size() == kPartRoot.size() + key.size() &&
+                                sameUnits(content.substr(0, kPartRoot.size()), kPartRoot) &&
+                                sameUnits(content.substr(kPartRoot.size()), key);
   detail::ContentForm form = detail::ContentForm::kOwn;
-  if (type == FileSystemNodeType::Folder && content == key) {
+  if (type == FileSystemNodeType::Folder && sameUnits(content, key)) {
     form = detail::ContentForm::kPath;
   } else if (isPartRootAndKey) {
     form = detail::ContentForm::kFsrootPath;
@@ -440,6 +469,31 @@ FileSystemNode FileSystemTree::nodeOf(NodeIndex index, std::u16string_view key) 
                         view.getPermissions(), view.getLastModifiedTime());
 }
 
+void FileSystemTree::fillNode(NodeIndex index, std::u16string_view key,
+                              FileSystemNode& node) const {
+  NodeRecord const& record = table_[index];
+  node.type_ = static_cast<FileSystemNodeType>(record.type);
+  node.assignPath(key);
+  switch (record.contentForm) {
+    case detail::ContentForm::kPath:
+      node.contentName_.assign(key);
+      break;
+    case detail::ContentForm::kFsrootPath:
+      node.contentName_.assign(kPartRoot);
+      node.contentName_.append(key);
+      break;
+    case detail::ContentForm::kOwn:
+      node.contentName_.assign(table_.contentOf(index));
+      break;
+  }
+  node.permissions_ = record.hasPermissions
+                          ? boost::optional<opc::Perms::Perms_tag>(
+                                static_cast<opc::Perms::Perms_tag>(record.permissions))
+                          : boost::none;
+  node.lastModifiedTime_ =
+      record.hasTime ? boost::optional<boost::posix_time::ptime>(record.time) : boost::none;
+}
+
 NodeIndex FileSystemTree::findPresent(std::u16string_view path) const {
   NodeIndex const found = table_.find(path);
   return found == kNoNode || !table_[found].present ? kNoNode : found;
@@ -447,7 +501,7 @@ NodeIndex FileSystemTree::findPresent(std::u16string_view path) const {
 
 NodeIndex FileSystemTree::parentOf(std::u16string_view path) {
   std::u16string_view const parent = parentPathOf(path);
-  if (lastParent_ != kNoNode && lastParentPath_ == parent) return lastParent_;
+  if (lastParent_ != kNoNode && sameUnits(lastParentPath_, parent)) return lastParent_;
   NodeIndex found = findPresent(parent);
   if (found == kNoNode) found = insertMissingFolders(parent);
   lastParent_ = found;

@@ -89,6 +89,13 @@ class FileSystemTree {
   // order, one at a time.
   void forEachChildNode(std::u16string const& path,
                         std::function<void(FileSystemNode&&)> const& visit) const;
+  // Calls `visit` with each node that childNodes(path) would give, in the same order, as one
+  // node filled again for each child: valid during the call only, and copied by a caller that
+  // keeps it.  A listing then makes no text per child beyond what the caller keeps.
+  void visitChildNodes(std::u16string const& path,
+                       std::function<void(FileSystemNode const&)> const& visit) const;
+  // How many children childNodes(path) would give.
+  std::size_t countChildNodes(std::u16string_view path) const;
 
   // Copies of every node without children, in key order.  Empty for a tree holding only the
   // root: the root is never a leaf by itself.
@@ -147,6 +154,8 @@ class FileSystemTree {
               boost::optional<opc::Perms::Perms_tag> const& permissions,
               boost::optional<boost::posix_time::ptime> const& time);
   FileSystemNode nodeOf(NodeIndex index, std::u16string_view key) const;
+  // Sets `node` to what nodeOf(index, key) gives, in the text it holds already.
+  void fillNode(NodeIndex index, std::u16string_view key, FileSystemNode& node) const;
 
   // Makes the record at `path` present with these values, under the present parent made for
   // it; raises for a taken or relative path before anything changes.
