@@ -1,3 +1,4 @@
+#include <cstddef>
 #include <cstdint>
 #include <string>
 
@@ -22,6 +23,23 @@ bool isLeapYear(int year) { return (year % 4 == 0 && year % 100 != 0) || year % 
 int daysInMonth(int year, int month) {
   static int const kDays[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
   return month == 2 && isLeapYear(year) ? 29 : kDays[month - 1];
+}
+
+// The days from 1970-01-01 to this date of the proleptic Gregorian calendar, negative before
+// it: the count of whole 400-year eras from 0000-03-01, and the day within the era, with the
+// year taken to begin in March so that a leap day falls at its end.
+std::int64_t daysSince1970(int year, int month, int day) {
+  int const y = month <= 2 ? year - 1 : year;
+  int const era = y / 400;  // years from 1400 on are never negative
+  int const yearOfEra = y - era * 400;
+  int const dayOfYear = (153 * (month > 2 ? month - 3 : month + 9) + 2) / 5 + day - 1;
+  int const dayOfEra = yearOfEra * 365 + yearOfEra / 4 - yearOfEra / 100 + dayOfYear;
+  return static_cast<std::int64_t>(era) * 146097 + dayOfEra - 719468;
+}
+
+posix_time::ptime const& unixEpoch() {
+  static posix_time::ptime const epoch(gregorian::date(1970, 1, 1));
+  return epoch;
 }
 
 // The xsd:whiteSpace "collapse" facet of xsd:dateTime lets a reader ignore XML white space
@@ -76,6 +94,31 @@ class Reader {
   char16_t const* next_;
   char16_t const* end_;
 };
+
+// "yyyy-mm-ddThh:mm:ss": the date and time of day have exactly these digits at these places,
+// so they are read without checking for the end of the text before every character.
+constexpr std::ptrdiff_t kFixedLength = 19;
+
+// The six numbers of the fixed part at the start of [begin, end), none of them checked
+// against its range yet; false if the text is shorter or another character stands anywhere.
+bool readFixedFields(char16_t const* begin, char16_t const* end, int (&fields)[6]) {
+  if (end - begin < kFixedLength || begin[4] != u'-' || begin[7] != u'-' || begin[10] != u'T' ||
+      begin[13] != u':' || begin[16] != u':') {
+    return false;
+  }
+  static constexpr int kStart[6] = {0, 5, 8, 11, 14, 17};
+  for (int field = 0; field < 6; ++field) {
+    int const width = field == 0 ? 4 : 2;
+    int value = 0;
+    for (int k = 0; k < width; ++k) {
+      unsigned const digit = static_cast<unsigned>(begin[kStart[field] + k]) - u'0';
+      if (digit > 9) return false;
+      value = value * 10 + static_cast<int>(digit);
+    }
+    fields[field] = value;
+  }
+  return true;
+}
 
 // The zone offset in minutes east of UTC, which is 0 for "Z" and for no zone at all.
 bool readZone(Reader& reader, int& offsetMinutes) {
@@ -163,52 +206,41 @@ posix_time::ptime convertStringToTime(std::u16string const& text) {
 
   // A year of more than four digits, or a negative one, lies outside the calendar; reading
   // exactly four digits and then demanding "-" rejects both.
-  Reader reader(begin, end);
-  int year = 0;
-  int month = 0;
-  int day = 0;
-  if (!reader.number(4, kFirstYear, kLastYear, year) || !reader.skip(u'-') ||
-      !reader.number(2, 1, 12, month) || !reader.skip(u'-') ||
-      !reader.number(2, 1, daysInMonth(year, month), day) || !reader.skip(u'T')) {
+  int fields[6];
+  if (!readFixedFields(begin, end, fields)) return invalid;
+  int const year = fields[0];
+  int const month = fields[1];
+  int const day = fields[2];
+  int const hours = fields[3];
+  int const minutes = fields[4];
+  int const seconds = fields[5];
+  if (year < kFirstYear || year > kLastYear || month < 1 || month > 12 || day < 1 ||
+      day > daysInMonth(year, month) || hours > 24 || minutes > 59 || seconds > 59) {
     return invalid;
   }
-  int hours = 0;
-  int minutes = 0;
-  int seconds = 0;
+  Reader reader(begin + kFixedLength, end);
   std::int64_t microseconds = 0;
-  if (!reader.number(2, 0, 24, hours) || !reader.skip(u':') || !reader.number(2, 0, 59, minutes) ||
-      !reader.skip(u':') || !reader.number(2, 0, 59, seconds)) {
-    return invalid;
-  }
   if (reader.skip(u'.') && !reader.fraction(microseconds)) return invalid;
   // "24:00:00" is the end of the day, the same instant as 00:00:00 of the next.
   if (hours == 24 && (minutes != 0 || seconds != 0 || microseconds != 0)) return invalid;
   int offsetMinutes = 0;
   if (!readZone(reader, offsetMinutes) || !reader.atEnd()) return invalid;
 
-  // To UTC by hand: the time of day moves by at most 14 hours either way (plus one day for
-  // "24:00:00"), so the date moves by at most one day, and that day must still lie within
-  // the calendar before boost::gregorian is asked to build it.
-  std::int64_t inDay =
+  // The calendar bounds, checked before any arithmetic: the time of day moves by at most 14
+  // hours either way (plus one day for "24:00:00"), so the date moves by at most one day,
+  // and that day must still lie within the calendar.
+  std::int64_t const inDay =
       ((hours * 60LL + minutes - offsetMinutes) * 60 + seconds) * kMicrosecondsPerSecond +
       microseconds;
-  int dayShift = 0;
-  if (inDay < 0) {
-    inDay += kMicrosecondsPerDay;
-    dayShift = -1;
-  } else if (inDay >= kMicrosecondsPerDay) {
-    inDay -= kMicrosecondsPerDay;
-    dayShift = 1;
-  }
   bool const firstDay = year == kFirstYear && month == 1 && day == 1;
   bool const lastDay = year == kLastYear && month == 12 && day == 31;
-  if ((dayShift < 0 && firstDay) || (dayShift > 0 && lastDay)) return invalid;
+  if ((inDay < 0 && firstDay) || (inDay >= kMicrosecondsPerDay && lastDay)) return invalid;
 
-  gregorian::date const date =
-      gregorian::date(static_cast<unsigned short>(year), static_cast<unsigned short>(month),
-                      static_cast<unsigned short>(day)) +
-      gregorian::days(dayShift);
-  return posix_time::ptime(date, posix_time::microseconds(inDay));
+  // Then one count of microseconds from 1970, whose day count is plain arithmetic on the
+  // proleptic Gregorian calendar: building the date from checked year, month and day values
+  // and adding the shift as a second date step cost more than reading the text.
+  return unixEpoch() +
+         posix_time::microseconds(daysSince1970(year, month, day) * kMicrosecondsPerDay + inDay);
 }
 
 }  // namespace opc

@@ -91,6 +91,31 @@ TEST(TimeConversionsTest, EveryDayOfALeapYearRoundTrips) {
   }
 }
 
+TEST(TimeConversionsTest, FirstAndLastDayOfEveryMonthOfTheCalendarAgreeWithItsDates) {
+  // Every year of the calendar, leap years of the century rules included, and the days on
+  // either side of each month's end, against boost's own date arithmetic.
+  for (int year = 1400; year <= 9999; ++year) {
+    for (int month = 1; month <= 12; ++month) {
+      date const first(static_cast<unsigned short>(year), static_cast<unsigned short>(month), 1);
+      date const last = first.end_of_month();
+      for (date const day : {first, last}) {
+        ptime const t(day, hours(13) + minutes(7) + seconds(5) + microseconds(42));
+        ASSERT_EQ(convertStringToTime(convertTimeToString(t)), t) << narrow(convertTimeToString(t));
+      }
+    }
+  }
+}
+
+TEST(TimeConversionsTest, ZonesMoveTheDateAcrossTheEdgesOfTheCalendar) {
+  EXPECT_EQ(convertStringToTime(u"1400-01-01T10:00:00+10:00"), at(1400, 1, 1, 0, 0, 0));
+  EXPECT_TRUE(convertStringToTime(u"1400-01-01T09:59:59+10:00").is_not_a_date_time());
+  EXPECT_EQ(convertStringToTime(u"9999-12-31T23:59:59-00:00"), at(9999, 12, 31, 23, 59, 59));
+  EXPECT_TRUE(convertStringToTime(u"9999-12-31T24:00:00Z").is_not_a_date_time());
+  EXPECT_TRUE(convertStringToTime(u"9999-12-31T20:00:00-04:00").is_not_a_date_time());
+  EXPECT_EQ(convertStringToTime(u"2000-02-28T24:00:00Z"), at(2000, 2, 29, 0, 0, 0));
+  EXPECT_EQ(convertStringToTime(u"2100-03-01T01:00:00+02:00"), at(2100, 2, 28, 23, 0, 0));
+}
+
 // --- Reading the forms of other writers ------------------------------------------------
 
 struct ReadCase {
