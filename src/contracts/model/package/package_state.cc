@@ -59,12 +59,24 @@ std::string quotedItem(std::string const& itemName) {
 // nor take the name of their folder ("/a/_rels"), which would also make one name both a file
 // and a folder of the archive.  Checked on the comparison key, where case is folded.  Empty
 // when the name is fine.
+constexpr std::string_view kRelsFolder = "/_rels/";
+
+// Where "/_rels/" next begins in `key` at or after `from`, or npos.  Found from its "_",
+// which few names hold, rather than from its "/", which every segment of every name begins
+// with: the search for the whole text stopped at each "/" to compare.
+std::size_t findRelsFolder(std::string_view key, std::size_t from) {
+  for (std::size_t under = key.find('_', from + 1); under != std::string_view::npos;
+       under = key.find('_', under + 1)) {
+    if (key.compare(under - 1, kRelsFolder.size(), kRelsFolder) == 0) return under - 1;
+  }
+  return std::string_view::npos;
+}
+
 std::string relationshipsClash(std::u16string_view name, std::string const& key) {
-  static std::string const kFolder = "/_rels/";
   static std::string const kExtension = ".rels";
-  for (std::size_t at = key.find(kFolder); at != std::string::npos;
-       at = key.find(kFolder, at + 1)) {
-    std::size_t const begin = at + kFolder.size();
+  for (std::size_t at = findRelsFolder(key, 0); at != std::string::npos;
+       at = findRelsFolder(key, at + 1)) {
+    std::size_t const begin = at + kRelsFolder.size();
     std::size_t const end = key.find('/', begin);
     if (end == std::string::npos) break;  // the name's last segment: not inside anything
     if (end - begin >= kExtension.size() &&
@@ -263,13 +275,14 @@ void PackageState::load(std::shared_ptr<ZipArchive const> archive) {
       throw InvalidPackage(context + ": the part " + quoted(std::u16string(nameText)) +
                            " has no content type");
     }
-    if (auto conflict = findDerivationConflict(key, previous.sharedLength(key))) {
+    std::size_t const shared = previous.sharedLength(key);
+    if (auto conflict = findDerivationConflict(key, shared)) {
       throw InvalidPackage(context + ": the parts " + quoted(conflict->toString()) + " and " +
                            quoted(std::u16string(nameText)) +
                            " cannot both exist, since one name is a folder of the other");
     }
     table_.addItem(key, hash, row, table_.typeIndex(type));
-    previous.count(key, prefixes_);
+    previous.count(key, shared, prefixes_);
   }
   if (access_ == PackageAccess::Read) return;
   // A writer changes, adds and removes parts: each gets its record now, and the table goes.
@@ -383,7 +396,8 @@ boost::optional<PartName> PackageState::findDerivationConflict(std::string_view 
     if (auto record = findPartByKey(key.substr(0, slash))) return record->name;
   }
   if (table_.empty()) clearFolder_.assign(key, 0, key.rfind('/'));
-  if (prefixes_.count(std::string(key)) != 0) {
+  prefixKey_.assign(key);
+  if (prefixes_.count(prefixKey_) != 0) {
     // Rare: only when there is a conflict does it cost a walk over the parts.
     for (auto const& record : parts_) {
       if (isBelowKey(keyOf(record->name), key)) return record->name;

@@ -265,6 +265,9 @@ class PackageState {
   // itself included, names a part: looked for once for the many parts made in one folder.
   // Used only without table_; emptied by addPart when the folder stops being clear.
   mutable std::string clearFolder_;
+  // The room in which a key is looked up in prefixes_, which takes only a std::string: kept,
+  // so that the look-up made for every part that a package holds costs no allocation.
+  mutable std::string prefixKey_;
   mutable ContentTypePool types_;
   mutable std::shared_ptr<PartContent const> emptyContent_;
 

@@ -13,14 +13,22 @@ namespace opc {
 namespace model {
 namespace detail {
 std::uint32_t PartTable::hashOf(std::string_view key) {
-  // FNV-1a: keys are short paths; the table's slots are a power of two, so the high bits are
-  // folded in.
-  std::uint64_t hash = 1469598103934665603ull;
-  for (char const c : key) {
-    hash ^= static_cast<unsigned char>(c);
-    hash *= 1099511628211ull;
+  // Eight bytes a step, multiplied and shifted, then folded to 32 bits: keys are paths of a
+  // few dozen bytes, and a step per byte cost more than the look-up it serves.
+  constexpr std::uint64_t kFactor = 0x9E3779B97F4A7C15ull;
+  std::uint64_t hash = key.size() * kFactor;
+  std::size_t at = 0;
+  for (; at + 8 <= key.size(); at += 8) {
+    std::uint64_t word;
+    std::memcpy(&word, key.data() + at, sizeof word);
+    hash = (hash ^ word) * kFactor;
+    hash ^= hash >> 29;
   }
-  return static_cast<std::uint32_t>(hash ^ (hash >> 32));
+  std::uint64_t tail = 0;
+  if (at < key.size()) std::memcpy(&tail, key.data() + at, key.size() - at);
+  hash = (hash ^ tail) * kFactor;
+  hash ^= hash >> 32;
+  return static_cast<std::uint32_t>(hash);
 }
 
 std::string keyOfItemName(std::string_view itemName) {

@@ -5,6 +5,8 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
+#include <cstring>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -24,13 +26,27 @@ class PrefixRun {
   std::size_t sharedLength(std::string const& key) const {
     std::size_t const most = std::min(key.size(), key_.size());
     std::size_t common = 0;
+    // Eight bytes at a time while they agree: the keys of one folder share most of theirs.
+    while (common + 8 <= most) {
+      std::uint64_t mine;
+      std::uint64_t theirs;
+      std::memcpy(&mine, key.data() + common, sizeof mine);
+      std::memcpy(&theirs, key_.data() + common, sizeof theirs);
+      if (mine != theirs) break;
+      common += 8;
+    }
     while (common < most && key[common] == key_[common]) ++common;
     return common;
   }
 
   // Counts the runs of `key` in `prefixes` and makes it the last key.
   void count(std::string const& key, std::unordered_map<std::string, std::size_t>& prefixes) {
-    std::size_t const common = sharedLength(key);
+    count(key, sharedLength(key), prefixes);
+  }
+
+  // The same, where `common` is sharedLength(key), found already by the caller.
+  void count(std::string const& key, std::size_t common,
+             std::unordered_map<std::string, std::size_t>& prefixes) {
     std::size_t run = 0;
     for (std::size_t slash = key.find('/', 1); slash != std::string::npos;
          slash = key.find('/', slash + 1), ++run) {
