@@ -424,6 +424,37 @@ TEST(ZipArchiveTest, DotsThatAreNotADotDotSegmentAreAccepted) {
   }
 }
 
+TEST(ZipArchiveTest, NamesThatDifferInCaseAtAnyPlaceAreOneName) {
+  // Long enough for whole steps of eight bytes and a tail; each place in turn in capitals.
+  std::string const name = "folder/sub_dir/name-of.item";
+  for (std::size_t at = 0; at < name.size(); ++at) {
+    std::string other = name;
+    if (other[at] < 'a' || other[at] > 'z') continue;
+    other[at] = static_cast<char>(other[at] - 'a' + 'A');
+    ZipBuilder builder;
+    builder.add(name, "first");
+    builder.add(other, "second");
+    EXPECT_THROW_MESSAGE(openBytes(builder.buildString()), InvalidPackage,
+                         "Invalid ZIP item \"" + other + "\": its name equals that of item \"" +
+                             name + "\" without regard to case")
+        << at;
+  }
+}
+
+TEST(ZipArchiveTest, NamesThatDifferOnlyBeyondAsciiAreTwoNames) {
+  // Only ASCII letters fold: bytes above 0x7F that differ by the case bit stay apart, and
+  // so do the characters next to the letters ('@' beside 'A', '[' beside 'Z').
+  ZipBuilder builder;
+  for (std::string const name :
+       {"items/caf\xC3\xA9-long-name.xml", "items/caf\xC3\x89-long-name.xml", "items/a@b[c`d{e.xml",
+        "items/a`b{c@d[e.xml"}) {
+    builder.add(name, "x");
+    builder.items.back().flags = 0x0800;
+  }
+  auto archive = openBytes(builder.buildString());
+  EXPECT_EQ(archive->size(), 4u);
+}
+
 TEST(ZipArchiveTest, OpeningReadsNoLocalHeader) {
   ZipBuilder builder = twoItems();
   builder.items[0].localSignature = 0;

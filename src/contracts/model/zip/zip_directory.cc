@@ -2,7 +2,9 @@
 #include "zip_directory.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
+#include <string_view>
 #include <zlib.h>
 
 #include <opc/model/exceptions.h>
@@ -24,6 +26,21 @@ using namespace zipformat;
 constexpr std::size_t kWindow = 64 * 1024;
 
 std::string str(std::uint64_t value) { return std::to_string(value); }
+
+// True if no byte of `bytes` has its high bit set, tested eight bytes at a time: a name of
+// ASCII reads the same in every encoding that a ZIP item may use, and most names are ASCII.
+bool isAscii(std::string_view bytes) {
+  constexpr std::uint64_t kHighBits = 0x8080808080808080ull;
+  std::uint64_t seen = 0;
+  std::size_t at = 0;
+  for (; at + 8 <= bytes.size(); at += 8) {
+    std::uint64_t word;
+    std::memcpy(&word, bytes.data() + at, sizeof word);
+    seen |= word;
+  }
+  for (; at < bytes.size(); ++at) seen |= static_cast<unsigned char>(bytes[at]);
+  return (seen & kHighBits) == 0;
+}
 
 DirectoryLocation readZip64Records(ZipByteSource const& source, std::uint64_t locatorOffset) {
   unsigned char locator[kZip64LocatorSize];
@@ -243,7 +260,7 @@ void readCentralHeader(DirectoryCursor& cursor, std::uint64_t index, ZipEntry& e
     failArchive("its central directory is truncated in header " + str(index + 1));
   rawName.assign(reinterpret_cast<char const*>(rest), nameLength);
   bool const utf8 = (flags & kFlagUtf8) != 0;
-  if (utf8) {
+  if (utf8 || isAscii(rawName)) {
     entry.name.assign(rawName);
   } else {
     assignCp437AsUtf8(rawName, entry.name);
