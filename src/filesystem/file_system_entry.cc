@@ -40,7 +40,9 @@ struct FileSystemEntry::Impl {
         baseStart(source.baseStart_),
         permissions(source.getPermissions()),
         lastModifiedTime(source.getLastModifiedTime()),
-        path(source.getPathName()) {
+        path(source.getPathName()),
+        record(source.record_),
+        generation(source.generation_) {
     std::u16string_view const content = source.getContentName();
     if (sameUnits(content, path)) {
       form = ContentForm::kPath;
@@ -73,6 +75,9 @@ struct FileSystemEntry::Impl {
   std::u16string path;
   // Empty unless form is kOwn.
   std::u16string ownContent;
+  // As FileSystemNode's: where the tree holds this entry while it is at this generation.
+  std::uint32_t record;
+  std::uint64_t generation;
 };
 
 FileSystemEntry::FileSystemEntry(FileSystemEntry const& other) = default;
@@ -137,6 +142,14 @@ std::u16string FileSystemEntry::getContentName() const { return impl_->contentNa
 
 std::u16string const& detail::FileSystemEntryAccess::pathOf(FileSystemEntry const& entry) {
   return entry.impl_->path;
+}
+
+std::uint32_t detail::FileSystemEntryAccess::recordOf(FileSystemEntry const& entry) {
+  return entry.impl_->record;
+}
+
+std::uint64_t detail::FileSystemEntryAccess::generationOf(FileSystemEntry const& entry) {
+  return entry.impl_->generation;
 }
 
 }  // namespace vkservices

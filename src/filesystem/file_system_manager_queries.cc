@@ -80,7 +80,11 @@ bool FileSystemManager::hasChildren(std::u16string const& path) const {
 }
 
 bool FileSystemManager::hasChildren(FileSystemEntry const& entry) const {
-  return hasChildrenInternal(FileSystemEntryAccess::pathOf(entry));
+  // An entry of a listing knows its record while the tree has not changed: a walk asks this of
+  // every entry, and a look-up by path would hash it again.
+  return tree_->hasChildNodes(FileSystemEntryAccess::pathOf(entry),
+                              FileSystemEntryAccess::recordOf(entry),
+                              FileSystemEntryAccess::generationOf(entry));
 }
 
 FileSystemEntry FileSystemManager::getParent(std::u16string const& path) const {

@@ -90,6 +90,10 @@ class FileSystemNode {
   std::u16string contentName_;
   boost::optional<opc::Perms::Perms_tag> permissions_;
   boost::optional<boost::posix_time::ptime> lastModifiedTime_;
+  // Where a tree filled this node from, and that tree's generation then (0 when no tree did):
+  // while the tree is at that generation, the record answers for the path without a look-up.
+  std::uint32_t record_ = 0;
+  std::uint64_t generation_ = 0;
 };
 
 }  // namespace vkservices

@@ -1,6 +1,7 @@
 #include "filesystem/file_system_tree.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
 #include <utility>
 
@@ -61,6 +62,13 @@ std::u16string_view pathNameOf(std::u16string_view key) {
 bool sameUnits(std::u16string_view a, std::u16string_view b) {
   return a.size() == b.size() &&
          (a.empty() || std::memcmp(a.data(), b.data(), a.size() * sizeof(char16_t)) == 0);
+}
+
+// Generations of every tree of the process from one counter, so that a number names one
+// state of one tree, whichever tree a node was filled from.
+std::uint64_t nextGeneration() {
+  static std::atomic<std::uint64_t> counter{0};
+  return ++counter;
 }
 
 boost::posix_time::ptime unknownTime() { return boost::posix_time::ptime(); }
@@ -124,7 +132,9 @@ FileSystemTree::FileSystemTree()
       encoding_(opc::toString(fl::i18n::VkLocale::global().getEncodingName(), true)),
       version_(kCurrentVersion),
       presentCount_(1),
-      lastParent_(kNoNode) {
+      lastParent_(kNoNode),
+      generation_(nextGeneration()),
+      generationGiven_(false) {
   assign(kRootNode, kRootPath, FileSystemNodeType::Folder, kRootPath, boost::none, boost::none);
   table_[kRootNode].present = true;
 }
@@ -136,7 +146,11 @@ FileSystemTree::FileSystemTree(FileSystemTree&& other) noexcept
       table_(std::move(other.table_)),
       presentCount_(std::exchange(other.presentCount_, 0)),
       lastParent_(std::exchange(other.lastParent_, kNoNode)),
-      lastParentPath_(std::move(other.lastParentPath_)) {}
+      lastParentPath_(std::move(other.lastParentPath_)),
+      generation_(nextGeneration()),
+      generationGiven_(false) {
+  other.changing();
+}
 
 FileSystemTree& FileSystemTree::operator=(FileSystemTree&& other) noexcept {
   platform_ = std::move(other.platform_);
@@ -146,6 +160,8 @@ FileSystemTree& FileSystemTree::operator=(FileSystemTree&& other) noexcept {
   presentCount_ = std::exchange(other.presentCount_, 0);
   lastParent_ = std::exchange(other.lastParent_, kNoNode);
   lastParentPath_ = std::move(other.lastParentPath_);
+  changing();
+  other.changing();
   return *this;
 }
 
@@ -175,6 +191,7 @@ void FileSystemTree::insertPresent(std::u16string_view path, FileSystemNodeType 
     raise("A node already exists with the name:", path);
   }
   if (!isAbsolute(path)) raise("A node name must begin with \"/\":", path);
+  changing();
   NodeIndex const entry = presentChild(parentOf(path), path, found, hash);
   assign(entry, path, type, content, permissions, time);
 }
@@ -188,6 +205,7 @@ void FileSystemTree::removeNode(FileSystemNode const& node) {
   lastParent_ = kNoNode;
   NodeIndex at = findPresent(path);
   if (at == kNoNode) return;
+  changing();
   NodeRecord& record = table_[at];
   record.present = false;
   table_.clearContent(at);
@@ -206,6 +224,7 @@ void FileSystemTree::removeNode(FileSystemNode const& node) {
 void FileSystemTree::replaceNode(FileSystemNode const& node) {
   NodeIndex const found = findPresent(node.getPathName());
   if (found == kNoNode) raise("A node does not exists with the name:", node.getPathName());
+  changing();
   assign(found, node.getPathName(), node.getType(), node.getContentName(), node.getPermissions(),
          node.getLastModifiedTime());
 }
@@ -229,6 +248,12 @@ bool FileSystemTree::hasNode(std::u16string const& path) const {
 bool FileSystemTree::hasChildNodes(std::u16string_view path) const {
   NodeIndex const found = table_.find(path);
   return found != kNoNode && table_[found].presentChildren != 0;
+}
+
+bool FileSystemTree::hasChildNodes(std::u16string_view path, std::uint32_t record,
+                                   std::uint64_t generation) const {
+  if (generation != generation_) return hasChildNodes(path);
+  return table_[record].presentChildren != 0;
 }
 
 bool FileSystemTree::hasParentNode(std::u16string const& path) const {
@@ -492,6 +517,15 @@ void FileSystemTree::fillNode(NodeIndex index, std::u16string_view key,
                           : boost::none;
   node.lastModifiedTime_ =
       record.hasTime ? boost::optional<boost::posix_time::ptime>(record.time) : boost::none;
+  node.record_ = index;
+  node.generation_ = generation_;
+  generationGiven_ = true;
+}
+
+void FileSystemTree::changing() {
+  if (!generationGiven_) return;
+  generation_ = nextGeneration();
+  generationGiven_ = false;
 }
 
 NodeIndex FileSystemTree::findPresent(std::u16string_view path) const {

@@ -81,6 +81,10 @@ class FileSystemTree {
 
   bool hasNode(std::u16string const& path) const;
   bool hasChildNodes(std::u16string_view path) const;
+  // As hasChildNodes(node.getPathName()), from the record the node was filled from when the
+  // tree has not changed since (see visitChildNodes), else by its path.
+  bool hasChildNodes(std::u16string_view path, std::uint32_t record,
+                     std::uint64_t generation) const;
   bool hasParentNode(std::u16string const& path) const;
 
   // Copies of the direct children of `path` in the order of their insertion; empty if none.
@@ -187,6 +191,12 @@ class FileSystemTree {
   // order, so that siblings follow each other and share it.  Reset by every removal.
   NodeIndex lastParent_;
   std::u16string lastParentPath_;
+  // A number no other tree and no other state of this tree has had, taken afresh at the
+  // first change after a node was filled with it (see nextGeneration()).
+  std::uint64_t generation_;
+  mutable bool generationGiven_;
+  // Takes a new generation if the current one was given to a node.
+  void changing();
 };
 
 }  // namespace vkservices

@@ -1,4 +1,5 @@
 #include <sstream>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -108,6 +109,31 @@ TEST(FileSystemManagerEntriesTest, FileUnderAFileWorksAndOutlivesIt) {
   EXPECT_FALSE(p.package->hasPart(PartName(u"/fsroot/a")));
   EXPECT_TRUE(p.manager->hasEntry(u"/a/b"));
   EXPECT_TRUE(p.package->hasPart(PartName(u"/fsroot/a_1/b")));
+}
+
+TEST(FileSystemManagerEntriesTest, EntriesOfAListingTellTheirChildrenAsTheTreeHasThemNow) {
+  ManagedPackage p;
+  makeFile(p, u"/d/f1");
+  p.manager->createFolder(u"/d/empty");
+  auto const childOf = [&p](std::u16string const& path) {
+    for (auto const& entry : p.manager->getChildren(p.manager->getEntry(u"/d"))) {
+      if (entry.getPathName() == path) return entry;
+    }
+    throw std::logic_error("no such child");
+  };
+  FileSystemEntry const f1 = childOf(u"/d/f1");
+  FileSystemEntry const empty = childOf(u"/d/empty");
+  EXPECT_FALSE(p.manager->hasChildren(f1));
+  EXPECT_FALSE(p.manager->hasChildren(empty));
+  // Entries listed before a change answer for the tree after it.
+  makeFile(p, u"/d/empty/g");
+  EXPECT_TRUE(p.manager->hasChildren(empty));
+  makeFile(p, u"/d/f1/h");
+  EXPECT_TRUE(p.manager->hasChildren(f1));
+  p.manager->deleteFile(p.manager->getEntry(u"/d/empty/g"));
+  EXPECT_FALSE(p.manager->hasChildren(empty));
+  EXPECT_TRUE(p.manager->hasChildren(childOf(u"/d/f1")));
+  EXPECT_FALSE(p.manager->hasChildren(childOf(u"/d/empty")));
 }
 
 TEST(FileSystemManagerEntriesTest, DeleteFolderRemovesTheWholeSubtreeAndItsParts) {
