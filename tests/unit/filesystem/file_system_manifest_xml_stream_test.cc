@@ -17,6 +17,7 @@
 #include "filesystem/file_system_manifest_xml.h"
 #include "filesystem/file_system_node.h"
 #include "filesystem/file_system_tree.h"
+#include "manifest_tree_shape.h"
 #include "support/byte_streams.h"
 #include "support/expect_exception.h"
 
@@ -26,6 +27,7 @@ using opc::model::InvalidPartContent;
 using opc::vkservices::FileSystemManifestXml;
 using opc::vkservices::FileSystemNode;
 using opc::vkservices::FileSystemTree;
+using opcvk_test::manifestTreeShapeOf;
 using opcvk_test::MemoryInputStream;
 
 constexpr char kHead[] =
@@ -57,22 +59,6 @@ std::string entries(int from, int count) {
 
 std::string document(std::string const& body) { return kHead + body + kTail; }
 
-// Everything of a tree that a manifest says, as one comparable text.
-std::u16string shapeOf(FileSystemTree const& tree) {
-  std::u16string shape =
-      tree.getVersion() + u'|' + tree.getPlatform() + u'|' + tree.getEncoding() + u'\n';
-  for (FileSystemNode const& node : tree.leafNodes()) {
-    shape += node.getPathName() + u'|' +
-             static_cast<char16_t>(u'0' + static_cast<int>(node.getType())) + u'|' +
-             node.getContentName() + u'|';
-    if (node.getPermissions()) shape += static_cast<char16_t>(*node.getPermissions());
-    shape += u'|';
-    if (node.getLastModifiedTime()) shape += opc::convertTimeToString(*node.getLastModifiedTime());
-    shape += u'\n';
-  }
-  return shape;
-}
-
 struct Outcome {
   std::string error;
   std::u16string shape;
@@ -88,7 +74,7 @@ Outcome outcomeOf(Read&& read) {
   } catch (std::exception const& e) {
     outcome.error = std::string(typeid(e).name()) + ": " + e.what();
   }
-  outcome.shape = shapeOf(tree);
+  outcome.shape = manifestTreeShapeOf(tree);
   outcome.leaves = tree.leafNodes().size();
   return outcome;
 }

@@ -19,6 +19,7 @@
 #include "filesystem/file_system_manifest_xml.h"
 #include "filesystem/file_system_node.h"
 #include "filesystem/file_system_tree.h"
+#include "manifest_tree_shape.h"
 #include "support/byte_streams.h"
 #include "support/expect_exception.h"
 
@@ -29,6 +30,7 @@ using opc::vkservices::FileSystemManifestXml;
 using opc::vkservices::FileSystemNode;
 using opc::vkservices::FileSystemNodeType;
 using opc::vkservices::FileSystemTree;
+using opcvk_test::manifestTreeShapeOf;
 using opcvk_test::MemoryInputStream;
 using opcvk_test::MemoryOutputStream;
 
@@ -47,22 +49,6 @@ std::string document(std::string const& entries, std::string const& rootAttribut
          "\n</fileEntries>\n";
 }
 
-// Everything of a tree that a manifest says, as one comparable text.
-std::u16string shapeOf(FileSystemTree const& tree) {
-  std::u16string shape =
-      tree.getVersion() + u'|' + tree.getPlatform() + u'|' + tree.getEncoding() + u'\n';
-  for (FileSystemNode const& node : tree.leafNodes()) {
-    shape += node.getPathName() + u'|' +
-             static_cast<char16_t>(u'0' + static_cast<int>(node.getType())) + u'|' +
-             node.getContentName() + u'|';
-    if (node.getPermissions()) shape += static_cast<char16_t>(*node.getPermissions());
-    shape += u'|';
-    if (node.getLastModifiedTime()) shape += opc::convertTimeToString(*node.getLastModifiedTime());
-    shape += u'\n';
-  }
-  return shape;
-}
-
 // How a read ended: the class and text of what it threw ("" if nothing), and the tree after.
 struct Outcome {
   std::string error;
@@ -78,7 +64,7 @@ Outcome outcomeOf(Read&& read) {
   } catch (std::exception const& e) {
     outcome.error = std::string(typeid(e).name()) + ": " + e.what();
   }
-  outcome.shape = shapeOf(tree);
+  outcome.shape = manifestTreeShapeOf(tree);
   return outcome;
 }
 
@@ -330,7 +316,7 @@ TEST(ManifestFastReaderTest, LetsAFaultOfTheDocumentWinOverAnEarlierBadValue) {
 <fileEntry name="/c" content="/x" type="Device"/>)"),
       outcome));
   EXPECT_NE(outcome.error.find("value 'Device' not in enumeration"), std::string::npos);
-  EXPECT_TRUE(outcome.shape == shapeOf(FileSystemTree()));
+  EXPECT_TRUE(outcome.shape == manifestTreeShapeOf(FileSystemTree()));
 }
 
 TEST(ManifestFastReaderTest, TakesWhatTheWriterWritesWithoutTheParser) {
@@ -354,7 +340,7 @@ TEST(ManifestFastReaderTest, TakesWhatTheWriterWritesWithoutTheParser) {
   MemoryInputStream source(written);
   manifest.read(source, read);
   EXPECT_EQ(manifest.parserReads(), 0u);
-  EXPECT_TRUE(shapeOf(read) == shapeOf(tree)) << written;
+  EXPECT_TRUE(manifestTreeShapeOf(read) == manifestTreeShapeOf(tree)) << written;
   EXPECT_EQ(source.opens, 1);
   EXPECT_EQ(source.closes, 1);
 }
