@@ -17,9 +17,9 @@
 #include "filesystem/file_system_manifest_xml.h"
 #include "filesystem/file_system_node.h"
 #include "filesystem/file_system_tree.h"
-#include "manifest_tree_shape.h"
 #include "support/byte_streams.h"
 #include "support/expect_exception.h"
+#include "support/manifest_tree_shape.h"
 
 namespace {
 
@@ -59,30 +59,13 @@ std::string entries(int from, int count) {
 
 std::string document(std::string const& body) { return kHead + body + kTail; }
 
-struct Outcome {
-  std::string error;
-  std::u16string shape;
-  std::size_t leaves = 0;
-};
-
-template <typename Read>
-Outcome outcomeOf(Read&& read) {
-  FileSystemTree tree;
-  Outcome outcome;
-  try {
-    read(tree);
-  } catch (std::exception const& e) {
-    outcome.error = std::string(typeid(e).name()) + ": " + e.what();
-  }
-  outcome.shape = manifestTreeShapeOf(tree);
-  outcome.leaves = tree.leafNodes().size();
-  return outcome;
-}
+using Outcome = opcvk_test::ManifestReadOutcome;
+using opcvk_test::manifestReadOutcomeOf;
 
 // The outcome of the parser alone.
 Outcome parsed(std::string const& xml) {
   static FileSystemManifestXml manifest;
-  return outcomeOf([&](FileSystemTree& tree) {
+  return manifestReadOutcomeOf([&](FileSystemTree& tree) {
     MemoryInputStream source(xml);
     manifest.readValidating(source, tree);
   });
@@ -121,7 +104,7 @@ TEST(FileSystemManifestXmlStreamTest, ReadsADocumentLargerThanTheWindowWithoutTh
   for (std::size_t const window : {std::size_t{2048}, std::size_t{4099}, std::size_t{1} << 20}) {
     FileSystemManifestXml manifest(window);
     Reopenable source(xml);
-    Outcome const outcome = outcomeOf(
+    Outcome const outcome = manifestReadOutcomeOf(
         [&](FileSystemTree& tree) { manifest.read(source.first, tree, source.reopen()); });
     EXPECT_EQ(outcome.error, "") << window;
     EXPECT_TRUE(outcome.shape == reference.shape) << window;
@@ -137,8 +120,8 @@ TEST(FileSystemManifestXmlStreamTest, ReadsADocumentLargerThanTheWindowWithoutTh
 void expectParserOutcome(std::string const& xml, std::size_t window, Outcome const& reference) {
   FileSystemManifestXml manifest(window);
   Reopenable source(xml, 1000);
-  Outcome const outcome =
-      outcomeOf([&](FileSystemTree& tree) { manifest.read(source.first, tree, source.reopen()); });
+  Outcome const outcome = manifestReadOutcomeOf(
+      [&](FileSystemTree& tree) { manifest.read(source.first, tree, source.reopen()); });
   EXPECT_EQ(outcome.error, reference.error);
   EXPECT_TRUE(outcome.shape == reference.shape);
   EXPECT_EQ(manifest.parserReads(), 1u);
@@ -241,13 +224,14 @@ TEST(FileSystemManifestXmlStreamTest, LeavesAFailureBeyondTheHeldBytesToTheParse
     MemoryInputStream once(xml, 4093);
     once.failAfter(failure);
     FileSystemManifestXml manifest;
-    Outcome const reference = outcomeOf([&](FileSystemTree& tree) { manifest.read(once, tree); });
+    Outcome const reference =
+        manifestReadOutcomeOf([&](FileSystemTree& tree) { manifest.read(once, tree); });
     ASSERT_NE(reference.error, "");
 
     Reopenable source(xml);
     source.first.failAfter(failure);
     source.failAgainAfter = failure;
-    Outcome const outcome = outcomeOf(
+    Outcome const outcome = manifestReadOutcomeOf(
         [&](FileSystemTree& tree) { manifest.read(source.first, tree, source.reopen()); });
     EXPECT_EQ(outcome.error, reference.error);
     EXPECT_TRUE(outcome.shape == reference.shape);

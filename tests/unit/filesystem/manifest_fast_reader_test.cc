@@ -19,9 +19,9 @@
 #include "filesystem/file_system_manifest_xml.h"
 #include "filesystem/file_system_node.h"
 #include "filesystem/file_system_tree.h"
-#include "manifest_tree_shape.h"
 #include "support/byte_streams.h"
 #include "support/expect_exception.h"
+#include "support/manifest_tree_shape.h"
 
 namespace {
 
@@ -49,24 +49,8 @@ std::string document(std::string const& entries, std::string const& rootAttribut
          "\n</fileEntries>\n";
 }
 
-// How a read ended: the class and text of what it threw ("" if nothing), and the tree after.
-struct Outcome {
-  std::string error;
-  std::u16string shape;
-};
-
-template <typename Read>
-Outcome outcomeOf(Read&& read) {
-  FileSystemTree tree;
-  Outcome outcome;
-  try {
-    read(tree);
-  } catch (std::exception const& e) {
-    outcome.error = std::string(typeid(e).name()) + ": " + e.what();
-  }
-  outcome.shape = manifestTreeShapeOf(tree);
-  return outcome;
-}
+using Outcome = opcvk_test::ManifestReadOutcome;
+using opcvk_test::manifestReadOutcomeOf;
 
 // Reads `xml` with read() from a source that can be given again; returns whether the parser
 // read it, which it does from a second stream, once.  Every stream is opened and closed once.
@@ -74,7 +58,7 @@ bool readStreaming(FileSystemManifestXml& manifest, std::string const& xml, Outc
   std::size_t const before = manifest.parserReads();
   std::unique_ptr<MemoryInputStream> second;
   MemoryInputStream source(xml, 7);
-  outcome = outcomeOf([&](FileSystemTree& tree) {
+  outcome = manifestReadOutcomeOf([&](FileSystemTree& tree) {
     manifest.read(source, tree, [&]() -> opc::InputStream& {
       EXPECT_FALSE(second) << xml;
       second = std::make_unique<MemoryInputStream>(xml, 5);
@@ -95,12 +79,12 @@ bool readStreaming(FileSystemManifestXml& manifest, std::string const& xml, Outc
 // all; returns whether read() took the parser.
 bool readBothWays(FileSystemManifestXml& manifest, std::string const& xml, Outcome& outcome) {
   std::size_t const before = manifest.parserReads();
-  outcome = outcomeOf([&](FileSystemTree& tree) {
+  outcome = manifestReadOutcomeOf([&](FileSystemTree& tree) {
     MemoryInputStream source(xml, 7);
     manifest.read(source, tree);
   });
   bool const parsed = manifest.parserReads() != before;
-  Outcome const reference = outcomeOf([&](FileSystemTree& tree) {
+  Outcome const reference = manifestReadOutcomeOf([&](FileSystemTree& tree) {
     MemoryInputStream source(xml);
     manifest.readValidating(source, tree);
   });

@@ -1,8 +1,12 @@
-// The tests of the manifest's two readers compare the trees they fill through one text.
-#ifndef TESTS_UNIT_FILESYSTEM_MANIFEST_TREE_SHAPE_H_
-#define TESTS_UNIT_FILESYSTEM_MANIFEST_TREE_SHAPE_H_
+// The tests and fuzz targets of the manifest's readers compare the trees they fill through one
+// text, and the tests a read's outcome through what it threw and that text.
+#ifndef TESTS_SUPPORT_MANIFEST_TREE_SHAPE_H_
+#define TESTS_SUPPORT_MANIFEST_TREE_SHAPE_H_
 
+#include <cstddef>
+#include <exception>
 #include <string>
+#include <typeinfo>
 
 #include <opc/core/time_conversions.h>
 
@@ -28,6 +32,28 @@ inline std::u16string manifestTreeShapeOf(opc::vkservices::FileSystemTree const&
   return shape;
 }
 
+// How a read ended: the class and text of what it threw ("" if nothing), and the tree after.
+struct ManifestReadOutcome {
+  std::string error;
+  std::u16string shape;
+  std::size_t leaves = 0;
+};
+
+// Reads into a new tree with `read(tree)` and tells how that ended.
+template <typename Read>
+ManifestReadOutcome manifestReadOutcomeOf(Read&& read) {
+  opc::vkservices::FileSystemTree tree;
+  ManifestReadOutcome outcome;
+  try {
+    read(tree);
+  } catch (std::exception const& e) {
+    outcome.error = std::string(typeid(e).name()) + ": " + e.what();
+  }
+  outcome.shape = manifestTreeShapeOf(tree);
+  outcome.leaves = tree.leafNodes().size();
+  return outcome;
+}
+
 }  // namespace opcvk_test
 
-#endif  // TESTS_UNIT_FILESYSTEM_MANIFEST_TREE_SHAPE_H_
+#endif  // TESTS_SUPPORT_MANIFEST_TREE_SHAPE_H_
