@@ -94,13 +94,14 @@ FileFeeder::FileFeeder(std::filesystem::path const& root, SourceTree const& tree
       rootDirect_(!hasBackslash(rootText_)),
       textType_(opc::vkservices::getTextContentType()) {
   std::vector<std::uint32_t> indices;
+  std::string native;
   for (std::size_t i = 0; i < tree.items.size(); ++i) {
     SourceItem const& item = tree.items[i];
     if (item.kind != SourceItem::Kind::File) continue;
-    // Only a name whose bytes hold a backslash needs its text for the test.
-    std::string_view const name =
-        std::string_view(tree.names).substr(item.nameOffset, item.nameLength);
-    bool const plain = name.find('\\') == std::string_view::npos;
+    // Only a path whose bytes hold a backslash needs its text for the test.
+    native.clear();
+    tree.appendNative(item, native);
+    bool const plain = native.find('\\') == std::string::npos;
     if (plain ? rootDirect_ : direct(tree.relative(item))) {
       indices.push_back(static_cast<std::uint32_t>(i));
     }

@@ -186,9 +186,10 @@ ReadResult ReadAhead::read(std::size_t index, OpenFolder& folder) const {
     result.large = true;
     return result;
   }
+  std::string relative;
+  tree_.appendNative(item, relative);
   std::string path;
-  int const base = openingBase(
-      std::string_view(tree_.names).substr(item.nameOffset, item.nameLength), folder, path);
+  int const base = openingBase(relative, folder, path);
   // Not blocking: a pipe that took the file's place since the walk fails its read rather than
   // waiting for a writer.
   int const flags = O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;

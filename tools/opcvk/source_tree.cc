@@ -4,6 +4,8 @@
 #include <cerrno>
 #include <dirent.h>
 #include <fcntl.h>
+#include <limits>
+#include <string_view>
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
@@ -88,8 +90,8 @@ void checkName(std::string const& relative) {
   }
 }
 
-void addItem(SourceTree& tree, SourceItem::Kind kind, std::string const& relative,
-             struct stat const* status) {
+void addItem(SourceTree& tree, SourceItem::Kind kind, std::uint32_t folder, std::string_view name,
+             std::string const& relative, struct stat const* status) {
   checkName(relative);
   SourceItem item;
   item.kind = kind;
@@ -100,7 +102,7 @@ void addItem(SourceTree& tree, SourceItem::Kind kind, std::string const& relativ
     item.mtimeSeconds = static_cast<std::int64_t>(status->st_mtim.tv_sec);
     item.mtimeNanoseconds = static_cast<std::uint32_t>(status->st_mtim.tv_nsec);
   }
-  tree.add(item, relative);
+  tree.addIn(item, folder, name);
   ++tree.fileCount;
   tree.byteCount += item.size;
 }
@@ -129,14 +131,14 @@ mode_t kindOf(Folder const& folder, Entry const& entry, std::string const& path,
   return status.st_mode & S_IFMT;
 }
 
-// Adds what lies below `folder` (the path `path`, at `relative`, "" for the root) and tells
-// whether anything was added.  A file is told by the kind its folder's listing gives, with no
-// system call of its own: the reader that opens it learns its size, mode and time from the
-// open descriptor.  Links and folders, few beside the files, get one fstatat(2) relative to
-// their open folder, as does every entry whose kind the listing does not give: never a
-// look-up of the whole path per entry.
-bool walk(Folder const& folder, std::string const& path, std::string const& relative,
-          std::string const& skip, KindsBy kinds, SourceTree& tree) {
+// Adds what lies below `folder` (the path `path`, at `relative`, "" for the root, recorded as
+// `index` of the tree's folders) and tells whether anything was added.  A file is told by the kind
+// its folder's listing gives, with no system call of its own: the reader that opens it learns its
+// size, mode and time from the open descriptor.  Links and folders, few beside the files, get one
+// fstatat(2) relative to their open folder, as does every entry whose kind the listing does not
+// give: never a look-up of the whole path per entry.
+bool walk(Folder const& folder, std::uint32_t index, std::string const& path,
+          std::string const& relative, std::string const& skip, KindsBy kinds, SourceTree& tree) {
   bool added = false;
   std::string childPath = path;
   if (childPath.empty() || childPath.back() != '/') childPath += '/';
@@ -154,18 +156,26 @@ bool walk(Folder const& folder, std::string const& path, std::string const& rela
     bool statted = false;
     mode_t const kind = kindOf(folder, entry, childPath, status, statted);
     if (kind == S_IFREG) {
-      addItem(tree, SourceItem::Kind::File, childRelative, statted ? &status : nullptr);
+      addItem(tree, SourceItem::Kind::File, index, entry.name, childRelative,
+              statted ? &status : nullptr);
       added = true;
     } else if (kind == S_IFLNK) {
       if (!statted) kindOf(folder, Entry{entry.name, DT_UNKNOWN}, childPath, status, statted);
-      addItem(tree, SourceItem::Kind::Link, childRelative, &status);
+      addItem(tree, SourceItem::Kind::Link, index, entry.name, childRelative, &status);
       added = true;
     } else if (kind == S_IFDIR) {
       Folder child;
       if (!child.open(folder.fd(), entry.name.c_str(), false)) folderError(childPath, errno);
-      if (!walk(child, childPath, childRelative, skip, kinds, tree)) {
+      // The folder's record is taken back if nothing below it came out: only folders that
+      // hold items stay.
+      std::size_t const folders = tree.folders.size();
+      std::size_t const names = tree.names.size();
+      std::uint32_t const childIndex = tree.addFolder(index, entry.name);
+      if (!walk(child, childIndex, childPath, childRelative, skip, kinds, tree)) {
+        tree.folders.resize(folders);
+        tree.names.resize(names);
         if (!statted && ::fstat(child.fd(), &status) != 0) folderError(childPath, errno);
-        addItem(tree, SourceItem::Kind::EmptyFolder, childRelative, &status);
+        addItem(tree, SourceItem::Kind::EmptyFolder, index, entry.name, childRelative, &status);
       }
       added = true;
     }
@@ -176,21 +186,77 @@ bool walk(Folder const& folder, std::string const& path, std::string const& rela
 }  // namespace
 
 void SourceTree::add(SourceItem item, std::string const& native) {
+  std::uint32_t folder = kRootFolder;
+  std::size_t start = 0;
+  for (std::size_t slash = native.find('/'); slash != std::string::npos;
+       start = slash + 1, slash = native.find('/', start)) {
+    std::string_view const name = std::string_view(native).substr(start, slash - start);
+    std::uint32_t found = 0;
+    for (std::size_t at = folders.size(); at-- > 1;) {
+      SourceFolder const& candidate = folders[at];
+      if (candidate.parent == folder &&
+          std::string_view(names).substr(candidate.nameOffset, candidate.nameLength) == name) {
+        found = static_cast<std::uint32_t>(at);
+        break;
+      }
+    }
+    folder = found != 0 ? found : addFolder(folder, name);
+  }
+  addIn(item, folder, std::string_view(native).substr(start));
+}
+
+std::uint32_t SourceTree::addFolder(std::uint32_t parent, std::string_view name) {
+  SourceFolder folder;
+  folder.parent = parent;
+  folder.nameOffset = names.size();
+  folder.nameLength = static_cast<std::uint32_t>(name.size());
+  names += name;
+  folders.push_back(folder);
+  return static_cast<std::uint32_t>(folders.size() - 1);
+}
+
+void SourceTree::addIn(SourceItem item, std::uint32_t folder, std::string_view name) {
+  if (name.size() > std::numeric_limits<std::uint16_t>::max()) {
+    throw ToolError("File name too long: " + std::string(name));
+  }
+  item.folder = folder;
   item.nameOffset = names.size();
-  item.nameLength = static_cast<std::uint32_t>(native.size());
-  names += native;
+  item.nameLength = static_cast<std::uint16_t>(name.size());
+  names += name;
   items.push_back(item);
 }
 
+void SourceTree::appendNative(SourceItem const& item, std::string& out) const {
+  // The chain of folders is walked twice rather than kept, so that no depth needs memory of
+  // its own: once for the length, once to fill the path in from its end.
+  std::size_t size = item.nameLength;
+  for (std::uint32_t at = item.folder; at != kRootFolder; at = folders[at].parent) {
+    size += folders[at].nameLength + 1;
+  }
+  std::size_t const start = out.size();
+  out.resize(start + size);
+  std::size_t end = out.size();
+  end -= item.nameLength;
+  names.copy(&out[end], item.nameLength, item.nameOffset);
+  for (std::uint32_t at = item.folder; at != kRootFolder; at = folders[at].parent) {
+    SourceFolder const& folder = folders[at];
+    out[--end] = '/';
+    end -= folder.nameLength;
+    names.copy(&out[end], folder.nameLength, folder.nameOffset);
+  }
+}
+
 std::u16string SourceTree::relative(SourceItem const& item) const {
-  return opc::toString(native(item));
+  std::string path;
+  appendNative(item, path);
+  return opc::toString(path);
 }
 
 std::u16string SourceTree::packagePath(SourceItem const& item, std::string& scratch) const {
   // The separator is ASCII, which every encoding of file names converts by itself: converting
   // the joined bytes gives the joined text.
   scratch.assign(1, '/');
-  scratch.append(names, item.nameOffset, item.nameLength);
+  appendNative(item, scratch);
   return opc::toString(scratch);
 }
 
@@ -199,7 +265,7 @@ SourceTree walkSourceFolder(fs::path const& root, fs::path const& skip, KindsBy 
   Folder folder;
   // The root may be reached through a link; what lies below it is never followed.
   if (!folder.open(AT_FDCWD, root.c_str(), true)) folderError(root.native(), errno);
-  walk(folder, root.native(), std::string(), skip.native(), kinds, tree);
+  walk(folder, SourceTree::kRootFolder, root.native(), std::string(), skip.native(), kinds, tree);
   return tree;
 }
 

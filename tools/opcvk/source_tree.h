@@ -5,12 +5,14 @@
 #include <cstdint>
 #include <filesystem>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace opcvk {
 
 // One entry of a walked folder.  A tree of 100,000 files keeps one of these per file, so its
-// path lives in the tree's pool of names rather than in strings of its own.
+// name lives in the tree's pool of names, and its path is its folder's path and that name:
+// no path is stored whole, so that a deep tree costs its names, not its paths.
 struct SourceItem {
   enum class Kind : std::uint8_t { File, Link, EmptyFolder };
 
@@ -19,34 +21,63 @@ struct SourceItem {
   // the kind their folder's listing gives leaves them to the reader, which asks the file it
   // has open (fstat(2)) instead of the kernel walking the name once more (fstatat(2)).
   bool statusKnown = true;
+  // The bytes of the item's own name in SourceTree::names.
+  std::uint16_t nameLength = 0;
   // What the walk's lstat(2) gave: the permission bits (st_mode & 0777) and the time of
   // the last change of the content.
   std::uint32_t mode = 0;
   std::uint32_t mtimeNanoseconds = 0;
-  // The path below the walked folder in SourceTree::names (see SourceTree::native).
-  std::uint32_t nameLength = 0;
+  // The folder that holds the item, an index of SourceTree::folders.
+  std::uint32_t folder = 0;
   std::uint64_t nameOffset = 0;
   std::int64_t mtimeSeconds = 0;
   // Bytes of a file on disk; 0 for links and folders, and for a file whose status is unknown.
   std::uint64_t size = 0;
 };
 
+// A folder on the way to an item: its name in SourceTree::names, below its parent folder.
+struct SourceFolder {
+  std::uint32_t parent = 0;
+  std::uint32_t nameLength = 0;
+  std::uint64_t nameOffset = 0;
+};
+
 struct SourceTree {
+  // The walked folder itself, the first of `folders`, with an empty name.
+  static constexpr std::uint32_t kRootFolder = 0;
+
   // In the order of a walk that visits the names of each folder sorted by their bytes, so that
   // the same folder always gives the same package.
   std::vector<SourceItem> items;
-  // The paths of all items, one after another.
+  // The folders that hold items, each once, the root first.
+  std::vector<SourceFolder> folders{SourceFolder()};
+  // The names of all items and folders, one after another.
   std::string names;
   std::uint64_t fileCount = 0;
   // The bytes of the files whose size the walk learnt.
   std::uint64_t byteCount = 0;
 
-  // Adds `item` at the path `native`.
+  // Adds `item` at the path `native` ("a/b.txt"), making the folders on the way that are not
+  // there yet.  Finds a folder by looking back over the folders made, which suits a tree
+  // made in the order of a walk; the walk itself uses addFolder and addIn.
   void add(SourceItem item, std::string const& native);
-  // The path of `item` below the walked folder, components joined with "/", in the bytes the
-  // file system uses ("a/b.txt").
+  // Records the folder `name` below `parent` and gives its index.
+  std::uint32_t addFolder(std::uint32_t parent, std::string_view name);
+  // Adds `item` as `name` in the folder `folder`.  Raises ToolError for a name longer than an
+  // item's name can be (64 KiB).
+  void addIn(SourceItem item, std::uint32_t folder, std::string_view name);
+  // The item's own name, the last component of its path.
+  std::string_view nameOf(SourceItem const& item) const {
+    return std::string_view(names).substr(item.nameOffset, item.nameLength);
+  }
+  // Appends the path of `item` below the walked folder to `out`, components joined with "/",
+  // in the bytes the file system uses ("a/b.txt").
+  void appendNative(SourceItem const& item, std::string& out) const;
+  // The same as a string of its own.
   std::string native(SourceItem const& item) const {
-    return names.substr(item.nameOffset, item.nameLength);
+    std::string path;
+    appendNative(item, path);
+    return path;
   }
   // The same path in UTF-16, as the library reads real paths (the walk made sure that the
   // conversion gives the file back).

@@ -127,6 +127,47 @@ TEST(SourceTreeTest, AWalkThatAsksEveryEntryGivesTheSameItemsWithTheFilesStatus)
   EXPECT_EQ(tree.items[3].size, 0u);  // a link counts no bytes
 }
 
+// A deep tree costs its names, not its paths: each folder's name is kept once, however many
+// items lie below it, and a folder that gave no item leaves nothing behind.
+TEST(SourceTreeTest, KeepsTheNameOfEachFolderOnceHoweverManyItemsLieBelowIt) {
+  TempDir dir;
+  std::string const deep = "first-folder/second-folder/third-folder";
+  ASSERT_EQ(::mkdir((dir / "first-folder").c_str(), 0755), 0);
+  ASSERT_EQ(::mkdir((dir / "first-folder/second-folder").c_str(), 0755), 0);
+  ASSERT_EQ(::mkdir((dir / deep).c_str(), 0755), 0);
+  ASSERT_EQ(::mkdir((dir / "first-folder/empty").c_str(), 0755), 0);
+  ASSERT_EQ(::mkdir((dir / "first-folder/empty/emptier").c_str(), 0755), 0);
+  ASSERT_EQ(::mkdir((dir / "nothing").c_str(), 0755), 0);
+  for (char const* name : {"a", "b", "c", "d"}) write(dir / (deep + "/" + name), name);
+  SourceTree const tree = opcvk::walkSourceFolder(dir.path());
+  EXPECT_EQ(itemsOf(tree),
+            (std::vector<std::string>{"D first-folder/empty/emptier", "F " + deep + "/a",
+                                      "F " + deep + "/b", "F " + deep + "/c", "F " + deep + "/d",
+                                      "D nothing"}));
+  // The root, first-folder, empty, second-folder and third-folder; not emptier nor nothing,
+  // which are items of their own.
+  EXPECT_EQ(tree.folders.size(), 5u);
+  EXPECT_EQ(tree.names, "first-folderemptyemptiersecond-folderthird-folderabcdnothing");
+  EXPECT_EQ(tree.nameOf(tree.items[1]), "a");
+  std::string scratch;
+  EXPECT_EQ(tree.packagePath(tree.items[4], scratch),
+            u"/first-folder/second-folder/third-folder/d");
+}
+
+// A tree made item by item finds the folders it already has: the same paths come back.
+TEST(SourceTreeTest, AddsItemsByTheirPathsThroughTheFoldersItHas) {
+  SourceTree tree;
+  for (char const* path : {"x", "a/b/c", "a/b/d", "a/e", "f/b/g", "a/b/h"}) {
+    tree.add(SourceItem(), path);
+  }
+  std::vector<std::string> paths;
+  for (SourceItem const& item : tree.items) paths.push_back(tree.native(item));
+  EXPECT_EQ(paths, (std::vector<std::string>{"x", "a/b/c", "a/b/d", "a/e", "f/b/g", "a/b/h"}));
+  // The root, a, a/b, f and f/b.
+  EXPECT_EQ(tree.folders.size(), 5u);
+  EXPECT_EQ(tree.relative(tree.items[4]), u"f/b/g");
+}
+
 // Devices, sockets and pipes are passed over by both walks.
 TEST(SourceTreeTest, PassesOverAPipeWhicheverWayKindsAreTold) {
   TempDir dir;
