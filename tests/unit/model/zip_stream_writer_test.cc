@@ -95,9 +95,11 @@ TEST(ZipStreamWriterTest, ItemsAndNamesAcrossManyBlocksKeepTheirPlaceAndBytes) {
       }
     }
     ASSERT_EQ(writer.itemCount(), count);
+    std::string scratch;
     for (std::size_t i : {std::size_t{0}, std::size_t{4095}, std::size_t{4096}, count - 1}) {
       detail::ZipStreamItem const& item = writer.item(i);
-      EXPECT_EQ(item.name(), names[i]) << i;
+      EXPECT_EQ(writer.nameOf(i, scratch), names[i]) << i;
+      EXPECT_EQ(item.nameKept(), names[i].size() <= detail::ZipStreamWriter::kKeptNameSize) << i;
       EXPECT_EQ(item.dataOffset(), item.headerOffset + 30 + names[i].size()) << i;
       EXPECT_EQ(item.compressedSize, contents[i].size()) << i;
     }
@@ -128,6 +130,11 @@ TEST(ZipStreamWriterTest, CopiedItemsKeepNamesSizesAndBytes) {
   first.begin("kept/large.bin", false, std::uint64_t{0xF0000000u});
   first.append(reinterpret_cast<unsigned char const*>(streamed.data()), streamed.size());
   first.end(crcOf(streamed), streamed.size());
+  // A name too long to be kept in memory: the copy takes it from the local header.
+  std::string const longName = "kept/" + std::string(300, 'n') + ".txt";
+  first.add(longName, false, crcOf(small), small.size(),
+            reinterpret_cast<unsigned char const*>(small.data()), small.size());
+  ASSERT_FALSE(first.item(3).nameKept());
   first.flush();
   {
     WriteFile target(to);
@@ -135,17 +142,20 @@ TEST(ZipStreamWriterTest, CopiedItemsKeepNamesSizesAndBytes) {
     detail::ZipStreamWriter second(target.fd(), detail::dosTimeOf(1700000000));
     second.copy(source.fd(), first.item(1));
     second.copy(source.fd(), first.item(2));
-    ASSERT_EQ(second.itemCount(), 2u);
+    second.copy(source.fd(), first.item(3));
+    ASSERT_EQ(second.itemCount(), 3u);
     EXPECT_TRUE(second.item(1).zip64Sizes);
     EXPECT_EQ(second.item(1).dataOffset(), second.item(1).headerOffset + 30 + 14 + 20);
     second.finish();
   }
   auto archive = detail::ZipArchive::open(detail::openFileSource(to), PackageLimits());
-  ASSERT_EQ(archive->entries().size(), 2u);
+  ASSERT_EQ(archive->entries().size(), 3u);
   EXPECT_EQ(archive->entries()[0].name, "kept/\xC3\xA9t\xC3\xA9.txt");
   EXPECT_EQ(readEntry(*archive, 0), small);
   EXPECT_EQ(archive->entries()[1].name, "kept/large.bin");
   EXPECT_EQ(readEntry(*archive, 1), streamed);
+  EXPECT_EQ(archive->entries()[2].name, longName);
+  EXPECT_EQ(readEntry(*archive, 2), small);
 }
 
 TEST(ZipStreamWriterTest, NameLongerThanItsHeaderFieldIsRefusedAndTheLongestFitsTaken) {

@@ -374,6 +374,7 @@ std::unique_ptr<ReplacementFile> EagerArchive::complete(std::vector<Item> const&
     // an earlier file (or of none) is written again.
     moveWritten(true);
     std::size_t const count = writer_->itemCount();
+    std::string nameScratch;
     auto const find = [&](Item const& item) -> std::optional<std::size_t> {
       auto const* content = dynamic_cast<EagerContent const*>(item.content.get());
       if (content == nullptr || !content->liesIn(*reader_)) return std::nullopt;
@@ -389,12 +390,14 @@ std::unique_ptr<ReplacementFile> EagerArchive::complete(std::vector<Item> const&
       }
       if (low == count) return std::nullopt;
       ZipStreamItem const& written = writer_->item(low);
-      bool const sameName =
-          item.part ? isZipItemNameOf(written.name(), *item.part) : written.name() == *item.name;
-      if (written.dataOffset() != content->dataOffset() || written.size != content->size() ||
-          !sameName) {
+      if (written.dataOffset() != content->dataOffset() || written.size != content->size()) {
         return std::nullopt;
       }
+      // The name last: a long one is read back from the file.
+      std::string_view const writtenName = writer_->nameOf(low, nameScratch);
+      bool const sameName =
+          item.part ? isZipItemNameOf(writtenName, *item.part) : writtenName == *item.name;
+      if (!sameName) return std::nullopt;
       return low;
     };
     std::vector<bool> keep(count, false);

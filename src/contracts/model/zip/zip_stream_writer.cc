@@ -27,8 +27,18 @@ constexpr std::uint16_t kMadeByUnix = 3 << 8;
 constexpr std::uint16_t kFlagUtf8 = 1 << 11;
 constexpr std::uint32_t kRegularFileMode = 0100644;
 
+// Names that are not kept are read back in windows of this size: an item's name and the
+// names of the items that follow it, for a tree of small files, in one read.
+constexpr std::size_t kNameWindowSize = std::size_t{64} << 10;
+
 [[noreturn]] void failWrite(int error) {
   throw opc::Exception(std::string("could not write the archive: ") + std::strerror(error),
+                       boost::system::error_code(error, boost::system::system_category()));
+}
+
+[[noreturn]] void failReadBack() {
+  int const error = errno != 0 ? errno : EIO;
+  throw opc::Exception(std::string("could not read the archive back: ") + std::strerror(error),
                        boost::system::error_code(error, boost::system::system_category()));
 }
 
@@ -73,6 +83,34 @@ ZipStreamWriter::ZipStreamWriter(int fd, DosTime time) : fd_(fd), time_(time) {
   buffer_.reserve(kBufferSize);
 }
 
+// Reads back the names that the writer did not keep, in file order, a window of the file at
+// a time; the names must lie in the file (flushed).
+class ZipStreamWriter::NameReader {
+ public:
+  explicit NameReader(ZipStreamWriter const& writer) : writer_(writer) {}
+
+  std::string_view nameOf(ZipStreamItem const& item) {
+    if (item.nameKept()) return {item.nameData, item.nameSize};
+    std::uint64_t const offset = item.nameOffset();
+    if (offset < start_ || offset + item.nameSize > start_ + window_.size()) {
+      std::uint64_t const size = std::min<std::uint64_t>(
+          std::max<std::size_t>(kNameWindowSize, item.nameSize), writer_.flushed_ - offset);
+      window_.resize(static_cast<std::size_t>(size));
+      if (!readFully(writer_.fd_, offset, reinterpret_cast<unsigned char*>(&window_[0]),
+                     window_.size())) {
+        failReadBack();
+      }
+      start_ = offset;
+    }
+    return {window_.data() + (offset - start_), item.nameSize};
+  }
+
+ private:
+  ZipStreamWriter const& writer_;
+  std::string window_;
+  std::uint64_t start_ = 0;
+};
+
 ZipStreamItem& ZipStreamWriter::newItem(std::string_view name) {
   if (name.size() > kMax16) {
     throw opc::Exception("item \"" + std::string(name.substr(0, 64)) + "...\": its name of " +
@@ -80,14 +118,17 @@ ZipStreamItem& ZipStreamWriter::newItem(std::string_view name) {
                              " bytes is longer than an archive item name may be (65535 bytes)",
                          boost::system::error_code());
   }
-  static_assert(kNameBlockSize >= kMax16, "every name fits in a block of its own");
-  if (nameBlockUsed_ + name.size() > kNameBlockSize) {
-    nameBlocks_.push_back(std::make_unique<char[]>(kNameBlockSize));
-    nameBlockUsed_ = 0;
+  char* nameData = nullptr;
+  if (name.size() <= kKeptNameSize) {
+    static_assert(kNameBlockSize >= kKeptNameSize, "every kept name fits in a block of its own");
+    if (nameBlockUsed_ + name.size() > kNameBlockSize) {
+      nameBlocks_.push_back(std::make_unique<char[]>(kNameBlockSize));
+      nameBlockUsed_ = 0;
+    }
+    nameData = nameBlocks_.back().get() + nameBlockUsed_;
+    if (!name.empty()) std::memcpy(nameData, name.data(), name.size());
+    nameBlockUsed_ += name.size();
   }
-  char* const nameData = nameBlocks_.back().get() + nameBlockUsed_;
-  if (!name.empty()) std::memcpy(nameData, name.data(), name.size());
-  nameBlockUsed_ += name.size();
   if (count_ % kItemsPerChunk == 0) {
     chunks_.push_back(std::make_unique<ZipStreamItem[]>(kItemsPerChunk));
   }
@@ -98,6 +139,21 @@ ZipStreamItem& ZipStreamWriter::newItem(std::string_view name) {
   item.nameSize = static_cast<std::uint16_t>(name.size());
   item.headerOffset = end_;
   return item;
+}
+
+std::string_view ZipStreamWriter::nameOf(std::size_t index, std::string& scratch) const {
+  ZipStreamItem const& item = this->item(index);
+  if (item.nameKept()) return {item.nameData, item.nameSize};
+  scratch.resize(item.nameSize);
+  std::uint64_t const offset = item.nameOffset();
+  if (offset >= flushed_) {
+    // Still in the buffer; a header is written whole, so the name is there in one piece.
+    std::memcpy(&scratch[0], buffer_.data() + (offset - flushed_), item.nameSize);
+  } else if (!readFully(fd_, offset, reinterpret_cast<unsigned char*>(&scratch[0]),
+                        item.nameSize)) {
+    failReadBack();
+  }
+  return scratch;
 }
 
 ZipStreamItem& ZipStreamWriter::newSizedItem(std::string_view name, bool deflated,
@@ -138,11 +194,11 @@ void ZipStreamWriter::patch(std::uint64_t offset, unsigned char const* data, std
   }
 }
 
-void ZipStreamWriter::writeLocalHeader(ZipStreamItem const& item) {
+void ZipStreamWriter::writeLocalHeader(ZipStreamItem const& item, std::string_view name) {
   Bytes b(30 + std::size_t{item.nameSize} + 20);
   b.u32(0x04034b50);
   b.u16(item.zip64Sizes ? kVersionZip64 : kVersion);
-  b.u16(flagsOf(item.name()));
+  b.u16(flagsOf(name));
   b.u16(item.deflated ? 8 : 0);
   b.u16(time_.time);
   b.u16(time_.date);
@@ -151,7 +207,7 @@ void ZipStreamWriter::writeLocalHeader(ZipStreamItem const& item) {
   b.u32(item.zip64Sizes ? kMax32 : static_cast<std::uint32_t>(item.size));
   b.u16(item.nameSize);
   b.u16(item.zip64Sizes ? 20 : 0);
-  b.text(item.name());
+  b.text(name);
   if (item.zip64Sizes) {
     b.u16(0x0001);
     b.u16(16);
@@ -163,7 +219,7 @@ void ZipStreamWriter::writeLocalHeader(ZipStreamItem const& item) {
 
 void ZipStreamWriter::add(std::string_view name, bool deflated, std::uint32_t crc,
                           std::uint64_t size, unsigned char const* data, std::size_t count) {
-  writeLocalHeader(newSizedItem(name, deflated, crc, size, count));
+  writeLocalHeader(newSizedItem(name, deflated, crc, size, count), name);
   put(data, count);
 }
 
@@ -172,7 +228,7 @@ void ZipStreamWriter::begin(std::string_view name, bool deflated, std::uint64_t 
   item.size = size;
   item.deflated = deflated;
   item.zip64Sizes = size >= kZip64SizeFrom;
-  writeLocalHeader(item);
+  writeLocalHeader(item, name);
 }
 
 void ZipStreamWriter::append(unsigned char const* data, std::size_t count) { put(data, count); }
@@ -184,8 +240,10 @@ void ZipStreamWriter::end(std::uint32_t crc, std::uint64_t size) {
   item.compressedSize = end_ - item.dataOffset();
   if (!item.zip64Sizes && (item.compressedSize >= kMax32 || size >= kMax32)) {
     // Past what the header made room for: deflate grew the content beyond all expectation.
-    throw opc::Exception("item \"" + std::string(item.name()) + "\" outgrew the room of its header",
-                         boost::system::error_code());
+    std::string scratch;
+    throw opc::Exception(
+        "item \"" + std::string(nameOf(count_ - 1, scratch)) + "\" outgrew the room of its header",
+        boost::system::error_code());
   }
   Bytes b;
   b.u32(crc);
@@ -201,33 +259,38 @@ void ZipStreamWriter::end(std::uint32_t crc, std::uint64_t size) {
 }
 
 void ZipStreamWriter::copy(int fromFd, ZipStreamItem const& from) {
-  ZipStreamItem& item = newItem(from.name());
+  std::uint64_t remaining = from.dataOffset() + from.compressedSize - from.headerOffset;
+  std::uint64_t position = from.headerOffset;
+  std::vector<unsigned char> chunk(std::min<std::uint64_t>(remaining, kBufferSize));
+  auto const readChunk = [&]() -> std::size_t {
+    std::size_t const n =
+        static_cast<std::size_t>(std::min<std::uint64_t>(remaining, chunk.size()));
+    if (!readFully(fromFd, position, chunk.data(), n)) failReadBack();
+    return n;
+  };
+  // The first read holds the whole local header, and with it the name, which the source
+  // writer may not have kept.
+  std::size_t n = readChunk();
+  ZipStreamItem& item =
+      newItem(std::string_view(reinterpret_cast<char const*>(chunk.data()) + 30, from.nameSize));
   item.size = from.size;
   item.compressedSize = from.compressedSize;
   item.crc = from.crc;
   item.deflated = from.deflated;
   item.zip64Sizes = from.zip64Sizes;
-  std::uint64_t remaining = from.dataOffset() + from.compressedSize - from.headerOffset;
-  std::uint64_t position = from.headerOffset;
-  std::vector<unsigned char> chunk(std::min<std::uint64_t>(remaining, kBufferSize));
-  while (remaining > 0) {
-    std::size_t const n =
-        static_cast<std::size_t>(std::min<std::uint64_t>(remaining, chunk.size()));
-    if (!readFully(fromFd, position, chunk.data(), n)) {
-      int const error = errno != 0 ? errno : EIO;
-      throw opc::Exception(std::string("could not read the archive back: ") + std::strerror(error),
-                           boost::system::error_code(error, boost::system::system_category()));
-    }
+  for (;;) {
     put(chunk.data(), n);
     position += n;
     remaining -= n;
+    if (remaining == 0) break;
+    n = readChunk();
   }
 }
 
 void ZipStreamWriter::copyStored(std::string_view name, bool deflated, std::uint32_t crc,
                                  std::uint64_t size, std::uint64_t compressedSize,
                                  ZipByteSource const& from, std::uint64_t offset) {
-  writeLocalHeader(newSizedItem(name, deflated, crc, size, compressedSize));
+  writeLocalHeader(newSizedItem(name, deflated, crc, size, compressedSize), name);
   // Read where the bytes are written: an archive of many small items costs one read each and
   // no copy between buffers.
   std::uint64_t remaining = compressedSize;
@@ -250,10 +313,14 @@ void ZipStreamWriter::copyStored(std::string_view name, bool deflated, std::uint
 }
 
 void ZipStreamWriter::finish() {
+  // Every header in the file, where the names not kept are read back from.
+  flush();
   std::uint64_t const directoryOffset = end_;
+  NameReader names(*this);
   Bytes b(46 + std::size_t{kMax16} + 28);
   for (std::size_t index = 0; index < count_; ++index) {
     ZipStreamItem const& item = this->item(index);
+    std::string_view const name = names.nameOf(item);
     bool const bigSizes = item.zip64Sizes || item.size >= kMax32 || item.compressedSize >= kMax32;
     bool const bigOffset = item.headerOffset >= kMax32;
     Bytes extra;
@@ -267,7 +334,7 @@ void ZipStreamWriter::finish() {
     b.u32(0x02014b50);
     b.u16(kMadeByUnix | (zip64 ? kVersionZip64 : kVersion));
     b.u16(zip64 ? kVersionZip64 : kVersion);
-    b.u16(flagsOf(item.name()));
+    b.u16(flagsOf(name));
     b.u16(item.deflated ? 8 : 0);
     b.u16(time_.time);
     b.u16(time_.date);
@@ -281,7 +348,7 @@ void ZipStreamWriter::finish() {
     b.u16(0);  // internal attributes
     b.u32(kRegularFileMode << 16);
     b.u32(bigOffset ? kMax32 : static_cast<std::uint32_t>(item.headerOffset));
-    b.text(item.name());
+    b.text(name);
     if (zip64) {
       b.u16(0x0001);
       b.u16(static_cast<std::uint16_t>(extra.data().size()));

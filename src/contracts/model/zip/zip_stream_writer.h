@@ -22,20 +22,23 @@ namespace model {
 namespace detail {
 
 // Where one item lies in the file, and what its headers say.  An archive of many small items
-// holds one of these per item until its end: the name lies in the writer's own blocks of
-// names, and where the stored bytes begin follows from the header.
+// holds one of these per item until its end: a short name lies in the writer's own blocks of
+// names, a long one only in the item's local header in the file (see ZipStreamWriter), and
+// where the stored bytes begin follows from the header.
 struct ZipStreamItem {
   std::uint64_t headerOffset = 0;
   std::uint64_t size = 0;            // uncompressed
   std::uint64_t compressedSize = 0;  // as stored
-  char const* nameData = nullptr;    // in the writer's blocks of names
+  char const* nameData = nullptr;    // in the writer's blocks of names; null if not kept
   std::uint32_t crc = 0;
   std::uint16_t nameSize = 0;
   bool deflated = false;
   // The local header carries ZIP64 sizes (reserved for content that might not fit 32 bits).
   bool zip64Sizes = false;
 
-  std::string_view name() const { return {nameData, nameSize}; }
+  // Whether the writer keeps the name in memory (an empty name is always kept).
+  bool nameKept() const { return nameData != nullptr || nameSize == 0; }
+  std::uint64_t nameOffset() const { return headerOffset + 30; }
   std::uint64_t dataOffset() const { return headerOffset + 30 + nameSize + (zip64Sizes ? 20 : 0); }
 };
 
@@ -44,12 +47,19 @@ struct ZipStreamItem {
 // large item writes its local header first and has its sizes and CRC-32 put in afterwards, so
 // that the file is written once, in order.  Names are flagged UTF-8 when they are not ASCII;
 // ZIP64 records are written where sizes, offsets or the item count need them.  Writes are
-// gathered in a buffer of a MiB, so that many small items cost few system calls.  Throws
-// opc::Exception with the system's words when the file refuses bytes, or when a name does not
-// fit the 16 bits of its header field; the object is then of no further use.  Used by one
-// thread at a time.
+// gathered in a buffer of a MiB, so that many small items cost few system calls.  Names of up
+// to kKeptNameSize bytes are kept in memory for the central directory; longer ones are read
+// back from their local headers when it is written, so that the memory of a writer follows
+// the number of its items, not the bytes of their names (a tree 60 folders deep has names of
+// a KiB).  Throws opc::Exception with the system's words when the file refuses bytes or cannot
+// be read back, or when a name does not fit the 16 bits of its header field; the object is
+// then of no further use.  Used by one thread at a time.
 class OPC_MODEL_EXPORT ZipStreamWriter {
  public:
+  // Names up to this many bytes stay in memory (nearly all names of a flat tree); a longer one
+  // costs a read when the directory is written.
+  static constexpr std::size_t kKeptNameSize = 128;
+
   // Writes into `fd` (not owned) from offset 0, every item with the header time `time`.
   ZipStreamWriter(int fd, DosTime time);
   ZipStreamWriter(ZipStreamWriter const&) = delete;
@@ -88,6 +98,9 @@ class OPC_MODEL_EXPORT ZipStreamWriter {
   ZipStreamItem const& item(std::size_t index) const {
     return chunks_[index / kItemsPerChunk][index % kItemsPerChunk];
   }
+  // The name of the item at `index`: from memory, or read back into `scratch` (valid until
+  // `scratch` changes).  Throws opc::Exception with the system's words if it cannot be read.
+  std::string_view nameOf(std::size_t index, std::string& scratch) const;
   // Bytes of the archive so far, buffered ones included.
   std::uint64_t size() const { return end_; }
   // Bytes already in the file: items whose stored bytes end there may be read back.
@@ -98,6 +111,7 @@ class OPC_MODEL_EXPORT ZipStreamWriter {
   // moved as the archive grows, and no block is freed until the writer goes.
   static constexpr std::size_t kItemsPerChunk = 4096;
   static constexpr std::size_t kNameBlockSize = std::size_t{64} << 10;
+  class NameReader;
 
   // A new item at the end under `name`, its header at the current end of the archive.
   ZipStreamItem& newItem(std::string_view name);
@@ -105,7 +119,7 @@ class OPC_MODEL_EXPORT ZipStreamWriter {
   ZipStreamItem& newSizedItem(std::string_view name, bool deflated, std::uint32_t crc,
                               std::uint64_t size, std::uint64_t compressedSize);
   void put(unsigned char const* data, std::size_t count);
-  void writeLocalHeader(ZipStreamItem const& item);
+  void writeLocalHeader(ZipStreamItem const& item, std::string_view name);
   // Writes `count` bytes at `offset` of the archive, in the buffer or in the file.
   void patch(std::uint64_t offset, unsigned char const* data, std::size_t count);
 
