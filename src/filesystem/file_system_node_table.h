@@ -29,6 +29,10 @@ enum class ContentForm : std::uint8_t {
   kOwn,         // in the text pool
   kPath,        // the path itself (a folder)
   kFsrootPath,  // "/fsroot" and the path (a file in a part named after its path)
+  // "/fsroot" and the path percent-encoded as a part name encodes it: a file in a part named
+  // after a path that holds non-ASCII characters, blanks and the like, whose name would
+  // otherwise be stored at up to six times the size of the path.
+  kFsrootEncodedPath,
 };
 
 // One node of the tree: 56 bytes, with its name and any content of its own in a shared

@@ -16,6 +16,7 @@
 #include <fl/i18n/vk_locale.h>
 #include <opc/core/exception.h>
 #include <opc/core/string_conversions.h>
+#include <opc/model/uri.h>
 
 #include "support/expect_exception.h"
 #include "unit/filesystem/file_system_tree_test_util.h"
@@ -288,6 +289,41 @@ TEST(FileSystemTreeTest, ContentNamesOfEveryFormComeBackFromEveryQuery) {
   // In key order: "/d/e", "/d/l", "/d/x", "/d/y", "/d/z".
   EXPECT_EQ(leaves, (std::vector<std::u16string>{u"/d/e", u"x", u"/fsroot/d/x", u"/fsroot/d/x",
                                                  u"/fsroot"}));
+}
+
+TEST(FileSystemTreeTest, PartNamesOfEncodedPathsComeBackExactlyFromEveryQuery) {
+  // A file whose part is named after a path that needed escapes gets its name back as the
+  // naming of parts spells it; a name that only looks alike (lower-case escapes, a suffix of
+  // a clash, a blank left as it is) comes back as it was given.
+  std::u16string const accented = u"/d/caf\u00e9 \U0001F389+@~.txt";
+  std::u16string const named = u"/fsroot" + opc::model::URI::encodeComponent(accented, "/+@");
+  ASSERT_EQ(named, u"/fsroot/d/caf%C3%A9%20%F0%9F%8E%89+@~.txt");
+  FileSystemTree tree;
+  tree.addNode(file(accented, named));
+  tree.addNode(file(u"/d/k\u00e9", u"/fsroot/d/k%c3%a9"));
+  tree.addNode(file(u"/d/m\u00e9", u"/fsroot/d/m%C3%A9_1"));
+  tree.addNode(file(u"/d/n o", u"/fsroot/d/n o%20"));
+  tree.addNode(file(u"/d/\u0416", u"/fsroot/d/%D0%96"));
+  std::vector<std::u16string> const expected{named, u"/fsroot/d/k%c3%a9", u"/fsroot/d/m%C3%A9_1",
+                                             u"/fsroot/d/n o%20", u"/fsroot/d/%D0%96"};
+  std::vector<std::u16string> children;
+  for (FileSystemNode const& child : tree.childNodes(u"/d")) {
+    children.push_back(child.getContentName());
+  }
+  EXPECT_EQ(children, expected);
+  std::vector<std::u16string> found;
+  for (std::u16string const& path :
+       {accented, std::u16string(u"/d/k\u00e9"), std::u16string(u"/d/m\u00e9"),
+        std::u16string(u"/d/n o"), std::u16string(u"/d/\u0416")}) {
+    found.push_back(tree.findNode(path).getContentName());
+  }
+  EXPECT_EQ(found, expected);
+  std::vector<std::u16string> visited;
+  tree.visitLeaves([&](FileSystemTree::LeafView const& leaf) {
+    visited.push_back(std::u16string(leaf.getContentName()));
+  });
+  // Leaves in the order of their paths, which here is the order they were added in.
+  EXPECT_EQ(visited, expected);
 }
 
 TEST(FileSystemTreeTest, UnknownValuesComeBackUnset) {
