@@ -374,7 +374,8 @@ std::unique_ptr<ReplacementFile> EagerArchive::complete(std::vector<Item> const&
     // an earlier file (or of none) is written again.
     moveWritten(true);
     std::size_t const count = writer_->itemCount();
-    std::string nameScratch;
+    // Items come mostly in the order of the file: long names are read back a window at a time.
+    ZipStreamWriter::NameReader names(*writer_);
     auto const find = [&](Item const& item) -> std::optional<std::size_t> {
       auto const* content = dynamic_cast<EagerContent const*>(item.content.get());
       if (content == nullptr || !content->liesIn(*reader_)) return std::nullopt;
@@ -394,7 +395,7 @@ std::unique_ptr<ReplacementFile> EagerArchive::complete(std::vector<Item> const&
         return std::nullopt;
       }
       // The name last: a long one is read back from the file.
-      std::string_view const writtenName = writer_->nameOf(low, nameScratch);
+      std::string_view const writtenName = names.nameOf(low);
       bool const sameName =
           item.part ? isZipItemNameOf(writtenName, *item.part) : writtenName == *item.name;
       if (!sameName) return std::nullopt;

@@ -83,34 +83,6 @@ ZipStreamWriter::ZipStreamWriter(int fd, DosTime time) : fd_(fd), time_(time) {
   buffer_.reserve(kBufferSize);
 }
 
-// Reads back the names that the writer did not keep, in file order, a window of the file at
-// a time; the names must lie in the file (flushed).
-class ZipStreamWriter::NameReader {
- public:
-  explicit NameReader(ZipStreamWriter const& writer) : writer_(writer) {}
-
-  std::string_view nameOf(ZipStreamItem const& item) {
-    if (item.nameKept()) return {item.nameData, item.nameSize};
-    std::uint64_t const offset = item.nameOffset();
-    if (offset < start_ || offset + item.nameSize > start_ + window_.size()) {
-      std::uint64_t const size = std::min<std::uint64_t>(
-          std::max<std::size_t>(kNameWindowSize, item.nameSize), writer_.flushed_ - offset);
-      window_.resize(static_cast<std::size_t>(size));
-      if (!readFully(writer_.fd_, offset, reinterpret_cast<unsigned char*>(&window_[0]),
-                     window_.size())) {
-        failReadBack();
-      }
-      start_ = offset;
-    }
-    return {window_.data() + (offset - start_), item.nameSize};
-  }
-
- private:
-  ZipStreamWriter const& writer_;
-  std::string window_;
-  std::uint64_t start_ = 0;
-};
-
 ZipStreamItem& ZipStreamWriter::newItem(std::string_view name) {
   if (name.size() > kMax16) {
     throw opc::Exception("item \"" + std::string(name.substr(0, 64)) + "...\": its name of " +
@@ -141,19 +113,23 @@ ZipStreamItem& ZipStreamWriter::newItem(std::string_view name) {
   return item;
 }
 
-std::string_view ZipStreamWriter::nameOf(std::size_t index, std::string& scratch) const {
-  ZipStreamItem const& item = this->item(index);
+std::string_view ZipStreamWriter::NameReader::nameOf(std::size_t index) {
+  ZipStreamItem const& item = writer_.item(index);
   if (item.nameKept()) return {item.nameData, item.nameSize};
-  scratch.resize(item.nameSize);
   std::uint64_t const offset = item.nameOffset();
-  if (offset >= flushed_) {
-    // Still in the buffer; a header is written whole, so the name is there in one piece.
-    std::memcpy(&scratch[0], buffer_.data() + (offset - flushed_), item.nameSize);
-  } else if (!readFully(fd_, offset, reinterpret_cast<unsigned char*>(&scratch[0]),
-                        item.nameSize)) {
-    failReadBack();
+  if (offset >= writer_.flushed_) {
+    // Still in the buffer: a local header goes into the buffer whole, never split with the file.
+    return {reinterpret_cast<char const*>(writer_.buffer_.data()) + (offset - writer_.flushed_),
+            item.nameSize};
   }
-  return scratch;
+  if (offset < start_ || offset + item.nameSize > start_ + window_.size()) {
+    std::uint64_t const size = std::min<std::uint64_t>(
+        std::max<std::size_t>(kNameWindowSize, item.nameSize), writer_.flushed_ - offset);
+    window_.resize(static_cast<std::size_t>(size));
+    if (!readFully(writer_.fd_, offset, window_.data(), window_.size())) failReadBack();
+    start_ = offset;
+  }
+  return {reinterpret_cast<char const*>(window_.data()) + (offset - start_), item.nameSize};
 }
 
 ZipStreamItem& ZipStreamWriter::newSizedItem(std::string_view name, bool deflated,
@@ -240,9 +216,9 @@ void ZipStreamWriter::end(std::uint32_t crc, std::uint64_t size) {
   item.compressedSize = end_ - item.dataOffset();
   if (!item.zip64Sizes && (item.compressedSize >= kMax32 || size >= kMax32)) {
     // Past what the header made room for: deflate grew the content beyond all expectation.
-    std::string scratch;
+    NameReader names(*this);
     throw opc::Exception(
-        "item \"" + std::string(nameOf(count_ - 1, scratch)) + "\" outgrew the room of its header",
+        "item \"" + std::string(names.nameOf(count_ - 1)) + "\" outgrew the room of its header",
         boost::system::error_code());
   }
   Bytes b;
@@ -313,14 +289,15 @@ void ZipStreamWriter::copyStored(std::string_view name, bool deflated, std::uint
 }
 
 void ZipStreamWriter::finish() {
-  // Every header in the file, where the names not kept are read back from.
+  // Every header in the file, where the names not kept are read back from: the directory
+  // that follows goes through the buffer.
   flush();
   std::uint64_t const directoryOffset = end_;
   NameReader names(*this);
   Bytes b(46 + std::size_t{kMax16} + 28);
   for (std::size_t index = 0; index < count_; ++index) {
     ZipStreamItem const& item = this->item(index);
-    std::string_view const name = names.nameOf(item);
+    std::string_view const name = names.nameOf(index);
     bool const bigSizes = item.zip64Sizes || item.size >= kMax32 || item.compressedSize >= kMax32;
     bool const bigOffset = item.headerOffset >= kMax32;
     Bytes extra;

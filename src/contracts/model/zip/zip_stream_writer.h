@@ -98,9 +98,23 @@ class OPC_MODEL_EXPORT ZipStreamWriter {
   ZipStreamItem const& item(std::size_t index) const {
     return chunks_[index / kItemsPerChunk][index % kItemsPerChunk];
   }
-  // The name of the item at `index`: from memory, or read back into `scratch` (valid until
-  // `scratch` changes).  Throws opc::Exception with the system's words if it cannot be read.
-  std::string_view nameOf(std::size_t index, std::string& scratch) const;
+  // Reads the names of a writer's items, from memory or, for names not kept, from the
+  // writer's buffer or file.  A window of the file is kept from one call to the next, so that
+  // names asked for in file order cost one read per window.  The writer must outlive the
+  // reader and add no item while it is used.  Not thread-safe.
+  class NameReader {
+   public:
+    explicit NameReader(ZipStreamWriter const& writer) : writer_(writer) {}
+    // The name of the item at `index`, valid until the next call.  Throws opc::Exception with
+    // the system's words if it cannot be read back.
+    std::string_view nameOf(std::size_t index);
+
+   private:
+    ZipStreamWriter const& writer_;
+    std::vector<unsigned char> window_;
+    std::uint64_t start_ = 0;
+  };
+
   // Bytes of the archive so far, buffered ones included.
   std::uint64_t size() const { return end_; }
   // Bytes already in the file: items whose stored bytes end there may be read back.
@@ -111,7 +125,6 @@ class OPC_MODEL_EXPORT ZipStreamWriter {
   // moved as the archive grows, and no block is freed until the writer goes.
   static constexpr std::size_t kItemsPerChunk = 4096;
   static constexpr std::size_t kNameBlockSize = std::size_t{64} << 10;
-  class NameReader;
 
   // A new item at the end under `name`, its header at the current end of the archive.
   ZipStreamItem& newItem(std::string_view name);
