@@ -65,6 +65,9 @@ std::string content(std::size_t size, unsigned seed, bool words) {
   return result;
 }
 
+// A part name longer than the archive writer keeps in memory.
+std::u16string const kLongName = u"/docs/" + std::u16string(200, u'n') + u".txt";
+
 void writePart(Package& package, std::u16string const& name, char16_t const* type,
                CompressionType compression, std::string const& bytes) {
   opc::model::Part part =
@@ -103,6 +106,9 @@ void create(std::u16string const& path, bool big) {
             content(8000, 3, false));
   writePart(*package, u"/docs/kept.txt", u"text/plain", CompressionType::DeflateContent,
             content(5000, 4, true));
+  // A name too long for the archive writer to keep: it is read back from the file at the save.
+  writePart(*package, kLongName, u"text/plain", CompressionType::DeflateContent,
+            content(3000, 6, true));
   if (big) {
     writePart(*package, u"/big/old.bin", u"application/octet-stream", CompressionType::Stored,
               content(std::size_t{2} << 20, 5, false));
@@ -119,6 +125,8 @@ void modify(std::u16string const& path, bool big, unsigned threads, bool announc
             content(30000, 10, true));
   writePart(*package, u"/new/e.bin", u"application/octet-stream", CompressionType::Stored,
             content(3000, 11, false));
+  writePart(*package, kLongName + u".new", u"text/plain", CompressionType::DeflateContent,
+            content(4000, 15, true));
   rewritePart(*package, u"/a.xml", "<a>" + content(4000, 12, true) + "</a>");
   package->deletePart(PartName(u"/bin/c.bin"));
   package->createInternalRelationship(kRelType, URI(u"/new/d.txt"), u"rD");
