@@ -1,6 +1,7 @@
 // Load and save of FileSystemManager: the manifest part, its relationship, and what the manager
 // claims of the package.
 #include <cstddef>
+#include <cstdint>
 #include <exception>
 #include <functional>
 #include <set>
@@ -163,10 +164,15 @@ void FileSystemManager::doLoad() {
   };
   std::unique_ptr<IContentSource> source = open();
   std::unique_ptr<IContentSource> again;
-  manifestXml_->read(source->getInputStream(), *tree_, [&]() -> opc::InputStream& {
-    again = open();
-    return again->getInputStream();
-  });
+  // The size of the document is known for a part in the clear, not through the decryption.
+  std::uint64_t const size = encrypted ? 0 : part.getSize();
+  manifestXml_->read(
+      source->getInputStream(), *tree_,
+      [&]() -> opc::InputStream& {
+        again = open();
+        return again->getInputStream();
+      },
+      size);
 
   // The relationship only finds the part; the part's type says which form it holds.
   if (contentType == getPartContentTypeV1()) {

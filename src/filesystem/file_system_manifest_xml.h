@@ -3,7 +3,9 @@
 #define SRC_FILESYSTEM_FILE_SYSTEM_MANIFEST_XML_H_
 
 #include <cstddef>
+#include <cstdint>
 #include <functional>
+#include <memory>
 #include <string>
 
 #include <boost/core/noncopyable.hpp>
@@ -29,9 +31,10 @@ class ManifestBytes;
 // permissions or date.  The older form of the document (no version, attributes platform and
 // encoding, decimal file modes) is read as version "1.0" and written by writeV1.
 //
-// Both schemas are compiled into the library and loaded once, at construction, into the
-// grammar cache of the object's parser; every document read is validated against the grammar
-// of its namespace.  The parser refuses document type declarations and external resources.
+// Both schemas are compiled into the library and loaded once, by the first read that needs the
+// parser, into the grammar cache of the object's parser; every document that the parser reads is
+// validated against the grammar of its namespace.  The parser refuses document type
+// declarations and external resources.
 //
 // Documents are streamed both ways: reading fills the tree entry by entry as they are read, and
 // writing prints each leaf as the tree is walked, so that neither holds a large document in
@@ -39,8 +42,8 @@ class ManifestBytes;
 // parser accepts it, the parser reads it from its first byte, from the source again when the
 // caller can give it again, or else from the first 4 MiB held in memory.
 //
-// The object owns one parser and is used by one thread at a time.  It keeps the XML library
-// initialised for as long as it lives.
+// The object owns one parser, made at its first use, and is used by one thread at a time.  It
+// keeps the XML library initialised from then on, for as long as it lives.
 class FileSystemManifestXml : private boost::noncopyable {
  public:
   // Gives the stream of a document anew, from its first byte, for a second reading: a stream
@@ -48,9 +51,8 @@ class FileSystemManifestXml : private boost::noncopyable {
   // it returns.
   using Reopen = std::function<opc::InputStream&()>;
 
-  // Makes the parser and caches both grammars.  Raises
-  // opc::model::InvalidXMLSchema "Schema could not be loaded: <parser's text>" if a schema
-  // does not load.  `window` is the buffer of the reader without the parser on a stream
+  // Makes neither the parser nor its grammars: the plain documents that the writer makes are
+  // read without them.  `window` is the buffer of the reader without the parser on a stream
   // (detail::ManifestFastReader): smaller ones than the default are for tests.
   explicit FileSystemManifestXml(std::size_t window = std::size_t{1} << 20);
   ~FileSystemManifestXml();
@@ -63,6 +65,10 @@ class FileSystemManifestXml : private boost::noncopyable {
   // version createdByPlatform, createdByEncoding and octal permissions, and names as they
   // stand.  Entries are added in document order; parents that do not exist are made as
   // folders without permissions or date.
+  //
+  // The first read that needs the parser makes it and caches both grammars, and raises
+  // opc::model::InvalidXMLSchema "Schema could not be loaded: <parser's text>" if a schema
+  // does not load.
   //
   // Raises opc::model::InvalidPartContent with the parser's text if the document is not
   // well-formed or not valid, and with the texts of readPermissions and readDate
@@ -85,7 +91,12 @@ class FileSystemManifestXml : private boost::noncopyable {
   // that a source that fails there reports its failure as it does there, without a second
   // reading; a failure further on leaves the verdict to the parser on the second reading.  What
   // `reopen` and the second stream raise passes through, with the tree as it was.
-  void read(opc::InputStream& source, FileSystemTree& tree, Reopen const& reopen);
+  //
+  // `size` is the size that the document is expected to have, 0 if it is not known.  A document
+  // of up to 4 MiB is then read in one window of its size instead: no more memory than the
+  // stream of an item inflated whole holds, which inflates straight into it.
+  void read(opc::InputStream& source, FileSystemTree& tree, Reopen const& reopen,
+            std::uint64_t size = 0);
 
   // Reads as read() does, always through the validating parser: the reference that the
   // reader without it is held to.
@@ -114,8 +125,12 @@ class FileSystemManifestXml : private boost::noncopyable {
   void writeForm(FileSystemTree const& tree, opc::OutputStream& target, bool isV1);
   // Tries the reader without the parser; false, with `tree` as it was, if it gave up.
   bool readFast(detail::ManifestBytes& bytes, FileSystemTree& tree);
+  // The parser, with both grammars in its cache, made at the first call.
+  opc::model::XmlStreamReader& parser();
 
-  opc::model::XmlStreamReader reader_;
+  // Null until a document needs the parser: compiling the grammars costs more than reading a
+  // manifest of thousands of entries without it.
+  std::unique_ptr<opc::model::XmlStreamReader> reader_;
   std::size_t window_;
   std::size_t parserReads_ = 0;
 };

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <exception>
 #include <memory>
 #include <string_view>
@@ -233,11 +234,7 @@ void readOn(opc::InputStream& stream, std::size_t consumed, std::size_t until) {
 
 }  // namespace
 
-FileSystemManifestXml::FileSystemManifestXml(std::size_t window) : reader_(), window_(window) {
-  // Grammars are compiled here, once, and found by namespace in the cache at every read.
-  detail::loadManifestGrammar(reader_, detail::manifestSchemaText(), detail::kManifestSchemaId);
-  detail::loadManifestGrammar(reader_, detail::manifestSchemaTextV1(), detail::kManifestSchemaIdV1);
-}
+FileSystemManifestXml::FileSystemManifestXml(std::size_t window) : window_(window) {}
 
 FileSystemManifestXml::~FileSystemManifestXml() = default;
 
@@ -249,7 +246,7 @@ void FileSystemManifestXml::read(opc::InputStream& source, FileSystemTree& tree)
 }
 
 void FileSystemManifestXml::read(opc::InputStream& source, FileSystemTree& tree,
-                                 Reopen const& reopen) {
+                                 Reopen const& reopen, std::uint64_t size) {
   if (!reopen) {
     read(source, tree);
     return;
@@ -257,7 +254,11 @@ void FileSystemManifestXml::read(opc::InputStream& source, FileSystemTree& tree,
   std::u16string const platform = tree.getPlatform();
   std::u16string const encoding = tree.getEncoding();
   std::u16string const version = tree.getVersion();
-  detail::ManifestFastReader fast(window_);
+  // A document that fits is read in one window: the stream of an item inflated whole then
+  // inflates it straight into the window, instead of into a buffer of its own from which the
+  // window is filled piece by piece.
+  bool const fits = size > window_ && size <= kFastReadLimit;
+  detail::ManifestFastReader fast(fits ? static_cast<std::size_t>(size) : window_);
   bool accepted = false;
   source.open();
   try {
@@ -290,7 +291,19 @@ void FileSystemManifestXml::read(opc::InputStream& source, FileSystemTree& tree,
 }
 
 void FileSystemManifestXml::readValidating(opc::InputStream& source, FileSystemTree& tree) {
-  fill(tree, [&](ManifestFiller& filler) { reader_.read(source, filler); });
+  opc::model::XmlStreamReader& reader = parser();
+  fill(tree, [&](ManifestFiller& filler) { reader.read(source, filler); });
+}
+
+opc::model::XmlStreamReader& FileSystemManifestXml::parser() {
+  if (reader_) return *reader_;
+  // Grammars are compiled here, once, and found by namespace in the cache at every read.  A
+  // parser whose grammar failed to load is not kept: the next read tries again.
+  auto reader = std::make_unique<opc::model::XmlStreamReader>();
+  detail::loadManifestGrammar(*reader, detail::manifestSchemaText(), detail::kManifestSchemaId);
+  detail::loadManifestGrammar(*reader, detail::manifestSchemaTextV1(), detail::kManifestSchemaIdV1);
+  reader_ = std::move(reader);
+  return *reader_;
 }
 
 bool FileSystemManifestXml::readFast(detail::ManifestBytes& bytes, FileSystemTree& tree) {
