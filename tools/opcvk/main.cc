@@ -94,10 +94,10 @@ int main(int argc, char** argv) {
   }
 
   try {
-    // Opening a package reads its content types as XML and drops the XML library again, and
-    // the file-system manifest's reader then initialises it anew: about 1.5 ms of tables built
-    // twice.  Held here, the library is initialised once for the whole command.
-    opc::model::XercesGuard xml;
+    // The library's documents are read without the XML library when they are plain, as those
+    // it writes are; any other initialises it, and reading several of them would build its
+    // tables (about 1.5 ms) each time.  Once initialised, it is kept for the whole command.
+    opc::model::XercesRetainer xml;
     // The library tells some failures on std::cout before it raises them; the tool's standard
     // output carries results only, and the failure is told once, on standard error.
     opcvk::SilencedStdout silenced;

@@ -1,3 +1,4 @@
+#include <memory>
 #include <thread>
 #include <vector>
 
@@ -11,6 +12,7 @@ namespace {
 
 using opc::model::XercesGuard;
 using opc::model::XercesHelper;
+using opc::model::XercesRetainer;
 
 // The XML library is usable exactly when its memory manager is set.
 bool xmlLibraryInitialised() { return xercesc::XMLPlatformUtils::fgMemoryManager != nullptr; }
@@ -71,6 +73,38 @@ TEST(XercesGuardTest, LastGuardsOnSeveralThreadsShutDownCleanly) {
   for (auto& thread : threads) {
     thread.join();
   }
+  EXPECT_FALSE(xmlLibraryInitialised());
+}
+
+TEST(XercesRetainerTest, InitialisesNothingByItself) {
+  {
+    XercesRetainer retainer;
+    EXPECT_FALSE(xmlLibraryInitialised());
+  }
+  EXPECT_FALSE(xmlLibraryInitialised());
+}
+
+TEST(XercesRetainerTest, KeepsTheLibraryFromTheFirstGuardUntilItGoes) {
+  auto retainer = std::make_unique<XercesRetainer>();
+  { XercesGuard guard; }
+  EXPECT_TRUE(xmlLibraryInitialised());
+  {
+    XercesGuard again;
+    EXPECT_NE(nullptr, XercesHelper::createDocument());
+  }
+  EXPECT_TRUE(xmlLibraryInitialised());
+  retainer.reset();
+  EXPECT_FALSE(xmlLibraryInitialised());
+}
+
+TEST(XercesRetainerTest, LastOfSeveralRetainersGivesTheLibraryBack) {
+  auto first = std::make_unique<XercesRetainer>();
+  auto second = std::make_unique<XercesRetainer>();
+  auto guard = std::make_unique<XercesGuard>();
+  first.reset();
+  guard.reset();
+  EXPECT_TRUE(xmlLibraryInitialised());
+  second.reset();
   EXPECT_FALSE(xmlLibraryInitialised());
 }
 

@@ -1,6 +1,8 @@
 #include "content_types.h"
 
 #include <algorithm>
+#include <memory>
+#include <optional>
 #include <string_view>
 
 #include <opc/core/string_conversions.h>
@@ -11,6 +13,7 @@
 
 #include "../part_name_rules.h"
 #include "../text_chars.h"
+#include "../xml/plain_elements.h"
 
 namespace opc {
 namespace model {
@@ -24,14 +27,25 @@ char16_t const kRelationshipsContentType[] =
 
 namespace {
 
-std::u16string requiredAttribute(xercesc::DOMElement const* element, char16_t const* attribute,
+// The kinds of element of the document, and the attributes read from each.
+constexpr std::size_t kDefault = 0;
+constexpr std::size_t kOverride = 1;
+constexpr std::size_t kExtensionValue = 0;
+constexpr std::size_t kPartNameValue = 0;
+constexpr std::size_t kContentTypeValue = 1;
+PlainElementKind const kKinds[] = {{u"Default", {u"Extension", u"ContentType"}},
+                                   {u"Override", {u"PartName", u"ContentType"}}};
+PlainDocumentShape const kShape{u"Types", kContentTypesNamespace, kKinds, 2};
+
+std::u16string requiredAttribute(PlainElement const& element, std::size_t at,
                                  char const* elementName, std::string const& context) {
-  std::u16string value;
-  if (!XercesHelper::getElementAttribute(element, attribute, value) || value.empty()) {
+  std::optional<std::u16string> const& value = element.values[at];
+  if (!value || value->empty()) {
     throw InvalidPackage(context + ": a " + elementName + " element has no " +
-                         toUDEString(attribute) + " attribute");
+                         toUDEString(std::u16string(kKinds[element.kind].attributes[at])) +
+                         " attribute");
   }
-  return value;
+  return *value;
 }
 
 ContentType parseContentType(std::u16string const& text, std::string const& context) {
@@ -109,21 +123,50 @@ ContentTypeMap ContentTypeMap::read(opc::InputStream& stream, std::string const&
   if (std::u16string(root->getLocalName()) != u"Types") {
     throw InvalidPackage(context + ": the document element is not Types");
   }
+  return fromElements(plainElementsOf(root, kShape), context);
+}
 
-  ContentTypeMap map;
-  for (xercesc::DOMElement const* element : XercesHelper::getElements(root, u"Default")) {
-    std::u16string const extension = requiredAttribute(element, u"Extension", "Default", context);
-    ContentType const type =
-        parseContentType(requiredAttribute(element, u"ContentType", "Default", context), context);
-    if (!map.defaults_.emplace(asciiLowered(extension), type).second) {
-      throw InvalidPackage(context + ": the extension " + quoted(extension) +
-                           " has more than one Default");
+ContentTypeMap ContentTypeMap::read(OpenStream const& open, std::size_t size,
+                                    std::string const& context) {
+  std::vector<PlainElement> elements;
+  bool plain = false;
+  {
+    std::shared_ptr<opc::InputStream> const stream = open();
+    try {
+      // Nearly every package's document is plain: read without the parser, the XML library
+      // is not even initialised for it.
+      plain = readPlainElements(*stream, size, kShape, elements);
+    } catch (InvalidXMLDocument const& e) {
+      // A failure to close the stream, told as the parser's road tells it.
+      throw InvalidPackage(context + ": " + e.what());
+    } catch (InvalidPartContent const& e) {
+      throw InvalidPackage(context + ": " + e.what());
     }
   }
-  for (xercesc::DOMElement const* element : XercesHelper::getElements(root, u"Override")) {
-    std::u16string const nameText = requiredAttribute(element, u"PartName", "Override", context);
-    ContentType const type =
-        parseContentType(requiredAttribute(element, u"ContentType", "Override", context), context);
+  if (plain) return fromElements(elements, context);
+  std::shared_ptr<opc::InputStream> const again = open();
+  return read(*again, context);
+}
+
+ContentTypeMap ContentTypeMap::fromElements(std::vector<PlainElement> const& elements,
+                                            std::string const& context) {
+  ContentTypeMap map;
+  // Every Default before any Override: the elements come kind by kind.
+  for (PlainElement const& element : elements) {
+    if (element.kind == kDefault) {
+      std::u16string const extension =
+          requiredAttribute(element, kExtensionValue, "Default", context);
+      ContentType const type = parseContentType(
+          requiredAttribute(element, kContentTypeValue, "Default", context), context);
+      if (!map.defaults_.emplace(asciiLowered(extension), type).second) {
+        throw InvalidPackage(context + ": the extension " + quoted(extension) +
+                             " has more than one Default");
+      }
+      continue;
+    }
+    std::u16string const nameText = requiredAttribute(element, kPartNameValue, "Override", context);
+    ContentType const type = parseContentType(
+        requiredAttribute(element, kContentTypeValue, "Override", context), context);
     boost::optional<PartName> name;
     try {
       name = PartName(nameText);
@@ -160,7 +203,12 @@ ContentType const* ContentTypeMap::find(PartName const& name) const {
 }
 
 ContentType const* ContentTypeMap::findByAsciiKey(std::string const& key) const {
-  if (ContentType const* type = findOverride(key)) return type;
+  // Looked up by the caller's string itself: a copy of a key longer than the short-string room
+  // costs an allocation for every part of a package.
+  if (!overrides_.empty()) {
+    auto const override = overrides_.find(key);
+    if (override != overrides_.end()) return &override->second;
+  }
   // The key of a plain ASCII name is its text in lower case: its extension is already lowered.
   std::string_view const lowered = extensionOf(std::string_view(key));
   if (lowered.empty()) return nullptr;

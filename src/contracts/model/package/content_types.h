@@ -3,7 +3,10 @@
 #ifndef OPC_MODEL_PACKAGE_CONTENT_TYPES_H_
 #define OPC_MODEL_PACKAGE_CONTENT_TYPES_H_
 
+#include <cstddef>
+#include <functional>
 #include <map>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -20,6 +23,8 @@
 namespace opc {
 namespace model {
 namespace detail {
+
+struct PlainElement;
 
 // The ZIP item that holds the content types, and the namespace of its XML.
 extern char const kContentTypesItemName[];
@@ -46,6 +51,16 @@ class ContentTypeMap {
   // or a second Default for one extension or a second Override for one part.
   static ContentTypeMap read(opc::InputStream& stream, std::string const& context);
 
+  // Gives a new stream of the document, from its first byte, each time it is called.
+  using OpenStream = std::function<std::shared_ptr<opc::InputStream>()>;
+
+  // Reads the document as read() above does, with the same outcome on every input, from a
+  // stream that `open` gives; `size` is the size the document is expected to have.  A
+  // document of the plain form that writeContentTypes makes is read without the XML parser;
+  // any other, or a stream that fails, is read again by the parser from a second stream.
+  // What `open` raises passes through.
+  static ContentTypeMap read(OpenStream const& open, std::size_t size, std::string const& context);
+
   // The Override for the part if there is one, else the Default for its extension.
   boost::optional<ContentType> lookup(PartName const& name) const;
   // The same without a copy: the type held by this map, or null.  Equal types of one map
@@ -57,6 +72,9 @@ class ContentTypeMap {
   ContentType const* findByAsciiKey(std::string const& key) const;
 
  private:
+  // The map of the elements that either road of read() found, kind by kind.
+  static ContentTypeMap fromElements(std::vector<PlainElement> const& elements,
+                                     std::string const& context);
   ContentType const* findOverride(std::string_view key) const;
 
   std::map<std::u16string, ContentType> defaults_;

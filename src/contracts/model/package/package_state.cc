@@ -201,10 +201,9 @@ void PackageState::load(std::shared_ptr<ZipArchive const> archive) {
     throw InvalidPackage(typesContext + ": it is larger than the limit of " +
                          std::to_string(options_.limits.maxStructurePartSize) + " bytes");
   }
-  ContentTypeMap types = [&] {
-    std::shared_ptr<opc::InputStream> stream(archive_->openEntry(typesEntry));
-    return ContentTypeMap::read(*stream, typesContext);
-  }();
+  ContentTypeMap types = ContentTypeMap::read(
+      [&] { return std::shared_ptr<opc::InputStream>(archive_->openEntry(typesEntry)); },
+      static_cast<std::size_t>(typesEntry.uncompressedSize), typesContext);
 
   if (count >= PartTable::kNone) {
     throw InvalidPackage(context + ": it has too many items");
@@ -481,8 +480,10 @@ void PackageState::loadRelationships(RelationshipSet& set, URI const& sourceURI,
       throw InvalidPackage(context + ": it is larger than the limit of " +
                            std::to_string(options_.limits.maxStructurePartSize) + " bytes");
     }
-    std::shared_ptr<opc::InputStream> stream(archive_->openEntry(*set.entry));
-    set.relationships = readRelationships(*stream, sourceURI, context);
+    ZipEntry const& entry = *set.entry;
+    set.relationships = readRelationships(
+        [&] { return std::shared_ptr<opc::InputStream>(archive_->openEntry(entry)); },
+        static_cast<std::size_t>(entry.uncompressedSize), sourceURI, context);
   }
   set.nextCounter = set.relationships.size() + 1;
   set.loaded = true;

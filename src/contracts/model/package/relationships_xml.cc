@@ -1,5 +1,7 @@
 #include "relationships_xml.h"
 
+#include <memory>
+#include <optional>
 #include <set>
 
 #include <opc/core/string_conversions.h>
@@ -9,6 +11,7 @@
 #include <opc/model/xml/xml_exceptions.h>
 
 #include "../text_chars.h"
+#include "../xml/plain_elements.h"
 #include "content_types.h"
 
 namespace opc {
@@ -20,24 +23,53 @@ char16_t const kRelationshipsNamespace[] =
 
 namespace {
 
-std::u16string requiredAttribute(xercesc::DOMElement const* element, char16_t const* attribute,
+// The one kind of element of the document, and the attributes read from it.
+constexpr std::size_t kId = 0;
+constexpr std::size_t kType = 1;
+constexpr std::size_t kTarget = 2;
+constexpr std::size_t kTargetMode = 3;
+PlainElementKind const kKinds[] = {{u"Relationship", {u"Id", u"Type", u"Target", u"TargetMode"}}};
+PlainDocumentShape const kShape{u"Relationships", kRelationshipsNamespace, kKinds, 1};
+
+std::u16string requiredAttribute(PlainElement const& element, std::size_t at,
                                  std::string const& context) {
-  std::u16string value;
-  if (!XercesHelper::getElementAttribute(element, attribute, value)) {
-    throw InvalidPackage(context + ": a Relationship element has no " + toUDEString(attribute) +
-                         " attribute");
+  std::optional<std::u16string> const& value = element.values[at];
+  if (!value) {
+    throw InvalidPackage(context + ": a Relationship element has no " +
+                         toUDEString(std::u16string(kKinds[0].attributes[at])) + " attribute");
   }
-  return value;
+  return *value;
 }
 
-TargetMode parseTargetMode(xercesc::DOMElement const* element, std::string const& context) {
-  std::u16string mode;
-  if (!XercesHelper::getElementAttribute(element, u"TargetMode", mode) || mode == u"Internal") {
-    return TargetMode::Internal;
-  }
-  if (mode == u"External") return TargetMode::External;
-  throw InvalidPackage(context + ": the target mode " + quoted(mode) +
+TargetMode parseTargetMode(PlainElement const& element, std::string const& context) {
+  std::optional<std::u16string> const& mode = element.values[kTargetMode];
+  if (!mode || *mode == u"Internal") return TargetMode::Internal;
+  if (*mode == u"External") return TargetMode::External;
+  throw InvalidPackage(context + ": the target mode " + quoted(*mode) +
                        " is neither \"Internal\" nor \"External\"");
+}
+
+// The relationships of the elements that either road found.
+std::vector<Relationship> relationshipsOf(std::vector<PlainElement> const& elements,
+                                          URI const& sourceURI, std::string const& context) {
+  std::vector<Relationship> relationships;
+  std::set<std::u16string> ids;
+  for (PlainElement const& element : elements) {
+    std::u16string const id = requiredAttribute(element, kId, context);
+    std::u16string const type = requiredAttribute(element, kType, context);
+    std::u16string const target = requiredAttribute(element, kTarget, context);
+    TargetMode const mode = parseTargetMode(element, context);
+    if (!ids.insert(id).second) {
+      throw InvalidPackage(context + ": the id " + quoted(id) +
+                           " is given to more than one relationship");
+    }
+    try {
+      relationships.emplace_back(id, type, URI(target), mode, sourceURI);
+    } catch (InvalidRelationship const& e) {
+      throw InvalidPackage(context + ": " + e.what());
+    }
+  }
+  return relationships;
 }
 
 }  // namespace
@@ -59,24 +91,29 @@ std::vector<Relationship> readRelationships(opc::InputStream& stream, URI const&
   if (std::u16string(root->getLocalName()) != u"Relationships") {
     throw InvalidPackage(context + ": the document element is not Relationships");
   }
-  std::vector<Relationship> relationships;
-  std::set<std::u16string> ids;
-  for (xercesc::DOMElement const* element : XercesHelper::getElements(root, u"Relationship")) {
-    std::u16string const id = requiredAttribute(element, u"Id", context);
-    std::u16string const type = requiredAttribute(element, u"Type", context);
-    std::u16string const target = requiredAttribute(element, u"Target", context);
-    TargetMode const mode = parseTargetMode(element, context);
-    if (!ids.insert(id).second) {
-      throw InvalidPackage(context + ": the id " + quoted(id) +
-                           " is given to more than one relationship");
-    }
+  return relationshipsOf(plainElementsOf(root, kShape), sourceURI, context);
+}
+
+std::vector<Relationship> readRelationships(OpenStream const& open, std::size_t size,
+                                            URI const& sourceURI, std::string const& context) {
+  std::vector<PlainElement> elements;
+  bool plain = false;
+  {
+    std::shared_ptr<opc::InputStream> const stream = open();
     try {
-      relationships.emplace_back(id, type, URI(target), mode, sourceURI);
-    } catch (InvalidRelationship const& e) {
+      // Nearly every relationships part is plain: read without the parser, the XML library
+      // is not even initialised for it.
+      plain = readPlainElements(*stream, size, kShape, elements);
+    } catch (InvalidXMLDocument const& e) {
+      // A failure to close the stream, told as the parser's road tells it.
+      throw InvalidPackage(context + ": " + e.what());
+    } catch (InvalidPartContent const& e) {
       throw InvalidPackage(context + ": " + e.what());
     }
   }
-  return relationships;
+  if (plain) return relationshipsOf(elements, sourceURI, context);
+  std::shared_ptr<opc::InputStream> const again = open();
+  return readRelationships(*again, sourceURI, context);
 }
 
 void writeRelationships(std::vector<Relationship> const& relationships, opc::OutputStream& stream) {

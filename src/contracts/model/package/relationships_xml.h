@@ -3,6 +3,9 @@
 #ifndef OPC_MODEL_PACKAGE_RELATIONSHIPS_XML_H_
 #define OPC_MODEL_PACKAGE_RELATIONSHIPS_XML_H_
 
+#include <cstddef>
+#include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -25,6 +28,17 @@ extern char16_t const kRelationshipsNamespace[];
 // Relationship constructor refuses, or whose id another relationship already has.
 std::vector<Relationship> readRelationships(opc::InputStream& stream, URI const& sourceURI,
                                             std::string const& context);
+
+// Gives a new stream of a document, from its first byte, each time it is called.
+using OpenStream = std::function<std::shared_ptr<opc::InputStream>()>;
+
+// Reads the relationships as readRelationships() above does, with the same outcome on every
+// input, from a stream that `open` gives; `size` is the size the document is expected to have.
+// A document of the plain form that writeRelationships makes is read without the XML parser;
+// any other, or a stream that fails, is read again by the parser from a second stream.  What
+// `open` raises passes through.
+std::vector<Relationship> readRelationships(OpenStream const& open, std::size_t size,
+                                            URI const& sourceURI, std::string const& context);
 
 // Writes the document of these relationships: every one with its Id, Type and Target, and
 // TargetMode="External" for external ones.  Targets are written with non-ASCII characters

@@ -20,10 +20,20 @@ std::mutex& initialisationMutex() {
   return mutex;
 }
 
+// How many XercesRetainer objects live, and whether one more initialisation is held for them.
+// Both under the lock.
+int retainers = 0;
+bool retained = false;
+
 void initialise() {
   std::lock_guard<std::mutex> lock(initialisationMutex());
   try {
     xercesc::XMLPlatformUtils::Initialize();
+    if (retainers > 0 && !retained) {
+      // Cannot fail: the library is initialised already, and this only counts.
+      xercesc::XMLPlatformUtils::Initialize();
+      retained = true;
+    }
   } catch (xercesc::XMLException const& e) {
     throw opc::Exception(
         "The XML library could not be initialised: " + detail::toMessageText(e.getMessage()),
@@ -42,6 +52,19 @@ XercesGuard& XercesGuard::operator=(XercesGuard const&) { return *this; }
 XercesGuard::~XercesGuard() {
   std::lock_guard<std::mutex> lock(initialisationMutex());
   xercesc::XMLPlatformUtils::Terminate();
+}
+
+XercesRetainer::XercesRetainer() {
+  std::lock_guard<std::mutex> lock(initialisationMutex());
+  ++retainers;
+}
+
+XercesRetainer::~XercesRetainer() {
+  std::lock_guard<std::mutex> lock(initialisationMutex());
+  if (--retainers == 0 && retained) {
+    retained = false;
+    xercesc::XMLPlatformUtils::Terminate();
+  }
 }
 
 }  // namespace model

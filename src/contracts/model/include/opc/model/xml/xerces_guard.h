@@ -25,6 +25,19 @@ class OPC_MODEL_EXPORT XercesGuard {
   ~XercesGuard();
 };
 
+// Keeps the XML library initialised from the first time a XercesGuard initialises it until
+// this object goes, so that a program that needs the library several times initialises it
+// once, and one that never needs it never pays for it.  While any such object lives, the
+// first guard that initialises the library takes one more reference to it, which the last of
+// these objects gives back.  Thread safety as for XercesGuard; not copyable.
+class OPC_MODEL_EXPORT XercesRetainer {
+ public:
+  XercesRetainer();
+  XercesRetainer(XercesRetainer const&) = delete;
+  XercesRetainer& operator=(XercesRetainer const&) = delete;
+  ~XercesRetainer();
+};
+
 }  // namespace model
 }  // namespace opc
 

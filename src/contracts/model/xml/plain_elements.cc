@@ -1,0 +1,385 @@
+#include "plain_elements.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <initializer_list>
+#include <memory>
+#include <new>
+#include <utility>
+
+#include <opc/model/xml/xerces_helper.h>
+
+namespace opc {
+namespace model {
+namespace detail {
+namespace {
+
+constexpr std::u16string_view kXmlns = u"xmlns";
+
+// The most that one read of a stream asks for after the first: a stream may take the size of a
+// read as the size of a buffer of its own.
+constexpr std::size_t kStep = 256 * 1024;
+
+bool isSpace(unsigned char c) { return c == 0x20 || c == 0x09 || c == 0x0A || c == 0x0D; }
+
+bool isLetter(unsigned char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
+
+// Whether `c` is a character that XML 1.0 allows in a document.
+bool isXmlChar(std::uint32_t c) {
+  if (c < 0x20) return c == 0x09 || c == 0x0A || c == 0x0D;
+  return c <= 0xD7FF || (c >= 0xE000 && c <= 0xFFFD) || (c >= 0x10000 && c <= 0x10FFFF);
+}
+
+void appendCodePoint(std::u16string& out, std::uint32_t c) {
+  if (c < 0x10000) {
+    out.push_back(static_cast<char16_t>(c));
+  } else {
+    c -= 0x10000;
+    out.push_back(static_cast<char16_t>(0xD800 + (c >> 10)));
+    out.push_back(static_cast<char16_t>(0xDC00 + (c & 0x3FF)));
+  }
+}
+
+// Whether the ASCII bytes of `bytes` spell `name`.
+bool spells(std::string_view bytes, std::u16string_view name) {
+  if (bytes.size() != name.size()) return false;
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
+    if (static_cast<char16_t>(static_cast<unsigned char>(bytes[i])) != name[i]) return false;
+  }
+  return true;
+}
+
+// A cursor over the bytes of one document.  Every operation that fails makes the reader give
+// up, so none of them needs to restore the position.
+class Scan {
+ public:
+  Scan(unsigned char const* data, std::size_t size) : at_(data), end_(data + size) {}
+
+  bool atEnd() const { return at_ == end_; }
+
+  // Skips whitespace; whether there was any.
+  bool skipSpace() {
+    unsigned char const* const from = at_;
+    while (at_ != end_ && isSpace(*at_)) ++at_;
+    return at_ != from;
+  }
+
+  // Consumes `text` if the input goes on with it.
+  bool take(std::string_view text) {
+    if (static_cast<std::size_t>(end_ - at_) < text.size()) return false;
+    if (!std::equal(text.begin(), text.end(), at_,
+                    [](char a, unsigned char b) { return static_cast<unsigned char>(a) == b; })) {
+      return false;
+    }
+    at_ += text.size();
+    return true;
+  }
+
+  // Whether the input goes on with a byte that may follow a name in a tag.
+  bool atNameEnd() const { return at_ != end_ && (isSpace(*at_) || *at_ == '>' || *at_ == '/'); }
+
+  // A name of ASCII letters (the names of every shape are made of them): an element's or an
+  // attribute's, up to whatever follows it.
+  std::string_view letters() {
+    unsigned char const* const from = at_;
+    while (at_ != end_ && isLetter(*at_)) ++at_;
+    return std::string_view(reinterpret_cast<char const*>(from), at_ - from);
+  }
+
+  // The XML declaration, if the document begins with one.
+  bool declaration() {
+    if (!take("<?xml")) return true;
+    if (!skipSpace() || !take("version") || !pseudoValue({"1.0"})) return false;
+    bool space = skipSpace();
+    if (space && take("encoding")) {
+      if (!pseudoValue({"UTF-8", "utf-8"})) return false;
+      space = skipSpace();
+    }
+    if (space && take("standalone")) {
+      if (!pseudoValue({"yes", "no"})) return false;
+      skipSpace();
+    }
+    return take("?>");
+  }
+
+  // "=", a quoted value, its references replaced, into `out`.
+  bool attributeValue(std::u16string& out) {
+    skipSpace();
+    if (!take("=")) return false;
+    skipSpace();
+    if (at_ == end_ || (*at_ != '"' && *at_ != '\'')) return false;
+    unsigned char const quote = *at_++;
+    out.clear();
+    while (at_ != end_) {
+      unsigned char const c = *at_;
+      if (c == quote) {
+        ++at_;
+        return true;
+      }
+      if (c >= 0x80) {
+        if (!multiByte(out)) return false;
+      } else if (c == '&') {
+        if (!reference(out)) return false;
+      } else if (c < 0x20 || c == '<') {
+        // A raw tab, line feed or carriage return is normalised by the parser: left to it.
+        return false;
+      } else {
+        out.push_back(c);
+        ++at_;
+      }
+    }
+    return false;
+  }
+
+ private:
+  bool pseudoValue(std::initializer_list<std::string_view> allowed) {
+    skipSpace();
+    if (!take("=")) return false;
+    skipSpace();
+    if (at_ == end_ || (*at_ != '"' && *at_ != '\'')) return false;
+    char const quote = static_cast<char>(*at_++);
+    for (std::string_view const value : allowed) {
+      unsigned char const* const from = at_;
+      if (take(value) && take(std::string_view(&quote, 1))) return true;
+      at_ = from;
+    }
+    return false;
+  }
+
+  // One character of two to four bytes, decoded strictly: no overlong form, no surrogate, no
+  // code point above U+10FFFF, and only characters that XML allows.
+  bool multiByte(std::u16string& out) {
+    unsigned char const lead = *at_;
+    std::size_t length = 0;
+    std::uint32_t c = 0;
+    unsigned char low = 0x80;
+    unsigned char high = 0xBF;
+    if (lead >= 0xC2 && lead <= 0xDF) {
+      length = 2;
+      c = lead & 0x1F;
+    } else if (lead >= 0xE0 && lead <= 0xEF) {
+      length = 3;
+      c = lead & 0x0F;
+      if (lead == 0xE0) low = 0xA0;
+      if (lead == 0xED) high = 0x9F;
+    } else if (lead >= 0xF0 && lead <= 0xF4) {
+      length = 4;
+      c = lead & 0x07;
+      if (lead == 0xF0) low = 0x90;
+      if (lead == 0xF4) high = 0x8F;
+    } else {
+      return false;
+    }
+    if (static_cast<std::size_t>(end_ - at_) < length) return false;
+    for (std::size_t i = 1; i < length; ++i) {
+      unsigned char const next = at_[i];
+      if (next < (i == 1 ? low : 0x80) || next > (i == 1 ? high : 0xBF)) return false;
+      c = (c << 6) | (next & 0x3F);
+    }
+    if (!isXmlChar(c)) return false;
+    at_ += length;
+    appendCodePoint(out, c);
+    return true;
+  }
+
+  // "&" and one of the five predefined entities or a character reference of a character that
+  // XML allows.
+  bool reference(std::u16string& out) {
+    static constexpr struct {
+      std::string_view text;
+      char16_t character;
+    } kEntities[] = {
+        {"&lt;", u'<'}, {"&gt;", u'>'}, {"&amp;", u'&'}, {"&quot;", u'"'}, {"&apos;", u'\''}};
+    for (auto const& entity : kEntities) {
+      if (take(entity.text)) {
+        out.push_back(entity.character);
+        return true;
+      }
+    }
+    if (!take("&#")) return false;
+    bool const hex = take("x");
+    std::uint32_t c = 0;
+    std::size_t count = 0;
+    while (at_ != end_ && *at_ != ';') {
+      unsigned char const d = *at_;
+      std::uint32_t value = 0;
+      if (d >= '0' && d <= '9') {
+        value = d - '0';
+      } else if (hex && d >= 'a' && d <= 'f') {
+        value = d - 'a' + 10;
+      } else if (hex && d >= 'A' && d <= 'F') {
+        value = d - 'A' + 10;
+      } else {
+        return false;
+      }
+      // Eight digits hold every character; more, even leading zeros, are left to the parser.
+      if (++count > 8) return false;
+      c = c * (hex ? 16 : 10) + value;
+      ++at_;
+    }
+    if (count == 0 || !take(";") || !isXmlChar(c)) return false;
+    appendCodePoint(out, c);
+    return true;
+  }
+
+  unsigned char const* at_;
+  unsigned char const* end_;
+};
+
+// The index of the kind whose name `name` spells, or kindCount.
+std::size_t kindOf(PlainDocumentShape const& shape, std::string_view name) {
+  std::size_t kind = 0;
+  while (kind < shape.kindCount && !spells(name, shape.kinds[kind].name)) ++kind;
+  return kind;
+}
+
+// The root's start tag from behind its name: the default namespace's declaration alone.
+// Whether the root is empty comes in `empty`.
+bool rootTag(Scan& scan, PlainDocumentShape const& shape, bool& empty) {
+  std::u16string value;
+  bool declared = false;
+  for (;;) {
+    bool const space = scan.skipSpace();
+    if (scan.take("/>")) {
+      empty = true;
+      return declared;
+    }
+    if (scan.take(">")) {
+      empty = false;
+      return declared;
+    }
+    if (!space || declared || !spells(scan.letters(), kXmlns) || !scan.attributeValue(value) ||
+        value != shape.ns) {
+      return false;
+    }
+    declared = true;
+  }
+}
+
+// A child's empty element from behind its name: the kind's attributes, each at most once, and
+// "/>".
+bool childTag(Scan& scan, PlainElementKind const& kind, PlainElement& element) {
+  for (;;) {
+    bool const space = scan.skipSpace();
+    if (scan.take("/>")) return true;
+    if (!space) return false;
+    std::string_view const name = scan.letters();
+    std::size_t at = 0;
+    while (at < kMaxPlainAttributes &&
+           (kind.attributes[at].empty() || !spells(name, kind.attributes[at]))) {
+      ++at;
+    }
+    if (at == kMaxPlainAttributes || element.values[at]) return false;
+    element.values[at].emplace();
+    if (!scan.attributeValue(*element.values[at])) return false;
+  }
+}
+
+}  // namespace
+
+bool readPlainElements(unsigned char const* data, std::size_t size, PlainDocumentShape const& shape,
+                       std::vector<PlainElement>& elements) {
+  elements.clear();
+  Scan scan(data, size);
+  // The declaration, if any, stands at the very first byte: no byte order mark, no space.
+  if (!scan.declaration()) return false;
+  scan.skipSpace();
+  if (!scan.take("<") || !spells(scan.letters(), shape.root) || !scan.atNameEnd()) return false;
+  bool empty = false;
+  if (!rootTag(scan, shape, empty)) return false;
+  if (!empty) {
+    for (;;) {
+      scan.skipSpace();
+      if (scan.take("</")) {
+        if (!spells(scan.letters(), shape.root)) return false;
+        scan.skipSpace();
+        if (!scan.take(">")) return false;
+        break;
+      }
+      if (!scan.take("<")) return false;
+      std::size_t const kind = kindOf(shape, scan.letters());
+      if (kind == shape.kindCount || !scan.atNameEnd()) return false;
+      elements.emplace_back();
+      elements.back().kind = kind;
+      if (!childTag(scan, shape.kinds[kind], elements.back())) return false;
+    }
+  }
+  scan.skipSpace();
+  if (!scan.atEnd()) return false;
+  // Kind by kind, as plainElementsOf() finds them.
+  std::stable_sort(elements.begin(), elements.end(),
+                   [](PlainElement const& a, PlainElement const& b) { return a.kind < b.kind; });
+  return true;
+}
+
+bool readPlainElements(opc::InputStream& stream, std::size_t sizeHint,
+                       PlainDocumentShape const& shape, std::vector<PlainElement>& elements) {
+  std::unique_ptr<unsigned char[]> held;
+  std::size_t size = 0;
+  try {
+    stream.open();
+    // One read for the whole room first: a stream that inflates a small item whole does it
+    // straight into a buffer that can take all of it.  Allocated, not initialised: only the
+    // bytes that the stream gives are touched.
+    std::size_t room = sizeHint + 1;
+    held.reset(new unsigned char[room]);
+    std::size_t want = room;
+    while (!stream.isDone()) {
+      if (size == room) {
+        std::size_t const larger = room + std::max(room, kStep);
+        std::unique_ptr<unsigned char[]> grown(new unsigned char[larger]);
+        std::copy_n(held.get(), size, grown.get());
+        held = std::move(grown);
+        room = larger;
+      }
+      size += stream.read(held.get() + size, std::min(want, room - size));
+      want = kStep;
+    }
+  } catch (std::bad_alloc const&) {
+    throw;
+  } catch (...) {
+    // The parser reads the document from a new stream and tells the failure as it meets it.
+    try {
+      stream.close();
+    } catch (...) {
+      // The second reading tells what matters.
+    }
+    return false;
+  }
+  if (!readPlainElements(held.get(), size, shape, elements)) {
+    try {
+      stream.close();
+    } catch (...) {
+      // The second reading tells what matters.
+    }
+    return false;
+  }
+  stream.close();
+  return true;
+}
+
+std::vector<PlainElement> plainElementsOf(xercesc::DOMElement const* root,
+                                          PlainDocumentShape const& shape) {
+  std::vector<PlainElement> elements;
+  for (std::size_t kind = 0; kind < shape.kindCount; ++kind) {
+    std::u16string const name(shape.kinds[kind].name);
+    for (xercesc::DOMElement const* child : XercesHelper::getElements(root, name.c_str())) {
+      PlainElement element;
+      element.kind = kind;
+      for (std::size_t at = 0; at < kMaxPlainAttributes; ++at) {
+        std::u16string_view const attribute = shape.kinds[kind].attributes[at];
+        if (attribute.empty()) continue;
+        std::u16string value;
+        if (XercesHelper::getElementAttribute(child, std::u16string(attribute).c_str(), value)) {
+          element.values[at] = std::move(value);
+        }
+      }
+      elements.push_back(std::move(element));
+    }
+  }
+  return elements;
+}
+
+}  // namespace detail
+}  // namespace model
+}  // namespace opc
