@@ -3,8 +3,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <opc/model/exceptions.h>
 #include <opc/model/package.h>
 
+#include "support/expect_exception.h"
 #include "unit/model/package_test_support.h"
 
 namespace opc {
@@ -41,6 +43,68 @@ TEST(ContentTypesTest, DefaultsMatchExtensionsWithoutRegardToCaseAndOverridesWin
             ContentType(u"application/xml"));
   EXPECT_EQ(package->getPart(PartName(u"/special.xml")).getContentType(),
             ContentType(u"text/x-special"));
+}
+
+// The same elements in the plain form, which is read without the parser, and with a comment,
+// which only the parser reads.
+std::string typesOfBothForms(std::string const& elements, bool plain) {
+  return "<Types xmlns=\"http://schemas.openxmlformats.org/package/2006/content-types\">" +
+         std::string(plain ? "" : "<!-- read by the parser -->") + elements + "</Types>";
+}
+
+TEST(ContentTypesTest, DocumentsOfEitherFormGiveTheSameTypes) {
+  std::string const elements =
+      "<Default Extension=\"XmL\" ContentType=\"application/xml\"/>"
+      "<Override PartName=\"/sp%C3%A9cial.xml\" ContentType=\"text/x-s;a=&quot;b c&quot;\"/>";
+  for (bool const plain : {true, false}) {
+    auto package = Package::openBuffer(
+        opcvk_test::makeZip({{"[Content_Types].xml", typesOfBothForms(elements, plain)},
+                             {"a.XML", "<a/>"},
+                             {"sp%C3%A9cial.xml", "<s/>"}}),
+        PackageAccess::Read);
+    EXPECT_EQ(package->getPart(PartName(u"/a.XML")).getContentType(),
+              ContentType(u"application/xml"));
+    EXPECT_EQ(package
+                  ->getPart(PartName(u"/sp\xE9"
+                                     u"cial.xml"))
+                  .getContentType(),
+              ContentType(u"text/x-s;a=\"b c\""));
+  }
+}
+
+TEST(ContentTypesTest, DocumentsOfEitherFormAreRefusedWithTheSameMessage) {
+  struct Case {
+    std::string elements;
+    std::string message;
+  };
+  std::string const prefix = "Invalid package (in memory): [Content_Types].xml: ";
+  Case const cases[] = {
+      {"<Default Extension=\"a\" ContentType=\"x/y\"/><Default Extension=\"A\" "
+       "ContentType=\"x/z\"/>",
+       prefix + "the extension \"A\" has more than one Default"},
+      {"<Default Extension=\"\" ContentType=\"x/y\"/>",
+       prefix + "a Default element has no Extension attribute"},
+      {"<Override PartName=\"/a\"/>", prefix + "a Override element has no ContentType attribute"},
+      {"<Override PartName=\"a\" ContentType=\"x/y\"/>", ""},
+      {"<Default Extension=\"a\" ContentType=\"x\"/>", ""},
+  };
+  for (Case const& c : cases) {
+    std::string messages[2];
+    for (bool const plain : {true, false}) {
+      try {
+        Package::openBuffer(
+            opcvk_test::makeZip({{"[Content_Types].xml", typesOfBothForms(c.elements, plain)}}),
+            PackageAccess::Read);
+        ADD_FAILURE() << c.elements;
+      } catch (InvalidPackage const& e) {
+        messages[plain ? 0 : 1] = e.what();
+      }
+    }
+    EXPECT_EQ(messages[0], messages[1]) << c.elements;
+    if (!c.message.empty()) {
+      EXPECT_EQ(c.message, messages[0]);
+    }
+  }
 }
 
 TEST(ContentTypesTest, WrittenFirstWithDefaultsForSharedExtensionsAndOverridesForTheRest) {

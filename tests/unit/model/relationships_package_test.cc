@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <opc/core/string_conversions.h>
 #include <opc/model/exceptions.h>
 #include <opc/model/package.h>
 
@@ -94,6 +95,50 @@ TEST(RelationshipsTest, TargetsAreWrittenWithoutRawNonAsciiAndEveryOneWithAnId) 
   ASSERT_EQ(rels.size(), 2u);
   EXPECT_EQ(rels[0].getTargetPartName(), PartName(u"/d\xE9j\xE0.xml"));
   for (Relationship const& r : rels) EXPECT_FALSE(r.getID().empty());
+}
+
+TEST(RelationshipsTest, DocumentsOfEitherFormGiveTheSameRelationshipsAndRefusals) {
+  struct Case {
+    std::string elements;
+    std::string message;
+  };
+  Case const cases[] = {
+      {"<Relationship Id=\"x\" Type=\"http://t\" Target=\"a.xml\"/>"
+       "<Relationship Id=\"y\" Type=\"http://t\" Target=\"http://e/\" TargetMode=\"External\"/>",
+       ""},
+      {"<Relationship Id=\"x\" Type=\"http://t\" Target=\"a.xml\"/>"
+       "<Relationship Id=\"x\" Type=\"http://t\" Target=\"a.xml\"/>",
+       "the id \"x\" is given to more than one relationship"},
+      {"<Relationship Id=\"x\" Target=\"a.xml\"/>", "a Relationship element has no Type attribute"},
+      {"<Relationship Id=\"x\" Type=\"http://t\" Target=\"a.xml\" TargetMode=\"Other\"/>",
+       "the target mode \"Other\" is neither \"Internal\" nor \"External\""},
+  };
+  for (Case const& c : cases) {
+    std::string outcomes[2];
+    for (bool const plain : {true, false}) {
+      std::string const rels = opcvk_test::relationshipsXml(
+          std::string(plain ? "" : "<!-- read by the parser -->") + c.elements);
+      std::string& outcome = outcomes[plain ? 0 : 1];
+      try {
+        auto package = Package::openBuffer(
+            opcvk_test::makeZip({{"[Content_Types].xml", opcvk_test::minimalTypes()},
+                                 {"_rels/.rels", rels},
+                                 {"a.xml", "<a/>"}}),
+            PackageAccess::Read);
+        for (Relationship const& r : package->getRelationships()) {
+          outcome += opc::toUDEString(r.getID() + u" " + r.getType() + u" " +
+                                      r.getTargetURI().toString()) +
+                     (r.getTargetMode() == TargetMode::External ? " external;" : ";");
+        }
+      } catch (InvalidPackage const& e) {
+        outcome = e.what();
+      }
+    }
+    EXPECT_EQ(outcomes[0], outcomes[1]) << c.elements;
+    if (!c.message.empty()) {
+      EXPECT_THAT(outcomes[0], HasSubstr(c.message));
+    }
+  }
 }
 
 TEST(RelationshipsTest, UnreadRelationshipsAreCopiedAsTheyWere) {
