@@ -135,12 +135,17 @@ struct PartName::Rep {
   }
 
   static Form formOf(std::u16string_view text, std::string_view key) {
-    bool same = text.size() == key.size();
+    // Loops without an exit on the way, which the compiler turns into a few wide steps: the
+    // names of a deep tree are hundreds of characters long.
+    char16_t seen = 0;
+    for (char16_t const c : text) seen |= c;
+    if (seen >= 0x80) return Form::Wide;
+    if (text.size() != key.size()) return Form::Narrow;
+    unsigned differ = 0;
     for (std::size_t i = 0; i < text.size(); ++i) {
-      if (text[i] >= 0x80) return Form::Wide;
-      same = same && static_cast<char>(text[i]) == key[i];
+      differ |= static_cast<unsigned char>(static_cast<char>(text[i]) ^ key[i]);
     }
-    return same ? Form::Key : Form::Narrow;
+    return differ == 0 ? Form::Key : Form::Narrow;
   }
 
   static Rep* make(std::u16string_view text, std::string_view key) {

@@ -1,5 +1,7 @@
 #include "part_name_rules.h"
 
+#include <string_view>
+
 #include <opc/core/string_conversions.h>
 #include <opc/model/part_name.h>
 
@@ -14,6 +16,28 @@ bool isSegmentCharacter(char32_t c) {
   return isUnreserved(c) || isSubDelim(c) || c == ':' || c == '@' || isUcsChar(c);
 }
 
+// The ASCII characters that a segment takes as they stand (isSegmentCharacter's ASCII ones),
+// looked up in one step: a long name is mostly such characters, and the classes one by one
+// cost several calls per character.
+struct SegmentAscii {
+  bool of[128] = {};
+  constexpr SegmentAscii() {
+    for (char c = 'a'; c <= 'z'; ++c) of[static_cast<unsigned char>(c)] = true;
+    for (char c = 'A'; c <= 'Z'; ++c) of[static_cast<unsigned char>(c)] = true;
+    for (char c = '0'; c <= '9'; ++c) of[static_cast<unsigned char>(c)] = true;
+    for (char const c : std::string_view("-._~!$&'()*+,;=:@")) {
+      of[static_cast<unsigned char>(c)] = true;
+    }
+  }
+};
+constexpr SegmentAscii kSegmentAscii;
+
+// The value of a hexadecimal digit that isHexDigit accepted.
+char32_t hexDigitValue(char16_t c) {
+  if (c <= u'9') return c - u'0';
+  return (c | 0x20) - u'a' + 10;
+}
+
 // The segment is name[start, stop): checked in place, since a name is validated far more
 // often than it is refused.  A surrogate pair never spans a "/", so reading code points from
 // the whole name gives those of the segment.
@@ -22,12 +46,16 @@ std::optional<std::string> findSegmentError(std::u16string const& name, std::siz
   if (start == stop) return std::string("empty segments are not allowed");
   std::size_t i = start;
   while (i < stop) {
-    if (name[i] == u'%') {
+    char16_t const unit = name[i];
+    if (unit < 0x80 && kSegmentAscii.of[unit]) {
+      ++i;
+      continue;
+    }
+    if (unit == u'%') {
       if (i + 2 >= stop || !isHexDigit(name[i + 1]) || !isHexDigit(name[i + 2])) {
         return std::string("\"%\" must be followed by two hexadecimal digits");
       }
-      char32_t const decoded =
-          static_cast<char32_t>(hexValue(name[i + 1]) * 16 + hexValue(name[i + 2]));
+      char32_t const decoded = hexDigitValue(name[i + 1]) * 16 + hexDigitValue(name[i + 2]);
       if (decoded == '/') return std::string("percent-encoded \"/\" is not allowed");
       if (decoded == '\\') return std::string("percent-encoded \"\\\" is not allowed");
       if (isUnreserved(decoded)) {
@@ -72,21 +100,61 @@ std::optional<std::string> findPartNameError(std::u16string const& name) {
 }
 
 std::string makePartNameKey(std::u16string const& name) {
-  std::string key;
-  key.reserve(name.size());
-  // ASCII, by far the most common, maps character for character; anything else goes through
-  // its UTF-8 bytes.
-  for (char16_t const c : name) {
-    if (c >= 0x80) {
-      key.clear();
-      break;
-    }
-    key += c >= u'A' && c <= u'Z' ? static_cast<char>(c - u'A' + 'a') : static_cast<char>(c);
+  // ASCII, by far the most common, maps character for character, by a loop without branches
+  // that the compiler turns into wide instructions; anything else goes through its UTF-8 bytes.
+  std::string key(name.size(), '\0');
+  char* const out = key.data();
+  char16_t seen = 0;
+  for (std::size_t i = 0; i < name.size(); ++i) {
+    char16_t const c = name[i];
+    seen |= c;
+    unsigned const upper = static_cast<char16_t>(c - u'A') < 26 ? 1 : 0;
+    out[i] = static_cast<char>(c + upper * (u'a' - u'A'));
   }
-  if (key.size() == name.size()) return key;
-  std::string const bytes = opc::detail::toUTF8String(name);
-  key.reserve(bytes.size());
-  appendPartNameKeyBytes(key, bytes);
+  if (seen < 0x80) return key;
+  // The key of the UTF-8 bytes, made from the text as it is read: ASCII lowered, every byte of
+  // another character escaped.  A long name of other scripts made a copy in UTF-8 and went
+  // over it twice.
+  key.clear();
+  key.reserve(3 * name.size());
+  for (std::size_t i = 0; i < name.size(); ++i) {
+    char16_t const c = name[i];
+    if (c < 0x80) {
+      key += c >= u'A' && c <= u'Z' ? static_cast<char>(c - u'A' + 'a') : static_cast<char>(c);
+      continue;
+    }
+    char32_t code = c;
+    if (c >= 0xD800 && c <= 0xDFFF) {
+      bool const paired =
+          c <= 0xDBFF && i + 1 < name.size() && name[i + 1] >= 0xDC00 && name[i + 1] <= 0xDFFF;
+      if (!paired) {
+        // An unpaired surrogate: what the conversion makes of it decides.
+        std::string const bytes = opc::detail::toUTF8String(name);
+        key.clear();
+        appendPartNameKeyBytes(key, bytes);
+        return key;
+      }
+      code = 0x10000 + ((static_cast<char32_t>(c) - 0xD800) << 10) + (name[++i] - 0xDC00);
+    }
+    unsigned char bytes[4];
+    std::size_t count = 0;
+    if (code < 0x800) {
+      bytes[count++] = static_cast<unsigned char>(0xC0 | (code >> 6));
+    } else if (code < 0x10000) {
+      bytes[count++] = static_cast<unsigned char>(0xE0 | (code >> 12));
+      bytes[count++] = static_cast<unsigned char>(0x80 | ((code >> 6) & 0x3F));
+    } else {
+      bytes[count++] = static_cast<unsigned char>(0xF0 | (code >> 18));
+      bytes[count++] = static_cast<unsigned char>(0x80 | ((code >> 12) & 0x3F));
+      bytes[count++] = static_cast<unsigned char>(0x80 | ((code >> 6) & 0x3F));
+    }
+    bytes[count++] = static_cast<unsigned char>(0x80 | (code & 0x3F));
+    for (std::size_t b = 0; b < count; ++b) {
+      key += '%';
+      key += kPartNameKeyHex[bytes[b] >> 4];
+      key += kPartNameKeyHex[bytes[b] & 0xF];
+    }
+  }
   return key;
 }
 

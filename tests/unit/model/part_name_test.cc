@@ -193,7 +193,12 @@ INSTANTIATE_TEST_SUITE_P(
         // ASCII letters fold beside non-ASCII characters too.
         EquivalenceCase{u"/Doc\u00e9/X.xml", u"/doc%C3%A9/x.XML", true},
         EquivalenceCase{u"/ABC\u00e9", u"/abc%c3%a9", true},
-        EquivalenceCase{u"/ABC\u00c9", u"/abc\u00e9", false}));
+        EquivalenceCase{u"/ABC\u00c9", u"/abc\u00e9", false},
+        // Characters of two, three and four bytes in UTF-8, beside their escapes.
+        EquivalenceCase{u"/\u07ff\u0800\u20ac\uffef", u"/%DF%BF%E0%A0%80%E2%82%AC%EF%BF%AF", true},
+        EquivalenceCase{u"/X\U0001F600y/\U00010000", u"/x%F0%9F%98%80Y/%F0%90%80%80", true},
+        EquivalenceCase{u"/\u20ac", u"/%E2%82%AD", false},
+        EquivalenceCase{u"/\U0001F600", u"/\U0001F601", false}));
 
 TEST(PartNameTest, WorksAsKeyOfOrderedAndHashedContainers) {
   std::set<PartName> ordered{PartName(u"/A"), PartName(u"/a"), PartName(u"/b")};
