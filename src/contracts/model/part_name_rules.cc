@@ -78,9 +78,57 @@ std::optional<std::string> findSegmentError(std::u16string const& name, std::siz
   return std::nullopt;
 }
 
+// The bytes that an escape may encode: every one but "/", "\\" and the unreserved characters.
+struct EscapableBytes {
+  bool of[256] = {};
+  constexpr EscapableBytes() {
+    for (int b = 0; b < 256; ++b) {
+      bool const unreserved = (b >= 'a' && b <= 'z') || (b >= 'A' && b <= 'Z') ||
+                              (b >= '0' && b <= '9') || b == '-' || b == '.' || b == '_' ||
+                              b == '~';
+      of[b] = !unreserved && b != '/' && b != '\\';
+    }
+  }
+};
+constexpr EscapableBytes kEscapable;
+
+bool isHexUnit(char16_t c) {
+  return (c >= u'0' && c <= u'9') || ((c | 0x20) >= u'a' && (c | 0x20) <= u'f');
+}
+
+// Whether `name` is a valid part name of ASCII alone, in one pass: what nearly every name is.
+// Only ever true when findPartNameError below finds nothing; false for anything it would have
+// to look at more closely, which it then does.
+bool isPlainValidName(std::u16string const& name) {
+  std::size_t const size = name.size();
+  if (size < 2 || name[0] != u'/') return false;
+  std::size_t segment = 1;
+  std::size_t i = 1;
+  for (;;) {
+    // One segment, from `segment` to the next "/" or the end.
+    while (i < size) {
+      char16_t const unit = name[i];
+      if (unit < 0x80 && kSegmentAscii.of[unit]) {
+        ++i;
+      } else if (unit == u'%' && i + 2 < size && isHexUnit(name[i + 1]) && isHexUnit(name[i + 2]) &&
+                 kEscapable.of[hexDigitValue(name[i + 1]) * 16 + hexDigitValue(name[i + 2])]) {
+        i += 3;
+      } else {
+        break;
+      }
+    }
+    std::size_t const length = i - segment;
+    if (length == 0 || name[i - 1] == u'.') return false;
+    if (i == size) return true;
+    if (name[i] != u'/') return false;
+    segment = ++i;
+  }
+}
+
 }  // namespace
 
 std::optional<std::string> findPartNameError(std::u16string const& name) {
+  if (isPlainValidName(name)) return std::nullopt;
   if (name.empty()) return std::string("a part name must not be empty");
   if (name[0] != u'/') return std::string("a part name must start with \"/\"");
   std::size_t const delimiter = name.find_first_of(u"?#");
