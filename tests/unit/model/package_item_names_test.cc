@@ -150,6 +150,26 @@ TEST(PackageItemNamesTest, PlainNamesKeepTheirSpellingAndAreFoundInAnyCase) {
   EXPECT_FALSE(package->hasPart(PartName(u"/Docs/Read-Me_1~(x).XM")));
 }
 
+TEST(PackageItemNamesTest, LongNamesAreFoundInAnyCaseWhereverTheirLettersAndOtherBytesStand) {
+  // Names longer than the pieces in which keys are made, with capitals and non-ASCII bytes
+  // at the start, within and after the first pieces.
+  Bytes const bytes =
+      makeZip({{"[Content_Types].xml", minimalTypes()},
+               {"ABCDEFGHIJKLMNOPQRSTUVWXYZ/abcdefghijklmnopqrstuvwxyz/@Z_z~A-a.XML", "a"},
+               {"Folder/SubFolder/\xC3\xA9t\xC3\xA9-Long-NAME.txt", "b"},
+               {"\xE6\x9D\xB1/Folder/SubFolder/Long-NAME-\xF0\x9F\x98\x80.txt", "c"}});
+  std::unique_ptr<Package> package = Package::openBuffer(bytes, PackageAccess::Read);
+  EXPECT_EQ(package
+                ->getPart(PartName(
+                    u"/abcdefghijklmnopqrstuvwxyz/ABCDEFGHIJKLMNOPQRSTUVWXYZ/@z_Z~a-A.xml"))
+                .getName()
+                .toString(),
+            u"/ABCDEFGHIJKLMNOPQRSTUVWXYZ/abcdefghijklmnopqrstuvwxyz/@Z_z~A-a.XML");
+  EXPECT_TRUE(package->hasPart(PartName(u"/FOLDER/subfolder/%C3%A9t%C3%A9-long-name.TXT")));
+  EXPECT_FALSE(package->hasPart(PartName(u"/FOLDER/subfolder/%C3%89t%C3%A9-long-name.TXT")));
+  EXPECT_TRUE(package->hasPart(PartName(u"/\u6771/folder/SUBFOLDER/long-name-\U0001F600.TXT")));
+}
+
 TEST(PackageItemNamesTest, OverridesAndRelationshipsPartsAreFoundInAnyCase) {
   std::string const types =
       "<?xml version=\"1.0\" encoding=\"UTF-8\"?>"
