@@ -185,6 +185,9 @@ void fill(FileSystemTree& tree, Read&& read) {
 // stream through the parser, so that memory does not grow by the size of the document.
 constexpr std::size_t kFastReadLimit = 4u << 20;
 
+// The most text that a read makes room for in the tree before it has read any: 64 MiB.
+constexpr std::uint64_t kReservedTextLimit = 32u << 20;
+
 // Closes a stream whose reading is abandoned, when another failure or reading is the one that
 // tells the outcome.
 void closeQuietly(opc::InputStream& stream) {
@@ -257,6 +260,10 @@ void FileSystemManifestXml::read(opc::InputStream& source, FileSystemTree& tree,
   // A document that fits is read in one window: the stream of an item inflated whole then
   // inflates it straight into the window, instead of into a buffer of its own from which the
   // window is filled piece by piece.
+  // Every name and content that the document gives the tree is written in it, in at least as
+  // many bytes as the text has UTF-16 units: its size bounds the text the tree takes, which
+  // then grows its pool once (up to a bound, for a size that only a crafted package declares).
+  tree.reserveText(static_cast<std::size_t>(std::min<std::uint64_t>(size, kReservedTextLimit)));
   bool const fits = size > window_ && size <= kFastReadLimit;
   detail::ManifestFastReader fast(fits ? static_cast<std::size_t>(size) : window_);
   bool accepted = false;

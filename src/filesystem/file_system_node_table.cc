@@ -227,6 +227,12 @@ std::uint32_t FileSystemNodeTable::store(std::u16string_view text) {
   return start;
 }
 
+void FileSystemNodeTable::reserveText(std::size_t units) {
+  if (units > pool_.capacity() && units <= std::numeric_limits<std::uint32_t>::max()) {
+    pool_.reserve(units);
+  }
+}
+
 void FileSystemNodeTable::release(std::uint32_t size) { wasted_ += size; }
 
 void FileSystemNodeTable::compactIfWasteful() {

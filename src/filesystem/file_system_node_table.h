@@ -111,6 +111,10 @@ class FileSystemNodeTable {
   // Appends the path of the record at `index` to `out`.
   void appendPath(NodeIndex index, std::u16string& out) const;
 
+  // Makes room in the pool for `units` code units of text in all: a pool filled with text of
+  // a known size is then copied and touched once, not at every quarter it grows by.
+  void reserveText(std::size_t units);
+
  private:
   static constexpr unsigned kChunkBits = 12;
   static constexpr NodeIndex kMask = (1u << kChunkBits) - 1;

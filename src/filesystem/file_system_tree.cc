@@ -449,6 +449,8 @@ void FileSystemTree::setVersion(std::u16string const& version) {
   if (&version != &version_) version_ = version;
 }
 
+void FileSystemTree::reserveText(std::size_t units) { table_.reserveText(units); }
+
 void FileSystemTree::resetVersion() { version_ = kCurrentVersion; }
 
 std::u16string const& FileSystemTree::getBuildPlatform() {

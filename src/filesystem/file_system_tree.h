@@ -144,6 +144,11 @@ class FileSystemTree {
   // Sets the version to that of the current manifest form, "2.0".
   void resetVersion();
 
+  // Makes room at once for `units` UTF-16 code units of names and contents, what a reader
+  // that knows the size of its document expects to add; memory beyond what is used is
+  // reserved, never touched.
+  void reserveText(std::size_t units);
+
   // The platform tag of this build: "os-arch" such as "linux-x86-64", or "win64".
   static std::u16string const& getBuildPlatform();
   // The version of the current manifest form, "2.0".

@@ -2,6 +2,7 @@
 // the parser through a window, and every document that the reader gives up on read again by the
 // parser from its first byte, with the outcome that a single reading has.
 #include <cstddef>
+#include <cstdint>
 #include <exception>
 #include <memory>
 #include <string>
@@ -112,6 +113,26 @@ TEST(FileSystemManifestXmlStreamTest, ReadsADocumentLargerThanTheWindowWithoutTh
     EXPECT_EQ(source.reopens, 0) << window;
     EXPECT_EQ(source.first.opens, 1);
     EXPECT_EQ(source.first.closes, 1);
+  }
+}
+
+TEST(FileSystemManifestXmlStreamTest, ReadsADocumentOfAKnownSizeAsAnyOther) {
+  std::string const xml = document(entries(0, 9000));
+  Outcome const reference = parsed(xml);
+  ASSERT_EQ(reference.error, "");
+  // Sizes that fit in one window of their own, that are the document's, that are smaller or
+  // larger than it (a size that the archive declares wrongly), and that are past any window.
+  for (std::uint64_t const size :
+       {std::uint64_t{xml.size()}, std::uint64_t{xml.size() - 100}, std::uint64_t{xml.size() + 100},
+        std::uint64_t{100}, std::uint64_t{1} << 40}) {
+    FileSystemManifestXml manifest(2048);
+    Reopenable source(xml);
+    Outcome const outcome = manifestReadOutcomeOf(
+        [&](FileSystemTree& tree) { manifest.read(source.first, tree, source.reopen(), size); });
+    EXPECT_EQ(outcome.error, "") << size;
+    EXPECT_TRUE(outcome.shape == reference.shape) << size;
+    EXPECT_EQ(manifest.parserReads(), 0u) << size;
+    EXPECT_EQ(source.reopens, 0) << size;
   }
 }
 

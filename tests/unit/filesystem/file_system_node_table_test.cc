@@ -39,4 +39,21 @@ TEST(FileSystemNodeTableTest, FindsWhatItHoldsUnderTheHashOfItsPath) {
   EXPECT_EQ(path, u"/folder/file.txt");
 }
 
+TEST(FileSystemNodeTableTest, HoldsMoreTextThanItMadeRoomFor) {
+  FileSystemNodeTable table;
+  table.reserveText(8);
+  std::u16string path = u"";
+  NodeIndex parent = kRootNode;
+  for (int level = 0; level < 40; ++level) {
+    path += u"/folder-" + std::u16string(1, static_cast<char16_t>(u'a' + level % 26));
+    parent = table.insert(parent, path);
+  }
+  table.reserveText(2);
+  EXPECT_EQ(table.find(path), parent);
+  EXPECT_EQ(table.nameOf(parent), u"folder-n");
+  std::u16string again;
+  table.appendPath(parent, again);
+  EXPECT_EQ(again, path);
+}
+
 }  // namespace
