@@ -26,6 +26,21 @@ namespace {
 
 constexpr std::size_t kInputWindow = 64 * 1024;
 
+// The decompressor of the calling thread, made on its first use and kept until the thread
+// ends: making one clears a table of some 10 KiB, which costs more than inflating a small item,
+// and a decompressor keeps nothing from one call to the next.  Null if it cannot be made.
+libdeflate_decompressor* threadDecompressor() {
+  struct Kept {
+    libdeflate_decompressor* decompressor = nullptr;
+    ~Kept() {
+      if (decompressor != nullptr) libdeflate_free_decompressor(decompressor);
+    }
+  };
+  thread_local Kept kept;
+  if (kept.decompressor == nullptr) kept.decompressor = libdeflate_alloc_decompressor();
+  return kept.decompressor;
+}
+
 std::string hex32(std::uint32_t value) {
   char text[11];
   std::snprintf(text, sizeof text, "0x%08X", static_cast<unsigned>(value));
@@ -245,13 +260,12 @@ class WholeDeflatedEntryStream : public EntryStreamBase {
         return fallback_->read(buffer, count);
       }
       inflated_ = true;
-      if (direct) {
-        countOutput(buffer, size);
-        finish();
-        return size;
-      }
-      countOutput(output_.data(), size);
+      // inflateWhole checked the size and the CRC-32 of all the bytes: they are not summed
+      // again.
+      produced_ = size;
+      crc_ = entry_.crc32;
       finish();
+      if (direct) return size;
       done_ = false;  // the bytes are checked, but not all handed out yet
     }
     std::size_t const n = std::min(count, output_.size() - given_);
@@ -278,12 +292,11 @@ class WholeDeflatedEntryStream : public EntryStreamBase {
     std::vector<unsigned char> const& input = read.empty() ? data_ : read;
     consumed_ = entry_.compressedSize;
     std::size_t const size = static_cast<std::size_t>(entry_.uncompressedSize);
-    std::unique_ptr<libdeflate_decompressor, decltype(&libdeflate_free_decompressor)> inflater(
-        libdeflate_alloc_decompressor(), &libdeflate_free_decompressor);
-    if (!inflater) fail("the decompressor could not start");
+    libdeflate_decompressor* const inflater = threadDecompressor();
+    if (inflater == nullptr) fail("the decompressor could not start");
     std::size_t actual = 0;
     libdeflate_result const result = libdeflate_deflate_decompress(
-        inflater.get(), input.data(), static_cast<std::size_t>(entry_.compressedSize), out, size,
+        inflater, input.data(), static_cast<std::size_t>(entry_.compressedSize), out, size,
         &actual);
     // The input is not needed again: a fallback reads the source.
     releaseData();
