@@ -1,6 +1,8 @@
 // The names extraction refuses and the words of its refusals.
 #include "filesystem/destination_guard.h"
 
+#include <string_view>
+
 #include <opc/core/string_conversions.h>
 
 namespace opc {
@@ -14,17 +16,16 @@ using boost::system::errc::errc_t;
 constexpr char16_t kSeparator = u'/';
 constexpr char16_t kBackslash = u'\\';
 
-bool isDotName(std::u16string const& name) { return name == u"." || name == u".."; }
+bool isDotName(std::u16string_view name) { return name == u"." || name == u".."; }
 
 // True if `component`, cut at backslashes as well, holds "." or "..": a file system that
 // reads a backslash as a separator would otherwise resolve it.
-bool hasDotPiece(std::u16string const& component) {
+bool hasDotPiece(std::u16string_view component) {
   std::size_t begin = 0;
   while (true) {
     std::size_t const end = component.find(kBackslash, begin);
-    std::u16string const piece = component.substr(begin, end - begin);
-    if (isDotName(piece)) return true;
-    if (end == std::u16string::npos) return false;
+    if (isDotName(component.substr(begin, end - begin))) return true;
+    if (end == std::u16string_view::npos) return false;
     begin = end + 1;
   }
 }
@@ -56,10 +57,11 @@ std::optional<Refusal> DestinationGuard::checkPathName(std::u16string const& pat
   if (pathName.size() == 1) return std::nullopt;  // the root: the destination itself
   bool leaves = false;
   bool unusual = false;
+  std::u16string_view const path(pathName);
   std::size_t begin = 1;
   while (true) {
-    std::size_t const end = pathName.find(kSeparator, begin);
-    std::u16string const component = pathName.substr(begin, end - begin);
+    std::size_t const end = path.find(kSeparator, begin);
+    std::u16string_view const component = path.substr(begin, end - begin);
     if (component.empty() || component == u".") {
       unusual = true;
     } else if (component == u".." || hasDotPiece(component)) {

@@ -122,7 +122,12 @@ bool LocalConfinedDestination::isUnchanged() const {
 }
 
 bool LocalConfinedDestination::split(std::u16string const& path) {
-  return toFileSystemBytes(path, bytes_) && splitConfinedPath(bytes_, components_);
+  // The parents of an entry are made and then the entry itself is opened: the second call
+  // finds the path split already.
+  if (splitDone_ && path == splitPath_) return true;
+  splitDone_ = toFileSystemBytes(path, bytes_) && splitConfinedPath(bytes_, components_);
+  if (splitDone_) splitPath_ = path;
+  return splitDone_;
 }
 
 std::size_t LocalConfinedDestination::realLength(std::size_t count) const {

@@ -69,7 +69,8 @@ class LocalConfinedDestination : public ConfinedDestination {
     mutable ino_t inode = 0;
   };
 
-  // Reads `path` into components_; false for a path of another form.
+  // Reads `path` into components_ (at once if it was the last path read); false for a path of
+  // another form.
   bool split(std::u16string const& path);
   // Brings open_ to the folders above components_, making the missing ones with `make`.
   void reachParent(bool make, ConfinedResult& result);
@@ -103,6 +104,9 @@ class LocalConfinedDestination : public ConfinedDestination {
   std::vector<Folder> open_;
   std::string bytes_;
   std::vector<std::string> components_;
+  // The path that components_ were split from, while splitDone_.
+  std::u16string splitPath_;
+  bool splitDone_ = false;
 };
 
 }  // namespace detail

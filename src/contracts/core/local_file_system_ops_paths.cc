@@ -1,5 +1,6 @@
 // The text of POSIX paths: nothing here touches the file system.
 #include <cstddef>
+#include <string_view>
 #include <vector>
 
 #include "local_file_system_ops_internal.h"
@@ -21,6 +22,18 @@ std::vector<std::u16string> splitComponents(std::u16string const& path) {
     start = end + 1;
   }
   return components;
+}
+
+// Calls `visit` with each component of `path` between separators, empty ones left out.
+template <typename Visit>
+void forEachComponent(std::u16string_view path, Visit&& visit) {
+  std::size_t start = 0;
+  while (start < path.size()) {
+    std::size_t end = path.find(kSeparator, start);
+    if (end == std::u16string_view::npos) end = path.size();
+    if (end > start) visit(path.substr(start, end - start));
+    start = end + 1;
+  }
 }
 
 // `path` without its trailing separators, keeping a lone root.
@@ -88,23 +101,43 @@ bool localAppendPath(std::u16string const& base, std::u16string const& rest, std
     text = "the path holds a NUL character";
     return false;
   }
-  std::vector<std::u16string> kept;
-  for (std::u16string const& component : splitComponents(rest)) {
-    if (component == u".") continue;
+  std::u16string_view const view(rest);
+  // The usual path has no "." or ".." component: its components are joined as they stand,
+  // without being copied one by one (extraction joins one path per entry).
+  bool dots = false;
+  forEachComponent(view, [&dots](std::u16string_view component) {
+    dots = dots || component == u"." || component == u"..";
+  });
+  if (!dots) {
+    out = base;
+    forEachComponent(view, [&out](std::u16string_view component) {
+      if (!out.empty() && out.back() != kSeparator) out.push_back(kSeparator);
+      out.append(component);
+    });
+    return true;
+  }
+  std::vector<std::u16string_view> kept;
+  bool leaves = false;
+  forEachComponent(view, [&kept, &leaves](std::u16string_view component) {
+    if (leaves || component == u".") return;
     if (component == u"..") {
       if (kept.empty()) {
-        text = "the path leads out of the base folder";
-        return false;
+        leaves = true;
+      } else {
+        kept.pop_back();
       }
-      kept.pop_back();
-      continue;
+      return;
     }
     kept.push_back(component);
+  });
+  if (leaves) {
+    text = "the path leads out of the base folder";
+    return false;
   }
   out = base;
-  for (std::u16string const& component : kept) {
+  for (std::u16string_view const component : kept) {
     if (!out.empty() && out.back() != kSeparator) out.push_back(kSeparator);
-    out += component;
+    out.append(component);
   }
   return true;
 }
