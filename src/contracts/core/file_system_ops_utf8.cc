@@ -20,9 +20,14 @@ bool isLowSurrogate(char16_t c) { return c >= 0xDC00 && c <= 0xDFFF; }
 // false to stop the conversion.
 template <typename Lone>
 bool convert(std::u16string const& text, std::string& out, Lone lone) {
-  out.clear();
+  // A leading run of ASCII, the whole of most paths, is copied a code unit a byte.
+  std::size_t ascii = 0;
+  while (ascii < text.size() && text[ascii] != 0 && text[ascii] < 0x80) ++ascii;
+  out.resize(ascii);
+  for (std::size_t i = 0; i < ascii; ++i) out[i] = static_cast<char>(text[i]);
+  if (ascii == text.size()) return true;
   out.reserve(text.size());
-  for (std::size_t i = 0; i < text.size(); ++i) {
+  for (std::size_t i = ascii; i < text.size(); ++i) {
     char16_t c = text[i];
     if (isHighSurrogate(c) && i + 1 < text.size() && isLowSurrogate(text[i + 1])) {
       char32_t full = 0x10000 + ((static_cast<char32_t>(c) - 0xD800) << 10) +
