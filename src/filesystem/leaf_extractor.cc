@@ -12,6 +12,7 @@
 #include <opc/vkservices/errors.h>
 
 #include "filesystem/destination_guard.h"
+#include "filesystem/file_system_entry_access.h"
 #include "filesystem/part_copy.h"
 
 namespace opc {
@@ -28,7 +29,7 @@ constexpr opc::Perms::Perms_tag kClobberPermissions = static_cast<opc::Perms::Pe
 // The making of the parents does not know the kind of the entry: its refusal is raised here,
 // as the class of the entry's kind.
 template <typename ErrorClass, typename Step>
-std::u16string refusedAs(Step&& step) {
+auto refusedAs(Step&& step) -> decltype(step()) {
   try {
     return step();
   } catch (ExtractionRefused const& refused) {
@@ -55,6 +56,14 @@ FileSystemNode nodeOfLeaf(FileSystemTree::LeafView const& leaf) {
   }
   return FileSystemNode::makeFileNode(std::move(path), std::u16string(leaf.getContentName()),
                                       permissions, time);
+}
+
+std::u16string const& JoinedPath::get() const {
+  if (!joined_) {
+    path_ = fileSystem_->appendPath(*destination_, *pathName_);
+    joined_ = true;
+  }
+  return path_;
 }
 
 LeafExtractor::PartLookup LeafExtractor::lookUpPart(opc::model::Package const& package,
@@ -98,9 +107,9 @@ void LeafExtractor::extractPart(FileSystemEntry const& entry, PartLookup lookup,
 
 void LeafExtractor::extractFile(FileSystemEntry const& entry, RestoreMode restoreMode,
                                 ReplaceMode replaceMode, ContentWriter const& writeContent) {
-  std::u16string const pathName = entry.getPathName();
-  std::u16string const path =
-      refusedAs<CouldNotCreateFile>([&] { return ensureParentExists(pathName); });
+  std::u16string const& pathName = FileSystemEntryAccess::pathOf(entry);
+  refusedAs<CouldNotCreateFile>([&] { makeParents(pathName); });
+  JoinedPath const path(fileSystem_, destination_, pathName);
   std::unique_ptr<opc::ConfinedFile> output = openForWriting(pathName, path, replaceMode);
   writeContent(output->stream());
   if (restoreMode != RestoreMode::RestoreTimeAndPermissions) return;
@@ -161,6 +170,14 @@ std::u16string LeafExtractor::ensureParentExists(std::u16string const& pathName)
     throw ExtractionRefused(*refusal);
   }
   std::u16string fullPath = fileSystem_.appendPath(destination_, pathName);
+  makeParents(pathName);
+  return fullPath;
+}
+
+void LeafExtractor::makeParents(std::u16string const& pathName) {
+  if (std::optional<Refusal> refusal = DestinationGuard::checkPathName(pathName)) {
+    throw ExtractionRefused(*refusal);
+  }
   opc::ConfinedResult result;
   target_.makeParents(pathName, result);
   if (std::optional<Refusal> refusal =
@@ -171,11 +188,10 @@ std::u16string LeafExtractor::ensureParentExists(std::u16string const& pathName)
     throw CouldNotCreateDestinationParent(
         "Could not create the destination parent directory: " + result.code.message(), result.code);
   }
-  return fullPath;
 }
 
 std::unique_ptr<opc::ConfinedFile> LeafExtractor::openForWriting(std::u16string const& pathName,
-                                                                 std::u16string const& path,
+                                                                 JoinedPath const& path,
                                                                  ReplaceMode replaceMode) {
   // A link at the path is refused before anything is opened or clobbered through it.
   opc::ConfinedResult result;
@@ -189,7 +205,7 @@ std::unique_ptr<opc::ConfinedFile> LeafExtractor::openForWriting(std::u16string 
       (replaceMode == ReplaceMode::ReplaceExisting && !existing)) {
     // An existing file says why more plainly than the open's code does.
     throw CouldNotCreateFile(
-        "Could not create or overwrite file: " + opc::toUDEString(path),
+        "Could not create or overwrite file: " + opc::toUDEString(path.get()),
         existing ? boost::system::errc::make_error_code(boost::system::errc::file_exists) : code);
   }
   error_code ignored;
@@ -198,7 +214,7 @@ std::unique_ptr<opc::ConfinedFile> LeafExtractor::openForWriting(std::u16string 
   throwIfRefused(result, pathName);
   if (!output) {
     throw CouldNotCreateFile(
-        "Could not clobber file: " + opc::toUDEString(path) + ": " + result.code.message(),
+        "Could not clobber file: " + opc::toUDEString(path.get()) + ": " + result.code.message(),
         result.code);
   }
   return output;
@@ -213,24 +229,25 @@ void LeafExtractor::throwIfRefused(opc::ConfinedResult const& result,
 
 void LeafExtractor::restoreTimeAndPermissions(opc::ConfinedFile& output,
                                               FileSystemEntry const& entry,
-                                              std::u16string const& path) {
+                                              JoinedPath const& path) {
   error_code restoreCode;
   boost::posix_time::ptime const time = entry.getLastModifiedTime();
   if (time != FileSystemEntry::getUnknownTime()) {
     output.setLastModifiedTime(time, restoreCode);
     if (restoreCode) {
-      throw CouldNotSetLastModifiedTime("Could not set last modified time: " +
-                                            opc::toUDEString(path) + ": " + restoreCode.message(),
-                                        restoreCode);
+      throw CouldNotSetLastModifiedTime(
+          "Could not set last modified time: " + opc::toUDEString(path.get()) + ": " +
+              restoreCode.message(),
+          restoreCode);
     }
   }
   opc::Perms::Perms_tag const permissions = entry.getPermissions();
   if (permissions != FileSystemEntry::getUnknownPermissions()) {
     output.setPermissions(permissions, restoreCode);
     if (restoreCode) {
-      throw CouldNotSetPermissions(
-          "Could not set permissions: " + opc::toUDEString(path) + ": " + restoreCode.message(),
-          restoreCode);
+      throw CouldNotSetPermissions("Could not set permissions: " + opc::toUDEString(path.get()) +
+                                       ": " + restoreCode.message(),
+                                   restoreCode);
     }
   }
 }

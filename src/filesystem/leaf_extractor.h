@@ -25,6 +25,29 @@ namespace detail {
 // The node of a leaf that the tree shows without copying it, unknown values as unknown.
 FileSystemNode nodeOfLeaf(FileSystemTree::LeafView const& leaf);
 
+// The real path of an entry below the destination, joined on first use: only the messages of
+// failures show it, and most entries fail in no way.  Holds references to what it is made
+// from, which must outlive it.
+class JoinedPath {
+ public:
+  JoinedPath(opc::FileSystemOps const& fileSystem, std::u16string const& destination,
+             std::u16string const& pathName)
+      : fileSystem_(&fileSystem), destination_(&destination), pathName_(&pathName) {}
+  // A path joined already.
+  JoinedPath(std::u16string path)  // NOLINT(runtime/explicit): stands for the path it holds
+      : path_(std::move(path)), joined_(true) {}
+
+  // Raises what FileSystemOps::appendPath raises.
+  std::u16string const& get() const;
+
+ private:
+  opc::FileSystemOps const* fileSystem_ = nullptr;
+  std::u16string const* destination_ = nullptr;
+  std::u16string const* pathName_ = nullptr;
+  mutable std::u16string path_;
+  mutable bool joined_ = false;
+};
+
 // The steps of extraction that do not depend on where the content comes from: the parents,
 // the refusals of the DestinationGuard, the replace modes, the link targets, the restored
 // time and permissions, each failure with its class and words.  Works on the confined
@@ -72,17 +95,19 @@ class LeafExtractor {
   // Makes the folders above the entry at `pathName` and returns its real path; a refusal
   // comes out as ExtractionRefused, a failure as CouldNotCreateDestinationParent.
   std::u16string ensureParentExists(std::u16string const& pathName);
+  // The same without joining the real path.
+  void makeParents(std::u16string const& pathName);
   // Opens the file `pathName` (real path `path`) for writing, as `replaceMode` allows for a
   // file that cannot be opened as it is.
   std::unique_ptr<opc::ConfinedFile> openForWriting(std::u16string const& pathName,
-                                                    std::u16string const& path,
+                                                    JoinedPath const& path,
                                                     ReplaceMode replaceMode);
   // Raises what the destination met (a link, a shared file) as CouldNotCreateFile.
   void throwIfRefused(opc::ConfinedResult const& result, std::u16string const& pathName) const;
 
   // Gives the file being written the time and permissions that `entry` keeps, where known.
   static void restoreTimeAndPermissions(opc::ConfinedFile& output, FileSystemEntry const& entry,
-                                        std::u16string const& path);
+                                        JoinedPath const& path);
 
  private:
   opc::FileSystemOps const& fileSystem_;

@@ -172,13 +172,14 @@ class SharedExtraction::State {
         if (entry.isFolder()) {
           leaves_.extractFolder(entry);
         } else if (entry.isFile()) {
-          FileSystemManager& files = state_.files_;
-          leaves_.extractPart(entry, std::move(leaf.part), state_.restoreMode_,
-                              state_.transformMode_, state_.replaceMode_, buffer_, [&] {
-                                std::lock_guard<std::mutex> lock(state_.decryptMutex_);
-                                files.extractFileThroughTemporary(state_.destination_, entry,
-                                                                  state_.restoreMode_,
-                                                                  state_.replaceMode_);
+          // Two captures, which std::function keeps without allocating.
+          State& state = state_;
+          leaves_.extractPart(entry, std::move(leaf.part), state.restoreMode_, state.transformMode_,
+                              state.replaceMode_, buffer_, [&state, &entry] {
+                                std::lock_guard<std::mutex> lock(state.decryptMutex_);
+                                state.files_.extractFileThroughTemporary(state.destination_, entry,
+                                                                         state.restoreMode_,
+                                                                         state.replaceMode_);
                               });
         } else if (state_.deferLink(leaf)) {
           return true;
