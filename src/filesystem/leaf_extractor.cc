@@ -82,11 +82,11 @@ void LeafExtractor::extractPart(FileSystemEntry const& entry, std::u16string con
                                 TransformMode transformMode, ReplaceMode replaceMode,
                                 std::vector<unsigned char>& buffer,
                                 std::function<void()> const& decrypted) {
-  extractPart(entry, lookUpPart(package, partName), restoreMode, transformMode, replaceMode, buffer,
-              decrypted);
+  PartLookup lookup = lookUpPart(package, partName);
+  extractPart(entry, lookup, restoreMode, transformMode, replaceMode, buffer, decrypted);
 }
 
-void LeafExtractor::extractPart(FileSystemEntry const& entry, PartLookup lookup,
+void LeafExtractor::extractPart(FileSystemEntry const& entry, PartLookup& lookup,
                                 RestoreMode restoreMode, TransformMode transformMode,
                                 ReplaceMode replaceMode, std::vector<unsigned char>& buffer,
                                 std::function<void()> const& decrypted) {

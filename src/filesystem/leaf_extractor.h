@@ -81,8 +81,9 @@ class LeafExtractor {
                    opc::model::Package const& package, RestoreMode restoreMode,
                    TransformMode transformMode, ReplaceMode replaceMode,
                    std::vector<unsigned char>& buffer, std::function<void()> const& decrypted);
-  // The same with the part already looked up.
-  void extractPart(FileSystemEntry const& entry, PartLookup lookup, RestoreMode restoreMode,
+  // The same with the part already looked up; `lookup` is left to the caller, its reader
+  // read to the end and closed.
+  void extractPart(FileSystemEntry const& entry, PartLookup& lookup, RestoreMode restoreMode,
                    TransformMode transformMode, ReplaceMode replaceMode,
                    std::vector<unsigned char>& buffer, std::function<void()> const& decrypted);
   // The file `entry` with the content that `writeContent` gives.

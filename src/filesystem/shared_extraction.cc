@@ -128,6 +128,7 @@ class SharedExtraction::State {
       }
       changed_.notify_all();
       worker.extract(batch);
+      giveBack(std::move(batch));
     }
   }
 
@@ -135,6 +136,7 @@ class SharedExtraction::State {
     {
       std::lock_guard<std::mutex> lock(mutex_);
       finishing_ = true;
+      spent_.clear();
     }
     std::sort(links_.begin(), links_.end(),
               [](Leaf const& a, Leaf const& b) { return a.index < b.index; });
@@ -174,7 +176,7 @@ class SharedExtraction::State {
         } else if (entry.isFile()) {
           // Two captures, which std::function keeps without allocating.
           State& state = state_;
-          leaves_.extractPart(entry, std::move(leaf.part), state.restoreMode_, state.transformMode_,
+          leaves_.extractPart(entry, leaf.part, state.restoreMode_, state.transformMode_,
                               state.replaceMode_, buffer_, [&state, &entry] {
                                 std::lock_guard<std::mutex> lock(state.decryptMutex_);
                                 state.files_.extractFileThroughTemporary(state.destination_, entry,
@@ -235,7 +237,21 @@ class SharedExtraction::State {
     return true;
   }
 
+  // Keeps a batch that a thread has extracted for the feeding thread to let go of: its
+  // leaves were allocated there, and the memory allocator serves a thread fastest what that
+  // thread frees, while frees from another thread wait for the allocating thread's lock.
+  void giveBack(Batch batch) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    spent_.push_back(std::move(batch));
+  }
+
   void handOut(Batch batch) {
+    std::vector<Batch> spent;
+    {
+      std::lock_guard<std::mutex> lock(mutex_);
+      spent.swap(spent_);
+    }
+    spent.clear();
     std::unique_lock<std::mutex> lock(mutex_);
     // With enough waiting, the feeding thread extracts a batch itself rather than wait: a
     // caller that feeds and works on one thread then never waits for itself.  It takes the
@@ -282,6 +298,8 @@ class SharedExtraction::State {
   bool fed_ = false;
   bool finishing_ = false;
   std::vector<Leaf> links_;
+  // Batches extracted by another thread, which the feeding thread lets go of.
+  std::vector<Batch> spent_;
   // Counted by the feeding thread, read by any.
   std::atomic<std::size_t> leavesFed_{0};
   // Only the feeding thread touches it.
