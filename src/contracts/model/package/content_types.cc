@@ -14,6 +14,7 @@
 #include "../part_name_rules.h"
 #include "../text_chars.h"
 #include "../xml/plain_elements.h"
+#include "plain_part.h"
 
 namespace opc {
 namespace model {
@@ -129,21 +130,9 @@ ContentTypeMap ContentTypeMap::read(opc::InputStream& stream, std::string const&
 ContentTypeMap ContentTypeMap::read(OpenStream const& open, std::size_t size,
                                     std::string const& context) {
   std::vector<PlainElement> elements;
-  bool plain = false;
-  {
-    std::shared_ptr<opc::InputStream> const stream = open();
-    try {
-      // Nearly every package's document is plain: read without the parser, the XML library
-      // is not even initialised for it.
-      plain = readPlainElements(*stream, size, kShape, elements);
-    } catch (InvalidXMLDocument const& e) {
-      // A failure to close the stream, told as the parser's road tells it.
-      throw InvalidPackage(context + ": " + e.what());
-    } catch (InvalidPartContent const& e) {
-      throw InvalidPackage(context + ": " + e.what());
-    }
-  }
-  if (plain) return fromElements(elements, context);
+  // Nearly every package's document is plain: read without the parser, the XML library
+  // is not even initialised for it.
+  if (readPlainPart(open, size, kShape, elements, context)) return fromElements(elements, context);
   std::shared_ptr<opc::InputStream> const again = open();
   return read(*again, context);
 }

@@ -13,6 +13,7 @@
 #include "../text_chars.h"
 #include "../xml/plain_elements.h"
 #include "content_types.h"
+#include "plain_part.h"
 
 namespace opc {
 namespace model {
@@ -97,21 +98,10 @@ std::vector<Relationship> readRelationships(opc::InputStream& stream, URI const&
 std::vector<Relationship> readRelationships(OpenStream const& open, std::size_t size,
                                             URI const& sourceURI, std::string const& context) {
   std::vector<PlainElement> elements;
-  bool plain = false;
-  {
-    std::shared_ptr<opc::InputStream> const stream = open();
-    try {
-      // Nearly every relationships part is plain: read without the parser, the XML library
-      // is not even initialised for it.
-      plain = readPlainElements(*stream, size, kShape, elements);
-    } catch (InvalidXMLDocument const& e) {
-      // A failure to close the stream, told as the parser's road tells it.
-      throw InvalidPackage(context + ": " + e.what());
-    } catch (InvalidPartContent const& e) {
-      throw InvalidPackage(context + ": " + e.what());
-    }
-  }
-  if (plain) return relationshipsOf(elements, sourceURI, context);
+  // Nearly every relationships part is plain: read without the parser, the XML library
+  // is not even initialised for it.
+  if (readPlainPart(open, size, kShape, elements, context))
+    return relationshipsOf(elements, sourceURI, context);
   std::shared_ptr<opc::InputStream> const again = open();
   return readRelationships(*again, sourceURI, context);
 }

@@ -9,6 +9,8 @@
 
 #include <opc/model/xml/xerces_helper.h>
 
+#include "../strict_xml/strict_xml_text.h"
+
 namespace opc {
 namespace model {
 namespace detail {
@@ -23,22 +25,6 @@ constexpr std::size_t kStep = 256 * 1024;
 bool isSpace(unsigned char c) { return c == 0x20 || c == 0x09 || c == 0x0A || c == 0x0D; }
 
 bool isLetter(unsigned char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
-
-// Whether `c` is a character that XML 1.0 allows in a document.
-bool isXmlChar(std::uint32_t c) {
-  if (c < 0x20) return c == 0x09 || c == 0x0A || c == 0x0D;
-  return c <= 0xD7FF || (c >= 0xE000 && c <= 0xFFFD) || (c >= 0x10000 && c <= 0x10FFFF);
-}
-
-void appendCodePoint(std::u16string& out, std::uint32_t c) {
-  if (c < 0x10000) {
-    out.push_back(static_cast<char16_t>(c));
-  } else {
-    c -= 0x10000;
-    out.push_back(static_cast<char16_t>(0xD800 + (c >> 10)));
-    out.push_back(static_cast<char16_t>(0xDC00 + (c & 0x3FF)));
-  }
-}
 
 // Whether the ASCII bytes of `bytes` spell `name`.
 bool spells(std::string_view bytes, std::u16string_view name) {
@@ -146,81 +132,9 @@ class Scan {
     return false;
   }
 
-  // One character of two to four bytes, decoded strictly: no overlong form, no surrogate, no
-  // code point above U+10FFFF, and only characters that XML allows.
-  bool multiByte(std::u16string& out) {
-    unsigned char const lead = *at_;
-    std::size_t length = 0;
-    std::uint32_t c = 0;
-    unsigned char low = 0x80;
-    unsigned char high = 0xBF;
-    if (lead >= 0xC2 && lead <= 0xDF) {
-      length = 2;
-      c = lead & 0x1F;
-    } else if (lead >= 0xE0 && lead <= 0xEF) {
-      length = 3;
-      c = lead & 0x0F;
-      if (lead == 0xE0) low = 0xA0;
-      if (lead == 0xED) high = 0x9F;
-    } else if (lead >= 0xF0 && lead <= 0xF4) {
-      length = 4;
-      c = lead & 0x07;
-      if (lead == 0xF0) low = 0x90;
-      if (lead == 0xF4) high = 0x8F;
-    } else {
-      return false;
-    }
-    if (static_cast<std::size_t>(end_ - at_) < length) return false;
-    for (std::size_t i = 1; i < length; ++i) {
-      unsigned char const next = at_[i];
-      if (next < (i == 1 ? low : 0x80) || next > (i == 1 ? high : 0xBF)) return false;
-      c = (c << 6) | (next & 0x3F);
-    }
-    if (!isXmlChar(c)) return false;
-    at_ += length;
-    appendCodePoint(out, c);
-    return true;
-  }
+  bool multiByte(std::u16string& out) { return strict_xml::takeMultiByte(at_, end_, out); }
 
-  // "&" and one of the five predefined entities or a character reference of a character that
-  // XML allows.
-  bool reference(std::u16string& out) {
-    static constexpr struct {
-      std::string_view text;
-      char16_t character;
-    } kEntities[] = {
-        {"&lt;", u'<'}, {"&gt;", u'>'}, {"&amp;", u'&'}, {"&quot;", u'"'}, {"&apos;", u'\''}};
-    for (auto const& entity : kEntities) {
-      if (take(entity.text)) {
-        out.push_back(entity.character);
-        return true;
-      }
-    }
-    if (!take("&#")) return false;
-    bool const hex = take("x");
-    std::uint32_t c = 0;
-    std::size_t count = 0;
-    while (at_ != end_ && *at_ != ';') {
-      unsigned char const d = *at_;
-      std::uint32_t value = 0;
-      if (d >= '0' && d <= '9') {
-        value = d - '0';
-      } else if (hex && d >= 'a' && d <= 'f') {
-        value = d - 'a' + 10;
-      } else if (hex && d >= 'A' && d <= 'F') {
-        value = d - 'A' + 10;
-      } else {
-        return false;
-      }
-      // Eight digits hold every character; more, even leading zeros, are left to the parser.
-      if (++count > 8) return false;
-      c = c * (hex ? 16 : 10) + value;
-      ++at_;
-    }
-    if (count == 0 || !take(";") || !isXmlChar(c)) return false;
-    appendCodePoint(out, c);
-    return true;
-  }
+  bool reference(std::u16string& out) { return strict_xml::takeReference(at_, end_, out); }
 
   unsigned char const* at_;
   unsigned char const* end_;
