@@ -100,8 +100,9 @@ std::vector<Relationship> readRelationships(OpenStream const& open, std::size_t 
   std::vector<PlainElement> elements;
   // Nearly every relationships part is plain: read without the parser, the XML library
   // is not even initialised for it.
-  if (readPlainPart(open, size, kShape, elements, context))
+  if (readPlainPart(open, size, kShape, elements, context)) {
     return relationshipsOf(elements, sourceURI, context);
+  }
   std::shared_ptr<opc::InputStream> const again = open();
   return readRelationships(*again, sourceURI, context);
 }
