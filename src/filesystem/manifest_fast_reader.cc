@@ -266,30 +266,8 @@ class ManifestFastReader::Scan {
 
   // "=", a quoted value, its references replaced, into `out`.
   bool attributeValue(std::u16string& out) {
-    skipSpace();
-    if (!take("=")) return false;
-    skipSpace();
-    if (at_ == end_ || (*at_ != '"' && *at_ != '\'')) return false;
-    unsigned char const quote = *at_++;
-    out.clear();
-    while (at_ != end_) {
-      unsigned char const c = *at_;
-      if (c == quote) {
-        ++at_;
-        return true;
-      }
-      if (c >= 0x80) {
-        if (!multiByte(out)) return false;
-      } else if (c == '&') {
-        if (!reference(out)) return false;
-      } else if (c < 0x20 || c == '<') {
-        // A raw tab, line feed or carriage return is normalised by the parser: left to it.
-        return false;
-      } else {
-        plainRun(out);
-      }
-    }
-    return false;
+    return model::strict_xml::takeAttributeValue(at_, end_, out,
+                                                 [this](std::u16string& text) { plainRun(text); });
   }
 
  private:
@@ -325,10 +303,6 @@ class ManifestFastReader::Scan {
     }
     return false;
   }
-
-  bool multiByte(std::u16string& out) { return model::strict_xml::takeMultiByte(at_, end_, out); }
-
-  bool reference(std::u16string& out) { return model::strict_xml::takeReference(at_, end_, out); }
 
   // Whether the source has bytes that are not in the window yet.
   bool more() const { return source_ != nullptr && !source_->isDone(); }

@@ -120,6 +120,47 @@ inline bool takeReference(unsigned char const*& at, unsigned char const* end, st
   return true;
 }
 
+// Whitespace as XML has it: space, tab, line feed, carriage return.
+inline bool isSpace(unsigned char c) { return c == 0x20 || c == 0x09 || c == 0x0A || c == 0x0D; }
+
+inline void skipSpaces(unsigned char const*& at, unsigned char const* end) {
+  while (at != end && isSpace(*at)) ++at;
+}
+
+// "=" and a quoted attribute value at `at`, its characters and references decoded into `out`.
+// `takePlain(out)` takes the bytes that need no decoding: it is called at a printable ASCII
+// byte (or the quote that does not close this value) and must consume at least that byte, by
+// moving the very `at` given here.  False, for the reader to give up, on a value that is not
+// closed, a byte that is not a character, or a raw tab, line feed or carriage return, which
+// the parser normalises.
+template <typename TakePlain>
+bool takeAttributeValue(unsigned char const*& at, unsigned char const* end, std::u16string& out,
+                        TakePlain&& takePlain) {
+  skipSpaces(at, end);
+  if (!takeText(at, end, "=")) return false;
+  skipSpaces(at, end);
+  if (at == end || (*at != '"' && *at != '\'')) return false;
+  unsigned char const quote = *at++;
+  out.clear();
+  while (at != end) {
+    unsigned char const c = *at;
+    if (c == quote) {
+      ++at;
+      return true;
+    }
+    if (c >= 0x80) {
+      if (!takeMultiByte(at, end, out)) return false;
+    } else if (c == '&') {
+      if (!takeReference(at, end, out)) return false;
+    } else if (c < 0x20 || c == '<') {
+      return false;
+    } else {
+      takePlain(out);
+    }
+  }
+  return false;
+}
+
 }  // namespace strict_xml
 }  // namespace model
 }  // namespace opc

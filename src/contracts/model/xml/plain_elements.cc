@@ -90,31 +90,10 @@ class Scan {
 
   // "=", a quoted value, its references replaced, into `out`.
   bool attributeValue(std::u16string& out) {
-    skipSpace();
-    if (!take("=")) return false;
-    skipSpace();
-    if (at_ == end_ || (*at_ != '"' && *at_ != '\'')) return false;
-    unsigned char const quote = *at_++;
-    out.clear();
-    while (at_ != end_) {
-      unsigned char const c = *at_;
-      if (c == quote) {
-        ++at_;
-        return true;
-      }
-      if (c >= 0x80) {
-        if (!multiByte(out)) return false;
-      } else if (c == '&') {
-        if (!reference(out)) return false;
-      } else if (c < 0x20 || c == '<') {
-        // A raw tab, line feed or carriage return is normalised by the parser: left to it.
-        return false;
-      } else {
-        out.push_back(c);
-        ++at_;
-      }
-    }
-    return false;
+    return model::strict_xml::takeAttributeValue(at_, end_, out, [this](std::u16string& text) {
+      text.push_back(*at_);
+      ++at_;
+    });
   }
 
  private:
@@ -131,10 +110,6 @@ class Scan {
     }
     return false;
   }
-
-  bool multiByte(std::u16string& out) { return strict_xml::takeMultiByte(at_, end_, out); }
-
-  bool reference(std::u16string& out) { return strict_xml::takeReference(at_, end_, out); }
 
   unsigned char const* at_;
   unsigned char const* end_;
