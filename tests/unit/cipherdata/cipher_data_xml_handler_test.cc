@@ -81,9 +81,45 @@ TEST(CipherDataXmlHandlerTest, ElementsOfAnEntryAreWrittenInTheirOrder) {
   EXPECT_LT(salt, iv);
 }
 
+TEST(CipherDataXmlHandlerTest, WritesTheDocumentByteForByte) {
+  CipherDataXmlHandler handler;
+  std::string const text = writeText(
+      handler,
+      {CipherEntry(byType(u"http://x/y?a=1&b=<2>\"'"), {0xFF, 0},
+                   u"salt & <one> \"q\" '\u00E9\U0001F600\t\r\n", {1, 2, 3}),
+       CipherEntry(byID(u"rId7", u"/p/q.xml"), std::vector<unsigned char>(40, 7), u"two", {4})});
+  // Attributes come in the order of their names; a carriage return in a text is kept as a
+  // reference, so that a reader gets it back rather than a line end.
+  EXPECT_EQ(text,
+            "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\" ?>\n"
+            "<CipherData xmlns=\"" +
+                cipherNamespace() +
+                "\">\n"
+                "  <CipherEntry>\n"
+                "    <RelationshipSelector SelectorType=\"ByType\" SourceURI=\"/\" "
+                "Value=\"http://x/y?a=1&amp;b=&lt;2>&quot;'\"/>\n"
+                "    <Hash>/wA=</Hash>\n"
+                "    <Salt>salt &amp; &lt;one&gt; \"q\" '\xC3\xA9\xF0\x9F\x98\x80\t&#xD;\n"
+                "</Salt>\n"
+                "    <IV>AQID</IV>\n"
+                "  </CipherEntry>\n"
+                "  <CipherEntry>\n"
+                "    <RelationshipSelector SelectorType=\"ByID\" SourceURI=\"/p/q.xml\" "
+                "Value=\"rId7\"/>\n"
+                "    <Hash>BwcHBwcHBwcHBwcHBwcHBwcHBwcHBwcHBwcHBwcHBwcHBwcHBwcHBw==</Hash>\n"
+                "    <Salt>two</Salt>\n"
+                "    <IV>BA==</IV>\n"
+                "  </CipherEntry>\n"
+                "</CipherData>\n");
+}
+
 TEST(CipherDataXmlHandlerTest, DocumentOfNoEntriesIsOneTheReaderRefuses) {
   CipherDataXmlHandler handler;
   std::string const text = writeText(handler, {});
+  EXPECT_EQ(text,
+            "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\" ?>\n"
+            "<CipherData xmlns=\"" +
+                cipherNamespace() + "\"/>\n");
   EXPECT_THROW(readText(handler, text), opc::model::InvalidPartContent);
 }
 

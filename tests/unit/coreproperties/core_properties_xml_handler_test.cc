@@ -72,6 +72,33 @@ TEST_F(CorePropertiesXmlHandlerTest, WritesTheThreeValuesInOrder) {
                 "</vkcoreProperties>\n");
 }
 
+TEST_F(CorePropertiesXmlHandlerTest, EscapesMarkupAndWritesOtherCharactersAsUTF8) {
+  CoreProperties const record(u"application/vnd.veltrance.foo.bar",
+                              u"A & <b> \"q\" 'a' ]]> \u00E9\u4E2D\U0001F600 end", u"R2011a");
+  EXPECT_EQ(write(record),
+            "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\" ?>\n"
+            "<vkcoreProperties xmlns=\"" +
+                ns() +
+                "\">\n"
+                "  <contentType>application/vnd.veltrance.foo.bar</contentType>\n"
+                "  <contentTypeFriendlyName>A &amp; &lt;b&gt; \"q\" 'a' ]]&gt; "
+                "\xC3\xA9\xE4\xB8\xAD\xF0\x9F\x98\x80 end</contentTypeFriendlyName>\n"
+                "  <orvaneRelease>R2011a</orvaneRelease>\n"
+                "</vkcoreProperties>\n");
+}
+
+TEST_F(CorePropertiesXmlHandlerTest, WritesEmptyValuesAsEmptyElements) {
+  EXPECT_EQ(write(CoreProperties()),
+            "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\" ?>\n"
+            "<vkcoreProperties xmlns=\"" +
+                ns() +
+                "\">\n"
+                "  <contentType/>\n"
+                "  <contentTypeFriendlyName/>\n"
+                "  <orvaneRelease/>\n"
+                "</vkcoreProperties>\n");
+}
+
 TEST_F(CorePropertiesXmlHandlerTest, ReadsWhatItWrote) {
   CoreProperties const record(u"application/vnd.veltrance.foo.bar", u"Foo \u00E9 bar", u"R2011a");
   CoreProperties const back = read(write(record));
