@@ -11,6 +11,7 @@
 #ifndef OPC_MODEL_XML_ENGINE_XML_ENGINE_H_
 #define OPC_MODEL_XML_ENGINE_XML_ENGINE_H_
 
+#include <cstddef>
 #include <memory>
 #include <string>
 #include <utility>
@@ -30,14 +31,36 @@ struct XmlNode {
   std::u16string namespaceURI;  // empty: no namespace
   std::u16string name;          // qualified name as written, prefix included
   std::u16string localName;     // without prefix; filled by the reader, ignored by the writer
-  // Attributes as (qualified name, value), in document order; namespace declarations of a
-  // read document are not among them.  The writer sets them in this order, without namespace.
+  // Attributes as (qualified name, value).  The reader gives them in the order of their
+  // qualified names (by UTF-16 code unit), the order in which the parser keeps them, and
+  // leaves the namespace declarations out.  The writer sets them in the order given; the
+  // serializer writes them in the order of their names.
   std::vector<std::pair<std::u16string, std::u16string>> attributes;
+  // The namespace of each attribute, by its index in `attributes`: either empty, when no
+  // attribute has one, or exactly as long.  The reader fills it only for elements that have a
+  // namespaced attribute.  The writer sets an attribute with a non-empty namespace as a
+  // namespaced one, so that "xmlns:p" in the namespace "http://www.w3.org/2000/xmlns/"
+  // declares the prefix p once, where it is set.
+  std::vector<std::u16string> attributeNamespaces;
+  // The namespace declarations written on this element as (prefix, URI), the default
+  // namespace with an empty prefix, in the order of their attributes' names.  Filled by the reader,
+  // ignored by the writer (which declares what `attributes` and the names need).
+  std::vector<std::pair<std::u16string, std::u16string>> namespaceDeclarations;
   // The text directly inside the element: its text and CDATA children joined, not the text of
   // child elements.  The writer puts it before the children; empty means no text.
   std::u16string text;
+  // The text and CDATA that follow this element inside its parent, up to the parent's next
+  // child element, joined; it is part of the parent's `text` as well.  Filled by the reader,
+  // ignored by the writer.  A reader that needs mixed content takes the runs from here.
+  std::u16string tail;
   std::vector<XmlNode> children;  // child elements in document order
 };
+
+// The namespace of the attribute at `index` of `node` (empty: none).
+inline std::u16string const& attributeNamespace(XmlNode const& node, std::size_t index) {
+  static std::u16string const kNone;
+  return node.attributeNamespaces.empty() ? kNone : node.attributeNamespaces[index];
+}
 
 // The element operations that the readers use, with the meaning and the messages that the
 // same operations of XercesHelper give on a DOM element.  Names match local names.
