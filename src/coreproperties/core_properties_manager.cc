@@ -7,6 +7,7 @@
 #include <opc/model/part_name.h>
 #include <opc/model/relationship.h>
 #include <opc/model/standard_part_info.h>
+#include <opc/model/xml/xml_exceptions.h>
 #include <opc/vkservices/core_properties_manager.h>
 #include <opc/vkservices/errors.h>
 
@@ -112,6 +113,10 @@ void CorePropertiesManager::doLoad() {
       releaseInfoHandler_->read(part->getInputStream(), properties_);
     }
     properties_.opcProps() = opc::model::PackageHelper::getCoreProperties(package);
+  } catch (opc::model::InvalidXMLSchema const&) {
+    // A fault of the library's own schema, not of the package: it keeps the class under which
+    // a manager raised it when the schema was compiled with the manager.
+    throw;
   } catch (opc::Exception const& e) {
     throw InvalidCoreProperties(e.what());
   }

@@ -1,7 +1,6 @@
 #include "coreproperties/core_properties_names.h"
 
 #include <opc/core/string_conversions.h>
-#include <opc/model/xml/xerces_helper.h>
 #include <opc/model/xml/xml_exceptions.h>
 #include <opc/vkservices/schema_base.h>
 
@@ -53,9 +52,14 @@ std::string coreSchemaText() {
          "</xsd:schema>\n";
 }
 
-void loadCoreGrammar(xercesc::DOMLSParser* parser, std::string const& schemaText) {
+std::unique_ptr<opc::model::detail::XmlTreeReader> makeCoreReader(std::string const& schemaText) {
+  opc::model::detail::XmlReaderSettings settings;
+  settings.grammars.push_back({schemaText, kCoreSchemaId});
+  // Every parser of the library checks its schemas in full: a schema that it would refuse
+  // is found at once, not by the document that happens to reach the faulty part.
+  settings.fullSchemaChecking = true;
   try {
-    opc::model::XercesHelper::loadGrammar(parser, schemaText, kCoreSchemaId);
+    return opc::model::detail::xmlEngine().makeTreeReader(settings);
   } catch (opc::model::InvalidXMLDocument const& e) {
     throw opc::model::InvalidXMLSchema(std::string("Schema could not be loaded: ") + e.what());
   }

@@ -4,9 +4,10 @@
 #ifndef SRC_COREPROPERTIES_CORE_PROPERTIES_NAMES_H_
 #define SRC_COREPROPERTIES_CORE_PROPERTIES_NAMES_H_
 
+#include <memory>
 #include <string>
 
-#include <xercesc/dom/DOMLSParser.hpp>
+#include "contracts/model/xml_engine/xml_engine.h"
 
 namespace opc {
 namespace vkservices {
@@ -46,10 +47,11 @@ inline constexpr char16_t kCoreSchemaId[] = u"vkcoreProperties.xsd";
 // The schema of the core part: UTF-8 text with an XML declaration, never read from a file.
 std::string coreSchemaText();
 
-// Loads `schemaText` into the grammar cache of `parser` (made by XercesHelper::createParser).
-// Raises opc::model::InvalidXMLSchema "Schema could not be loaded: " followed by the parser's
-// text if it is not a valid schema.
-void loadCoreGrammar(xercesc::DOMLSParser* parser, std::string const& schemaText);
+// A reader that validates documents against `schemaText`, announced as kCoreSchemaId; loads
+// the XML library if it is not loaded yet.  Raises opc::model::InvalidXMLSchema "Schema could
+// not be loaded: " followed by the parser's text if it is not a valid schema, and the
+// engine's opc::Exception if the XML library cannot be loaded.
+std::unique_ptr<opc::model::detail::XmlTreeReader> makeCoreReader(std::string const& schemaText);
 
 }  // namespace detail
 }  // namespace vkservices

@@ -1,12 +1,8 @@
 #include "coreproperties/core_properties_xml_handler.h"
 
 #include <string>
+#include <utility>
 
-#include <xercesc/dom/DOMDocument.hpp>
-#include <xercesc/dom/DOMElement.hpp>
-#include <xercesc/util/XMLUni.hpp>
-
-#include <opc/model/xml/xerces_helper.h>
 #include <opc/model/xml/xml_exceptions.h>
 #include <opc/vkservices/errors.h>
 
@@ -15,45 +11,42 @@
 
 namespace opc {
 namespace vkservices {
+namespace {
 
-using opc::model::XercesHelper;
+using opc::model::detail::XmlNode;
+
+// An element of the part's namespace holding `text`.
+XmlNode valueElement(std::u16string const& ns, char16_t const* name, std::u16string const& text) {
+  XmlNode element;
+  element.namespaceURI = ns;
+  element.name = name;
+  element.text = text;
+  return element;
+}
+
+}  // namespace
 
 CorePropertiesXmlHandler::CorePropertiesXmlHandler()
-    : guard_(),
-      parser_(),
-      writer_(),
-      namespace_(detail::coreNamespace()),
-      rootElement_(detail::kRootElement),
-      contentTypeElement_(detail::kContentTypeElement),
-      friendlyNameElement_(detail::kFriendlyNameElement),
-      releaseElement_(detail::kReleaseElement) {
-  try {
-    parser_ = XercesHelper::createParser();
-    parser_->getDomConfig()->setParameter(xercesc::XMLUni::fgXercesUseCachedGrammarInParse, true);
-    detail::loadCoreGrammar(parser_.get(), detail::coreSchemaText());
-    writer_ = XercesHelper::createPrettyPrintingWriter();
-  } catch (opc::model::InvalidXMLDocument const& e) {
-    throw opc::model::InvalidXMLSchema(std::string("Schema could not be loaded: ") + e.what());
-  }
-}
+    : reader_(), namespace_(detail::coreNamespace()) {}
 
-CorePropertiesXmlHandler::~CorePropertiesXmlHandler() {
-  writer_.reset();
-  parser_.reset();
-}
+CorePropertiesXmlHandler::~CorePropertiesXmlHandler() = default;
 
 void CorePropertiesXmlHandler::read(opc::InputStream& stream, CoreProperties& properties) {
-  detail::ParsedPart const part(*parser_, stream, true, "core properties");
-  xercesc::DOMElement const* root = part.root();
+  // Compiled by the first read, not by the constructor: a manager over a package without
+  // this part, or one that only writes it, has no use for the schema.
+  if (!reader_) reader_ = detail::makeCoreReader(detail::coreSchemaText());
+  XmlNode const root = detail::readPropertiesPart(*reader_, stream, true, "core properties");
   try {
+    using opc::model::detail::getElement;
+    using opc::model::detail::getElementText;
     std::u16string text;
-    if (XercesHelper::getElementText(XercesHelper::getElement(root, contentTypeElement_), text)) {
+    if (getElementText(&getElement(&root, detail::kContentTypeElement), text)) {
       properties.setContentType(text);
     }
-    if (XercesHelper::getElementText(XercesHelper::getElement(root, friendlyNameElement_), text)) {
+    if (getElementText(&getElement(&root, detail::kFriendlyNameElement), text)) {
       properties.setContentTypeFriendlyName(text);
     }
-    if (XercesHelper::getElementText(XercesHelper::getElement(root, releaseElement_), text)) {
+    if (getElementText(&getElement(&root, detail::kReleaseElement), text)) {
       properties.setORVANERelease(text);
     }
   } catch (InvalidCorePropertyValue const& e) {
@@ -62,20 +55,17 @@ void CorePropertiesXmlHandler::read(opc::InputStream& stream, CoreProperties& pr
 }
 
 void CorePropertiesXmlHandler::write(CoreProperties const& properties, opc::OutputStream& stream) {
+  XmlNode root;
+  root.namespaceURI = namespace_;
+  root.name = detail::kRootElement;
+  root.children.push_back(
+      valueElement(namespace_, detail::kContentTypeElement, properties.getContentType()));
+  root.children.push_back(valueElement(namespace_, detail::kFriendlyNameElement,
+                                       properties.getContentTypeFriendlyName()));
+  root.children.push_back(
+      valueElement(namespace_, detail::kReleaseElement, properties.getORVANERelease()));
   try {
-    auto const document = XercesHelper::createDocument();
-    document->setXmlStandalone(true);
-    xercesc::DOMElement* root =
-        XercesHelper::appendElementNS(document.get(), namespace_, rootElement_);
-    XercesHelper::setElementText(
-        XercesHelper::appendElementNS(root, namespace_, contentTypeElement_),
-        properties.getContentType());
-    XercesHelper::setElementText(
-        XercesHelper::appendElementNS(root, namespace_, friendlyNameElement_),
-        properties.getContentTypeFriendlyName());
-    XercesHelper::setElementText(XercesHelper::appendElementNS(root, namespace_, releaseElement_),
-                                 properties.getORVANERelease());
-    XercesHelper::writeDocumentToStream(writer_.get(), document.get(), stream);
+    opc::model::detail::xmlEngine().write(root, true, stream);
   } catch (opc::model::InvalidXMLDocument const& e) {
     throw opc::model::InvalidPartContent(e.what());
   }

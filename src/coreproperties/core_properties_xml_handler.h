@@ -3,17 +3,15 @@
 #define SRC_COREPROPERTIES_CORE_PROPERTIES_XML_HANDLER_H_
 
 #include <memory>
+#include <string>
 
 #include <boost/core/noncopyable.hpp>
-#include <xercesc/dom/DOMLSParser.hpp>
-#include <xercesc/dom/DOMLSSerializer.hpp>
 
 #include <opc/core/input_stream.h>
 #include <opc/core/output_stream.h>
-#include <opc/model/xml/xerces_deleter.h>
-#include <opc/model/xml/xerces_guard.h>
-#include <opc/model/xml/xerces_string.h>
 #include <opc/vkservices/core_properties.h>
+
+#include "contracts/model/xml_engine/xml_engine.h"
 
 namespace opc {
 namespace vkservices {
@@ -28,13 +26,12 @@ namespace vkservices {
 //   </vkcoreProperties>
 //
 // Every document is validated against the schema compiled into the library, so that the
-// elements must come in this order.  The object owns one parser (with the schema cached) and
-// one serializer, keeps the XML library initialised while it lives, and is used by one
-// thread at a time.
+// elements must come in this order.  The object owns one reader with the schema compiled,
+// made by the first read (a handler that only writes never compiles it), and is used by one
+// thread at a time.  Constructing one loads nothing: the XML library is loaded by the first
+// read or write.
 class CorePropertiesXmlHandler : private boost::noncopyable {
  public:
-  // Raises opc::model::InvalidXMLSchema "Schema could not be loaded: <parser's text>" if the
-  // schema does not load.
   CorePropertiesXmlHandler();
   ~CorePropertiesXmlHandler();
 
@@ -43,8 +40,10 @@ class CorePropertiesXmlHandler : private boost::noncopyable {
   // setORVANERelease, in this order, each only if its element has text.  Raises
   // opc::model::InvalidPartContent with the parser's text for a document that is not
   // well-formed or not valid (elements out of order included), with the setter's message for
-  // a value the setter refuses, and as ParsedPart for a part beyond its size limit.  Values
-  // set before a refused one stay set.
+  // a value the setter refuses, and as readPropertiesPart for a part beyond its size limit.
+  // Values set before a refused one stay set.  The first read compiles the schema, and
+  // raises opc::model::InvalidXMLSchema "Schema could not be loaded: <parser's text>" without
+  // opening `stream` if it does not load; the next read tries again.
   void read(opc::InputStream& stream, CoreProperties& properties);
 
   // Writes the document of `properties` to `stream`, which is flushed, not closed.  Raises
@@ -53,14 +52,8 @@ class CorePropertiesXmlHandler : private boost::noncopyable {
   void write(CoreProperties const& properties, opc::OutputStream& stream);
 
  private:
-  opc::model::XercesGuard guard_;
-  std::unique_ptr<xercesc::DOMLSParser, opc::model::XercesDeleter> parser_;
-  std::unique_ptr<xercesc::DOMLSSerializer, opc::model::XercesDeleter> writer_;
-  opc::model::XercesString const namespace_;
-  opc::model::XercesString const rootElement_;
-  opc::model::XercesString const contentTypeElement_;
-  opc::model::XercesString const friendlyNameElement_;
-  opc::model::XercesString const releaseElement_;
+  std::unique_ptr<opc::model::detail::XmlTreeReader> reader_;
+  std::u16string const namespace_;
 };
 
 }  // namespace vkservices

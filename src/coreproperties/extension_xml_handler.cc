@@ -1,11 +1,8 @@
 #include "coreproperties/extension_xml_handler.h"
 
 #include <string>
+#include <utility>
 
-#include <xercesc/dom/DOMDocument.hpp>
-#include <xercesc/dom/DOMElement.hpp>
-
-#include <opc/model/xml/xerces_helper.h>
 #include <opc/model/xml/xml_exceptions.h>
 #include <opc/vkservices/errors.h>
 
@@ -15,34 +12,27 @@
 namespace opc {
 namespace vkservices {
 
-using opc::model::XercesHelper;
+using opc::model::detail::XmlNode;
 
-ExtensionXmlHandler::ExtensionXmlHandler()
-    : guard_(),
-      parser_(XercesHelper::createParser()),
-      writer_(XercesHelper::createPrettyPrintingWriter()),
-      namespace_(detail::extensionNamespace()),
-      rootElement_(detail::kRootElement),
-      versionElement_(detail::kVersionElement),
-      uuidElement_(detail::kUUIDElement) {}
+ExtensionXmlHandler::ExtensionXmlHandler() : reader_(), namespace_(detail::extensionNamespace()) {}
 
-ExtensionXmlHandler::~ExtensionXmlHandler() {
-  writer_.reset();
-  parser_.reset();
-}
+ExtensionXmlHandler::~ExtensionXmlHandler() = default;
 
 void ExtensionXmlHandler::read(opc::InputStream& stream, CoreProperties& properties) {
-  detail::ParsedPart const part(*parser_, stream, false, "extended core properties");
-  xercesc::DOMElement const* root = part.root();
-  if (root == nullptr || rootElement_ != root->getTagName()) {
+  // Made by the first read: a manager over a package without this part never needs it.
+  if (!reader_) reader_ = opc::model::detail::xmlEngine().makeTreeReader({});
+  XmlNode const root =
+      detail::readPropertiesPart(*reader_, stream, false, "extended core properties");
+  // The name as written, prefix included: "x:vkcoreProperties" is another element.
+  if (root.name != detail::kRootElement) {
     throw opc::model::InvalidPartContent(
         "The expected extended core properties root element is not present");
   }
   // Packages written in deterministic mode have no identifier: a missing "uuid" is no fault.
-  xercesc::DOMElement const* uuid = XercesHelper::findElement(root, uuidElement_);
+  XmlNode const* uuid = opc::model::detail::findElement(&root, detail::kUUIDElement);
   if (uuid == nullptr) return;
   std::u16string text;
-  XercesHelper::getElementText(uuid, text);
+  opc::model::detail::getElementText(uuid, text);
   try {
     properties.setUUID(text);
   } catch (InvalidCorePropertyValue const& e) {
@@ -51,17 +41,19 @@ void ExtensionXmlHandler::read(opc::InputStream& stream, CoreProperties& propert
 }
 
 void ExtensionXmlHandler::write(CoreProperties const& properties, opc::OutputStream& stream) {
+  XmlNode root;
+  root.namespaceURI = namespace_;
+  root.name = detail::kRootElement;
+  boost::optional<std::u16string> const uuid = properties.getUUID();
+  if (uuid) {
+    XmlNode element;
+    element.namespaceURI = namespace_;
+    element.name = detail::kUUIDElement;
+    element.text = *uuid;
+    root.children.push_back(std::move(element));
+  }
   try {
-    auto const document = XercesHelper::createDocument();
-    document->setXmlStandalone(true);
-    xercesc::DOMElement* root =
-        XercesHelper::appendElementNS(document.get(), namespace_, rootElement_);
-    boost::optional<std::u16string> const uuid = properties.getUUID();
-    if (uuid) {
-      XercesHelper::setElementText(XercesHelper::appendElementNS(root, namespace_, uuidElement_),
-                                   *uuid);
-    }
-    XercesHelper::writeDocumentToStream(writer_.get(), document.get(), stream);
+    opc::model::detail::xmlEngine().write(root, true, stream);
   } catch (opc::model::InvalidXMLDocument const& e) {
     throw opc::model::InvalidPartContent(e.what());
   }

@@ -3,17 +3,15 @@
 #define SRC_COREPROPERTIES_EXTENSION_XML_HANDLER_H_
 
 #include <memory>
+#include <string>
 
 #include <boost/core/noncopyable.hpp>
-#include <xercesc/dom/DOMLSParser.hpp>
-#include <xercesc/dom/DOMLSSerializer.hpp>
 
 #include <opc/core/input_stream.h>
 #include <opc/core/output_stream.h>
-#include <opc/model/xml/xerces_deleter.h>
-#include <opc/model/xml/xerces_guard.h>
-#include <opc/model/xml/xerces_string.h>
 #include <opc/vkservices/core_properties.h>
+
+#include "contracts/model/xml_engine/xml_engine.h"
 
 namespace opc {
 namespace vkservices {
@@ -26,9 +24,9 @@ namespace vkservices {
 //
 // The part has no schema, so that later products can add to it: anything beside "uuid" is
 // tolerated and dropped, the namespace is not checked, and "orvaneVersion", which older
-// products wrote, is neither read nor written.  The object owns one parser (without grammar)
-// and one serializer, keeps the XML library initialised while it lives, and is used by one
-// thread at a time.
+// products wrote, is neither read nor written.  The object owns one reader without grammar,
+// made by the first read, and is used by one thread at a time.  Constructing one loads
+// nothing: the XML library is loaded by the first read or write.
 class ExtensionXmlHandler : private boost::noncopyable {
  public:
   ExtensionXmlHandler();
@@ -40,7 +38,7 @@ class ExtensionXmlHandler : private boost::noncopyable {
   // a document that is not well-formed, "The expected extended core properties root element
   // is not present" if the document element is not exactly "vkcoreProperties" (a prefixed
   // name is another name), the setter's message for a UUID it refuses (an empty "uuid"
-  // included), and as ParsedPart for a part beyond its size limit.
+  // included), and as readPropertiesPart for a part beyond its size limit.
   void read(opc::InputStream& stream, CoreProperties& properties);
 
   // Writes the document of `properties` to `stream`, which is flushed, not closed: the
@@ -50,14 +48,8 @@ class ExtensionXmlHandler : private boost::noncopyable {
   void write(CoreProperties const& properties, opc::OutputStream& stream);
 
  private:
-  opc::model::XercesGuard guard_;
-  std::unique_ptr<xercesc::DOMLSParser, opc::model::XercesDeleter> parser_;
-  std::unique_ptr<xercesc::DOMLSSerializer, opc::model::XercesDeleter> writer_;
-  opc::model::XercesString const namespace_;
-  opc::model::XercesString const rootElement_;
-  // Kept by name beside "uuid" so that the element is recognised as known; never used.
-  opc::model::XercesString const versionElement_;
-  opc::model::XercesString const uuidElement_;
+  std::unique_ptr<opc::model::detail::XmlTreeReader> reader_;
+  std::u16string const namespace_;
 };
 
 }  // namespace vkservices

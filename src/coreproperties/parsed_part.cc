@@ -1,8 +1,5 @@
 #include "coreproperties/parsed_part.h"
 
-#include <xercesc/dom/DOMDocument.hpp>
-
-#include <opc/model/xml/xerces_helper.h>
 #include <opc/model/xml/xml_exceptions.h>
 
 namespace opc {
@@ -39,30 +36,14 @@ class BoundedInputStream : public opc::InputStream {
 
 }  // namespace
 
-ParsedPart::ParsedPart(xercesc::DOMLSParser& parser, opc::InputStream& stream, bool validate,
-                       std::string const& partDescription)
-    : parser_(parser), root_(nullptr) {
+opc::model::detail::XmlNode readPropertiesPart(opc::model::detail::XmlTreeReader& reader,
+                                               opc::InputStream& stream, bool validate,
+                                               std::string const& partDescription) {
   BoundedInputStream bounded(stream, kMaxPropertiesPartSize, partDescription);
-  xercesc::DOMDocument* document = nullptr;
   try {
-    document = opc::model::XercesHelper::readDocumentFromStream(&parser_, bounded, validate,
-                                                                std::u16string(), std::u16string());
+    return reader.read(bounded, validate, std::u16string(), std::u16string());
   } catch (opc::model::InvalidXMLDocument const& e) {
-    parser_.resetDocumentPool();
     throw opc::model::InvalidPartContent(e.what());
-  } catch (...) {
-    parser_.resetDocumentPool();
-    throw;
-  }
-  root_ = document->getDocumentElement();
-}
-
-ParsedPart::~ParsedPart() {
-  try {
-    parser_.resetDocumentPool();
-  } catch (...) {
-    // Freeing the parser's documents does not fail in practice, and a destructor must not
-    // throw.
   }
 }
 

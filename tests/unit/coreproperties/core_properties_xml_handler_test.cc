@@ -5,8 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <opc/core/string_conversions.h>
-#include <opc/model/xml/xerces_guard.h>
-#include <opc/model/xml/xerces_helper.h>
 #include <opc/model/xml/xml_exceptions.h>
 #include <opc/vkservices/core_properties.h>
 #include <opc/vkservices/schema_base.h>
@@ -236,10 +234,8 @@ TEST(CorePropertiesSchemaTest, TheSchemaHasTheAttributesItPromises) {
 }
 
 TEST(CorePropertiesSchemaTest, ASchemaThatDoesNotLoadIsAnInvalidXMLSchema) {
-  opc::model::XercesGuard const guard;
-  auto const parser = opc::model::XercesHelper::createParser();
   EXPECT_THROW_MESSAGE(
-      opc::vkservices::detail::loadCoreGrammar(parser.get(), "<xsd:schema"), InvalidXMLSchema,
+      opc::vkservices::detail::makeCoreReader("<xsd:schema"), InvalidXMLSchema,
       "Schema could not be loaded: XML error in vkcoreProperties.xsd at line 1, column 12: "
       "unexpected end of input");
 }
