@@ -10,6 +10,7 @@
 #include <opc/model/part.h>
 #include <opc/model/part_name.h>
 #include <opc/model/standard_part_info.h>
+#include <opc/model/xml/xml_exceptions.h>
 #include <opc/vkservices/cipher_data_manager.h>
 #include <opc/vkservices/errors.h>
 
@@ -41,6 +42,10 @@ void CipherDataManager::doLoad() {
       }
     }
     entries_.swap(table);
+  } catch (opc::model::InvalidXMLSchema const&) {
+    // A fault of the library's own schema, not of the package: it keeps the class under which
+    // a manager raised it when the schema was compiled with the manager.
+    throw;
   } catch (opc::Exception const& e) {
     throw InvalidCipherData(e.what());
   }

@@ -1,14 +1,11 @@
 #include "cipherdata/cipher_data_xml_handler.h"
 
 #include <string>
-
-#include <xercesc/dom/DOMDocument.hpp>
-#include <xercesc/util/XMLUni.hpp>
+#include <utility>
 
 #include <foundation/crypto/encoding.h>
 #include <opc/core/string_conversions.h>
 #include <opc/model/uri.h>
-#include <opc/model/xml/xerces_helper.h>
 #include <opc/model/xml/xml_exceptions.h>
 #include <opc/vkservices/errors.h>
 
@@ -19,7 +16,7 @@ namespace vkservices {
 namespace {
 
 using opc::model::InvalidPartContent;
-using opc::model::XercesHelper;
+using opc::model::detail::XmlNode;
 
 // Passes reading on to `source` and refuses to go past the size limit of the part, so that a
 // hostile part costs at most that much of the parser's memory.
@@ -46,40 +43,20 @@ class BoundedInputStream : public opc::InputStream {
   std::size_t total_ = 0;
 };
 
-// The parser owns every document it made until resetDocumentPool; the handler holds none
-// between reads, however a read ends.
-class DocumentPoolReset {
- public:
-  explicit DocumentPoolReset(xercesc::DOMLSParser& parser) : parser_(parser) {}
-  DocumentPoolReset(DocumentPoolReset const&) = delete;
-  DocumentPoolReset& operator=(DocumentPoolReset const&) = delete;
-  ~DocumentPoolReset() {
-    try {
-      parser_.resetDocumentPool();
-    } catch (...) {
-      // Freeing the parser's documents does not fail in practice, and a destructor must not
-      // throw.
-    }
-  }
-
- private:
-  xercesc::DOMLSParser& parser_;
-};
-
 // The child of that name, which the reader requires: a missing one is told in the words of
 // the format rather than the XML library's.
-xercesc::DOMElement const* requireElement(xercesc::DOMElement const* parent, char16_t const* name) {
-  xercesc::DOMElement const* found = XercesHelper::findElement(parent, name);
+XmlNode const& requireElement(XmlNode const& parent, char16_t const* name) {
+  XmlNode const* found = opc::model::detail::findElement(&parent, name);
   if (found == nullptr) {
     throw InvalidPartContent("XML signature: " + opc::toASCIIString(name) + " is not present.");
   }
-  return found;
+  return *found;
 }
 
 // The text of the child of that name, which must have some.
-std::u16string requireText(xercesc::DOMElement const* parent, char16_t const* name) {
+std::u16string requireText(XmlNode const& parent, char16_t const* name) {
   std::u16string text;
-  if (!XercesHelper::getElementText(requireElement(parent, name), text)) {
+  if (!opc::model::detail::getElementText(&requireElement(parent, name), text)) {
     throw InvalidPartContent("XML signature: " + opc::toASCIIString(name) + " is empty.");
   }
   return text;
@@ -87,63 +64,18 @@ std::u16string requireText(xercesc::DOMElement const* parent, char16_t const* na
 
 // The attribute of the selector, which the reader requires.  `messageName` is the name the
 // message gives it, which for "Value" is another.
-std::u16string requireAttribute(xercesc::DOMElement const* selector, char16_t const* name,
+std::u16string requireAttribute(XmlNode const& selector, char16_t const* name,
                                 char const* messageName) {
   std::u16string value;
-  if (!XercesHelper::getElementAttribute(selector, name, value)) {
+  if (!opc::model::detail::getElementAttribute(&selector, name, value)) {
     throw InvalidPartContent(std::string("RelationshipSelector xml element missing ") +
                              messageName + " attribute.");
   }
   return value;
 }
 
-}  // namespace
-
-CipherDataXmlHandler::CipherDataXmlHandler()
-    : guard_(), parser_(), writer_(), namespace_(detail::cipherDataNamespace()) {
-  try {
-    parser_ = XercesHelper::createParser();
-    xercesc::DOMConfiguration* config = parser_->getDomConfig();
-    config->setParameter(xercesc::XMLUni::fgXercesUseCachedGrammarInParse, true);
-    config->setParameter(xercesc::XMLUni::fgXercesSchemaFullChecking, true);
-    XercesHelper::loadGrammar(parser_.get(), detail::cipherDataSchemaText(),
-                              detail::kCipherDataSchemaId);
-    writer_ = XercesHelper::createPrettyPrintingWriter();
-  } catch (opc::model::InvalidXMLDocument const& e) {
-    throw opc::model::InvalidXMLSchema(std::string("Schema could not be loaded: ") + e.what());
-  }
-}
-
-CipherDataXmlHandler::~CipherDataXmlHandler() {
-  writer_.reset();
-  parser_.reset();
-}
-
-void CipherDataXmlHandler::read(opc::InputStream& stream, std::vector<CipherEntry>& entries) {
-  DocumentPoolReset const reset(*parser_);
-  BoundedInputStream bounded(stream);
-  xercesc::DOMDocument const* document = nullptr;
-  try {
-    document = XercesHelper::readDocumentFromStream(parser_.get(), bounded, true, std::u16string(),
-                                                    std::u16string());
-  } catch (opc::model::InvalidXMLDocument const& e) {
-    throw InvalidPartContent(e.what());
-  }
-  xercesc::DOMElement const* root = document->getDocumentElement();
-  try {
-    for (xercesc::DOMElement const* entry :
-         XercesHelper::getElements(root, detail::kCipherEntryElement)) {
-      entries.push_back(readEntry(entry));
-    }
-  } catch (InvalidCorePropertyValue const& e) {
-    // No step of an entry's reading checks values this way; should one come to, its refusal
-    // is reported as bad content like every other.
-    throw InvalidPartContent(e.what());
-  }
-}
-
-CipherEntry CipherDataXmlHandler::readEntry(xercesc::DOMElement const* entry) const {
-  xercesc::DOMElement const* selector = requireElement(entry, detail::kSelectorElement);
+CipherEntry readEntry(XmlNode const& entry) {
+  XmlNode const& selector = requireElement(entry, detail::kSelectorElement);
   std::u16string const sourceURI =
       requireAttribute(selector, detail::kSourceURIAttribute, "SourceURI");
   std::u16string const selectorType =
@@ -160,38 +92,81 @@ CipherEntry CipherDataXmlHandler::readEntry(xercesc::DOMElement const* entry) co
                      hash, salt, iv);
 }
 
+// An element of the document's namespace, with `text` if it is not empty.
+XmlNode element(std::u16string const& ns, char16_t const* name, std::u16string text = {}) {
+  XmlNode node;
+  node.namespaceURI = ns;
+  node.name = name;
+  node.text = std::move(text);
+  return node;
+}
+
+// A reader with the schema compiled, which the first read makes.
+std::unique_ptr<opc::model::detail::XmlTreeReader> makeReader() {
+  opc::model::detail::XmlReaderSettings settings;
+  settings.grammars.push_back({detail::cipherDataSchemaText(), detail::kCipherDataSchemaId});
+  settings.fullSchemaChecking = true;
+  try {
+    return opc::model::detail::xmlEngine().makeTreeReader(settings);
+  } catch (opc::model::InvalidXMLDocument const& e) {
+    throw opc::model::InvalidXMLSchema(std::string("Schema could not be loaded: ") + e.what());
+  }
+}
+
+}  // namespace
+
+CipherDataXmlHandler::CipherDataXmlHandler()
+    : reader_(), namespace_(detail::cipherDataNamespace()) {}
+
+CipherDataXmlHandler::~CipherDataXmlHandler() = default;
+
+void CipherDataXmlHandler::read(opc::InputStream& stream, std::vector<CipherEntry>& entries) {
+  // Compiled by the first read, not by the constructor: a manager over a package without
+  // the part, or one that only writes it, has no use for the schema.
+  if (!reader_) reader_ = makeReader();
+  BoundedInputStream bounded(stream);
+  XmlNode root;
+  try {
+    root = reader_->read(bounded, true, std::u16string(), std::u16string());
+  } catch (opc::model::InvalidXMLDocument const& e) {
+    throw InvalidPartContent(e.what());
+  }
+  try {
+    for (XmlNode const* entry :
+         opc::model::detail::getElements(&root, detail::kCipherEntryElement)) {
+      entries.push_back(readEntry(*entry));
+    }
+  } catch (InvalidCorePropertyValue const& e) {
+    // No step of an entry's reading checks values this way; should one come to, its refusal
+    // is reported as bad content like every other.
+    throw InvalidPartContent(e.what());
+  }
+}
+
 void CipherDataXmlHandler::write(std::vector<CipherEntry> const& entries,
                                  opc::OutputStream& stream) {
+  XmlNode root = element(namespace_, detail::kCipherDataElement);
+  root.children.reserve(entries.size());
+  for (CipherEntry const& entry : entries) {
+    XmlNode node = element(namespace_, detail::kCipherEntryElement);
+    XmlNode selector = element(namespace_, detail::kSelectorElement);
+    opc::model::RelationshipSelector const relationshipSelector = entry.getRelationshipSelector();
+    bool const byType =
+        relationshipSelector.getSelectorType() == opc::model::RelationshipSelectorType::ByType;
+    selector.attributes = {
+        {detail::kSourceURIAttribute, relationshipSelector.getSourceURI().toString()},
+        {detail::kSelectorTypeAttribute, byType ? detail::kByType : detail::kByID},
+        {detail::kValueAttribute, relationshipSelector.getSelectionCriteria()}};
+    node.children.push_back(std::move(selector));
+    node.children.push_back(element(namespace_, detail::kHashElement,
+                                    foundation::crypto::utils::base64Encode(entry.getHash())));
+    node.children.push_back(element(namespace_, detail::kSaltElement, entry.getSalt()));
+    node.children.push_back(element(namespace_, detail::kIVElement,
+                                    foundation::crypto::utils::base64Encode(entry.getIV())));
+    root.children.push_back(std::move(node));
+  }
   try {
-    auto const document = XercesHelper::createDocument();
-    document->setXmlStandalone(true);
-    xercesc::DOMElement* root =
-        XercesHelper::appendElementNS(document.get(), namespace_, detail::kCipherDataElement);
-    for (CipherEntry const& entry : entries) {
-      xercesc::DOMElement* element =
-          XercesHelper::appendElementNS(root, namespace_, detail::kCipherEntryElement);
-      xercesc::DOMElement* selector =
-          XercesHelper::appendElementNS(element, namespace_, detail::kSelectorElement);
-      opc::model::RelationshipSelector const relationshipSelector = entry.getRelationshipSelector();
-      XercesHelper::setElementAttribute(selector, detail::kSourceURIAttribute,
-                                        relationshipSelector.getSourceURI().toString());
-      bool const byType =
-          relationshipSelector.getSelectorType() == opc::model::RelationshipSelectorType::ByType;
-      XercesHelper::setElementAttribute(selector, detail::kSelectorTypeAttribute,
-                                        byType ? detail::kByType : detail::kByID);
-      XercesHelper::setElementAttribute(selector, detail::kValueAttribute,
-                                        relationshipSelector.getSelectionCriteria());
-      XercesHelper::setElementText(
-          XercesHelper::appendElementNS(element, namespace_, detail::kHashElement),
-          foundation::crypto::utils::base64Encode(entry.getHash()));
-      XercesHelper::setElementText(
-          XercesHelper::appendElementNS(element, namespace_, detail::kSaltElement),
-          entry.getSalt());
-      XercesHelper::setElementText(
-          XercesHelper::appendElementNS(element, namespace_, detail::kIVElement),
-          foundation::crypto::utils::base64Encode(entry.getIV()));
-    }
-    XercesHelper::writeDocumentToStream(writer_.get(), document.get(), stream);
+    opc::model::detail::xmlEngine().write(root, true, stream);
   } catch (opc::model::InvalidXMLDocument const& e) {
     throw InvalidPartContent(e.what());
   }

@@ -3,19 +3,16 @@
 #define SRC_CIPHERDATA_CIPHER_DATA_XML_HANDLER_H_
 
 #include <memory>
+#include <string>
 #include <vector>
 
 #include <boost/core/noncopyable.hpp>
-#include <xercesc/dom/DOMElement.hpp>
-#include <xercesc/dom/DOMLSParser.hpp>
-#include <xercesc/dom/DOMLSSerializer.hpp>
 
 #include <opc/core/input_stream.h>
 #include <opc/core/output_stream.h>
-#include <opc/model/xml/xerces_deleter.h>
-#include <opc/model/xml/xerces_guard.h>
-#include <opc/model/xml/xerces_string.h>
 #include <opc/vkservices/cipher_entry.h>
+
+#include "contracts/model/xml_engine/xml_engine.h"
 
 namespace opc {
 namespace vkservices {
@@ -34,13 +31,12 @@ namespace vkservices {
 //
 // Every document is validated against the schema compiled into the library; the parser
 // refuses document type declarations and external resources, and no document larger than
-// detail::kMaxCipherDataPartSize is read.  The object owns one parser (with the schema
-// cached) and one serializer, keeps the XML library initialised while it lives, and is used
-// by one thread at a time.
+// detail::kMaxCipherDataPartSize is read.  The object owns one reader with the schema
+// compiled, made by the first read (a handler that only writes never compiles it), and is
+// used by one thread at a time.  Constructing one loads nothing: the XML library is loaded
+// by the first read or write.
 class CipherDataXmlHandler : private boost::noncopyable {
  public:
-  // Raises opc::model::InvalidXMLSchema "Schema could not be loaded: <parser's text>" if the
-  // schema does not load.
   CipherDataXmlHandler();
   ~CipherDataXmlHandler();
 
@@ -54,7 +50,9 @@ class CipherDataXmlHandler : private boost::noncopyable {
   // SelectorValue for the attribute Value) for a missing attribute, and "XML signature: Hash
   // is empty." (Salt, IV) for a value without text.  A hash or IV that is not strict base64
   // raises foundation::crypto::utils::Exception.  An exception of `stream` passes through.
-  // Entries appended before a failure stay appended.
+  // Entries appended before a failure stay appended.  The first read compiles the schema,
+  // and raises opc::model::InvalidXMLSchema "Schema could not be loaded: <parser's text>"
+  // without opening `stream` if it does not load; the next read tries again.
   void read(opc::InputStream& stream, std::vector<CipherEntry>& entries);
 
   // Writes the document of `entries`, in their order, to `stream`, which is flushed, not
@@ -63,12 +61,8 @@ class CipherDataXmlHandler : private boost::noncopyable {
   void write(std::vector<CipherEntry> const& entries, opc::OutputStream& stream);
 
  private:
-  CipherEntry readEntry(xercesc::DOMElement const* entry) const;
-
-  opc::model::XercesGuard guard_;
-  std::unique_ptr<xercesc::DOMLSParser, opc::model::XercesDeleter> parser_;
-  std::unique_ptr<xercesc::DOMLSSerializer, opc::model::XercesDeleter> writer_;
-  opc::model::XercesString const namespace_;
+  std::unique_ptr<opc::model::detail::XmlTreeReader> reader_;
+  std::u16string const namespace_;
 };
 
 }  // namespace vkservices

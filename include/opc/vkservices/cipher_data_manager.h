@@ -56,7 +56,10 @@ struct RelationshipSelectorHash {
 // "XML signature: Hash is empty." (Salt, IV) for an empty value, "Cipher data in the package
 // has multiple entries with the same values." for two entries under one selector, and
 // "The cipher data part is larger than 4194304 bytes" for a part beyond that size.  A hash
-// or IV that is not strict base64 raises foundation::crypto::utils::Exception unchanged.
+// or IV that is not strict base64 raises foundation::crypto::utils::Exception unchanged.  The
+// first load that finds the part compiles the built-in schema, and raises
+// opc::model::InvalidXMLSchema "Schema could not be loaded: <parser's text>", unchanged, if
+// it does not load.
 // An element "NewEntry" inside an entry, which later writers may add, is accepted and not
 // read; it is lost when the table is saved again.
 //
@@ -96,8 +99,8 @@ struct RelationshipSelectorHash {
 class OPCVK_EXPORT CipherDataManager : public opc::model::DataManager {
  public:
   // Ties the manager to `package` (which must be open; see DataManager) and makes the XML
-  // handler and the crypto engine; reads nothing.  Raises opc::model::InvalidXMLSchema
-  // "Schema could not be loaded: <parser's text>" if the built-in schema does not load.
+  // handler and the crypto engine; reads nothing, and neither loads the XML library nor
+  // compiles the part's schema: the first load that finds the part does.
   explicit CipherDataManager(opc::model::Package& package);
   ~CipherDataManager() override;
 
