@@ -12,8 +12,8 @@
 
 #include <opc/core/input_stream.h>
 #include <opc/core/output_stream.h>
-#include <opc/model/xml/xml_stream_reader.h>
 
+#include "contracts/model/xml_engine/xml_engine.h"
 #include "filesystem/file_system_tree.h"
 
 namespace opc {
@@ -31,10 +31,9 @@ class ManifestBytes;
 // permissions or date.  The older form of the document (no version, attributes platform and
 // encoding, decimal file modes) is read as version "1.0" and written by writeV1.
 //
-// Both schemas are compiled into the library and loaded once, by the first read that needs the
-// parser, into the grammar cache of the object's parser; every document that the parser reads is
-// validated against the grammar of its namespace.  The parser refuses document type
-// declarations and external resources.
+// Both schemas are compiled into the library and compiled by the parser once, by the first
+// read that needs it; every document that the parser reads is validated against the grammar
+// of its namespace.  The parser refuses document type declarations and external resources.
 //
 // Documents are streamed both ways: reading fills the tree entry by entry as they are read, and
 // writing prints each leaf as the tree is walked, so that neither holds a large document in
@@ -42,8 +41,9 @@ class ManifestBytes;
 // parser accepts it, the parser reads it from its first byte, from the source again when the
 // caller can give it again, or else from the first 4 MiB held in memory.
 //
-// The object owns one parser, made at its first use, and is used by one thread at a time.  It
-// keeps the XML library initialised from then on, for as long as it lives.
+// The object owns one parser, made at its first use, and is used by one thread at a time.
+// That first use loads the XML library into the process, if nothing did before: a package
+// whose manifests the reader without the parser reads never loads it.
 class FileSystemManifestXml : private boost::noncopyable {
  public:
   // Gives the stream of a document anew, from its first byte, for a second reading: a stream
@@ -106,8 +106,8 @@ class FileSystemManifestXml : private boost::noncopyable {
   std::size_t parserReads() const { return parserReads_; }
 
   // Writes the current form of the document for `tree` to `target`: UTF-8, standalone,
-  // indented, the leaves in the tree's key order, attributes by name (the bytes of
-  // opc::model::XercesHelper's pretty-printing writer).  The version is printed as the tree
+  // indented, the leaves in the tree's key order, attributes by name (the bytes of the XML
+  // library's pretty-printing writer).  The version is printed as the tree
   // holds it.  `target` is flushed, not closed.  Raises opc::model::InvalidPartContent
   // "XML error: invalid or illegal XML character" if a text holds a character that XML does
   // not allow (a NUL included); bytes written before stay written.  An exception of `target`
@@ -125,12 +125,12 @@ class FileSystemManifestXml : private boost::noncopyable {
   void writeForm(FileSystemTree const& tree, opc::OutputStream& target, bool isV1);
   // Tries the reader without the parser; false, with `tree` as it was, if it gave up.
   bool readFast(detail::ManifestBytes& bytes, FileSystemTree& tree);
-  // The parser, with both grammars in its cache, made at the first call.
-  opc::model::XmlStreamReader& parser();
+  // The parser, with both grammars compiled, made at the first call.
+  opc::model::detail::XmlEventReader& parser();
 
   // Null until a document needs the parser: compiling the grammars costs more than reading a
   // manifest of thousands of entries without it.
-  std::unique_ptr<opc::model::XmlStreamReader> reader_;
+  std::unique_ptr<opc::model::detail::XmlEventReader> reader_;
   std::size_t window_;
   std::size_t parserReads_ = 0;
 };

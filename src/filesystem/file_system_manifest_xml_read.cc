@@ -298,18 +298,14 @@ void FileSystemManifestXml::read(opc::InputStream& source, FileSystemTree& tree,
 }
 
 void FileSystemManifestXml::readValidating(opc::InputStream& source, FileSystemTree& tree) {
-  opc::model::XmlStreamReader& reader = parser();
+  opc::model::detail::XmlEventReader& reader = parser();
   fill(tree, [&](ManifestFiller& filler) { reader.read(source, filler); });
 }
 
-opc::model::XmlStreamReader& FileSystemManifestXml::parser() {
-  if (reader_) return *reader_;
-  // Grammars are compiled here, once, and found by namespace in the cache at every read.  A
-  // parser whose grammar failed to load is not kept: the next read tries again.
-  auto reader = std::make_unique<opc::model::XmlStreamReader>();
-  detail::loadManifestGrammar(*reader, detail::manifestSchemaText(), detail::kManifestSchemaId);
-  detail::loadManifestGrammar(*reader, detail::manifestSchemaTextV1(), detail::kManifestSchemaIdV1);
-  reader_ = std::move(reader);
+opc::model::detail::XmlEventReader& FileSystemManifestXml::parser() {
+  // Grammars are compiled here, once, and chosen by namespace at every read.  A reader whose
+  // grammar failed to compile is not kept: the next read tries again.
+  if (!reader_) reader_ = detail::makeManifestReader(detail::manifestGrammars());
   return *reader_;
 }
 

@@ -1,6 +1,5 @@
 #include "filesystem/manifest_schemas.h"
 
-#include <opc/model/xml/xerces_helper.h>
 #include <opc/model/xml/xml_exceptions.h>
 
 #include "filesystem/file_system_manifest_xml_names.h"
@@ -92,16 +91,6 @@ constexpr auto kSchemaV1 =
                     kManifestNamespacePathV1, kSettings, kCommonTypes, kFileEntryHead, kContentURI,
                     kFileEntryTail, kFileEntriesHead, kRootAttributesV1, kTail);
 
-// Runs `load`; a grammar that does not load is a fault of the library's own schema.
-template <typename Load>
-void asSchemaError(Load&& load) {
-  try {
-    load();
-  } catch (opc::model::InvalidXMLDocument const& e) {
-    throw opc::model::InvalidXMLSchema(std::string("Schema could not be loaded: ") + e.what());
-  }
-}
-
 }  // namespace
 
 std::string const& manifestSchemaText() {
@@ -114,14 +103,23 @@ std::string const& manifestSchemaTextV1() {
   return text;
 }
 
-void loadManifestGrammar(xercesc::DOMLSParser* parser, std::string const& schemaText,
-                         std::u16string const& systemId) {
-  asSchemaError([&] { opc::model::XercesHelper::loadGrammar(parser, schemaText, systemId); });
+std::vector<opc::model::detail::XmlGrammar> manifestGrammars() {
+  return {{manifestSchemaText(), kManifestSchemaId}, {manifestSchemaTextV1(), kManifestSchemaIdV1}};
 }
 
-void loadManifestGrammar(opc::model::XmlStreamReader& reader, std::string const& schemaText,
-                         std::u16string const& systemId) {
-  asSchemaError([&] { reader.loadGrammar(schemaText, systemId); });
+std::unique_ptr<opc::model::detail::XmlEventReader> makeManifestReader(
+    std::vector<opc::model::detail::XmlGrammar> const& grammars) {
+  opc::model::detail::XmlReaderSettings settings;
+  settings.grammars = grammars;
+  // Every parser of the library checks its schemas in full: a schema that it would refuse
+  // is found at once, not by the document that happens to reach the faulty part.
+  settings.fullSchemaChecking = true;
+  try {
+    return opc::model::detail::xmlEngine().makeEventReader(settings);
+  } catch (opc::model::InvalidXMLDocument const& e) {
+    // A grammar that does not compile is a fault of the library's own schema.
+    throw opc::model::InvalidXMLSchema(std::string("Schema could not be loaded: ") + e.what());
+  }
 }
 
 }  // namespace detail

@@ -1,13 +1,13 @@
 // The XML schemas of the two forms of the file-system manifest, compiled into the library,
-// and their loading into a parser's grammar cache.
+// and the reader that validates manifests against them.
 #ifndef SRC_FILESYSTEM_MANIFEST_SCHEMAS_H_
 #define SRC_FILESYSTEM_MANIFEST_SCHEMAS_H_
 
+#include <memory>
 #include <string>
+#include <vector>
 
-#include <xercesc/dom/DOMLSParser.hpp>
-
-#include <opc/model/xml/xml_stream_reader.h>
+#include "contracts/model/xml_engine/xml_engine.h"
 
 namespace opc {
 namespace vkservices {
@@ -19,17 +19,16 @@ namespace detail {
 std::string const& manifestSchemaText();
 std::string const& manifestSchemaTextV1();
 
-// Loads `schemaText` into the grammar cache of `parser`, a parser made by
-// opc::model::XercesHelper::createParser, so that documents of its namespace are validated
-// against it.  Raises opc::model::InvalidXMLSchema "Schema could not be loaded: " followed by
-// the text of the parser's error if the text is not a valid schema.  `systemId` names the
-// schema in that text.
-void loadManifestGrammar(xercesc::DOMLSParser* parser, std::string const& schemaText,
-                         std::u16string const& systemId);
+// Both schemas, under their system identifiers kManifestSchemaId and kManifestSchemaIdV1.
+std::vector<opc::model::detail::XmlGrammar> manifestGrammars();
 
-// The same for the streaming reader that reads manifests.
-void loadManifestGrammar(opc::model::XmlStreamReader& reader, std::string const& schemaText,
-                         std::u16string const& systemId);
+// A reader that validates every document against the grammar of its namespace among
+// `grammars`, compiled here; loads the XML library if it is not loaded yet.  Raises
+// opc::model::InvalidXMLSchema "Schema could not be loaded: " followed by the text of the
+// parser's error if a text is not a valid schema (the text names the schema by its system
+// identifier), and the engine's opc::Exception if the XML library cannot be loaded.
+std::unique_ptr<opc::model::detail::XmlEventReader> makeManifestReader(
+    std::vector<opc::model::detail::XmlGrammar> const& grammars);
 
 }  // namespace detail
 }  // namespace vkservices

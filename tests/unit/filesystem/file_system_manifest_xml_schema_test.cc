@@ -6,8 +6,6 @@
 #include <gtest/gtest.h>
 
 #include <opc/core/exception.h>
-#include <opc/model/xml/xerces_guard.h>
-#include <opc/model/xml/xerces_helper.h>
 #include <opc/model/xml/xml_exceptions.h>
 #include <opc/vkservices/schema_base.h>
 
@@ -88,18 +86,19 @@ TEST(FileSystemManifestXmlSchemaTest, SchemasAreStandaloneNoTextsOfTheirNamespac
 }
 
 TEST(FileSystemManifestXmlSchemaTest, BothSchemasLoadIntoAFreshParser) {
-  opc::model::XercesGuard guard;
-  auto parser = opc::model::XercesHelper::createParser();
-  EXPECT_NO_THROW(detail::loadManifestGrammar(parser.get(), detail::manifestSchemaText(),
-                                              detail::kManifestSchemaId));
-  EXPECT_NO_THROW(detail::loadManifestGrammar(parser.get(), detail::manifestSchemaTextV1(),
-                                              detail::kManifestSchemaIdV1));
+  std::vector<opc::model::detail::XmlGrammar> const grammars = detail::manifestGrammars();
+  ASSERT_EQ(grammars.size(), 2u);
+  EXPECT_EQ(grammars[0].text, detail::manifestSchemaText());
+  EXPECT_EQ(grammars[0].systemId, detail::kManifestSchemaId);
+  EXPECT_EQ(grammars[1].text, detail::manifestSchemaTextV1());
+  EXPECT_EQ(grammars[1].systemId, detail::kManifestSchemaIdV1);
+  EXPECT_TRUE(detail::makeManifestReader({grammars[0]}) != nullptr);
+  EXPECT_TRUE(detail::makeManifestReader({grammars[1]}) != nullptr);
+  EXPECT_TRUE(detail::makeManifestReader(grammars) != nullptr);
 }
 
 TEST(FileSystemManifestXmlSchemaTest, ASchemaThatDoesNotLoadRaisesInvalidXMLSchema) {
-  opc::model::XercesGuard guard;
-  auto parser = opc::model::XercesHelper::createParser();
-  EXPECT_THROW_MESSAGE(detail::loadManifestGrammar(parser.get(), "<xsd:schema", u"broken.xsd"),
+  EXPECT_THROW_MESSAGE(detail::makeManifestReader({{"<xsd:schema", u"broken.xsd"}}),
                        InvalidXMLSchema,
                        "Schema could not be loaded: XML error in broken.xsd at line 1, column 12: "
                        "unexpected end of input");
@@ -107,7 +106,7 @@ TEST(FileSystemManifestXmlSchemaTest, ASchemaThatDoesNotLoadRaisesInvalidXMLSche
       "<xsd:schema xmlns:xsd=\"http://www.w3.org/2001/XMLSchema\">\n"
       "<xsd:element name=\"a\" type=\"missingType\"/>\n"
       "</xsd:schema>\n";
-  EXPECT_THROW_MESSAGE(detail::loadManifestGrammar(parser.get(), undefinedType, u"types.xsd"),
+  EXPECT_THROW_MESSAGE(detail::makeManifestReader({{undefinedType, u"types.xsd"}}),
                        InvalidXMLSchema,
                        "Schema could not be loaded: XML error in types.xsd at line 2, column 43: "
                        "type ':missingType' not found");

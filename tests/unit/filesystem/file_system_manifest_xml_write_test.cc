@@ -9,17 +9,12 @@
 #include <boost/date_time/posix_time/posix_time_types.hpp>
 #include <boost/optional/optional_io.hpp>
 #include <gtest/gtest.h>
-#include <xercesc/dom/DOMAttr.hpp>
-#include <xercesc/dom/DOMDocument.hpp>
-#include <xercesc/dom/DOMElement.hpp>
-#include <xercesc/dom/DOMNamedNodeMap.hpp>
 
 #include <opc/core/exception.h>
 #include <opc/core/string_conversions.h>
-#include <opc/model/xml/xerces_guard.h>
-#include <opc/model/xml/xerces_helper.h>
 #include <opc/model/xml/xml_exceptions.h>
 
+#include "contracts/model/xml_engine/xml_engine.h"
 #include "filesystem/file_system_manifest_xml.h"
 #include "filesystem/file_system_node.h"
 #include "filesystem/file_system_tree.h"
@@ -30,7 +25,7 @@ namespace {
 
 using boost::posix_time::ptime;
 using opc::model::InvalidPartContent;
-using opc::model::XercesHelper;
+using opc::model::detail::XmlNode;
 using opc::vkservices::FileSystemManifestXml;
 using opc::vkservices::FileSystemNode;
 using opc::vkservices::FileSystemNodeType;
@@ -46,7 +41,8 @@ ptime const kTime{boost::gregorian::date(2024, 6, 11), boost::posix_time::hours(
 opc::Perms::Perms_tag perms(unsigned value) { return static_cast<opc::Perms::Perms_tag>(value); }
 
 // A written document as plain data: the root's namespace and attributes, and each child
-// element's local name, namespace and attributes.
+// element's local name, namespace and attributes.  Namespace declarations count among the
+// attributes, as "xmlns" or "xmlns:<prefix>".
 struct Parsed {
   std::u16string rootName;
   std::u16string rootNamespace;
@@ -56,12 +52,13 @@ struct Parsed {
   std::vector<Attributes> entries;
 };
 
-Attributes attributesOf(xercesc::DOMElement const* element) {
+Attributes attributesOf(XmlNode const& element) {
   Attributes result;
-  xercesc::DOMNamedNodeMap const* map = element->getAttributes();
-  for (XMLSize_t i = 0; i < map->getLength(); ++i) {
-    auto const* attribute = static_cast<xercesc::DOMAttr const*>(map->item(i));
-    result[attribute->getName()] = attribute->getValue();
+  for (auto const& attribute : element.attributes) result[attribute.first] = attribute.second;
+  for (auto const& declaration : element.namespaceDeclarations) {
+    std::u16string const name =
+        declaration.first.empty() ? u"xmlns" : u"xmlns:" + declaration.first;
+    result[name] = declaration.second;
   }
   return result;
 }
@@ -69,20 +66,16 @@ Attributes attributesOf(xercesc::DOMElement const* element) {
 // Parses without validation, so that the test sees what was written, not what a schema
 // lets through.
 Parsed parse(std::string const& xml) {
-  opc::model::XercesGuard guard;
-  auto parser = XercesHelper::createParser();
+  auto reader = opc::model::detail::xmlEngine().makeTreeReader({});
   MemoryInputStream source(xml);
-  xercesc::DOMDocument* document =
-      XercesHelper::readDocumentFromStream(parser.get(), source, false, u"", u"");
-  xercesc::DOMElement const* root = document->getDocumentElement();
+  XmlNode const root = reader->read(source, false, u"", u"");
   Parsed parsed;
-  parsed.rootName = root->getLocalName();
-  parsed.rootNamespace = root->getNamespaceURI();
+  parsed.rootName = root.localName;
+  parsed.rootNamespace = root.namespaceURI;
   parsed.root = attributesOf(root);
-  for (xercesc::DOMElement const* child = root->getFirstElementChild(); child != nullptr;
-       child = child->getNextElementSibling()) {
-    parsed.entryNames.push_back(child->getLocalName());
-    parsed.entryNamespaces.push_back(child->getNamespaceURI());
+  for (XmlNode const& child : root.children) {
+    parsed.entryNames.push_back(child.localName);
+    parsed.entryNamespaces.push_back(child.namespaceURI);
     parsed.entries.push_back(attributesOf(child));
   }
   return parsed;
