@@ -6,12 +6,11 @@
 
 #include <opc/core/string_conversions.h>
 #include <opc/model/exceptions.h>
-#include <opc/model/xml/xerces_guard.h>
-#include <opc/model/xml/xerces_helper.h>
 #include <opc/model/xml/xml_exceptions.h>
 
 #include "../text_chars.h"
 #include "../xml/plain_elements.h"
+#include "../xml_engine/xml_engine.h"
 #include "content_types.h"
 #include "plain_part.h"
 
@@ -77,19 +76,16 @@ std::vector<Relationship> relationshipsOf(std::vector<PlainElement> const& eleme
 
 std::vector<Relationship> readRelationships(opc::InputStream& stream, URI const& sourceURI,
                                             std::string const& context) {
-  XercesGuard guard;
-  auto parser = XercesHelper::createParser();
-  xercesc::DOMDocument* document = nullptr;
+  std::unique_ptr<XmlTreeReader> const reader = xmlEngine().makeTreeReader(XmlReaderSettings());
+  XmlNode root;
   try {
-    document = XercesHelper::readDocumentFromStream(parser.get(), stream, false, u"",
-                                                    kRelationshipsNamespace);
+    root = reader->read(stream, false, u"", kRelationshipsNamespace);
   } catch (InvalidXMLDocument const& e) {
     throw InvalidPackage(context + ": " + e.what());
   } catch (InvalidPartContent const& e) {
     throw InvalidPackage(context + ": " + e.what());
   }
-  xercesc::DOMElement const* root = document->getDocumentElement();
-  if (std::u16string(root->getLocalName()) != u"Relationships") {
+  if (root.localName != u"Relationships") {
     throw InvalidPackage(context + ": the document element is not Relationships");
   }
   return relationshipsOf(plainElementsOf(root, kShape), sourceURI, context);
@@ -108,24 +104,22 @@ std::vector<Relationship> readRelationships(OpenStream const& open, std::size_t 
 }
 
 void writeRelationships(std::vector<Relationship> const& relationships, opc::OutputStream& stream) {
-  XercesGuard guard;
-  auto document = XercesHelper::createDocument();
-  document->setXmlStandalone(true);
-  xercesc::DOMElement* root =
-      XercesHelper::appendElementNS(document.get(), kRelationshipsNamespace, u"Relationships");
+  XmlNode root;
+  root.namespaceURI = kRelationshipsNamespace;
+  root.name = u"Relationships";
+  root.children.reserve(relationships.size());
   for (Relationship const& relationship : relationships) {
-    xercesc::DOMElement* element =
-        XercesHelper::appendElementNS(root, kRelationshipsNamespace, u"Relationship");
-    XercesHelper::setElementAttribute(element, u"Id", relationship.getID());
-    XercesHelper::setElementAttribute(element, u"Type", relationship.getType());
-    XercesHelper::setElementAttribute(element, u"Target",
-                                      asciiOnly(relationship.getTargetURI().toString()));
+    XmlNode& element = root.children.emplace_back();
+    element.namespaceURI = kRelationshipsNamespace;
+    element.name = u"Relationship";
+    element.attributes = {{u"Id", relationship.getID()},
+                          {u"Type", relationship.getType()},
+                          {u"Target", asciiOnly(relationship.getTargetURI().toString())}};
     if (relationship.getTargetMode() == TargetMode::External) {
-      XercesHelper::setElementAttribute(element, u"TargetMode", u"External");
+      element.attributes.emplace_back(u"TargetMode", u"External");
     }
   }
-  auto writer = XercesHelper::createPrettyPrintingWriter();
-  XercesHelper::writeDocumentToStream(writer.get(), document.get(), stream);
+  xmlEngine().write(root, true, stream);
 }
 
 }  // namespace detail
