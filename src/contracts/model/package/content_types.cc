@@ -8,6 +8,7 @@
 #include <opc/core/string_conversions.h>
 #include <opc/model/exceptions.h>
 #include <opc/model/xml/xml_exceptions.h>
+#include <opc/model/xml/xml_stream_writer.h>
 
 #include "../part_name_rules.h"
 #include "../text_chars.h"
@@ -255,27 +256,28 @@ void writeContentTypes(std::vector<std::pair<PartName const*, ContentType const*
     tally.best = &best->first;
   }
 
-  XmlNode root;
-  root.namespaceURI = kContentTypesNamespace;
-  root.name = u"Types";
-  auto const append = [&root](char16_t const* name) -> XmlNode& {
-    XmlNode& element = root.children.emplace_back();
-    element.namespaceURI = kContentTypesNamespace;
-    element.name = name;
-    return element;
-  };
+  // Elements with attributes only: the streaming writer gives the serializer's bytes without
+  // the XML library, so that saving a package does not load it.
+  XmlStreamWriter writer(stream);
+  writer.startDocument();
+  writer.startElement(kContentTypesNamespace, u"Types");
   for (Tally const& tally : tallies) {
-    append(u"Default").attributes = {{u"Extension", tally.extension},
-                                     {u"ContentType", *tally.best}};
+    writer.startElement(kContentTypesNamespace, u"Default");
+    writer.attribute(u"Extension", tally.extension);
+    writer.attribute(u"ContentType", *tally.best);
+    writer.endElement();
   }
   for (std::size_t i = 0; i < parts.size(); ++i) {
     std::u16string const& type = textOf(parts[i].second);
     std::size_t const number = extensionOfPart[i];
     if (number != kNoExtension && *tallies[number].best == type) continue;
-    append(u"Override").attributes = {
-        {u"PartName", asciiOnly(PartNameAccess::text(*parts[i].first))}, {u"ContentType", type}};
+    writer.startElement(kContentTypesNamespace, u"Override");
+    writer.attribute(u"PartName", asciiOnly(PartNameAccess::text(*parts[i].first)));
+    writer.attribute(u"ContentType", type);
+    writer.endElement();
   }
-  xmlEngine().write(root, true, stream);
+  writer.endElement();
+  writer.endDocument();
 }
 
 }  // namespace detail

@@ -7,6 +7,7 @@
 #include <opc/core/string_conversions.h>
 #include <opc/model/exceptions.h>
 #include <opc/model/xml/xml_exceptions.h>
+#include <opc/model/xml/xml_stream_writer.h>
 
 #include "../text_chars.h"
 #include "../xml/plain_elements.h"
@@ -104,22 +105,23 @@ std::vector<Relationship> readRelationships(OpenStream const& open, std::size_t 
 }
 
 void writeRelationships(std::vector<Relationship> const& relationships, opc::OutputStream& stream) {
-  XmlNode root;
-  root.namespaceURI = kRelationshipsNamespace;
-  root.name = u"Relationships";
-  root.children.reserve(relationships.size());
+  // Elements with attributes only: the streaming writer gives the serializer's bytes without
+  // the XML library, so that saving a package does not load it.
+  XmlStreamWriter writer(stream);
+  writer.startDocument();
+  writer.startElement(kRelationshipsNamespace, u"Relationships");
   for (Relationship const& relationship : relationships) {
-    XmlNode& element = root.children.emplace_back();
-    element.namespaceURI = kRelationshipsNamespace;
-    element.name = u"Relationship";
-    element.attributes = {{u"Id", relationship.getID()},
-                          {u"Type", relationship.getType()},
-                          {u"Target", asciiOnly(relationship.getTargetURI().toString())}};
+    writer.startElement(kRelationshipsNamespace, u"Relationship");
+    writer.attribute(u"Id", relationship.getID());
+    writer.attribute(u"Type", relationship.getType());
+    writer.attribute(u"Target", asciiOnly(relationship.getTargetURI().toString()));
     if (relationship.getTargetMode() == TargetMode::External) {
-      element.attributes.emplace_back(u"TargetMode", u"External");
+      writer.attribute(u"TargetMode", u"External");
     }
+    writer.endElement();
   }
-  xmlEngine().write(root, true, stream);
+  writer.endElement();
+  writer.endDocument();
 }
 
 }  // namespace detail

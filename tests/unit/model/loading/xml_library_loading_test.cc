@@ -121,6 +121,19 @@ TEST(XmlLibraryLoadingTest, PlainPackageIsReadWithoutTheXmlLibrary) {
   EXPECT_FALSE(xmlLibraryLoaded());
 }
 
+TEST(XmlLibraryLoadingTest, PackageIsSavedAndReadAgainWithoutTheXmlLibrary) {
+  ASSERT_FALSE(xmlLibraryLoaded());
+  auto created = Package::openBuffer({}, PackageAccess::Create);
+  interfaces::StandardPartInfo const info(interfaces::CompressionType::DeflateMetadata, 0);
+  Part part = created->createPart(PartName(u"/docs/a.txt"), ContentType(u"text/x-special"), info);
+  created->createPart(PartName(u"/b.txt"), ContentType(u"text/plain"), info);
+  created->createInternalRelationship(u"http://example.com/rel/main", URI(u"/docs/a.txt"), u"r1");
+  part.createInternalRelationship(u"http://example.com/rel/next", URI(u"/b.txt"), u"n1");
+  created->save();
+  expectReadAsWritten(created->getBuffer());
+  EXPECT_FALSE(xmlLibraryLoaded());
+}
+
 TEST(XmlLibraryLoadingTest, DocumentThatNeedsTheParserLoadsItAndReadsTheSame) {
   // A comment and line breaks of CRLF: the strict reader leaves the document to the parser.
   expectReadAsWritten(package(types("<!-- not plain -->\r\n")));
