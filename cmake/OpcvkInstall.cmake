@@ -34,11 +34,11 @@ install(TARGETS ${installed_targets}
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 
 # What the installed libraries name in their public interface, a consumer must find again:
-# Boost (error_code and ptime in the headers) always, Xerces-C once the package model, whose
-# XML wrappers show it, is installed.
+# Boost (error_code and ptime in the headers) always, Xerces-C once the package model's XML
+# library, whose wrappers show it, is installed.
 set(OPCVK_PACKAGE_DEPENDENCIES "find_dependency(Boost 1.74 COMPONENTS system date_time)")
 set(OPCVK_PC_REQUIRES "")
-if(opcmodel IN_LIST installed_targets)
+if(opcmodel_xml IN_LIST installed_targets)
   string(APPEND OPCVK_PACKAGE_DEPENDENCIES "\nfind_dependency(XercesC 3.2)")
   set(OPCVK_PC_REQUIRES "xerces-c >= 3.2")
 endif()

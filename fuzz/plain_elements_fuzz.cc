@@ -13,24 +13,15 @@
 #include <string>
 #include <vector>
 
-#include <xercesc/dom/DOMDocument.hpp>
-#include <xercesc/dom/DOMElement.hpp>
-#include <xercesc/dom/DOMLSParser.hpp>
-
 #include <opc/core/input_stream.h>
 #include <opc/core/stream_adaptors.h>
-#include <opc/model/xml/xerces_deleter.h>
-#include <opc/model/xml/xerces_guard.h>
-#include <opc/model/xml/xerces_helper.h>
 
 #include "fuzz_support.h"
 #include "xml/plain_elements.h"
+#include "xml_engine/xml_engine.h"
 
 namespace {
 
-using opc::model::XercesDeleter;
-using opc::model::XercesGuard;
-using opc::model::XercesHelper;
 using opc::model::detail::PlainDocumentShape;
 using opc::model::detail::PlainElement;
 using opc::model::detail::PlainElementKind;
@@ -71,8 +62,8 @@ class SmallReads : public opc::InputStream {
 };
 
 struct Fixture {
-  XercesGuard guard;
-  std::unique_ptr<xercesc::DOMLSParser, XercesDeleter> parser = XercesHelper::createParser();
+  std::unique_ptr<opc::model::detail::XmlTreeReader> reader =
+      opc::model::detail::xmlEngine().makeTreeReader(opc::model::detail::XmlReaderSettings());
 };
 
 Fixture& fixture() {
@@ -111,14 +102,12 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
     opc::ByteArrayInAdaptor in(bytes);
     std::vector<PlainElement> parsed;
     opcvk_fuzz::mustNotThrow("the parser reads what the strict reader accepts", shown, [&] {
-      xercesc::DOMDocument* document = XercesHelper::readDocumentFromStream(
-          f.parser.get(), in, false, u"", std::u16string(shape.ns));
-      xercesc::DOMElement const* root = document->getDocumentElement();
-      check(std::u16string(root->getLocalName()) == shape.root,
-            "the parser finds the root that the strict reader found", shown);
+      opc::model::detail::XmlNode const root =
+          f.reader->read(in, false, u"", std::u16string(shape.ns));
+      check(root.localName == shape.root, "the parser finds the root that the strict reader found",
+            shown);
       parsed = opc::model::detail::plainElementsOf(root, shape);
     });
-    f.parser->resetDocumentPool();
     check(parsed == plain, "the parser's road finds the elements that the strict reader found",
           shown + "\n*** strict: " + describe(plain) + "\n*** parser: " + describe(parsed));
   }

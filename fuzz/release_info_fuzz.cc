@@ -9,7 +9,7 @@
 
 #include <foundation/release_info/invalid_release_info.h>
 #include <foundation/release_info/release_info.h>
-#include <opc/model/xml/xerces_guard.h>
+#include <opc/model/xml/xerces_retainer.h>
 
 #include "fuzz_support.h"
 
@@ -19,7 +19,7 @@ using foundation::release_info::ReleaseInfo;
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
   // The XML library stays initialised between inputs, as it does in a program that reads
   // more than one record: a record read alone would start and stop it every time.
-  static opc::model::XercesGuard const keepXmlLibrary;
+  static opc::model::XercesRetainer const keepXmlLibrary;
   std::string const text(reinterpret_cast<char const*>(data), size);
   std::string const shown = opcvk_fuzz::printable(text);
   ReleaseInfo record("");

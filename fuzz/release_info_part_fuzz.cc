@@ -7,7 +7,7 @@
 #include <algorithm>
 
 #include <opc/core/exception.h>
-#include <opc/model/xml/xerces_guard.h>
+#include <opc/model/xml/xerces_retainer.h>
 
 #include "core_properties_part.h"
 #include "coreproperties/release_info_xml_handler.h"
@@ -17,7 +17,7 @@ using opc::vkservices::CoreProperties;
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
   // The XML library stays initialised between inputs, as it does in a program that reads
   // more than one part: a release read alone would start and stop it every time.
-  static opc::model::XercesGuard const keepXmlLibrary;
+  static opc::model::XercesRetainer const keepXmlLibrary;
   static opc::vkservices::ReleaseInfoXmlHandler handler;
   CoreProperties record;
   if (!opcvk_fuzz::readPart<opc::Exception>(handler, data, size, record)) return 0;

@@ -4,15 +4,20 @@
 // information live in the library, is caught both by its opc::Exception base and by its
 // exact class; and that the crypto library, reached through the library's link interface,
 // encrypts and reports its failures across the boundary; and that a data manager of the
-// library works over a package of the model.  Prints one line and exits 0 on
+// library works over a package of the model; and that the model's XML wrappers, in a library
+// of their own, write a document.  Prints one line and exits 0 on
 // success; names the failure and exits 1 otherwise.
 #include <cstring>
 #include <iostream>
 #include <memory>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 
 #include <foundation/crypto.h>
+#include <opc/core/stream_adaptors.h>
+#include <opc/model/xml/xerces_guard.h>
+#include <opc/model/xml/xerces_helper.h>
 #include <opc/vkservices.h>
 
 namespace {
@@ -120,8 +125,27 @@ int main() {
     }
   }
 
+  // The model's XML wrappers, from their own library.
+  {
+    opc::model::XercesGuard const guard;
+    auto const document = opc::model::XercesHelper::createDocument();
+    opc::model::XercesHelper::setElementAttribute(
+        opc::model::XercesHelper::appendElementNS(document.get(), u"urn:consumer", u"root"), u"a",
+        u"b");
+    auto const writer = opc::model::XercesHelper::createPrettyPrintingWriter();
+    std::ostringstream text;
+    {
+      opc::StdOStreamAdaptor target(text);
+      opc::model::XercesHelper::writeDocumentToStream(writer.get(), document.get(), target);
+    }
+    if (text.str().find("<root xmlns=\"urn:consumer\" a=\"b\"/>") == std::string::npos) {
+      return fail("the XML wrappers wrote " + text.str());
+    }
+  }
+
   std::cout << "consumer: opcvkservices " << opcvkservices_version << " built "
             << opcvkservices_build_date
-            << ": exceptions caught by base and by class, crypto round trip, cipher data: ok\n";
+            << ": exceptions caught by base and by class, crypto round trip, cipher data, XML "
+               "wrappers: ok\n";
   return 0;
 }

@@ -13,7 +13,7 @@
 #endif
 
 #include <opc/core/exception.h>
-#include <opc/model/xml/xerces_guard.h>
+#include <opc/model/xml/xerces_retainer.h>
 #include <opc/vkservices/version.h>
 
 #include "commands.h"

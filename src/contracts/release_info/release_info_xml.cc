@@ -3,24 +3,20 @@
 #include <sstream>
 #include <vector>
 
-#include <xercesc/dom/DOMDocument.hpp>
-#include <xercesc/dom/DOMElement.hpp>
-#include <xercesc/util/XMLUni.hpp>
-
 #include <foundation/release_info/invalid_release_info.h>
 #include <foundation/release_info/release_info.h>
 #include <opc/core/exception.h>
 #include <opc/core/stream_adaptors.h>
 #include <opc/core/string_conversions.h>
-#include <opc/model/xml/xerces_guard.h>
-#include <opc/model/xml/xerces_helper.h>
+
+#include "xml_engine/xml_engine.h"
 
 namespace foundation {
 namespace release_info {
 namespace detail {
 namespace {
 
-using opc::model::XercesHelper;
+using opc::model::detail::XmlNode;
 
 constexpr char16_t kNamespace[] = u"http://schemas.opcvkservices.org/release/2026/releaseInfo";
 constexpr char16_t kRootElement[] = u"releaseInfo";
@@ -92,10 +88,18 @@ std::vector<unsigned char> readBounded(std::istream& input) {
   return bytes;
 }
 
-std::string textOf(xercesc::DOMElement const* element) {
+std::string textOf(XmlNode const* element) {
   std::u16string text;
-  XercesHelper::getElementText(element, text);
+  opc::model::detail::getElementText(element, text);
   return opc::detail::toUTF8String(text);
+}
+
+XmlNode& appendElement(XmlNode& parent, char16_t const* name, std::string const& text) {
+  XmlNode& element = parent.children.emplace_back();
+  element.namespaceURI = kNamespace;
+  element.name = name;
+  element.text = opc::detail::toStringFromUTF8String(text);
+  return element;
 }
 
 }  // namespace
@@ -103,25 +107,22 @@ std::string textOf(xercesc::DOMElement const* element) {
 ReleaseFields readReleaseXml(std::istream& input) {
   std::vector<unsigned char> const bytes = readBounded(input);
   try {
-    opc::model::XercesGuard const guard;
-    auto const parser = XercesHelper::createParser();
-    parser->getDomConfig()->setParameter(xercesc::XMLUni::fgXercesUseCachedGrammarInParse, true);
-    XercesHelper::loadGrammar(parser.get(), schemaText(), u"releaseInfo.xsd");
+    opc::model::detail::XmlReaderSettings settings;
+    settings.grammars.push_back({schemaText(), u"releaseInfo.xsd"});
+    auto const reader = opc::model::detail::xmlEngine().makeTreeReader(settings);
     opc::ByteArrayInAdaptor source(bytes);
-    xercesc::DOMDocument const* document =
-        XercesHelper::readDocumentFromStream(parser.get(), source, true, u"", kNamespace);
     // The grammar declares "releaseInfo" as its only global element, so that validation
     // has made sure of the document element.
-    xercesc::DOMElement const* root = document->getDocumentElement();
+    XmlNode const root = reader->read(source, true, u"", kNamespace);
     ReleaseFields fields;
-    fields.releaseFamily = textOf(XercesHelper::getElement(root, kFamilyElement));
-    std::vector<xercesc::DOMElement*> const versions =
-        XercesHelper::getElements(root, kVersionElement);
+    fields.releaseFamily = textOf(&opc::model::detail::getElement(&root, kFamilyElement));
+    std::vector<XmlNode const*> const versions =
+        opc::model::detail::getElements(&root, kVersionElement);
     if (!versions.empty()) {
       fields.hasVersion = true;
       fields.version = textOf(versions.front());
-      std::vector<xercesc::DOMElement*> const dates =
-          XercesHelper::getElements(root, kBuildDateElement);
+      std::vector<XmlNode const*> const dates =
+          opc::model::detail::getElements(&root, kBuildDateElement);
       if (!dates.empty()) fields.buildDate = textOf(dates.front());
     }
     return fields;
@@ -134,27 +135,18 @@ ReleaseFields readReleaseXml(std::istream& input) {
 
 std::string writeReleaseXml(ReleaseFields const& fields) {
   try {
-    opc::model::XercesGuard const guard;
-    auto const document = XercesHelper::createDocument();
-    document->setXmlStandalone(true);
-    xercesc::DOMElement* root =
-        XercesHelper::appendElementNS(document.get(), kNamespace, kRootElement);
-    XercesHelper::setElementText(XercesHelper::appendElementNS(root, kNamespace, kFamilyElement),
-                                 opc::detail::toStringFromUTF8String(fields.releaseFamily));
+    XmlNode root;
+    root.namespaceURI = kNamespace;
+    root.name = kRootElement;
+    appendElement(root, kFamilyElement, fields.releaseFamily);
     if (fields.hasVersion) {
-      XercesHelper::setElementText(XercesHelper::appendElementNS(root, kNamespace, kVersionElement),
-                                   opc::detail::toStringFromUTF8String(fields.version));
-      if (!fields.buildDate.empty()) {
-        XercesHelper::setElementText(
-            XercesHelper::appendElementNS(root, kNamespace, kBuildDateElement),
-            opc::detail::toStringFromUTF8String(fields.buildDate));
-      }
+      appendElement(root, kVersionElement, fields.version);
+      if (!fields.buildDate.empty()) appendElement(root, kBuildDateElement, fields.buildDate);
     }
-    auto const writer = XercesHelper::createPrettyPrintingWriter();
     std::ostringstream text;
     {
       opc::StdOStreamAdaptor target(text);
-      XercesHelper::writeDocumentToStream(writer.get(), document.get(), target);
+      opc::model::detail::xmlEngine().write(root, true, target);
     }
     return text.str();
   } catch (opc::Exception const& e) {

@@ -6,10 +6,8 @@
 #include <gtest/gtest.h>
 #include <xercesc/util/PlatformUtils.hpp>
 
-#include <opc/model/xml/xerces_guard.h>
-#include <opc/model/xml/xerces_helper.h>
-
 #include "support/byte_streams.h"
+#include "xml_engine/xml_engine.h"
 
 namespace opc {
 namespace model {
@@ -30,14 +28,11 @@ bool readsPlain(std::string const& text, std::vector<PlainElement>& elements) {
 
 // The elements that the parser's road finds, or none if the parser refuses the document.
 bool parses(std::string const& text, std::vector<PlainElement>& elements) {
-  XercesGuard guard;
-  auto parser = XercesHelper::createParser();
+  auto reader = xmlEngine().makeTreeReader(XmlReaderSettings());
   opcvk_test::MemoryInputStream stream(text);
   try {
-    xercesc::DOMDocument* document =
-        XercesHelper::readDocumentFromStream(parser.get(), stream, false, u"", kNamespace);
-    xercesc::DOMElement const* root = document->getDocumentElement();
-    if (std::u16string(root->getLocalName()) != u"Types") return false;
+    XmlNode const root = reader->read(stream, false, u"", kNamespace);
+    if (root.localName != u"Types") return false;
     elements = plainElementsOf(root, kShape);
     return true;
   } catch (opc::Exception const&) {

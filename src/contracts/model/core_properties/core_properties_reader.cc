@@ -2,21 +2,15 @@
 // the rules that matter (no duplicates, no foreign or markup-compatibility elements, typed
 // dates) are few, and a hand check names the offending element in its message.
 #include <cstddef>
+#include <memory>
 #include <string>
 #include <vector>
 
-#include <xercesc/dom/DOMAttr.hpp>
-#include <xercesc/dom/DOMDocument.hpp>
-#include <xercesc/dom/DOMElement.hpp>
-#include <xercesc/dom/DOMNamedNodeMap.hpp>
-#include <xercesc/dom/DOMNode.hpp>
-
 #include <opc/model/core_properties.h>
-#include <opc/model/xml/xerces_guard.h>
-#include <opc/model/xml/xerces_helper.h>
 #include <opc/model/xml/xml_exceptions.h>
 
 #include "../xml/xml_text.h"
+#include "../xml_engine/xml_engine.h"
 #include "core_properties_schema.h"
 #include "w3cdtf.h"
 
@@ -25,22 +19,28 @@ namespace model {
 
 namespace {
 
+using detail::attributeNamespace;
 using detail::displayName;
 using detail::kProperties;
 using detail::kPropertyCount;
 using detail::PropertyInfo;
 using detail::PropertyKind;
-using xercesc::DOMElement;
-using xercesc::DOMNode;
+using detail::XmlNode;
 
 [[noreturn]] void fail(std::string const& message) { throw InvalidPartContent(message); }
 
-std::string nameOf(DOMNode const* node) {
-  return detail::toMessageText(displayName(node->getNamespaceURI(), node->getLocalName()));
+std::string nameOf(std::u16string const& namespaceURI, std::u16string const& localName) {
+  return detail::toMessageText(displayName(namespaceURI.c_str(), localName.c_str()));
 }
 
-bool equals(XMLCh const* text, char16_t const* expected) {
-  return std::u16string(text == nullptr ? u"" : text) == expected;
+std::string nameOf(XmlNode const& element) {
+  return nameOf(element.namespaceURI, element.localName);
+}
+
+// An attribute's local name: what follows the prefix of its qualified name.
+std::u16string localNameOf(std::u16string const& qualifiedName) {
+  std::size_t const colon = qualifiedName.find(u':');
+  return colon == std::u16string::npos ? qualifiedName : qualifiedName.substr(colon + 1);
 }
 
 bool isXmlSpace(char16_t c) { return c == u' ' || c == u'\t' || c == u'\n' || c == u'\r'; }
@@ -60,9 +60,29 @@ std::u16string trimmed(std::u16string const& text) {
   return text.substr(first, last - first);
 }
 
-bool isText(DOMNode const* node) {
-  return node->getNodeType() == DOMNode::TEXT_NODE ||
-         node->getNodeType() == DOMNode::CDATA_SECTION_NODE;
+// The text of an element before its first child element: what its text holds beyond the
+// runs that follow its children.
+std::u16string leadingText(XmlNode const& element) {
+  std::size_t after = 0;
+  for (XmlNode const& child : element.children) after += child.tail.size();
+  return element.text.substr(0, element.text.size() - after);
+}
+
+// An element with the elements around it, innermost first, for what is inherited: namespace
+// prefixes and xml:lang.
+struct Scope {
+  XmlNode const& element;
+  Scope const* parent;
+};
+
+// The namespace bound to `prefix` (empty: the default one) where the scope stands, or null.
+std::u16string const* lookupNamespace(Scope const& scope, std::u16string const& prefix) {
+  for (Scope const* at = &scope; at != nullptr; at = at->parent) {
+    for (auto const& declaration : at->element.namespaceDeclarations) {
+      if (declaration.first == prefix) return &declaration.second;
+    }
+  }
+  return nullptr;
 }
 
 // Counts the bytes a reader takes, so that a hostile part cannot make the parser build an
@@ -92,29 +112,30 @@ class BoundedInputStream : public opc::InputStream {
 
 // The attributes of any element: markup compatibility is refused everywhere, and xsi:type
 // is allowed only where the property says so, with the one value the format defines.
-void checkAttributes(DOMElement const* element, PropertyInfo const* info) {
-  xercesc::DOMNamedNodeMap const* attributes = element->getAttributes();
-  for (XMLSize_t i = 0; attributes != nullptr && i < attributes->getLength(); ++i) {
-    DOMNode const* attribute = attributes->item(i);
-    XMLCh const* ns = attribute->getNamespaceURI();
-    if (equals(ns, detail::kMarkupCompatibilityNamespace)) {
-      fail("Markup compatibility attribute " + nameOf(attribute) +
+void checkAttributes(Scope const& scope, PropertyInfo const* info) {
+  XmlNode const& element = scope.element;
+  for (std::size_t i = 0; i < element.attributes.size(); ++i) {
+    std::u16string const& ns = attributeNamespace(element, i);
+    std::u16string const local = localNameOf(element.attributes[i].first);
+    if (ns == detail::kMarkupCompatibilityNamespace) {
+      fail("Markup compatibility attribute " + nameOf(ns, local) +
            " is not allowed in core properties");
     }
-    if (!equals(ns, detail::kSchemaInstanceNamespace) ||
-        !equals(attribute->getLocalName(), u"type")) {
+    if (ns != detail::kSchemaInstanceNamespace || local != u"type") {
       continue;
     }
     if (info == nullptr || !info->typedAsW3cdtf) {
       fail("Attribute xsi:type is not allowed on " + nameOf(element));
     }
     // The value is a QName: its prefix must stand for the terms namespace, whatever it is.
-    std::u16string const value = trimmed(attribute->getNodeValue());
+    std::u16string const value = trimmed(element.attributes[i].second);
     std::size_t const colon = value.find(u':');
     std::u16string const prefix = colon == std::u16string::npos ? u"" : value.substr(0, colon);
-    std::u16string const local = colon == std::u16string::npos ? value : value.substr(colon + 1);
-    XMLCh const* bound = element->lookupNamespaceURI(prefix.empty() ? nullptr : prefix.c_str());
-    if (local != u"W3CDTF" || !equals(bound, detail::kDublinCoreTermsNamespace)) {
+    std::u16string const localValue =
+        colon == std::u16string::npos ? value : value.substr(colon + 1);
+    std::u16string const* bound = lookupNamespace(scope, prefix);
+    if (localValue != u"W3CDTF" || bound == nullptr ||
+        *bound != detail::kDublinCoreTermsNamespace) {
       fail("Core property " + nameOf(element) + " must have xsi:type dcterms:W3CDTF, not " +
            detail::quotedName(value.c_str()));
     }
@@ -122,47 +143,38 @@ void checkAttributes(DOMElement const* element, PropertyInfo const* info) {
 }
 
 // The text inside a property that may hold nothing else.
-std::u16string textOf(DOMElement const* element) {
-  std::u16string text;
-  for (DOMNode const* child = element->getFirstChild(); child != nullptr;
-       child = child->getNextSibling()) {
-    if (isText(child)) {
-      text += child->getNodeValue();
-    } else if (child->getNodeType() == DOMNode::ELEMENT_NODE) {
-      fail("Core property " + nameOf(element) + " must hold text only, not element " +
-           nameOf(child));
-    }
+std::u16string textOf(XmlNode const& element) {
+  if (!element.children.empty()) {
+    fail("Core property " + nameOf(element) + " must hold text only, not element " +
+         nameOf(element.children.front()));
   }
-  return text;
+  return element.text;
 }
 
 // xml:lang is inherited: the nearest element that says it decides.
-std::u16string languageOf(DOMElement const* element) {
-  for (DOMNode const* node = element;
-       node != nullptr && node->getNodeType() == DOMNode::ELEMENT_NODE;
-       node = node->getParentNode()) {
-    auto const* candidate = static_cast<DOMElement const*>(node);
-    if (candidate->hasAttributeNS(detail::kXmlNamespace, u"lang")) {
-      return candidate->getAttributeNS(detail::kXmlNamespace, u"lang");
+std::u16string languageOf(Scope const& scope) {
+  for (Scope const* at = &scope; at != nullptr; at = at->parent) {
+    XmlNode const& element = at->element;
+    for (std::size_t i = 0; i < element.attributes.size(); ++i) {
+      if (attributeNamespace(element, i) == detail::kXmlNamespace &&
+          localNameOf(element.attributes[i].first) == u"lang") {
+        return element.attributes[i].second;
+      }
     }
   }
   return u"";
 }
 
-CoreProperties::Keywords keywordsOf(DOMElement const* element) {
+CoreProperties::Keywords keywordsOf(Scope const& scope) {
+  XmlNode const& element = scope.element;
   CoreProperties::Keywords keywords;
-  std::u16string const language = languageOf(element);
-  bool hasValues = false;
-  for (DOMNode const* child = element->getFirstChild(); child != nullptr;
-       child = child->getNextSibling()) {
-    if (child->getNodeType() != DOMNode::ELEMENT_NODE) continue;
-    if (!equals(child->getNamespaceURI(), detail::kCorePropertiesNamespace) ||
-        !equals(child->getLocalName(), u"value")) {
+  std::u16string const language = languageOf(scope);
+  for (XmlNode const& child : element.children) {
+    if (child.namespaceURI != detail::kCorePropertiesNamespace || child.localName != u"value") {
       fail("Core property cp:keywords may hold only cp:value elements, not " + nameOf(child));
     }
-    hasValues = true;
   }
-  if (!hasValues) {
+  if (element.children.empty()) {
     // Plain text is one keyword list as its writer spelt it; see the header.
     std::u16string text = textOf(element);
     if (!text.empty()) keywords.emplace_back(text, language);
@@ -170,38 +182,32 @@ CoreProperties::Keywords keywordsOf(DOMElement const* element) {
   }
   // Mixed content: runs of text between the entries are keywords of the element's own
   // language, with the indentation that writers put between entries dropped.
-  std::u16string run;
-  auto flushRun = [&] {
+  auto addRun = [&](std::u16string const& run) {
     if (!isBlank(run)) keywords.emplace_back(trimmed(run), language);
-    run.clear();
   };
-  for (DOMNode const* child = element->getFirstChild(); child != nullptr;
-       child = child->getNextSibling()) {
-    if (isText(child)) {
-      run += child->getNodeValue();
-    } else if (child->getNodeType() == DOMNode::ELEMENT_NODE) {
-      flushRun();
-      auto const* value = static_cast<DOMElement const*>(child);
-      checkAttributes(value, nullptr);
-      keywords.emplace_back(textOf(value), languageOf(value));
-    }
+  addRun(leadingText(element));
+  for (XmlNode const& child : element.children) {
+    Scope const value{child, &scope};
+    checkAttributes(value, nullptr);
+    keywords.emplace_back(textOf(child), languageOf(value));
+    addRun(child.tail);
   }
-  flushRun();
   return keywords;
 }
 
-PropertyInfo const* findProperty(DOMElement const* element) {
+PropertyInfo const* findProperty(XmlNode const& element) {
   for (std::size_t i = 0; i < kPropertyCount; ++i) {
-    if (equals(element->getNamespaceURI(), kProperties[i].namespaceURI) &&
-        equals(element->getLocalName(), kProperties[i].localName)) {
+    if (element.namespaceURI == kProperties[i].namespaceURI &&
+        element.localName == kProperties[i].localName) {
       return &kProperties[i];
     }
   }
   return nullptr;
 }
 
-void readProperty(DOMElement const* element, PropertyInfo const& info, CoreProperties& properties) {
-  checkAttributes(element, &info);
+void readProperty(Scope const& scope, PropertyInfo const& info, CoreProperties& properties) {
+  XmlNode const& element = scope.element;
+  checkAttributes(scope, &info);
   switch (info.kind) {
     case PropertyKind::Text:
       (properties.*info.setText)(textOf(element));
@@ -217,30 +223,26 @@ void readProperty(DOMElement const* element, PropertyInfo const& info, CorePrope
       return;
     }
     case PropertyKind::Keywords:
-      properties.setKeywords(keywordsOf(element));
+      properties.setKeywords(keywordsOf(scope));
       return;
   }
 }
 
-CoreProperties readDocument(xercesc::DOMDocument const* document) {
-  DOMElement const* root = document == nullptr ? nullptr : document->getDocumentElement();
-  if (root == nullptr || !equals(root->getNamespaceURI(), detail::kCorePropertiesNamespace) ||
-      !equals(root->getLocalName(), u"coreProperties")) {
-    fail("The document element of core properties must be cp:coreProperties, not " +
-         (root == nullptr ? std::string("missing") : nameOf(root)));
+CoreProperties readDocument(XmlNode const& root) {
+  if (root.namespaceURI != detail::kCorePropertiesNamespace ||
+      root.localName != u"coreProperties") {
+    fail("The document element of core properties must be cp:coreProperties, not " + nameOf(root));
   }
-  checkAttributes(root, nullptr);
+  Scope const rootScope{root, nullptr};
+  checkAttributes(rootScope, nullptr);
   CoreProperties properties;
   std::vector<bool> seen(kPropertyCount, false);
-  for (DOMNode const* child = root->getFirstChild(); child != nullptr;
-       child = child->getNextSibling()) {
-    if (isText(child)) {
-      if (!isBlank(child->getNodeValue())) fail("Core properties hold text outside any property");
-      continue;
-    }
-    if (child->getNodeType() != DOMNode::ELEMENT_NODE) continue;
-    auto const* element = static_cast<DOMElement const*>(child);
-    if (equals(element->getNamespaceURI(), detail::kMarkupCompatibilityNamespace)) {
+  auto checkText = [](std::u16string const& text) {
+    if (!isBlank(text)) fail("Core properties hold text outside any property");
+  };
+  checkText(leadingText(root));
+  for (XmlNode const& element : root.children) {
+    if (element.namespaceURI == detail::kMarkupCompatibilityNamespace) {
       fail("Markup compatibility element " + nameOf(element) +
            " is not allowed in core properties");
     }
@@ -249,7 +251,8 @@ CoreProperties readDocument(xercesc::DOMDocument const* document) {
     std::size_t const index = static_cast<std::size_t>(info - kProperties);
     if (seen[index]) fail("Core property " + nameOf(element) + " is given more than once");
     seen[index] = true;
-    readProperty(element, *info, properties);
+    readProperty(Scope{element, &rootScope}, *info, properties);
+    checkText(element.tail);
   }
   return properties;
 }
@@ -257,17 +260,16 @@ CoreProperties readDocument(xercesc::DOMDocument const* document) {
 }  // namespace
 
 CoreProperties CorePropertiesXml::read(opc::InputStream& stream) {
-  XercesGuard guard;
-  auto parser = XercesHelper::createParser();
+  std::unique_ptr<detail::XmlTreeReader> const reader =
+      detail::xmlEngine().makeTreeReader(detail::XmlReaderSettings());
   BoundedInputStream bounded(stream, kMaxPartSize);
-  xercesc::DOMDocument* document = nullptr;
+  detail::XmlNode root;
   try {
-    document = XercesHelper::readDocumentFromStream(parser.get(), bounded, false, u"", u"");
+    root = reader->read(bounded, false, u"", u"");
   } catch (InvalidXMLDocument const& e) {
     throw InvalidPartContent(e.what());
   }
-  // The document belongs to the parser, which releases it.
-  return readDocument(document);
+  return readDocument(root);
 }
 
 }  // namespace model

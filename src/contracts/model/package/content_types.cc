@@ -7,13 +7,13 @@
 
 #include <opc/core/string_conversions.h>
 #include <opc/model/exceptions.h>
-#include <opc/model/xml/xerces_guard.h>
-#include <opc/model/xml/xerces_helper.h>
 #include <opc/model/xml/xml_exceptions.h>
+#include <opc/model/xml/xml_stream_writer.h>
 
 #include "../part_name_rules.h"
 #include "../text_chars.h"
 #include "../xml/plain_elements.h"
+#include "../xml_engine/xml_engine.h"
 #include "plain_part.h"
 
 namespace opc {
@@ -109,19 +109,16 @@ std::u16string partNameExtension(PartName const& name) {
 }
 
 ContentTypeMap ContentTypeMap::read(opc::InputStream& stream, std::string const& context) {
-  XercesGuard guard;
-  auto parser = XercesHelper::createParser();
-  xercesc::DOMDocument* document = nullptr;
+  std::unique_ptr<XmlTreeReader> const reader = xmlEngine().makeTreeReader(XmlReaderSettings());
+  XmlNode root;
   try {
-    document = XercesHelper::readDocumentFromStream(parser.get(), stream, false, u"",
-                                                    kContentTypesNamespace);
+    root = reader->read(stream, false, u"", kContentTypesNamespace);
   } catch (InvalidXMLDocument const& e) {
     throw InvalidPackage(context + ": " + e.what());
   } catch (InvalidPartContent const& e) {
     throw InvalidPackage(context + ": " + e.what());
   }
-  xercesc::DOMElement const* root = document->getDocumentElement();
-  if (std::u16string(root->getLocalName()) != u"Types") {
+  if (root.localName != u"Types") {
     throw InvalidPackage(context + ": the document element is not Types");
   }
   return fromElements(plainElementsOf(root, kShape), context);
@@ -259,29 +256,28 @@ void writeContentTypes(std::vector<std::pair<PartName const*, ContentType const*
     tally.best = &best->first;
   }
 
-  XercesGuard guard;
-  auto document = XercesHelper::createDocument();
-  document->setXmlStandalone(true);
-  xercesc::DOMElement* root =
-      XercesHelper::appendElementNS(document.get(), kContentTypesNamespace, u"Types");
+  // Elements with attributes only: the streaming writer gives the serializer's bytes without
+  // the XML library, so that saving a package does not load it.
+  XmlStreamWriter writer(stream);
+  writer.startDocument();
+  writer.startElement(kContentTypesNamespace, u"Types");
   for (Tally const& tally : tallies) {
-    xercesc::DOMElement* element =
-        XercesHelper::appendElementNS(root, kContentTypesNamespace, u"Default");
-    XercesHelper::setElementAttribute(element, u"Extension", tally.extension);
-    XercesHelper::setElementAttribute(element, u"ContentType", *tally.best);
+    writer.startElement(kContentTypesNamespace, u"Default");
+    writer.attribute(u"Extension", tally.extension);
+    writer.attribute(u"ContentType", *tally.best);
+    writer.endElement();
   }
   for (std::size_t i = 0; i < parts.size(); ++i) {
     std::u16string const& type = textOf(parts[i].second);
     std::size_t const number = extensionOfPart[i];
     if (number != kNoExtension && *tallies[number].best == type) continue;
-    xercesc::DOMElement* element =
-        XercesHelper::appendElementNS(root, kContentTypesNamespace, u"Override");
-    XercesHelper::setElementAttribute(element, u"PartName",
-                                      asciiOnly(PartNameAccess::text(*parts[i].first)));
-    XercesHelper::setElementAttribute(element, u"ContentType", type);
+    writer.startElement(kContentTypesNamespace, u"Override");
+    writer.attribute(u"PartName", asciiOnly(PartNameAccess::text(*parts[i].first)));
+    writer.attribute(u"ContentType", type);
+    writer.endElement();
   }
-  auto writer = XercesHelper::createPrettyPrintingWriter();
-  XercesHelper::writeDocumentToStream(writer.get(), document.get(), stream);
+  writer.endElement();
+  writer.endDocument();
 }
 
 }  // namespace detail

@@ -6,12 +6,12 @@
 
 #include <opc/core/string_conversions.h>
 #include <opc/model/exceptions.h>
-#include <opc/model/xml/xerces_guard.h>
-#include <opc/model/xml/xerces_helper.h>
 #include <opc/model/xml/xml_exceptions.h>
+#include <opc/model/xml/xml_stream_writer.h>
 
 #include "../text_chars.h"
 #include "../xml/plain_elements.h"
+#include "../xml_engine/xml_engine.h"
 #include "content_types.h"
 #include "plain_part.h"
 
@@ -77,19 +77,16 @@ std::vector<Relationship> relationshipsOf(std::vector<PlainElement> const& eleme
 
 std::vector<Relationship> readRelationships(opc::InputStream& stream, URI const& sourceURI,
                                             std::string const& context) {
-  XercesGuard guard;
-  auto parser = XercesHelper::createParser();
-  xercesc::DOMDocument* document = nullptr;
+  std::unique_ptr<XmlTreeReader> const reader = xmlEngine().makeTreeReader(XmlReaderSettings());
+  XmlNode root;
   try {
-    document = XercesHelper::readDocumentFromStream(parser.get(), stream, false, u"",
-                                                    kRelationshipsNamespace);
+    root = reader->read(stream, false, u"", kRelationshipsNamespace);
   } catch (InvalidXMLDocument const& e) {
     throw InvalidPackage(context + ": " + e.what());
   } catch (InvalidPartContent const& e) {
     throw InvalidPackage(context + ": " + e.what());
   }
-  xercesc::DOMElement const* root = document->getDocumentElement();
-  if (std::u16string(root->getLocalName()) != u"Relationships") {
+  if (root.localName != u"Relationships") {
     throw InvalidPackage(context + ": the document element is not Relationships");
   }
   return relationshipsOf(plainElementsOf(root, kShape), sourceURI, context);
@@ -108,24 +105,23 @@ std::vector<Relationship> readRelationships(OpenStream const& open, std::size_t 
 }
 
 void writeRelationships(std::vector<Relationship> const& relationships, opc::OutputStream& stream) {
-  XercesGuard guard;
-  auto document = XercesHelper::createDocument();
-  document->setXmlStandalone(true);
-  xercesc::DOMElement* root =
-      XercesHelper::appendElementNS(document.get(), kRelationshipsNamespace, u"Relationships");
+  // Elements with attributes only: the streaming writer gives the serializer's bytes without
+  // the XML library, so that saving a package does not load it.
+  XmlStreamWriter writer(stream);
+  writer.startDocument();
+  writer.startElement(kRelationshipsNamespace, u"Relationships");
   for (Relationship const& relationship : relationships) {
-    xercesc::DOMElement* element =
-        XercesHelper::appendElementNS(root, kRelationshipsNamespace, u"Relationship");
-    XercesHelper::setElementAttribute(element, u"Id", relationship.getID());
-    XercesHelper::setElementAttribute(element, u"Type", relationship.getType());
-    XercesHelper::setElementAttribute(element, u"Target",
-                                      asciiOnly(relationship.getTargetURI().toString()));
+    writer.startElement(kRelationshipsNamespace, u"Relationship");
+    writer.attribute(u"Id", relationship.getID());
+    writer.attribute(u"Type", relationship.getType());
+    writer.attribute(u"Target", asciiOnly(relationship.getTargetURI().toString()));
     if (relationship.getTargetMode() == TargetMode::External) {
-      XercesHelper::setElementAttribute(element, u"TargetMode", u"External");
+      writer.attribute(u"TargetMode", u"External");
     }
+    writer.endElement();
   }
-  auto writer = XercesHelper::createPrettyPrintingWriter();
-  XercesHelper::writeDocumentToStream(writer.get(), document.get(), stream);
+  writer.endElement();
+  writer.endDocument();
 }
 
 }  // namespace detail

@@ -7,8 +7,6 @@
 #include <new>
 #include <utility>
 
-#include <opc/model/xml/xerces_helper.h>
-
 #include "../strict_xml/strict_xml_text.h"
 
 namespace opc {
@@ -247,19 +245,18 @@ bool readPlainElements(opc::InputStream& stream, std::size_t sizeHint,
   return true;
 }
 
-std::vector<PlainElement> plainElementsOf(xercesc::DOMElement const* root,
-                                          PlainDocumentShape const& shape) {
+std::vector<PlainElement> plainElementsOf(XmlNode const& root, PlainDocumentShape const& shape) {
   std::vector<PlainElement> elements;
   for (std::size_t kind = 0; kind < shape.kindCount; ++kind) {
     std::u16string const name(shape.kinds[kind].name);
-    for (xercesc::DOMElement const* child : XercesHelper::getElements(root, name.c_str())) {
+    for (XmlNode const* child : getElements(&root, name)) {
       PlainElement element;
       element.kind = kind;
       for (std::size_t at = 0; at < kMaxPlainAttributes; ++at) {
         std::u16string_view const attribute = shape.kinds[kind].attributes[at];
         if (attribute.empty()) continue;
         std::u16string value;
-        if (XercesHelper::getElementAttribute(child, std::u16string(attribute).c_str(), value)) {
+        if (getElementAttribute(child, std::u16string(attribute), value)) {
           element.values[at] = std::move(value);
         }
       }

@@ -11,10 +11,10 @@
 #include <string_view>
 #include <vector>
 
-#include <xercesc/dom/DOMElement.hpp>
-
 #include <opc/core/input_stream.h>
 #include <opc/model/export.h>
+
+#include "../xml_engine/xml_engine.h"
 
 namespace opc {
 namespace model {
@@ -82,8 +82,8 @@ OPC_MODEL_EXPORT bool readPlainElements(opc::InputStream& stream, std::size_t si
 
 // The same elements from a parsed document's root: its child elements whose local name is one
 // of the kinds', kind by kind, each kind's in document order, with each attribute of the kind found
-// by its name.  The XML library must be initialised.
-OPC_MODEL_EXPORT std::vector<PlainElement> plainElementsOf(xercesc::DOMElement const* root,
+// by its name.
+OPC_MODEL_EXPORT std::vector<PlainElement> plainElementsOf(XmlNode const& root,
                                                            PlainDocumentShape const& shape);
 
 }  // namespace detail

@@ -1,5 +1,5 @@
 // The memory of one streaming parser: its many small, short-lived allocations served from
-// blocks that are released together.  Internal to libopcmodel; exported for its tests only.
+// blocks that are released together.  Internal to libopcmodel_xml; exported for its tests only.
 #ifndef OPC_MODEL_XML_POOLED_MEMORY_MANAGER_H_
 #define OPC_MODEL_XML_POOLED_MEMORY_MANAGER_H_
 

@@ -1,5 +1,5 @@
 // The parser that XercesHelper::createParser makes, and the settings that keep any parser
-// safe on hostile documents.  Internal to libopcmodel: nothing here is exported.
+// safe on hostile documents.  Internal to libopcmodel_xml: nothing here is exported.
 #ifndef OPC_MODEL_XML_SAFE_PARSER_H_
 #define OPC_MODEL_XML_SAFE_PARSER_H_
 

@@ -1,5 +1,5 @@
 // Adaptors between the byte streams of the opc libraries and those of the XML library.
-// Internal to libopcmodel: nothing here is exported.
+// Internal to libopcmodel_xml: nothing here is exported.
 #ifndef OPC_MODEL_XML_STREAM_ADAPTORS_H_
 #define OPC_MODEL_XML_STREAM_ADAPTORS_H_
 

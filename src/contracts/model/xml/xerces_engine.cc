@@ -201,3 +201,5 @@ XmlEngine& xercesEngine() {
 }  // namespace detail
 }  // namespace model
 }  // namespace opc
+
+opc::model::detail::XmlEngine* opcmodel_xml_engine() { return &opc::model::detail::xercesEngine(); }

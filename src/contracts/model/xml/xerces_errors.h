@@ -1,5 +1,5 @@
 // The one place where failures of the XML library become exceptions of the model.
-// Internal to libopcmodel: nothing here is exported.
+// Internal to libopcmodel_xml: nothing here is exported.
 #ifndef OPC_MODEL_XML_XERCES_ERRORS_H_
 #define OPC_MODEL_XML_XERCES_ERRORS_H_
 

@@ -7,32 +7,26 @@
 #include <opc/core/exception.h>
 #include <opc/model/xml/xerces_guard.h>
 
+#include "../xml_engine/xml_retention.h"
 #include "xml_text.h"
 
 namespace opc {
 namespace model {
 namespace {
 
-// Initialize and Terminate keep a reference count of their own, but neither guards it
-// against concurrent callers: every call of either goes through this lock.
-std::mutex& initialisationMutex() {
-  static std::mutex mutex;
-  return mutex;
-}
-
-// How many XercesRetainer objects live, and whether one more initialisation is held for them.
-// Both under the lock.
-int retainers = 0;
-bool retained = false;
+// Gives back the initialisation taken for the retainers; called by the last of them, under
+// the lock.
+void releaseRetained() { xercesc::XMLPlatformUtils::Terminate(); }
 
 void initialise() {
-  std::lock_guard<std::mutex> lock(initialisationMutex());
+  detail::XmlRetention& retention = detail::xmlRetention();
+  std::lock_guard<std::mutex> lock(retention.mutex);
   try {
     xercesc::XMLPlatformUtils::Initialize();
-    if (retainers > 0 && !retained) {
+    if (retention.retainers > 0 && retention.release == nullptr) {
       // Cannot fail: the library is initialised already, and this only counts.
       xercesc::XMLPlatformUtils::Initialize();
-      retained = true;
+      retention.release = &releaseRetained;
     }
   } catch (xercesc::XMLException const& e) {
     throw opc::Exception(
@@ -50,21 +44,8 @@ XercesGuard::XercesGuard(XercesGuard const&) { initialise(); }
 XercesGuard& XercesGuard::operator=(XercesGuard const&) { return *this; }
 
 XercesGuard::~XercesGuard() {
-  std::lock_guard<std::mutex> lock(initialisationMutex());
+  std::lock_guard<std::mutex> lock(detail::xmlRetention().mutex);
   xercesc::XMLPlatformUtils::Terminate();
-}
-
-XercesRetainer::XercesRetainer() {
-  std::lock_guard<std::mutex> lock(initialisationMutex());
-  ++retainers;
-}
-
-XercesRetainer::~XercesRetainer() {
-  std::lock_guard<std::mutex> lock(initialisationMutex());
-  if (--retainers == 0 && retained) {
-    retained = false;
-    xercesc::XMLPlatformUtils::Terminate();
-  }
 }
 
 }  // namespace model

@@ -1,8 +1,10 @@
-// XercesGuard: keeps the XML library initialised for as long as it lives.
+// XercesGuard: keeps the XML library initialised for as long as it lives.  Part of
+// libopcmodel_xml; XercesRetainer, declared with it, is libopcmodel's.
 #ifndef OPC_MODEL_XML_XERCES_GUARD_H_
 #define OPC_MODEL_XML_XERCES_GUARD_H_
 
 #include <opc/model/export.h>
+#include <opc/model/xml/xerces_retainer.h>
 
 namespace opc {
 namespace model {
@@ -23,19 +25,6 @@ class OPC_MODEL_EXPORT XercesGuard {
   // Both guards already keep the library initialised: assignment changes nothing.
   XercesGuard& operator=(XercesGuard const& other);
   ~XercesGuard();
-};
-
-// Keeps the XML library initialised from the first time a XercesGuard initialises it until
-// this object goes, so that a program that needs the library several times initialises it
-// once, and one that never needs it never pays for it.  While any such object lives, the
-// first guard that initialises the library takes one more reference to it, which the last of
-// these objects gives back.  Thread safety as for XercesGuard; not copyable.
-class OPC_MODEL_EXPORT XercesRetainer {
- public:
-  XercesRetainer();
-  XercesRetainer(XercesRetainer const&) = delete;
-  XercesRetainer& operator=(XercesRetainer const&) = delete;
-  ~XercesRetainer();
 };
 
 }  // namespace model

@@ -1,0 +1,176 @@
+// The XML library is loaded only when a document needs the parser, and a failure to load it
+// is told.  The cases run in the order written when the program runs them together: those
+// that must not load it come first.
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include <opc/core/exception.h>
+#include <opc/model/package.h>
+#include <opc/model/xml/xerces_retainer.h>
+
+#include "support/temp_dir.h"
+#include "unit/model/package_test_support.h"
+#include "xml_engine/xml_engine.h"
+
+namespace opc {
+namespace model {
+namespace {
+
+using opcvk_test::Bytes;
+
+// Whether a file of the process's mappings has that name in its path.
+bool mapped(std::string const& name) {
+  std::ifstream maps("/proc/self/maps");
+  std::string line;
+  while (std::getline(maps, line)) {
+    if (line.find(name) != std::string::npos) return true;
+  }
+  return false;
+}
+
+bool xmlLibraryLoaded() { return mapped("libopcmodel_xml") || mapped("libxerces-c"); }
+
+// The path of the first mapped file whose name begins with `prefix` (the library's real
+// file, libX.so.1.0.0, whatever its soname).
+std::string mappedPath(std::string const& prefix) {
+  std::ifstream maps("/proc/self/maps");
+  std::string line;
+  while (std::getline(maps, line)) {
+    std::string::size_type const slash = line.find('/');
+    std::string::size_type const name = line.rfind('/');
+    if (slash != std::string::npos && line.compare(name + 1, prefix.size(), prefix) == 0) {
+      return line.substr(slash);
+    }
+  }
+  return std::string();
+}
+
+// The child of LoadFailureNamesTheLibraryAndTheLoadersReason, started as this program with
+// the variable set, runs before any test: it asks for the engine where the XML library
+// cannot be found, writes the message to the file that the variable names, and ends.
+constexpr char kChildVariable[] = "OPCVK_TEST_XML_LOAD_FAILURE_OUT";
+
+int runAsChild() {
+  char const* out = std::getenv(kChildVariable);
+  if (out == nullptr) return 0;
+  {
+    std::ofstream text(out);
+    try {
+      detail::xmlEngine();
+      text << "loaded";
+    } catch (opc::Exception const& e) {
+      text << e.what();
+    }
+  }
+  std::_Exit(0);
+}
+
+int const kRunAsChild = runAsChild();
+
+std::string const kTypesNamespace = "http://schemas.openxmlformats.org/package/2006/content-types";
+std::string const kRelationshipType = "http://example.com/rel/main";
+
+std::string types(std::string const& between) {
+  return "<Types xmlns=\"" + kTypesNamespace + "\">" + between +
+         "<Default Extension=\"rels\" "
+         "ContentType=\"application/vnd.openxmlformats-package.relationships+xml\"/>"
+         "<Default Extension=\"txt\" ContentType=\"text/plain\"/>"
+         "<Override PartName=\"/docs/a.txt\" ContentType=\"text/x-special\"/>"
+         "</Types>";
+}
+
+Bytes package(std::string const& typesXml) {
+  return opcvk_test::makeZip(
+      {{"[Content_Types].xml", typesXml},
+       {"_rels/.rels",
+        opcvk_test::relationshipsXml("<Relationship Id=\"r1\" Type=\"" + kRelationshipType +
+                                     "\" Target=\"/docs/a.txt\"/>")},
+       {"docs/a.txt", "alpha"},
+       {"b.txt", "beta"}});
+}
+
+// What a reader of the package sees of its content types and relationships.
+void expectReadAsWritten(Bytes const& bytes) {
+  auto const opened = Package::openBuffer(bytes, PackageAccess::Read);
+  EXPECT_EQ(ContentType(u"text/x-special"),
+            opened->getPart(PartName(u"/docs/a.txt")).getContentType());
+  EXPECT_EQ(ContentType(u"text/plain"), opened->getPart(PartName(u"/b.txt")).getContentType());
+  auto const relationships =
+      opened->getRelationshipsByType(u"http://example.com/rel/main").getEntries();
+  ASSERT_EQ(1u, relationships.size());
+  EXPECT_EQ(u"r1", relationships[0].getID());
+  EXPECT_EQ(u"/docs/a.txt", relationships[0].getTargetURI().toString());
+}
+
+TEST(XmlLibraryLoadingTest, ARetainerAloneLoadsNothing) {
+  ASSERT_FALSE(xmlLibraryLoaded());
+  { XercesRetainer retainer; }
+  EXPECT_FALSE(xmlLibraryLoaded());
+}
+
+TEST(XmlLibraryLoadingTest, PlainPackageIsReadWithoutTheXmlLibrary) {
+  ASSERT_FALSE(xmlLibraryLoaded());
+  expectReadAsWritten(package(types("")));
+  EXPECT_FALSE(xmlLibraryLoaded());
+}
+
+TEST(XmlLibraryLoadingTest, PackageIsSavedAndReadAgainWithoutTheXmlLibrary) {
+  ASSERT_FALSE(xmlLibraryLoaded());
+  auto created = Package::openBuffer({}, PackageAccess::Create);
+  interfaces::StandardPartInfo const info(interfaces::CompressionType::DeflateMetadata, 0);
+  Part part = created->createPart(PartName(u"/docs/a.txt"), ContentType(u"text/x-special"), info);
+  created->createPart(PartName(u"/b.txt"), ContentType(u"text/plain"), info);
+  created->createInternalRelationship(u"http://example.com/rel/main", URI(u"/docs/a.txt"), u"r1");
+  part.createInternalRelationship(u"http://example.com/rel/next", URI(u"/b.txt"), u"n1");
+  created->save();
+  expectReadAsWritten(created->getBuffer());
+  EXPECT_FALSE(xmlLibraryLoaded());
+}
+
+TEST(XmlLibraryLoadingTest, DocumentThatNeedsTheParserLoadsItAndReadsTheSame) {
+  // A comment and line breaks of CRLF: the strict reader leaves the document to the parser.
+  expectReadAsWritten(package(types("<!-- not plain -->\r\n")));
+  EXPECT_TRUE(mapped("libopcmodel_xml"));
+  EXPECT_TRUE(mapped("libxerces-c"));
+}
+
+TEST(XmlLibraryLoadingTest, LoadFailureNamesTheLibraryAndTheLoadersReason) {
+  // libopcmodel copied alone into a folder that the loader searches first: the XML library
+  // is neither beside it nor anywhere the loader looks.
+  opcvk_test::TempDir folder;
+  std::filesystem::path const where(folder.path());
+  for (std::string const name : {"libopcmodel.so.", "libopccore.so."}) {
+    std::string const from = mappedPath(name);
+    ASSERT_FALSE(from.empty()) << name;
+    std::filesystem::copy_file(from, where / (name + "1"));
+  }
+  std::string const out = (where / "message.txt").string();
+  std::string const command = "env LD_LIBRARY_PATH=" + where.string() + " " + kChildVariable + "=" +
+                              out + " /proc/" + std::to_string(getpid()) + "/exe >/dev/null 2>&1";
+  int const status = std::system(command.c_str());
+  ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << command;
+  std::ifstream text(out);
+  std::string message;
+  std::getline(text, message);
+  EXPECT_EQ(
+      "The XML library libopcmodel_xml.so.1 could not be loaded: libopcmodel_xml.so.1: cannot "
+      "open shared object file: No such file or directory",
+      message);
+}
+
+TEST(XmlLibraryLoadingTest, EngineIsLoadedOnceForTheProcess) {
+  detail::XmlEngine& engine = detail::xmlEngine();
+  EXPECT_EQ(&engine, &detail::xmlEngine());
+  EXPECT_TRUE(mapped("libopcmodel_xml"));
+}
+
+}  // namespace
+}  // namespace model
+}  // namespace opc
