@@ -1,0 +1,84 @@
+// The metadata managers load the XML library only when one of their parts is read or written:
+// attaching them, or loading a package that lacks their parts, leaves it out of the process.
+// The cases run in the order written when the program runs them together: those that must not
+// load it come first.
+#include <fstream>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <opc/model/package.h>
+#include <opc/model/relationship_selector.h>
+#include <opc/model/uri.h>
+#include <opc/vkservices/cipher_data_manager.h>
+#include <opc/vkservices/core_properties.h>
+#include <opc/vkservices/core_properties_manager.h>
+
+namespace {
+
+using opc::model::Package;
+using opc::model::PackageAccess;
+using opc::vkservices::CipherDataManager;
+using opc::vkservices::CoreProperties;
+using opc::vkservices::CorePropertiesManager;
+
+// Whether a file of the process's mappings has that name in its path.
+bool mapped(std::string const& name) {
+  std::ifstream maps("/proc/self/maps");
+  std::string line;
+  while (std::getline(maps, line)) {
+    if (line.find(name) != std::string::npos) return true;
+  }
+  return false;
+}
+
+bool xmlLibraryLoaded() { return mapped("libopcmodel_xml") || mapped("libxerces-c"); }
+
+opc::model::RelationshipSelector selector() {
+  return opc::model::RelationshipSelector(opc::model::URI(u"/"),
+                                          opc::model::RelationshipSelectorType::ByType, u"t");
+}
+
+TEST(MetadataManagersXmlUseTest, AttachingManagersLoadsNothing) {
+  ASSERT_FALSE(xmlLibraryLoaded());
+  auto const package = Package::openBuffer({}, PackageAccess::Create);
+  {
+    CorePropertiesManager const properties(*package, CorePropertiesManager::NotDeterministic);
+    CipherDataManager const cipherData(*package);
+  }
+  EXPECT_FALSE(xmlLibraryLoaded());
+}
+
+TEST(MetadataManagersXmlUseTest, PackageWithoutTheirPartsLoadsWithoutTheXmlLibrary) {
+  ASSERT_FALSE(xmlLibraryLoaded());
+  auto const package = Package::openBuffer({}, PackageAccess::Create);
+  CorePropertiesManager const properties(*package, CorePropertiesManager::NotDeterministic);
+  CipherDataManager const cipherData(*package);
+  EXPECT_FALSE(properties.getCoreProperties().isValid());
+  EXPECT_FALSE(cipherData.hasCipherEntry(selector()));
+  EXPECT_FALSE(xmlLibraryLoaded());
+}
+
+TEST(MetadataManagersXmlUseTest, PartsWrittenAndReadAgainLoadItAndReadTheSame) {
+  std::vector<unsigned char> bytes;
+  {
+    auto const package = Package::openBuffer({}, PackageAccess::Create);
+    CorePropertiesManager properties(*package, CorePropertiesManager::Deterministic);
+    CipherDataManager cipherData(*package);
+    properties.setCoreProperties(
+        CoreProperties(u"application/vnd.veltrance.foo.bar", u"Foo", u"R2011a"));
+    cipherData.addCipherEntry(selector(), {1, 2}, u"salt", {3, 4});
+    package->save();
+    bytes = package->getBuffer();
+  }
+  EXPECT_TRUE(mapped("libopcmodel_xml"));
+  auto const package = Package::openBuffer(bytes, PackageAccess::Read);
+  CorePropertiesManager const properties(*package, CorePropertiesManager::Deterministic);
+  CipherDataManager const cipherData(*package);
+  EXPECT_EQ(properties.getCoreProperties().getContentTypeFriendlyName(), u"Foo");
+  EXPECT_EQ(cipherData.getCipherEntry(selector()).getSalt(), u"salt");
+}
+
+}  // namespace
