@@ -5,6 +5,7 @@
 #include <opc/core/string_conversions.h>
 #include <opc/model/part_name.h>
 
+#include "plain_item_name.h"
 #include "text_chars.h"
 
 namespace opc {
@@ -237,33 +238,11 @@ void appendPartNameKeyBytes(std::string& key, std::string_view utf8) {
 }
 
 bool isPlainPartItemName(std::string_view itemName) {
-  // What each byte is: a segment character other than "%" (unreserved, sub-delims, ":" and
-  // "@"), a "/", or anything else (every byte from 0x80 on among them).
-  enum ByteKind : unsigned char { kOther, kSegment, kSlash };
-  static constexpr auto kKinds = [] {
-    struct Table {
-      ByteKind kind[256] = {};
-    } table;
-    for (char c = 'a'; c <= 'z'; ++c) table.kind[static_cast<unsigned char>(c)] = kSegment;
-    for (char c = 'A'; c <= 'Z'; ++c) table.kind[static_cast<unsigned char>(c)] = kSegment;
-    for (char c = '0'; c <= '9'; ++c) table.kind[static_cast<unsigned char>(c)] = kSegment;
-    for (char const c : std::string_view("-._~!$&'()*+,;=:@")) {
-      table.kind[static_cast<unsigned char>(c)] = kSegment;
-    }
-    table.kind[static_cast<unsigned char>('/')] = kSlash;
-    return table;
-  }();
-  if (itemName.empty() || itemName.back() == '/') return false;
-  std::size_t segmentStart = 0;
-  for (std::size_t i = 0; i < itemName.size(); ++i) {
-    ByteKind const kind = kKinds.kind[static_cast<unsigned char>(itemName[i])];
-    if (kind == kSegment) continue;
-    // Empty, ending in "." (which covers "." and ".."): the full check words the refusal.
-    if (kind == kOther || i == segmentStart || itemName[i - 1] == '.') return false;
-    segmentStart = i + 1;
-  }
-  // The last segment, not empty since the name does not end in "/".
-  return itemName.back() != '.';
+#if defined(__SSE2__)
+  return isPlainItemNameWide(itemName);
+#else
+  return isPlainItemNameBytewise(itemName);
+#endif
 }
 
 std::string_view PartNameAccess::key(PartName const& name) { return name.key(); }

@@ -37,10 +37,12 @@ void assignPartNameTextOfItem(std::u16string& name, std::string_view itemName);
 bool isZipItemNameOf(std::string_view itemName, PartName const& name);
 
 // Whether "/" followed by `itemName` is a valid part name that needs no decoding: every byte
-// plain ASCII and a segment character other than "%", no empty segment, no segment "." or
-// ".." and none ending in ".".  False says nothing: the name may still be valid, and
-// findPartNameError gives the verdict.  The names of a package's items almost always pass,
-// so that opening it checks each name in one pass over its bytes.
+// plain ASCII and a segment character, each "%" followed by two hexadecimal digits of a byte
+// that must be escaped, no empty segment, no segment "." or ".." and none ending in ".".
+// Such a name's text is its bytes widened, and its comparison form that of its bytes.  False says
+// nothing: the name may still be valid, and findPartNameError gives the verdict.  The names of a
+// package's items almost always pass, so that opening it checks each name in one pass over its
+// bytes.
 bool isPlainPartItemName(std::string_view itemName);
 
 // The texts a PartName holds, read without a copy: a package of many parts compares and

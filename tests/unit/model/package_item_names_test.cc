@@ -201,6 +201,68 @@ TEST(PackageItemNamesTest, OverridesAndRelationshipsPartsAreFoundInAnyCase) {
   }
 }
 
+TEST(PackageItemNamesTest, EscapedNamesTakeTheirTypesAndRelationshipsInAnyCase) {
+  // Names of other scripts are written as escapes of their UTF-8 bytes: they are compared with
+  // the escapes' digits in either case, like the letters around them.
+  std::string const types =
+      "<?xml version=\"1.0\" encoding=\"UTF-8\"?>"
+      "<Types xmlns=\"http://schemas.openxmlformats.org/package/2006/content-types\">"
+      "<Default Extension=\"rels\" "
+      "ContentType=\"application/vnd.openxmlformats-package.relationships+xml\"/>"
+      "<Default Extension=\"txt\" ContentType=\"text/plain\"/>"
+      "<Default Extension=\"%C3%A9\" ContentType=\"text/x-accent\"/>"
+      "<Override PartName=\"/Docs/%C3%A9t%C3%A9.TXT\" ContentType=\"text/x-special\"/>"
+      "</Types>";
+  std::string const rels = opcvk_test::relationshipsXml(
+      "<Relationship Id=\"r\" Type=\"http://t\" Target=\"b%20c.txt\"/>");
+  Bytes const bytes = makeZip({{"[Content_Types].xml", types},
+                               {"docs/%c3%a9t%c3%a9.txt", "special"},
+                               {"docs/b%20c.txt", "plain"},
+                               {"docs/a.%c3%a9", "accent"},
+                               {"docs/_rels/%C3%A9T%C3%A9.txt.rels", rels}});
+  for (PackageAccess const access : {PackageAccess::Read, PackageAccess::Modify}) {
+    std::unique_ptr<Package> package = Package::openBuffer(bytes, access);
+    Part const special = package->getPart(PartName(u"/DOCS/%C3%A9t%C3%A9.txt"));
+    EXPECT_EQ(special.getName().toString(), u"/docs/%c3%a9t%c3%a9.txt");
+    EXPECT_EQ(special.getContentType().toString(), u"text/x-special");
+    EXPECT_EQ(special.getRelationships().size(), 1u);
+    EXPECT_EQ(package->getPart(PartName(u"/docs/B%20C.txt")).getContentType().toString(),
+              u"text/plain");
+    EXPECT_EQ(package->getPart(PartName(u"/docs/A.%C3%A9")).getContentType().toString(),
+              u"text/x-accent");
+    std::vector<std::u16string> names;
+    for (Part const& part : package->getParts()) names.push_back(part.getName().toString());
+    EXPECT_EQ(names, (std::vector<std::u16string>{u"/docs/%c3%a9t%c3%a9.txt", u"/docs/b%20c.txt",
+                                                  u"/docs/a.%c3%a9"}));
+  }
+}
+
+TEST(PackageItemNamesTest, AnEscapedNameAndItsUtf8BytesNameTheSamePart) {
+  Bytes const bytes = makeZip(
+      {{"[Content_Types].xml", minimalTypes()}, {"d/%c3%A9.TXT", "x"}, {"D/\xC3\xA9.txt", "y"}});
+  EXPECT_TRUE(opcvk_test::throwsWithMessage<InvalidPackage>(
+      [&] { Package::openBuffer(bytes, PackageAccess::Read); },
+      kPrefix + "the items \"d/%c3%A9.TXT\" and \"" + opc::toUDEString(u"D/\xE9.txt") +
+          "\" name the same part"));
+}
+
+TEST(PackageItemNamesTest, APartInsideARelationshipsPartIsFoundWhereverItsFolderStands) {
+  // Folders with a "_" in every segment before it, so that "/_rels/" stands at every offset of
+  // the steps in which names are searched, after many a "_" that begins nothing.
+  for (std::size_t length = 0; length < 40; ++length) {
+    std::string folder;
+    for (std::size_t i = 0; i < length; ++i) folder += i % 3 == 2 ? "/" : "_";
+    folder = "a" + folder + "b";
+    SCOPED_TRACE(folder);
+    std::string const inside = folder + "/_rels/c.xml.rels/d.xml";
+    expectRefused(inside, "the part \"/" + inside + "\" lies inside the relationships part \"/" +
+                              folder + "/_rels/c.xml.rels\"");
+    // Without the "/" before "_rels" it is a folder like any other.
+    std::string const beside = folder + "_rels/c.xml.rels/d.xml";
+    expectPartsOpen({{beside, "x"}}, {u"/" + opc::detail::toStringFromUTF8String(beside, true)});
+  }
+}
+
 TEST(PackageItemNamesTest, APartBelowAnotherIsRefusedWhicheverComesFirst) {
   for (bool const folderFirst : {false, true}) {
     SCOPED_TRACE(folderFirst);

@@ -4,6 +4,10 @@
 #include <string_view>
 #include <utility>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 #include <opc/core/local_file_system_ops.h>
 #include <opc/core/string_conversions.h>
 #include <opc/model/exceptions.h>
@@ -61,13 +65,33 @@ std::string quotedItem(std::string const& itemName) {
 // when the name is fine.
 constexpr std::string_view kRelsFolder = "/_rels/";
 
-// Where "/_rels/" next begins in `key` at or after `from`, or npos.  Found from its "_",
-// which few names hold, rather than from its "/", which every segment of every name begins
-// with: the search for the whole text stopped at each "/" to compare.
+// Where "/_rels/" next begins in `key` at or after `from`, or npos.  Found from its "/_",
+// which few names hold at all, rather than from its "/", which every segment of every name
+// begins with, or its "_", which some trees have in nearly every segment: a search from each
+// "_" to the next cost a call a segment.
 std::size_t findRelsFolder(std::string_view key, std::size_t from) {
-  for (std::size_t under = key.find('_', from + 1); under != std::string_view::npos;
-       under = key.find('_', under + 1)) {
-    if (key.compare(under - 1, kRelsFolder.size(), kRelsFolder) == 0) return under - 1;
+  auto const isStart = [key](std::size_t slash) {
+    return key.compare(slash, kRelsFolder.size(), kRelsFolder) == 0;
+  };
+  // The "_" of a "/_" from here on.
+  std::size_t under = from + 1;
+#if defined(__SSE2__)
+  __m128i const underscores = _mm_set1_epi8('_');
+  __m128i const slashes = _mm_set1_epi8('/');
+  for (; under + 16 <= key.size(); under += 16) {
+    __m128i const here = _mm_loadu_si128(reinterpret_cast<__m128i const*>(key.data() + under));
+    __m128i const before =
+        _mm_loadu_si128(reinterpret_cast<__m128i const*>(key.data() + under - 1));
+    unsigned pairs = static_cast<unsigned>(_mm_movemask_epi8(
+        _mm_and_si128(_mm_cmpeq_epi8(here, underscores), _mm_cmpeq_epi8(before, slashes))));
+    for (; pairs != 0; pairs &= pairs - 1) {
+      std::size_t const slash = under + static_cast<std::size_t>(__builtin_ctz(pairs)) - 1;
+      if (isStart(slash)) return slash;
+    }
+  }
+#endif
+  for (; under < key.size(); ++under) {
+    if (key[under] == '_' && key[under - 1] == '/' && isStart(under - 1)) return under - 1;
   }
   return std::string_view::npos;
 }
@@ -222,9 +246,9 @@ void PackageState::load(std::shared_ptr<ZipArchive const> archive) {
     boost::optional<PartName> name;
     // The part's key follows from the item name's bytes once they are known to be UTF-8.
     keyOfItemName(view, key);
-    // Plain ASCII in every byte: the name is valid as it stands, its text is the bytes
-    // widened, and its key holds its extension and its "_rels" folder in lower case, so that
-    // no PartName is needed unless a message names it.
+    // Plain ASCII in every byte, escapes of other scripts kept as they are: the name is valid
+    // as it stands, its text is the bytes widened, and its key holds its extension and its
+    // "_rels" folder in lower case, so that no PartName is needed unless a message names it.
     bool const plain = isPlainPartItemName(view);
     if (plain) {
       // Widened in place: append() from bytes would build a temporary text first.

@@ -1,0 +1,167 @@
+// The one-pass check of an archive item's name (see isPlainPartItemName), byte by byte and, where
+// the processor has the instructions, sixteen bytes at a time.  Both are here, inline, so that
+// tests hold the wide one to the byte-wise one over any input.  Internal to libopcmodel.
+#ifndef OPC_MODEL_PLAIN_ITEM_NAME_H_
+#define OPC_MODEL_PLAIN_ITEM_NAME_H_
+
+#include <cstddef>
+#include <cstring>
+#include <string_view>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
+namespace opc {
+namespace model {
+namespace detail {
+
+// What each byte of an item name is to the check: a segment character other than "%"
+// (unreserved, sub-delims, ":" and "@"), a "/", the "%" of an escape, or anything else (every
+// byte from 0x80 on among them).
+enum class PlainItemByte : unsigned char { kOther, kSegment, kSlash, kPercent };
+
+struct PlainItemBytes {
+  PlainItemByte kind[256] = {};
+  constexpr PlainItemBytes() {
+    for (char c = 'a'; c <= 'z'; ++c) kind[static_cast<unsigned char>(c)] = PlainItemByte::kSegment;
+    for (char c = 'A'; c <= 'Z'; ++c) kind[static_cast<unsigned char>(c)] = PlainItemByte::kSegment;
+    for (char c = '0'; c <= '9'; ++c) kind[static_cast<unsigned char>(c)] = PlainItemByte::kSegment;
+    for (char const c : std::string_view("-._~!$&'()*+,;=:@")) {
+      kind[static_cast<unsigned char>(c)] = PlainItemByte::kSegment;
+    }
+    kind[static_cast<unsigned char>('/')] = PlainItemByte::kSlash;
+    kind[static_cast<unsigned char>('%')] = PlainItemByte::kPercent;
+  }
+};
+inline constexpr PlainItemBytes kPlainItemBytes;
+
+// Per byte, its value as a hexadecimal digit, or -1.
+struct HexDigitValues {
+  signed char of[256] = {};
+  constexpr HexDigitValues() {
+    for (int b = 0; b < 256; ++b) of[b] = -1;
+    for (int d = 0; d < 10; ++d) of['0' + d] = static_cast<signed char>(d);
+    for (int d = 0; d < 6; ++d) {
+      of['a' + d] = static_cast<signed char>(10 + d);
+      of['A' + d] = static_cast<signed char>(10 + d);
+    }
+  }
+};
+inline constexpr HexDigitValues kHexDigitValues;
+
+// The bytes that an escape may encode: every one but "/", "\\" and the unreserved characters.
+struct EscapableItemBytes {
+  bool of[256] = {};
+  constexpr EscapableItemBytes() {
+    for (int b = 0; b < 256; ++b) {
+      bool const unreserved = (b >= 'a' && b <= 'z') || (b >= 'A' && b <= 'Z') ||
+                              (b >= '0' && b <= '9') || b == '-' || b == '.' || b == '_' ||
+                              b == '~';
+      of[b] = !unreserved && b != '/' && b != '\\';
+    }
+  }
+};
+inline constexpr EscapableItemBytes kEscapableItemBytes;
+
+// Whether the "%" at `at` begins an escape that a part name keeps as it is: two hexadecimal
+// digits, of a byte that has to be escaped.  Names of other scripts are written with such
+// escapes, one for each byte of their UTF-8 form.
+inline bool isPlainEscapeAt(std::string_view itemName, std::size_t at) {
+  if (itemName.size() - at < 3) return false;
+  int const high = kHexDigitValues.of[static_cast<unsigned char>(itemName[at + 1])];
+  int const low = kHexDigitValues.of[static_cast<unsigned char>(itemName[at + 2])];
+  return high >= 0 && low >= 0 && kEscapableItemBytes.of[high * 16 + low];
+}
+
+// The rule by the byte: the reference that the wide check must agree with.
+inline bool isPlainItemNameBytewise(std::string_view itemName) {
+  if (itemName.empty() || itemName.back() == '/') return false;
+  std::size_t segmentStart = 0;
+  for (std::size_t i = 0; i < itemName.size(); ++i) {
+    PlainItemByte const kind = kPlainItemBytes.kind[static_cast<unsigned char>(itemName[i])];
+    if (kind == PlainItemByte::kSegment) continue;
+    if (kind == PlainItemByte::kPercent) {
+      // Its two digits are segment characters: what follows them is checked as usual.
+      if (!isPlainEscapeAt(itemName, i)) return false;
+      i += 2;
+      continue;
+    }
+    // Empty, ending in "." (which covers "." and ".."): the full check words the refusal.
+    if (kind == PlainItemByte::kOther || i == segmentStart || itemName[i - 1] == '.') {
+      return false;
+    }
+    segmentStart = i + 1;
+  }
+  // The last segment, not empty since the name does not end in "/".
+  return itemName.back() != '.';
+}
+
+#if defined(__SSE2__)
+// The same rule over sixteen bytes a step.  The segment characters, "/" and "%" are the
+// printable ASCII bytes but for six single ones and two short runs; a segment is empty or ends
+// in "." exactly where a "/" follows a "/" or a ".", or the name starts with "/" or ends in "/"
+// or ".".  Each "%" found is then checked for its escape on its own.  Names of a deep tree run to a
+// kilobyte and more, and a step per byte made this check the dearest part of opening such a
+// package.
+inline bool isPlainItemNameWide(std::string_view itemName) {
+  std::size_t left = itemName.size();
+  if (left == 0 || itemName.back() == '/' || itemName.back() == '.') return false;
+  auto const* const begin = reinterpret_cast<unsigned char const*>(itemName.data());
+  auto const* at = begin;
+  auto const byte = [](char c) { return _mm_set1_epi8(c); };
+  // Whether the byte before the block was a "/" or a "."; a "/" first is as if after a "/".
+  unsigned before = 1;
+  while (left != 0) {
+    __m128i bytes;
+    unsigned valid = 0xFFFF;
+    std::size_t step = 16;
+    if (left >= 16) {
+      bytes = _mm_loadu_si128(reinterpret_cast<__m128i const*>(at));
+    } else {
+      // The zero bytes after the name are no "/" or "."; `valid` leaves them out of the rest.
+      unsigned char tail[16] = {};
+      std::memcpy(tail, at, left);
+      bytes = _mm_loadu_si128(reinterpret_cast<__m128i const*>(tail));
+      valid = (1u << left) - 1;
+      step = left;
+    }
+    // Signed, the bytes from 0x80 up are below 0x20: this is 0x21 to 0x7E.
+    __m128i const printable =
+        _mm_and_si128(_mm_cmpgt_epi8(bytes, byte(0x20)), _mm_cmpgt_epi8(byte(0x7F), bytes));
+    __m128i const single = _mm_or_si128(_mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(bytes, byte('"')),
+                                                                  _mm_cmpeq_epi8(bytes, byte('#'))),
+                                                     _mm_cmpeq_epi8(bytes, byte('<'))),
+                                        _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(bytes, byte('>')),
+                                                                  _mm_cmpeq_epi8(bytes, byte('?'))),
+                                                     _mm_cmpeq_epi8(bytes, byte('`'))));
+    // "[\]^" and "{|}".
+    __m128i const runs = _mm_or_si128(
+        _mm_and_si128(_mm_cmpgt_epi8(bytes, byte('Z')), _mm_cmpgt_epi8(byte('_'), bytes)),
+        _mm_and_si128(_mm_cmpgt_epi8(bytes, byte('z')), _mm_cmpgt_epi8(byte('~'), bytes)));
+    unsigned const taken = static_cast<unsigned>(
+        _mm_movemask_epi8(_mm_andnot_si128(_mm_or_si128(single, runs), printable)));
+    if ((taken & valid) != valid) return false;
+    unsigned const slash =
+        static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(bytes, byte('/'))));
+    unsigned const stop =
+        slash | static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(bytes, byte('.'))));
+    if ((slash & ((stop << 1) | before)) != 0) return false;
+    before = (stop >> 15) & 1;
+    unsigned percent = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(bytes, byte('%'))));
+    for (; percent != 0; percent &= percent - 1) {
+      std::size_t const offset = static_cast<std::size_t>(at - begin) + __builtin_ctz(percent);
+      if (!isPlainEscapeAt(itemName, offset)) return false;
+    }
+    at += step;
+    left -= step;
+  }
+  return true;
+}
+#endif
+
+}  // namespace detail
+}  // namespace model
+}  // namespace opc
+
+#endif  // OPC_MODEL_PLAIN_ITEM_NAME_H_
