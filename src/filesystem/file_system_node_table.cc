@@ -44,6 +44,41 @@ std::uint64_t unpredictableSeed(void const* table) {
   return seed;
 }
 
+// The hash of `count` units from `units` (see FileSystemNodeTable::hashOf).
+std::uint32_t hashOfUnits(std::uint64_t seed, char16_t const* units, std::size_t count) {
+  constexpr std::uint64_t kFactor = 0x9E3779B97F4A7C15ull;
+  constexpr std::uint64_t kOtherFactor = 0xC2B2AE3D27D4EB4Full;
+  // Read as bytes: a copy of eight bytes is one load, where the units one by one were four
+  // loads, shifts and ors.
+  auto const* bytes = reinterpret_cast<unsigned char const*>(units);
+  std::size_t const size = count * sizeof(char16_t);
+  std::uint64_t first = seed ^ (count * kFactor);
+  std::uint64_t second = (seed + count) * kOtherFactor;
+  std::size_t at = 0;
+  for (; at + 16 <= size; at += 16) {
+    std::uint64_t low;
+    std::uint64_t high;
+    std::memcpy(&low, bytes + at, sizeof low);
+    std::memcpy(&high, bytes + at + 8, sizeof high);
+    first = (first ^ low) * kFactor;
+    first ^= first >> 29;
+    second = (second ^ high) * kOtherFactor;
+    second ^= second >> 29;
+  }
+  if (at + 8 <= size) {
+    std::uint64_t word;
+    std::memcpy(&word, bytes + at, sizeof word);
+    first = (first ^ word) * kFactor;
+    first ^= first >> 29;
+    at += 8;
+  }
+  std::uint64_t tail = 0;
+  if (at < size) std::memcpy(&tail, bytes + at, size - at);
+  std::uint64_t hash = (first ^ tail ^ (second << 31 | second >> 33)) * kFactor;
+  hash ^= hash >> 32;
+  return static_cast<std::uint32_t>(hash);
+}
+
 }  // namespace
 
 FileSystemNodeTable::FileSystemNodeTable()
@@ -174,25 +209,10 @@ void FileSystemNodeTable::appendPath(NodeIndex index, std::u16string& out) const
 }
 
 std::uint32_t FileSystemNodeTable::hashOf(std::u16string_view path) const {
-  // Four code units a step, multiplied and rotated, then folded to 32 bits: paths are long
-  // enough that a step per code unit would cost more than the rest of a look-up.
-  constexpr std::uint64_t kFactor = 0x9E3779B97F4A7C15ull;
-  std::uint64_t hash = seed_ ^ (path.size() * kFactor);
-  std::size_t at = 0;
-  for (; at + 4 <= path.size(); at += 4) {
-    // Composed from the four units rather than copied in one piece, which the compiler
-    // would check against the bounds of whatever text it sees inlined here.
-    std::uint64_t const word = std::uint64_t{path[at]} | std::uint64_t{path[at + 1]} << 16 |
-                               std::uint64_t{path[at + 2]} << 32 |
-                               std::uint64_t{path[at + 3]} << 48;
-    hash = (hash ^ word) * kFactor;
-    hash ^= hash >> 29;
-  }
-  std::uint64_t tail = 0;
-  for (; at < path.size(); ++at) tail = (tail << 16) | path[at];
-  hash = (hash ^ tail) * kFactor;
-  hash ^= hash >> 32;
-  return static_cast<std::uint32_t>(hash);
+  // Sixteen bytes a step in two lanes of eight, each multiplied and shifted, then joined and
+  // folded to 32 bits.  The paths of a deep tree run to a thousand units and more: one lane
+  // of four units, composed unit by unit, made the hash the dearest step of loading one.
+  return hashOfUnits(seed_, path.data(), path.size());
 }
 
 bool FileSystemNodeTable::matches(NodeIndex index, std::u16string_view path) const {

@@ -25,6 +25,26 @@ TEST(FileSystemNodeTableTest, EachTableHashesAPathItsOwnWay) {
   EXPECT_GT(hashes.size(), 1u);
 }
 
+// The hash takes a path sixteen bytes a step in two lanes, and then what is left: a unit
+// changed anywhere, in either lane, in the last word or in the tail, changes the hash, and so
+// does a path cut short by a unit.  Each pair agreeing by chance is a chance of 2^-32.
+TEST(FileSystemNodeTableTest, HashTakesEveryUnitOfAPath) {
+  FileSystemNodeTable const table;
+  for (std::size_t length = 1; length <= 40; ++length) {
+    std::u16string path(length, u'a');
+    path[0] = u'/';
+    std::uint32_t const hash = table.hashOf(path);
+    EXPECT_NE(table.hashOf(path.substr(0, length - 1)), hash) << length;
+    for (std::size_t at = 0; at < length; ++at) {
+      std::u16string changed = path;
+      changed[at] = u'\u00e1';
+      EXPECT_NE(table.hashOf(changed), hash) << length << " " << at;
+      changed[at] = u'b';
+      EXPECT_NE(table.hashOf(changed), hash) << length << " " << at;
+    }
+  }
+}
+
 TEST(FileSystemNodeTableTest, FindsWhatItHoldsUnderTheHashOfItsPath) {
   FileSystemNodeTable table;
   NodeIndex const folder = table.insert(kRootNode, u"/folder");
