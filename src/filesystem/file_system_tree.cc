@@ -14,19 +14,19 @@
 #include <opc/core/exception.h>
 #include <opc/core/string_conversions.h>
 
+#include "filesystem/encoded_part_name.h"
 #include "filesystem/platform_tag.h"
 
 namespace opc {
 namespace vkservices {
 namespace {
 
+using detail::appendEncodedPartName;
+using detail::kPartRoot;
 using detail::kPlatformTag;
 
 constexpr char16_t kCurrentVersion[] = u"2.0";
 constexpr std::u16string_view kRootPath = u"/";
-// The part-name root of files: a file added from a path keeps its part name as this and the
-// path, which the record then need not hold a second time.
-constexpr std::u16string_view kPartRoot = u"/fsroot";
 
 using detail::kNoNode;
 using detail::kRootNode;
@@ -65,55 +65,6 @@ std::u16string_view pathNameOf(std::u16string_view key) {
 bool sameUnits(std::u16string_view a, std::u16string_view b) {
   return a.size() == b.size() &&
          (a.empty() || std::memcmp(a.data(), b.data(), a.size() * sizeof(char16_t)) == 0);
-}
-
-bool keptInPartName(char16_t unit) {
-  return (unit >= u'a' && unit <= u'z') || (unit >= u'A' && unit <= u'Z') ||
-         (unit >= u'0' && unit <= u'9') || unit == u'-' || unit == u'.' || unit == u'_' ||
-         unit == u'~' || unit == u'/' || unit == u'+' || unit == u'@';
-}
-
-void appendEscape(std::u16string& out, std::uint32_t byte) {
-  static char16_t const kHex[] = u"0123456789ABCDEF";
-  out.push_back(u'%');
-  out.push_back(kHex[byte >> 4]);
-  out.push_back(kHex[byte & 0xF]);
-}
-
-// Appends "/fsroot" and `key` as a file's part name spells it: letters, digits, "-._~" and
-// "/+@" as they are, everything else as the escapes of its UTF-8 bytes.  Only a name that this
-// gives back exactly is left to it (see FileSystemTree::assign), so that whatever the part
-// naming does with text this does not foresee is kept as it was given.
-void appendEncodedPartName(std::u16string_view key, std::u16string& out) {
-  out.append(kPartRoot);
-  for (std::size_t at = 0; at < key.size(); ++at) {
-    char16_t const unit = key[at];
-    if (unit < 0x80) {
-      if (keptInPartName(unit)) {
-        out.push_back(unit);
-      } else {
-        appendEscape(out, unit);
-      }
-      continue;
-    }
-    std::uint32_t point = unit;
-    if (unit >= 0xD800 && unit < 0xDC00 && at + 1 < key.size() && key[at + 1] >= 0xDC00 &&
-        key[at + 1] < 0xE000) {
-      point = 0x10000 + ((point - 0xD800) << 10) + (key[at + 1] - 0xDC00);
-      ++at;
-    }
-    if (point < 0x800) {
-      appendEscape(out, 0xC0 | (point >> 6));
-    } else if (point < 0x10000) {
-      appendEscape(out, 0xE0 | (point >> 12));
-      appendEscape(out, 0x80 | ((point >> 6) & 0x3F));
-    } else {
-      appendEscape(out, 0xF0 | (point >> 18));
-      appendEscape(out, 0x80 | ((point >> 12) & 0x3F));
-      appendEscape(out, 0x80 | ((point >> 6) & 0x3F));
-    }
-    appendEscape(out, 0x80 | (point & 0x3F));
-  }
 }
 
 // Generations of every tree of the process from one counter, so that a number names one
@@ -516,10 +467,7 @@ void FileSystemTree::assign(NodeIndex index, std::u16string_view key, FileSystem
              sameUnits(content.substr(0, kPartRoot.size()), kPartRoot)) {
     // Longer than the path: perhaps the path encoded, which is then made again when asked
     // for rather than kept.
-    std::u16string encoded;
-    encoded.reserve(content.size());
-    appendEncodedPartName(key, encoded);
-    if (sameUnits(encoded, content)) form = detail::ContentForm::kFsrootEncodedPath;
+    if (detail::isEncodedPartNameOf(key, content)) form = detail::ContentForm::kFsrootEncodedPath;
   }
   // The text first: it is the one step that may fail, before the other fields change.
   if (form == detail::ContentForm::kOwn) {
