@@ -11,8 +11,6 @@
 
 #include <opc/core/string_conversions.h>
 
-#include "utf8_append.h"
-
 namespace opc {
 namespace {
 
@@ -66,11 +64,61 @@ void appendUtf16(std::u16string& out, char32_t c) {
   }
 }
 
+// The number of UTF-8 bytes of `c` (at most U+10FFFF).
+std::size_t utf8Size(char32_t c) { return c < 0x80 ? 1 : c < 0x800 ? 2 : c < 0x10000 ? 3 : 4; }
+
+// Writes the UTF-8 bytes of `c` (at most U+10FFFF, no surrogate) at `to`; returns their end.
+char* putUtf8(char* to, char32_t c) {
+  if (c < 0x80) {
+    *to++ = static_cast<char>(c);
+  } else if (c < 0x800) {
+    *to++ = static_cast<char>(0xC0 | (c >> 6));
+    *to++ = static_cast<char>(0x80 | (c & 0x3F));
+  } else if (c < 0x10000) {
+    *to++ = static_cast<char>(0xE0 | (c >> 12));
+    *to++ = static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+    *to++ = static_cast<char>(0x80 | (c & 0x3F));
+  } else {
+    *to++ = static_cast<char>(0xF0 | (c >> 18));
+    *to++ = static_cast<char>(0x80 | ((c >> 12) & 0x3F));
+    *to++ = static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+    *to++ = static_cast<char>(0x80 | (c & 0x3F));
+  }
+  return to;
+}
+
 std::string encodeUtf8(std::u16string const& text, char32_t unpaired) {
-  std::string out;
-  out.reserve(text.size() + text.size() / 2);
-  for (std::size_t i = 0; i < text.size();)
-    detail::appendUtf8(out, nextCodePoint(text, i, unpaired));
+  // Measured first and written in place once: a byte at a time through the string's own
+  // appends cost several times the encoding itself, and every name of another script that a
+  // listing prints comes through here.
+  std::size_t const size = text.size();
+  std::size_t bytes = 0;
+  for (std::size_t i = 0; i < size; ++i) {
+    char16_t const c = text[i];
+    if (c < 0x80) {
+      bytes += 1;
+    } else if (c < 0x800) {
+      bytes += 2;
+    } else if (isHighSurrogate(c) && i + 1 < size && isLowSurrogate(text[i + 1])) {
+      bytes += 4;
+      ++i;
+    } else if (isHighSurrogate(c) || isLowSurrogate(c)) {
+      bytes += utf8Size(unpaired);
+    } else {
+      bytes += 3;
+    }
+  }
+  std::string out(bytes, '\0');
+  char* to = out.data();
+  for (std::size_t i = 0; i < size;) {
+    char16_t const c = text[i];
+    if (c < 0x80) {
+      *to++ = static_cast<char>(c);
+      ++i;
+    } else {
+      to = putUtf8(to, nextCodePoint(text, i, unpaired));
+    }
+  }
   return out;
 }
 

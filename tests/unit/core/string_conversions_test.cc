@@ -1,6 +1,7 @@
 #include <cstring>
 #include <langinfo.h>
 #include <locale.h>
+#include <random>
 #include <string>
 #include <thread>
 #include <vector>
@@ -397,6 +398,57 @@ TEST(StringConversionsTest, LongTextIsNeverTruncated) {
   EXPECT_EQ(narrow.size(), 30000u);
   EXPECT_EQ(narrow.substr(0, 6), "??a??a");
   EXPECT_EQ(toString(std::string(50000, '\xe9')), std::u16string(50000, u'\u00e9'));
+}
+
+// UTF-16 to UTF-8 written out one byte at a time, as plainly as the rule reads: the reference
+// that the encoder, which measures first and writes in place, must agree with.
+std::string utf8ByByte(std::u16string const& text, char32_t unpaired) {
+  std::string out;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    char32_t c = text[i];
+    if (c >= 0xD800 && c <= 0xDBFF && i + 1 < text.size() && text[i + 1] >= 0xDC00 &&
+        text[i + 1] <= 0xDFFF) {
+      c = 0x10000 + ((c - 0xD800) << 10) + (text[++i] - 0xDC00);
+    } else if (c >= 0xD800 && c <= 0xDFFF) {
+      c = unpaired;
+    }
+    if (c < 0x80) {
+      out += static_cast<char>(c);
+    } else if (c < 0x800) {
+      out += static_cast<char>(0xC0 | (c >> 6));
+      out += static_cast<char>(0x80 | (c & 0x3F));
+    } else if (c < 0x10000) {
+      out += static_cast<char>(0xE0 | (c >> 12));
+      out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+      out += static_cast<char>(0x80 | (c & 0x3F));
+    } else {
+      out += static_cast<char>(0xF0 | (c >> 18));
+      out += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
+      out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+      out += static_cast<char>(0x80 | (c & 0x3F));
+    }
+  }
+  return out;
+}
+
+TEST(StringConversionsTest, EncodesRandomTextAsTheByteWiseRuleDoes) {
+  // Units from each range the encoder tells apart, both halves of surrogates among them, in
+  // every order: pairs, halves alone, halves at the start and the end.
+  static char16_t const kUnits[] = {u'a',   0,      0x7F,   0x80,   0x7FF,  0x800, 0xD7FF,
+                                    0xD800, 0xDBFF, 0xDC00, 0xDFFF, 0xE000, 0xFFFF};
+  ScopedThreadLocale locale("C.UTF-8");
+  ASSERT_TRUE(locale.installed());
+  std::mt19937 random(1125);
+  for (int round = 0; round < 20000; ++round) {
+    std::u16string text;
+    std::size_t const length = random() % 20;
+    for (std::size_t i = 0; i < length; ++i) {
+      text += random() % 4 == 0 ? static_cast<char16_t>(random() % 0x10000)
+                                : kUnits[random() % (sizeof kUnits / sizeof kUnits[0])];
+    }
+    ASSERT_EQ(toUTF8String(text), utf8ByByte(text, 0xFFFD));
+    ASSERT_EQ(toUDEString(text), utf8ByByte(text, u'?'));
+  }
 }
 
 }  // namespace
