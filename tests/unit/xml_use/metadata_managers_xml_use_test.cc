@@ -2,7 +2,6 @@
 // attaching them, or loading a package that lacks their parts, leaves it out of the process.
 // The cases run in the order written when the program runs them together: those that must not
 // load it come first.
-#include <fstream>
 #include <memory>
 #include <string>
 #include <vector>
@@ -16,6 +15,8 @@
 #include <opc/vkservices/core_properties.h>
 #include <opc/vkservices/core_properties_manager.h>
 
+#include "support/process_maps.h"
+
 namespace {
 
 using opc::model::Package;
@@ -24,17 +25,8 @@ using opc::vkservices::CipherDataManager;
 using opc::vkservices::CoreProperties;
 using opc::vkservices::CorePropertiesManager;
 
-// Whether a file of the process's mappings has that name in its path.
-bool mapped(std::string const& name) {
-  std::ifstream maps("/proc/self/maps");
-  std::string line;
-  while (std::getline(maps, line)) {
-    if (line.find(name) != std::string::npos) return true;
-  }
-  return false;
-}
-
-bool xmlLibraryLoaded() { return mapped("libopcmodel_xml") || mapped("libxerces-c"); }
+using opcvk_test::isMapped;
+using opcvk_test::xmlLibraryLoaded;
 
 opc::model::RelationshipSelector selector() {
   return opc::model::RelationshipSelector(opc::model::URI(u"/"),
@@ -73,7 +65,7 @@ TEST(MetadataManagersXmlUseTest, PartsWrittenAndReadAgainLoadItAndReadTheSame) {
     package->save();
     bytes = package->getBuffer();
   }
-  EXPECT_TRUE(mapped("libopcmodel_xml"));
+  EXPECT_TRUE(isMapped("libopcmodel_xml"));
   auto const package = Package::openBuffer(bytes, PackageAccess::Read);
   CorePropertiesManager const properties(*package, CorePropertiesManager::Deterministic);
   CipherDataManager const cipherData(*package);

@@ -15,6 +15,7 @@
 #include <opc/model/package.h>
 #include <opc/model/xml/xerces_retainer.h>
 
+#include "support/process_maps.h"
 #include "support/temp_dir.h"
 #include "unit/model/package_test_support.h"
 #include "xml_engine/xml_engine.h"
@@ -25,17 +26,8 @@ namespace {
 
 using opcvk_test::Bytes;
 
-// Whether a file of the process's mappings has that name in its path.
-bool mapped(std::string const& name) {
-  std::ifstream maps("/proc/self/maps");
-  std::string line;
-  while (std::getline(maps, line)) {
-    if (line.find(name) != std::string::npos) return true;
-  }
-  return false;
-}
-
-bool xmlLibraryLoaded() { return mapped("libopcmodel_xml") || mapped("libxerces-c"); }
+using opcvk_test::isMapped;
+using opcvk_test::xmlLibraryLoaded;
 
 // The path of the first mapped file whose name begins with `prefix` (the library's real
 // file, libX.so.1.0.0, whatever its soname).
@@ -137,8 +129,8 @@ TEST(XmlLibraryLoadingTest, PackageIsSavedAndReadAgainWithoutTheXmlLibrary) {
 TEST(XmlLibraryLoadingTest, DocumentThatNeedsTheParserLoadsItAndReadsTheSame) {
   // A comment and line breaks of CRLF: the strict reader leaves the document to the parser.
   expectReadAsWritten(package(types("<!-- not plain -->\r\n")));
-  EXPECT_TRUE(mapped("libopcmodel_xml"));
-  EXPECT_TRUE(mapped("libxerces-c"));
+  EXPECT_TRUE(isMapped("libopcmodel_xml"));
+  EXPECT_TRUE(isMapped("libxerces-c"));
 }
 
 TEST(XmlLibraryLoadingTest, LoadFailureNamesTheLibraryAndTheLoadersReason) {
@@ -168,7 +160,7 @@ TEST(XmlLibraryLoadingTest, LoadFailureNamesTheLibraryAndTheLoadersReason) {
 TEST(XmlLibraryLoadingTest, EngineIsLoadedOnceForTheProcess) {
   detail::XmlEngine& engine = detail::xmlEngine();
   EXPECT_EQ(&engine, &detail::xmlEngine());
-  EXPECT_TRUE(mapped("libopcmodel_xml"));
+  EXPECT_TRUE(isMapped("libopcmodel_xml"));
 }
 
 }  // namespace
