@@ -105,7 +105,6 @@ XmlNode element(std::u16string const& ns, char16_t const* name, std::u16string t
 std::unique_ptr<opc::model::detail::XmlTreeReader> makeReader() {
   opc::model::detail::XmlReaderSettings settings;
   settings.grammars.push_back({detail::cipherDataSchemaText(), detail::kCipherDataSchemaId});
-  settings.fullSchemaChecking = true;
   try {
     return opc::model::detail::xmlEngine().makeTreeReader(settings);
   } catch (opc::model::InvalidXMLDocument const& e) {

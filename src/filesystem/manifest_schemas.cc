@@ -111,9 +111,6 @@ std::unique_ptr<opc::model::detail::XmlEventReader> makeManifestReader(
     std::vector<opc::model::detail::XmlGrammar> const& grammars) {
   opc::model::detail::XmlReaderSettings settings;
   settings.grammars = grammars;
-  // Every parser of the library checks its schemas in full: a schema that it would refuse
-  // is found at once, not by the document that happens to reach the faulty part.
-  settings.fullSchemaChecking = true;
   try {
     return opc::model::detail::xmlEngine().makeEventReader(settings);
   } catch (opc::model::InvalidXMLDocument const& e) {

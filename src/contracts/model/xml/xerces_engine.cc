@@ -8,7 +8,6 @@
 #include <xercesc/dom/DOMNamedNodeMap.hpp>
 #include <xercesc/dom/DOMNode.hpp>
 #include <xercesc/dom/DOMText.hpp>
-#include <xercesc/util/XMLUni.hpp>
 
 #include <opc/model/xml/xerces_guard.h>
 #include <opc/model/xml/xerces_helper.h>
@@ -105,15 +104,7 @@ class XercesTreeReader final : public XmlTreeReader {
  public:
   explicit XercesTreeReader(XmlReaderSettings const& settings)
       : parser_(XercesHelper::createParser()) {
-    xercesc::DOMConfiguration* config = parser_->getDomConfig();
-    translateXercesErrors([&] {
-      if (!settings.grammars.empty()) {
-        config->setParameter(xercesc::XMLUni::fgXercesUseCachedGrammarInParse, true);
-      }
-      if (settings.fullSchemaChecking) {
-        config->setParameter(xercesc::XMLUni::fgXercesSchemaFullChecking, true);
-      }
-    });
+    // The parser's safety settings already use cached grammars only and check them in full.
     for (XmlGrammar const& grammar : settings.grammars) {
       XercesHelper::loadGrammar(parser_.get(), grammar.text, grammar.systemId);
     }

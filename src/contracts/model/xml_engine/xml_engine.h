@@ -93,7 +93,6 @@ struct XmlGrammar {
 // carries the schema turns into InvalidXMLSchema.
 struct XmlReaderSettings {
   std::vector<XmlGrammar> grammars;
-  bool fullSchemaChecking = false;
 };
 
 // Reads whole documents into XmlNode trees.  Same protections as XercesHelper::createParser
