@@ -2,10 +2,11 @@
 // parser loads it here, once for the process, and every later call finds it loaded.
 #include "xml_engine.h"
 
-#include <dlfcn.h>
 #include <string>
 
 #include <opc/core/exception.h>
+
+#include "companion_library.h"
 
 namespace opc {
 namespace model {
@@ -16,46 +17,21 @@ namespace {
 constexpr char kXmlLibrary[] = OPCMODEL_XML_LIBRARY;
 constexpr char kEntry[] = "opcmodel_xml_engine";
 
-std::string loaderError() {
-  char const* text = dlerror();
-  return text == nullptr ? std::string("no reason given") : std::string(text);
-}
-
-// The XML library installed or built beside this library, found from where the loader took
-// libopcmodel; empty if that cannot be told.
-std::string besideThisLibrary() {
-  Dl_info info;
-  if (dladdr(kXmlLibrary, &info) == 0 || info.dli_fname == nullptr) {
-    return std::string();
-  }
-  std::string path(info.dli_fname);
-  std::string::size_type const slash = path.rfind('/');
-  if (slash == std::string::npos) return std::string();
-  return path.substr(0, slash + 1) + kXmlLibrary;
-}
-
 XmlEngine* loadEngine() {
-  // Beside libopcmodel first, so that a build tree or a moved installation uses its own
-  // library; then by the plain name, where the loader searches as for any library.  The
-  // library stays loaded to the end of the process: the engine and what it made live there.
-  void* handle = nullptr;
-  std::string const beside = besideThisLibrary();
-  if (!beside.empty()) handle = dlopen(beside.c_str(), RTLD_NOW | RTLD_LOCAL);
-  if (handle == nullptr) handle = dlopen(kXmlLibrary, RTLD_NOW | RTLD_LOCAL);
-  if (handle == nullptr) {
+  opcvk_companion::CompanionEntry const loaded =
+      opcvk_companion::loadCompanion(kXmlLibrary, kXmlLibrary, kEntry);
+  if (!loaded.libraryLoaded) {
     throw opc::Exception(
-        std::string("The XML library ") + kXmlLibrary + " could not be loaded: " + loaderError(),
+        std::string("The XML library ") + kXmlLibrary + " could not be loaded: " + loaded.failure,
         boost::system::error_code());
   }
-  dlerror();
-  void* const entry = dlsym(handle, kEntry);
-  if (entry == nullptr) {
+  if (loaded.entry == nullptr) {
     throw opc::Exception(std::string("The XML library ") + kXmlLibrary + " has no entry " + kEntry +
-                             ": " + loaderError(),
+                             ": " + loaded.failure,
                          boost::system::error_code());
   }
   using Entry = XmlEngine* (*)();
-  return reinterpret_cast<Entry>(entry)();
+  return reinterpret_cast<Entry>(loaded.entry)();
 }
 
 }  // namespace
