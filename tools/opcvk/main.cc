@@ -2,6 +2,7 @@
 // and extracts it again.
 #include <clocale>
 #include <cstdio>
+#include <cstring>
 #include <exception>
 #include <stdexcept>
 #include <string>
@@ -51,6 +52,39 @@ void returnLargeBuffersToTheSystem() {
 #endif
 }
 
+// The subcommands, in the order that help lists them, with the function that sets each up.
+struct CommandSetUp {
+  char const* name;
+  void (*add)(CLI::App&, opcvk::Commands&);
+};
+
+constexpr CommandSetUp kCommandSetUps[] = {
+    {"pack", opcvk::addPackCommand},       {"add", opcvk::addAddCommand},
+    {"mkdir", opcvk::addMkdirCommand},     {"ln", opcvk::addLnCommand},
+    {"rm", opcvk::addRmCommand},           {"list", opcvk::addListCommand},
+    {"cat", opcvk::addCatCommand},         {"info", opcvk::addInfoCommand},
+    {"props", opcvk::addPropsCommand},     {"extract", opcvk::addExtractCommand},
+    {"encrypt", opcvk::addEncryptCommand}, {"test", opcvk::addTestCommand},
+};
+
+// Setting up every subcommand's options cost more than the whole work of listing a small
+// package.  When the first argument names a subcommand, the parser can take no other one
+// (the application requires exactly one, and the first word is it), so that one alone is set
+// up: its help, its errors and its results are the same as with all of them beside it.  Any
+// other first argument (none, an option such as --help or --version, a word that names no
+// subcommand) sets all of them up, since help and errors may list them.
+void addCommands(CLI::App& app, opcvk::Commands& commands, char const* first) {
+  if (first != nullptr) {
+    for (CommandSetUp const& setUp : kCommandSetUps) {
+      if (std::strcmp(first, setUp.name) == 0) {
+        setUp.add(app, commands);
+        return;
+      }
+    }
+  }
+  for (CommandSetUp const& setUp : kCommandSetUps) setUp.add(app, commands);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -73,18 +107,7 @@ int main(int argc, char** argv) {
       "Run 'opcvk <command> --help' for the options of a command.");
 
   opcvk::Commands commands;
-  opcvk::addPackCommand(app, commands);
-  opcvk::addAddCommand(app, commands);
-  opcvk::addMkdirCommand(app, commands);
-  opcvk::addLnCommand(app, commands);
-  opcvk::addRmCommand(app, commands);
-  opcvk::addListCommand(app, commands);
-  opcvk::addCatCommand(app, commands);
-  opcvk::addInfoCommand(app, commands);
-  opcvk::addPropsCommand(app, commands);
-  opcvk::addExtractCommand(app, commands);
-  opcvk::addEncryptCommand(app, commands);
-  opcvk::addTestCommand(app, commands);
+  addCommands(app, commands, argc > 1 ? argv[1] : nullptr);
 
   try {
     app.parse(argc, argv);
