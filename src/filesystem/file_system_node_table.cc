@@ -1,10 +1,13 @@
 #include "filesystem/file_system_node_table.h"
 
+#include <atomic>
 #include <cstdint>
 #include <cstring>
 #include <exception>
 #include <limits>
+#include <new>
 #include <random>
+#include <type_traits>
 #include <utility>
 
 #include <boost/system/error_code.hpp>
@@ -17,6 +20,8 @@ namespace detail {
 
 // A tree holds one record per node: their size is the size of a tree.
 static_assert(sizeof(NodeRecord) <= 56, "a node record grew");
+// A chunk is released without running a destructor for each record it held.
+static_assert(std::is_trivially_destructible_v<NodeRecord>, "a node record needs destroying");
 namespace {
 
 constexpr std::size_t kInitialSlots = 64;
@@ -27,21 +32,39 @@ constexpr std::size_t kWasteWorthCompacting = 1 << 16;
   throw opc::Exception("The file system tree is full", boost::system::error_code());
 }
 
-// The seed is no secret: it only has to be unknown to whoever writes the names, so the
-// kernel's entropy is enough and the process's cryptographic generator (whose first use
-// reads the crypto library's configuration) is left to those who need it.  Where the
-// kernel gives none, the address space's own layout still differs from run to run.
+// A draw of 64 bits from the kernel, or 0 where it gives none.  The seed is no secret: it
+// only has to be unknown to whoever writes the names, so the kernel's entropy is enough and
+// the process's cryptographic generator (whose first use reads the crypto library's
+// configuration) is left to those who need it.  "getentropy" asks the kernel alone; the
+// default device first asks the processor which random instructions it has, and a virtual
+// machine answers that question slowly: tens of microseconds, a fair part of a short command.
+std::uint64_t kernelEntropy() {
+  for (char const* token : {"getentropy", "default"}) {
+    try {
+      std::random_device entropy(token);
+      return std::uint64_t{entropy()} << 32 | entropy();
+    } catch (std::exception const&) {
+      // Not on this platform: the next source, or none.
+    }
+  }
+  return 0;
+}
+
+// A seed for each table: the process's draw, taken once, mixed with the table's place in the
+// order of tables and in memory (which alone still differs from run to run where the kernel
+// gives no entropy).
 std::uint64_t unpredictableSeed(void const* table) {
-  std::uint64_t seed = reinterpret_cast<std::uintptr_t>(table);
+  static std::uint64_t const processEntropy = kernelEntropy();
+  static std::atomic<std::uint64_t> tablesMade{0};
+  std::uint64_t seed = processEntropy + (tablesMade.fetch_add(1, std::memory_order_relaxed) + 1) *
+                                            0x9E3779B97F4A7C15ull;
+  seed ^= reinterpret_cast<std::uintptr_t>(table);
   seed ^= reinterpret_cast<std::uintptr_t>(&seed) << 17;
   seed ^= reinterpret_cast<std::uintptr_t>(&unpredictableSeed) << 31;
-  try {
-    std::random_device entropy;
-    seed ^= std::uint64_t{entropy()} << 32 | entropy();
-  } catch (std::exception const&) {
-    // No entropy device: the layout above stands alone.
-  }
-  return seed;
+  // The finaliser of splitmix64: every bit of the draw and of the count reaches every bit.
+  seed = (seed ^ (seed >> 30)) * 0xBF58476D1CE4E5B9ull;
+  seed = (seed ^ (seed >> 27)) * 0x94D049BB133111EBull;
+  return seed ^ (seed >> 31);
 }
 
 // The hash of `count` units from `units` (see FileSystemNodeTable::hashOf).
@@ -297,16 +320,23 @@ NodeIndex FileSystemNodeTable::allocate() {
   NodeIndex index = freeHead_;
   if (index != kNoNode) {
     freeHead_ = (*this)[index].nextSibling;
+    (*this)[index] = NodeRecord();
   } else {
     if (size_ == kNoNode - 1) raiseFull();
-    if ((size_ & kMask) == 0) chunks_.emplace_back(new NodeRecord[kMask + 1]);
+    if ((size_ & kMask) == 0) {
+      Chunk chunk(static_cast<NodeRecord*>(::operator new(sizeof(NodeRecord) * (kMask + 1))));
+      chunks_.push_back(std::move(chunk));
+    }
     index = size_++;
+    new (&(*this)[index]) NodeRecord();
   }
-  NodeRecord& record = (*this)[index];
-  record = NodeRecord();
-  record.inUse = true;
+  (*this)[index].inUse = true;
   ++live_;
   return index;
+}
+
+void FileSystemNodeTable::ReleaseChunk::operator()(NodeRecord* chunk) const noexcept {
+  ::operator delete(chunk);
 }
 
 }  // namespace detail

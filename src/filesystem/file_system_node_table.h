@@ -134,8 +134,15 @@ class FileSystemNodeTable {
   void place(NodeIndex index);
   NodeIndex allocate();
 
+  // Room for kMask + 1 records, each made when it is first handed out: a small tree touches
+  // the memory of its few records, not that of a whole chunk.
+  struct ReleaseChunk {
+    void operator()(NodeRecord* chunk) const noexcept;
+  };
+  using Chunk = std::unique_ptr<NodeRecord[], ReleaseChunk>;
+
   std::uint64_t seed_;  // random for each table
-  std::vector<std::unique_ptr<NodeRecord[]>> chunks_;
+  std::vector<Chunk> chunks_;
   NodeIndex size_;                    // records ever made: the end of the used indices
   NodeIndex freeHead_;                // erased records, through their nextSibling
   std::size_t live_;                  // records in use
