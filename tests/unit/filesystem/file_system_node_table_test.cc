@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <set>
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -74,6 +75,35 @@ TEST(FileSystemNodeTableTest, HoldsMoreTextThanItMadeRoomFor) {
   std::u16string again;
   table.appendPath(parent, again);
   EXPECT_EQ(again, path);
+}
+
+// Records are made as they are handed out, chunk after chunk: records past the first chunks,
+// and records handed out again after an erase, start as new ones and keep what they are given.
+TEST(FileSystemNodeTableTest, RecordsAcrossChunksAndReusedOnesStartAfresh) {
+  FileSystemNodeTable table;
+  constexpr int kCount = 10000;
+  auto pathOf = [](int number) {
+    return u"/entry-" + std::u16string(1, static_cast<char16_t>(u'a' + number % 26)) +
+           std::u16string(static_cast<std::size_t>(number / 26 + 1), u'x');
+  };
+  std::vector<NodeIndex> made;
+  for (int number = 0; number < kCount; ++number) {
+    made.push_back(table.insert(kRootNode, pathOf(number)));
+  }
+  for (int number = 0; number < kCount; number += 3) table.erase(made[number]);
+  for (int number = 0; number < kCount; number += 3) {
+    NodeIndex const again = table.insert(kRootNode, pathOf(number));
+    EXPECT_EQ(table[again].firstChild, kNoNode) << number;
+    EXPECT_EQ(table[again].contentSize, 0u) << number;
+    EXPECT_FALSE(table[again].hasTime) << number;
+    made[number] = again;
+  }
+  for (int number = 0; number < kCount; ++number) {
+    ASSERT_EQ(table.find(pathOf(number)), made[number]) << number;
+    EXPECT_EQ(table.nameOf(made[number]), pathOf(number).substr(1)) << number;
+    EXPECT_TRUE(table[made[number]].inUse) << number;
+    EXPECT_EQ(table[made[number]].parent, kRootNode) << number;
+  }
 }
 
 }  // namespace
