@@ -71,12 +71,9 @@ constexpr CommandSetUp kCommandSetUps[] = {
 // package.  When the first argument names a subcommand, the parser can take no other one
 // (the application requires exactly one, and the first word is it), so that one alone is set
 // up: its help, its errors and its results are the same as with all of them beside it.  Any
-// other first argument (none, an option such as --help, a word that names no subcommand) sets
-// all of them up, since help and errors may list them; but --version alone needs none, for
-// the application prints its version before it looks for a subcommand.
-void addCommands(CLI::App& app, opcvk::Commands& commands, int argc, char** argv) {
-  char const* const first = argc > 1 ? argv[1] : nullptr;
-  if (argc == 2 && std::strcmp(first, "--version") == 0) return;
+// other first argument (none, an option such as --help or --version, a word that names no
+// subcommand) sets all of them up, since help and errors may list them.
+void addCommands(CLI::App& app, opcvk::Commands& commands, char const* first) {
   if (first != nullptr) {
     for (CommandSetUp const& setUp : kCommandSetUps) {
       if (std::strcmp(first, setUp.name) == 0) {
@@ -91,6 +88,13 @@ void addCommands(CLI::App& app, opcvk::Commands& commands, int argc, char** argv
 }  // namespace
 
 int main(int argc, char** argv) {
+  // The version alone, as the parser prints it, without setting up the locale or the parser:
+  // the parser tells it by throwing, and the throw and everything set up before it cost more
+  // than printing a line.
+  if (argc == 2 && std::strcmp(argv[1], "--version") == 0) {
+    std::printf("%s\n", versionLine().c_str());
+    return 0;
+  }
   returnLargeBuffersToTheSystem();
   // Paths on the command line and in messages are in the user's encoding.
   std::setlocale(LC_ALL, "");
@@ -110,7 +114,7 @@ int main(int argc, char** argv) {
       "Run 'opcvk <command> --help' for the options of a command.");
 
   opcvk::Commands commands;
-  addCommands(app, commands, argc, argv);
+  addCommands(app, commands, argc > 1 ? argv[1] : nullptr);
 
   try {
     app.parse(argc, argv);
