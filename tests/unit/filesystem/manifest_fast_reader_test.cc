@@ -143,6 +143,10 @@ std::vector<Case> const kAccepted = {
     {"NonASCIINames",
      document("<fileEntry name=\"/\xC3\xA9t\xC3\xA9/\xE6\x97\xA5\xE6\x9C\xAC/\xF0\x9F\x98\x80\" "
               "content=\"/fsroot/\xC3\xA9\" type=\"File\"/>")},
+    {"RunsOfTwoThreeAndFourByteCharacters",
+     document("<fileEntry name=\"/\xD0\xBE\xD1\x82\xD1\x87\xD1\x91\xD1\x82_\xE4\xB8\xAD\xE6\x96\x87"
+              "\xE0\xA0\x80\xED\x9F\xBF\xEE\x80\x80\xEF\xBF\xBD\xC3\xBC\xF0\x9F\x9A\x80\xE2\x98\x95"
+              "\xC2\x80\xDF\xBF\" content=\"/fsroot/\xC3\xA9\xE2\x82\xAC\" type=\"File\"/>")},
     {"DeleteAndC1Controls",
      document("<fileEntry name=\"/\x7F\xC2\x80\xC2\x9F\xEF\xBB\xBF\xEF\xBF\xBD\" content=\"/x\" "
               "type=\"File\"/>")},
@@ -214,6 +218,14 @@ std::vector<Case> const kFallbacks = {
     {"EncodedSurrogate",
      document("<fileEntry name=\"/\xED\xA0\x80\" content=\"/x\" type=\"File\"/>")},
     {"TruncatedUTF8", document("<fileEntry name=\"/\xE6\x97\" content=\"/x\" type=\"File\"/>")},
+    {"RawNonCharacterAfterARun",
+     document("<fileEntry name=\"/\xC3\xA9\xEF\xBF\xBE\" content=\"/x\" type=\"File\"/>")},
+    {"OverlongThreeByteUTF8AfterARun",
+     document("<fileEntry name=\"/\xE6\x97\xA5\xE0\x9F\xBF\" content=\"/x\" type=\"File\"/>")},
+    {"ContinuationByteAfterARun",
+     document("<fileEntry name=\"/\xC3\xA9\x80\" content=\"/x\" type=\"File\"/>")},
+    {"TruncatedUTF8AfterARun",
+     document("<fileEntry name=\"/\xC3\xA9\xE6\x97\" content=\"/x\" type=\"File\"/>")},
     {"ControlCharacter", document("<fileEntry name=\"/\x01\" content=\"/x\" type=\"File\"/>")},
     {"DateWithOffset",
      document(
