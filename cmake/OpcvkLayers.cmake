@@ -45,3 +45,23 @@ function(opcvk_subsystem_library name)
   target_link_libraries(${name} PUBLIC ${name}_objects)
   set_property(GLOBAL APPEND PROPERTY OPCVK_SUBSYSTEM_LAYERS ${name})
 endfunction()
+
+# A companion library: a shared library that a library of the project loads by name the first
+# time a call needs it (src/contracts/companion/companion_library.h), and that nothing links.
+# It is built into the folder of the library that loads it (BESIDE), where that library looks
+# for it first, and installed beside the libraries as its versioned file and soname only: no
+# link-time name, no headers, no part of the CMake package or the pkg-config file, since no
+# user of the project links it.
+function(opcvk_companion_library name)
+  cmake_parse_arguments(ARG "" "BESIDE" "SOURCES;LIBS" ${ARGN})
+  add_library(${name} SHARED ${ARG_SOURCES})
+  target_link_libraries(${name} PRIVATE ${ARG_LIBS})
+  opcvk_shared_library_options(${name})
+  set_target_properties(${name} PROPERTIES
+    VERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR}.${PROJECT_VERSION_PATCH}
+    SOVERSION ${OPCVK_SOVERSION}
+    LIBRARY_OUTPUT_DIRECTORY $<TARGET_FILE_DIR:${ARG_BESIDE}>
+    BUILD_RPATH "$ORIGIN"
+    INSTALL_RPATH "$ORIGIN")
+  install(TARGETS ${name} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} NAMELINK_SKIP)
+endfunction()

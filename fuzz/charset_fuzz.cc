@@ -3,15 +3,18 @@
 // UTF-8 without zero bytes is always "UTF-8".  The same bytes are also converted from one of
 // a list of encodings (chosen by the first byte) with and without dropping a byte order
 // mark, and the UTF-16 reading of the bytes (unpaired surrogates included) is encoded as
-// UTF-8 and compared with a reference encoder.
+// UTF-8 and compared with a reference encoder.  The answers given without ICU (UTF-8, ASCII
+// from a single-byte encoding, NFC of text below U+0300) are compared with ICU's own.
 #include <cstddef>
 #include <cstdint>
 #include <ostream>
 #include <string>
 
 #include <fl/i18n/charset.h>
+#include <fl/i18n/normalization.h>
 
 #include "fuzz_support.h"
+#include "icu_engine.h"
 
 namespace {
 
@@ -73,6 +76,31 @@ void checkEncoding(std::string const& bytes) {
         "UTF-16 to UTF-8 pairs surrogates and replaces unpaired ones", printable(text));
 }
 
+// The converters that go without ICU for some input give what ICU's converter gives.
+void checkRoadsWithoutIcu(std::string const& bytes) {
+  fl::i18n::detail::IcuEngine& icu = fl::i18n::detail::icuEngine();
+  std::string const shown = printable(bytes);
+  for (char const* charset : {"UTF-8", "windows-1252", "US-ASCII"}) {
+    for (bool drop : {true, false}) {
+      fl::i18n::codecvt_string_to_ustring const converter(charset, drop);
+      check(converter.convert(bytes.data(), bytes.size()) ==
+                icu.openConverter(charset)->convert(bytes.data(), bytes.size(), drop),
+            "the converter without ICU gives ICU's text", std::string(charset) + " \"" + shown);
+    }
+  }
+  // NFC of a text with no unpaired surrogate, below U+0300 or not.
+  std::u16string text = opcvk_fuzz::textFromBytes(bytes);
+  for (char16_t& unit : text) {
+    if (unit >= 0xD800 && unit <= 0xDFFF) unit = u'?';
+  }
+  std::u16string low = text;
+  for (char16_t& unit : low) unit = static_cast<char16_t>(unit % 0x300);
+  for (std::u16string const& sample : {text, low}) {
+    check(fl::i18n::normalizeNfc(sample) == icu.normalizeNfc(sample),
+          "NFC without ICU is ICU's NFC", printable(sample));
+  }
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
@@ -81,5 +109,7 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
                            [&] { checkDetection(bytes); });
   opcvk_fuzz::mustNotThrow("conversion", printable(bytes), [&] { checkConversion(bytes); });
   opcvk_fuzz::mustNotThrow("encoding", printable(bytes), [&] { checkEncoding(bytes); });
+  opcvk_fuzz::mustNotThrow("roads without ICU", printable(bytes),
+                           [&] { checkRoadsWithoutIcu(bytes); });
   return 0;
 }

@@ -3,11 +3,10 @@
 #include <limits>
 #include <string>
 
-#include <unicode/unorm2.h>
-#include <unicode/utypes.h>
-
 #include <fl/i18n/charset.h>
 #include <fl/i18n/normalization.h>
+
+#include "icu_engine.h"
 
 namespace fl {
 namespace i18n {
@@ -28,6 +27,16 @@ bool hasUnpairedSurrogate(std::u16string const& text) {
   return false;
 }
 
+// Below U+0300 every character is its own NFC and composes with nothing before or after it
+// (U+0300, the first combining mark, is the first code point whose NFC quick check is not
+// "yes"), so such a text is in NFC as it stands.  Passwords are mostly such text.
+bool isBelowFirstCombiningMark(std::u16string const& text) {
+  for (char16_t unit : text) {
+    if (unit >= 0x0300) return false;
+  }
+  return true;
+}
+
 }  // namespace
 
 std::u16string normalizeNfc(std::u16string const& text) {
@@ -38,26 +47,8 @@ std::u16string normalizeNfc(std::u16string const& text) {
     throw I18nError("Text of " + std::to_string(text.size()) +
                     " UTF-16 units is too long to normalise");
   }
-  UErrorCode status = U_ZERO_ERROR;
-  UNormalizer2 const* const nfc = unorm2_getNFCInstance(&status);
-  if (U_FAILURE(status)) {
-    throw I18nError(std::string("Cannot load the NFC normaliser: ") + u_errorName(status));
-  }
-  auto const* const source = reinterpret_cast<UChar const*>(text.data());
-  auto const length = static_cast<int32_t>(text.size());
-  // The result is written straight into the string that is returned, sized once for the
-  // longest result NFC can give (three times the input, a bound that Unicode's stability
-  // policy keeps), so that no other buffer of ours ever holds the text, which may be a
-  // password.  Shrinking it afterwards does not reallocate.
-  std::u16string out(text.size() * 3, u'\0');
-  auto* const target = reinterpret_cast<UChar*>(out.empty() ? nullptr : &out[0]);
-  int32_t const needed =
-      unorm2_normalize(nfc, source, length, target, static_cast<int32_t>(out.size()), &status);
-  if (U_FAILURE(status)) {
-    throw I18nError(std::string("Unicode normalisation failed: ") + u_errorName(status));
-  }
-  out.resize(static_cast<std::size_t>(needed));
-  return out;
+  if (isBelowFirstCombiningMark(text)) return text;
+  return detail::icuEngine().normalizeNfc(text);
 }
 
 }  // namespace i18n

@@ -40,6 +40,36 @@ std::size_t sequenceLength(unsigned char const* p, unsigned char const* end) {
   return 0;
 }
 
+// The length of the maximal subpart at `p`: the bytes that start a well-formed sequence, as
+// far as they go before a byte that cannot continue it or the end, at least the lead byte.
+// With the bounds of sequenceLength, so that a complete sequence gives its whole length.
+std::size_t subpartLength(unsigned char const* p, unsigned char const* end) {
+  unsigned char const lead = p[0];
+  std::size_t need;
+  unsigned char low = 0x80;
+  unsigned char high = 0xBF;
+  if (lead >= 0xC2 && lead <= 0xDF) {
+    need = 2;
+  } else if (lead >= 0xE0 && lead <= 0xEF) {
+    need = 3;
+    if (lead == 0xE0) low = 0xA0;
+    if (lead == 0xED) high = 0x9F;
+  } else if (lead >= 0xF0 && lead <= 0xF4) {
+    need = 4;
+    if (lead == 0xF0) low = 0x90;
+    if (lead == 0xF4) high = 0x8F;
+  } else {
+    return 1;
+  }
+  std::size_t length = 1;
+  while (length < need && p + length != end && isContinuation(p[length], low, high)) {
+    ++length;
+    low = 0x80;
+    high = 0xBF;
+  }
+  return length;
+}
+
 // Text is mostly ASCII: the first byte from `p` on that may not be, found eight bytes at a
 // time; fewer than eight bytes at the end are left to the caller.
 unsigned char const* skipAsciiWords(unsigned char const* p, unsigned char const* end) {
@@ -153,6 +183,64 @@ std::string encodeUtf8(std::u16string const& text) {
   std::string out(length, '\0');
   char* cursor = out.empty() ? nullptr : &out[0];
   forEachCodePoint(text, [&cursor](char32_t c) { put(cursor, c); });
+  return out;
+}
+
+std::u16string decodeUtf8(char const* data, std::size_t size, bool dropByteOrderMark) {
+  if (size == 0) return std::u16string();
+  auto const* p = reinterpret_cast<unsigned char const*>(data);
+  auto const* const end = p + size;
+  // Never more UTF-16 units than bytes; the string is shrunk once at the end.
+  std::u16string out(size, u'\0');
+  char16_t* cursor = &out[0];
+  while (p != end) {
+    unsigned char const* const ascii = skipAsciiWords(p, end);
+    while (p != ascii) *cursor++ = *p++;
+    if (p == end) break;
+    if (*p < 0x80) {
+      *cursor++ = *p++;
+      continue;
+    }
+    std::size_t const length = sequenceLength(p, end);
+    if (length == 0) {
+      *cursor++ = static_cast<char16_t>(kReplacement);
+      p += subpartLength(p, end);
+      continue;
+    }
+    char32_t c;
+    if (length == 2) {
+      c = (char32_t{p[0]} & 0x1F) << 6 | (p[1] & 0x3F);
+    } else if (length == 3) {
+      c = (char32_t{p[0]} & 0x0F) << 12 | (char32_t{p[1]} & 0x3F) << 6 | (p[2] & 0x3F);
+    } else {
+      c = (char32_t{p[0]} & 0x07) << 18 | (char32_t{p[1]} & 0x3F) << 12 |
+          (char32_t{p[2]} & 0x3F) << 6 | (p[3] & 0x3F);
+    }
+    p += length;
+    if (c < 0x10000) {
+      *cursor++ = static_cast<char16_t>(c);
+    } else {
+      c -= 0x10000;
+      *cursor++ = static_cast<char16_t>(0xD800 + (c >> 10));
+      *cursor++ = static_cast<char16_t>(0xDC00 + (c & 0x3FF));
+    }
+  }
+  out.resize(static_cast<std::size_t>(cursor - &out[0]));
+  if (dropByteOrderMark && !out.empty() && out[0] == u'\uFEFF') out.erase(0, 1);
+  return out;
+}
+
+bool isAscii(char const* data, std::size_t size) {
+  auto const* p = reinterpret_cast<unsigned char const*>(data);
+  auto const* const end = p + size;
+  p = skipAsciiWords(p, end);
+  while (p != end && *p < 0x80) ++p;
+  return p == end;
+}
+
+std::u16string widenAscii(char const* data, std::size_t size) {
+  std::u16string out(size, u'\0');
+  for (std::size_t i = 0; i < size; ++i) out[i] = static_cast<unsigned char>(data[i]);
   return out;
 }
 

@@ -35,6 +35,19 @@ class Utf8Validator {
 // The UTF-8 form of UTF-16 `text`; an unpaired surrogate becomes U+FFFD.
 std::string encodeUtf8(std::u16string const& text);
 
+// The UTF-16 form of the `size` bytes of UTF-8 at `data` (null only if `size` is 0), as ICU's
+// UTF-8 converter gives it with every bad sequence replaced: each maximal subpart of an
+// ill-formed sequence (the longest start of a well-formed sequence that it begins with, or
+// else its one byte) becomes one U+FFFD.  Noncharacters are characters like any other.  With
+// `dropByteOrderMark`, a U+FEFF that the result begins with is left out.
+std::u16string decodeUtf8(char const* data, std::size_t size, bool dropByteOrderMark);
+
+// Whether every one of the `size` bytes at `data` is below 0x80.
+bool isAscii(char const* data, std::size_t size);
+
+// The `size` ASCII bytes at `data`, each as the UTF-16 unit of the same value.
+std::u16string widenAscii(char const* data, std::size_t size);
+
 }  // namespace detail
 }  // namespace i18n
 }  // namespace fl

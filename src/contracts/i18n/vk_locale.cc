@@ -1,35 +1,22 @@
 #include <langinfo.h>
 #include <utility>
 
-#include <unicode/ucnv.h>
-
 #include <fl/i18n/vk_locale.h>
+
+#include "icu_engine.h"
+#include "plain_charsets.h"
 
 namespace fl {
 namespace i18n {
 namespace {
 
-// glibc names ASCII "ANSI_X3.4-1968" and Latin-1 "ISO-8859-1" or "ISO_8859-1:1987"; users and
-// other platforms know the preferred MIME names, so the name is mapped through ICU's alias
-// table: its MIME name where it has one ("US-ASCII", "ISO-8859-1"), else its IANA name.
-char const* standardName(char const* name) {
-  for (char const* standard : {"MIME", "IANA"}) {
-    UErrorCode status = U_ZERO_ERROR;
-    char const* found = ucnv_getStandardName(name, standard, &status);
-    if (U_SUCCESS(status) && found != nullptr) return found;
-  }
-  return nullptr;
-}
-
+// The name is the one that ICU's alias table prefers (see IcuEngine::preferredEncodingName).
+// The codesets of the C library's own locales have it in a table here, so that a program
+// that asks for its locale's encoding, as every new file-system tree does, need not load ICU.
 std::string preferredName(char const* codeset) {
   if (codeset == nullptr || *codeset == '\0') return "US-ASCII";
-  if (char const* found = standardName(codeset)) return found;
-  UErrorCode status = U_ZERO_ERROR;
-  char const* canonical = ucnv_getCanonicalName(codeset, "", &status);
-  if (U_SUCCESS(status) && canonical != nullptr) {
-    if (char const* found = standardName(canonical)) return found;
-  }
-  return codeset;
+  if (char const* known = detail::plainPreferredName(codeset)) return known;
+  return detail::icuEngine().preferredEncodingName(codeset);
 }
 
 }  // namespace

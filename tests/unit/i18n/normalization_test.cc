@@ -1,3 +1,4 @@
+#include <random>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -5,6 +6,7 @@
 #include <fl/i18n/charset.h>
 #include <fl/i18n/normalization.h>
 
+#include "icu_engine.h"
 #include "support/expect_exception.h"
 
 namespace {
@@ -50,6 +52,27 @@ TEST(NormalizationTest, RefusesUnpairedSurrogatesWithoutQuotingTheText) {
                          "Text with an unpaired surrogate has no normal form");
   }
   EXPECT_EQ(normalizeNfc(u"\xD83D\xDD11"), u"\U0001F511");
+}
+
+TEST(NormalizationTest, TextBelowTheFirstCombiningMarkIsInNfcAsIcuSays) {
+  // Every unit below U+0300 alone, then in random texts of them, answered without ICU, is
+  // what ICU answers.
+  fl::i18n::detail::IcuEngine& icu = fl::i18n::detail::icuEngine();
+  for (char16_t unit = 0; unit < 0x0300; ++unit) {
+    std::u16string const text(1, unit);
+    EXPECT_EQ(normalizeNfc(text), icu.normalizeNfc(text)) << static_cast<int>(unit);
+  }
+  std::mt19937 random(300);
+  std::uniform_int_distribution<int> length(0, 24);
+  std::uniform_int_distribution<int> unit(0, 0x02FF);
+  for (int round = 0; round < 5000; ++round) {
+    std::u16string text(static_cast<std::size_t>(length(random)), u'\0');
+    for (char16_t& c : text) c = static_cast<char16_t>(unit(random));
+    EXPECT_EQ(normalizeNfc(text), icu.normalizeNfc(text));
+    EXPECT_EQ(normalizeNfc(text), text);
+  }
+  // The first combining mark after such text composes with it.
+  EXPECT_EQ(normalizeNfc(u"e\u0300"), u"\u00E8");
 }
 
 }  // namespace

@@ -28,8 +28,9 @@ class FL_I18N_EXPORT I18nError : public std::runtime_error {
 //
 // Text that is not well-formed UTF-8 goes to ICU's detector, whose best match that ICU can
 // also convert is the answer, by its MIME name where it has one; if nothing matches,
-// "ISO-8859-1", in which every byte is a character.  Well-formed UTF-8 that holds zero bytes
-// is asked about too, and is UTF-16 or UTF-32 without a byte order mark if the detector is
+// "ISO-8859-1", in which every byte is a character.  (ICU is loaded for it; a failure to
+// load it raises I18nError naming the library and the reason.)  Well-formed UTF-8 that holds zero
+// bytes is asked about too, and is UTF-16 or UTF-32 without a byte order mark if the detector is
 // sure of that.  The detector's own idea of UTF-8 is lenient, so text that is mostly UTF-8
 // with a few bad bytes (a damaged UTF-8 file) may still be reported as "UTF-8"; a converter
 // for it then replaces the bad bytes.  Linear in `size`; beyond 2 GiB the detector sees the
@@ -92,14 +93,21 @@ class FL_I18N_EXPORT codecvt_string_to_ustring : public converter<char16_t, char
   // Opens a converter for `charset` (any name or alias that ICU knows).  With
   // `dropByteOrderMark`, a byte order mark at the start of the input is not part of the
   // result.  Raises I18nError for an unknown encoding.
+  //
+  // UTF-8 (spelt "UTF-8", "utf-8", "UTF8" or "utf8") is converted without ICU, and so is
+  // pure ASCII text from the single-byte encodings whose lower half is ASCII ("US-ASCII",
+  // "ISO-8859-1", "windows-1252", ...), with ICU's result; everything else loads ICU, and
+  // raises I18nError naming the library and the reason if that fails (for any other name
+  // here, for those encodings at the first input that needs ICU).
   codecvt_string_to_ustring(std::string const& charset, bool dropByteOrderMark);
   ~codecvt_string_to_ustring() override;
   codecvt_string_to_ustring(codecvt_string_to_ustring const&) = delete;
   codecvt_string_to_ustring& operator=(codecvt_string_to_ustring const&) = delete;
 
   // Bytes that are not valid in the encoding, or that it maps to nothing, become U+FFFD:
-  // recoding text never loses the rest of it for one bad byte.  Each call converts a text of
-  // its own; input of any size is fed to ICU in pieces.
+  // recoding text never loses the rest of it for one bad byte; in UTF-8, each maximal part
+  // of a bad sequence that could begin a character becomes one U+FFFD.  Each call converts a
+  // text of its own; input of any size is fed to ICU in pieces.
   std::u16string convert(char const* data, std::size_t size) const override;
 
  private:

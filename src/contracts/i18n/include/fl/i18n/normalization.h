@@ -15,7 +15,9 @@ namespace i18n {
 //
 // Raises I18nError (declared in <fl/i18n/charset.h>) if `text` holds an unpaired surrogate,
 // which is no character and has no normal form, or if ICU fails.  The message never quotes
-// the text, which may be a secret such as a password.  Thread-safe.
+// the text, which may be a secret such as a password.  Text below U+0300, which is in NFC as
+// it stands, is answered without ICU; other text loads ICU, and raises I18nError naming the
+// library and the reason if that fails.  Thread-safe.
 FL_I18N_EXPORT std::u16string normalizeNfc(std::u16string const& text);
 
 }  // namespace i18n

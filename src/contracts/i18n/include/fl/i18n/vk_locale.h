@@ -14,6 +14,10 @@ namespace i18n {
 // `global()` reads the process's current C locale (LC_CTYPE) at the moment of the call: the
 // locale that the program chose with setlocale, or "C" if it never did.  The library never
 // changes the locale itself.  Thread-safe: each call takes its own snapshot.
+//
+// The codesets of the C library's own locales are named without ICU; any other codeset is
+// looked up in ICU's alias table, which `global()` loads for it, and raises I18nError
+// (declared in <fl/i18n/charset.h>) naming the library and the reason if that fails.
 class FL_I18N_EXPORT VkLocale {
  public:
   static VkLocale global();

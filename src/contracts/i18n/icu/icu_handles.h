@@ -1,7 +1,7 @@
-// Owning handles for the ICU objects that libvki18n opens, so that every path out of an
+// Owning handles for the ICU objects that libvki18n_icu opens, so that every path out of an
 // operation, an exception included, closes them.  Private to the library.
-#ifndef FL_I18N_ICU_HANDLES_H_
-#define FL_I18N_ICU_HANDLES_H_
+#ifndef FL_I18N_ICU_ICU_HANDLES_H_
+#define FL_I18N_ICU_ICU_HANDLES_H_
 
 #include <memory>
 
@@ -26,4 +26,4 @@ using ConverterHandle = std::unique_ptr<UConverter, ConverterCloser>;
 }  // namespace i18n
 }  // namespace fl
 
-#endif  // FL_I18N_ICU_HANDLES_H_
+#endif  // FL_I18N_ICU_ICU_HANDLES_H_
