@@ -1,13 +1,12 @@
 #include <string>
 
-#include <boost/regex.hpp>
-
 #include <opc/core/string_conversions.h>
 #include <opc/core/time_conversions.h>
 #include <opc/model/content_type.h>
 #include <opc/vkservices/core_properties.h>
 #include <opc/vkservices/errors.h>
 
+#include "coreproperties/regex_matcher.h"
 #include "coreproperties/uuid_recipe.h"
 
 namespace opc {
@@ -23,10 +22,10 @@ constexpr char kReleaseMessage[] = "ORVANE release must have the format: R<four-
 constexpr char kCreatedTimeMessage[] = "Created time is not a valid value";
 constexpr char kModifiedTimeMessage[] = "Modified time is not a valid value";
 
-// The whole text must match.  Each call builds its expression anew: a record is validated a
-// handful of times per package, and a shared compiled expression would be shared state.
+// The whole text must match; the expression is built anew at each call.  The matcher is in a
+// companion library, loaded on the first check.
 bool matchesWhole(std::u16string const& value, wchar_t const* expression) {
-  return boost::regex_match(opc::toWideString(value), boost::wregex(expression));
+  return detail::regexMatcher().matchesWhole(opc::toWideString(value), expression);
 }
 
 bool isWhitespaceAt(std::u16string const& value, std::size_t index) {

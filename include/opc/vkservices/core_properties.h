@@ -142,7 +142,11 @@ class OPCVK_EXPORT CoreProperties {
   boost::optional<std::u16string> getVersion() const;
   void setVersion(std::u16string const& value);
 
-  // --- Rules and constants.  None of them raises.
+  // --- Rules and constants.  None of them raises, except that the checks by regular
+  // expression (isValidContentType, isValidORVANERelease, isValidORVANEReleaseInfo,
+  // isValidUUID, and the setters that use them) load the library that matches them on their
+  // first call and raise opc::Exception naming it and the loader's reason if it cannot be
+  // loaded.
 
   // True if `value` parses as a content type whose type is exactly "application" (case
   // included) and whose subtype matches ^vnd\.veltrance\.[\w-]+\.[\w-]+$ (parameters are
