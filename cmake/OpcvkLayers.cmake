@@ -63,5 +63,10 @@ function(opcvk_companion_library name)
     LIBRARY_OUTPUT_DIRECTORY $<TARGET_FILE_DIR:${ARG_BESIDE}>
     BUILD_RPATH "$ORIGIN"
     INSTALL_RPATH "$ORIGIN")
+  # Nothing links a companion, so nothing else would tell of a symbol it needs and does not
+  # find: the link must.  (Sanitizer builds leave the sanitizer's symbols to the program.)
+  if(NOT OPCVK_SANITIZE AND NOT OPCVK_BUILD_FUZZ)
+    target_link_options(${name} PRIVATE -Wl,-z,defs)
+  endif()
   install(TARGETS ${name} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} NAMELINK_SKIP)
 endfunction()

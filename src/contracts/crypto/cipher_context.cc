@@ -2,11 +2,7 @@
 
 #include <cstddef>
 #include <string>
-
-#include <climits>
-#include <openssl/core_names.h>
-#include <openssl/evp.h>
-#include <openssl/params.h>
+#include <utility>
 
 #include <foundation/crypto/exceptions.h>
 
@@ -51,26 +47,32 @@ CipherContext::CipherContext(SecureBytes const& key, unsigned char const* iv, st
                              Direction direction)
     : mode_(mode), direction_(direction) {
   checkCipherArguments(mode, padding, ivSize);
-  CipherHandle const cipher(EVP_CIPHER_fetch(nullptr, cipherName(mode), nullptr));
-  if (!cipher) fail("Cannot load " + std::string(cipherName(mode)));
-  context_.reset(EVP_CIPHER_CTX_new());
-  if (!context_) fail("Cannot make a cipher context");
-  int const encrypting = direction == Direction::Encrypt ? 1 : 0;
-  // The IV length must be set before the IV is given: OpenSSL copies as many IV bytes as
-  // the length in force says, 12 for GCM until told otherwise.
-  std::size_t ivLength = ivSize;
-  OSSL_PARAM const ivParams[] = {
-      OSSL_PARAM_construct_size_t(OSSL_CIPHER_PARAM_AEAD_IVLEN, &ivLength), OSSL_PARAM_END};
-  if (EVP_CipherInit_ex2(context_.get(), cipher.get(), nullptr, nullptr, encrypting,
-                         mode == utils::AESMode::GCM ? ivParams : nullptr) != 1 ||
-      EVP_CipherInit_ex2(context_.get(), nullptr, key.data(), iv, encrypting, nullptr) != 1) {
-    fail("Cannot set up " + describe());
+  CryptoBackend const* backend = nullptr;
+  try {
+    backend = &cryptoBackend();
+  } catch (utils::Exception const& e) {
+    failed_ = true;
+    if (direction == Direction::Encrypt) throw utils::CouldNotEncrypt(e.what());
+    throw utils::CouldNotDecrypt(e.what());
   }
-  if (mode == utils::AESMode::CBC &&
-      EVP_CIPHER_CTX_set_padding(context_.get(), padding == utils::AESPaddingMode::PKCS7 ? 1 : 0) !=
-          1) {
-    fail("Cannot set the padding of " + describe());
+  bool const gcm = mode == utils::AESMode::GCM;
+  int const padded = padding == utils::AESPaddingMode::PKCS7 ? 1 : 0;
+  Made<BackendCipher> made =
+      backend->makeCipher(cipherName(mode), direction == Direction::Encrypt, key.data(), iv,
+                          gcm ? ivSize : 0, gcm ? -1 : padded);
+  switch (made.failedAt) {
+    case SetupStep::kNone:
+      break;
+    case SetupStep::kLoad:
+      fail("Cannot load " + std::string(cipherName(mode)));
+    case SetupStep::kMakeContext:
+      fail("Cannot make a cipher context");
+    case SetupStep::kSetUp:
+      fail("Cannot set up " + describe());
+    case SetupStep::kSetPadding:
+      fail("Cannot set the padding of " + describe());
   }
+  cipher_ = std::move(made.object);
 }
 
 std::size_t CipherContext::update(unsigned char const* in, std::size_t size, unsigned char* out) {
@@ -79,8 +81,7 @@ std::size_t CipherContext::update(unsigned char const* in, std::size_t size, uns
   for (std::size_t done = 0; done < size;) {
     std::size_t const piece = size - done < kMaxPiece ? size - done : kMaxPiece;
     int length = 0;
-    if (EVP_CipherUpdate(context_.get(), out + written, &length, in + done,
-                         static_cast<int>(piece)) != 1) {
+    if (!cipher_->update(in + done, static_cast<int>(piece), out + written, &length)) {
       fail(describe() + " failed");
     }
     written += static_cast<std::size_t>(length);
@@ -95,9 +96,9 @@ std::size_t CipherContext::finish(unsigned char* out) {
     fail("AES-256-GCM decryption cannot end without the authentication tag");
   }
   int length = 0;
-  int const result = EVP_CipherFinal_ex(context_.get(), out, &length);
+  bool const ended = cipher_->finish(out, &length);
   finished_ = true;
-  if (result != 1) {
+  if (!ended) {
     if (mode_ == utils::AESMode::GCM && direction_ == Direction::Decrypt) {
       // GCM reports a tag that does not verify by its result alone; the queue holds nothing
       // that would say more.
@@ -117,10 +118,7 @@ bytes CipherContext::getTag() {
     fail("No authentication tag is available here");
   }
   bytes tag(kGcmTagSize);
-  OSSL_PARAM params[] = {
-      OSSL_PARAM_construct_octet_string(OSSL_CIPHER_PARAM_AEAD_TAG, tag.data(), tag.size()),
-      OSSL_PARAM_END};
-  if (EVP_CIPHER_CTX_get_params(context_.get(), params) != 1) {
+  if (!cipher_->getTag(tag.data(), tag.size())) {
     fail("Cannot read the authentication tag of " + describe());
   }
   return tag;
@@ -135,11 +133,7 @@ void CipherContext::setTag(unsigned char const* tag, std::size_t size) {
         "has " +
         std::to_string(size) + " bytes.");
   }
-  // OpenSSL's parameter does not take a pointer to const, though it only reads the tag.
-  OSSL_PARAM params[] = {OSSL_PARAM_construct_octet_string(OSSL_CIPHER_PARAM_AEAD_TAG,
-                                                           const_cast<unsigned char*>(tag), size),
-                         OSSL_PARAM_END};
-  if (EVP_CIPHER_CTX_set_params(context_.get(), params) != 1) {
+  if (!cipher_->setTag(tag, size)) {
     fail("Cannot set the authentication tag of " + describe());
   }
   tagSet_ = true;

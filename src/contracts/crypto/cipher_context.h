@@ -1,15 +1,16 @@
-// One AES-256 cipher operation in GCM or CBC over an OpenSSL cipher context: the code that
-// every encryptor and decryptor of the library runs.  Private.
+// One AES-256 cipher operation in GCM or CBC over a cipher of the crypto backend: the code
+// that every encryptor and decryptor of the library runs.  Private.
 #ifndef FOUNDATION_CRYPTO_CIPHER_CONTEXT_H_
 #define FOUNDATION_CRYPTO_CIPHER_CONTEXT_H_
 
 #include <cstddef>
+#include <memory>
 #include <string>
 
 #include <foundation/crypto/algorithms.h>
 #include <foundation/crypto/secure_bytes.h>
 
-#include "openssl_handles.h"
+#include "crypto_backend.h"
 
 namespace foundation {
 namespace crypto {
@@ -31,7 +32,9 @@ void checkCipherArguments(utils::AESMode mode, utils::AESPaddingMode padding, st
 class CipherContext {
  public:
   // Raises utils::Exception for bad arguments (checkCipherArguments); the key must be 32
-  // bytes (an AESKey's).
+  // bytes (an AESKey's).  Loads the crypto backend if it is not loaded yet, and raises
+  // utils::CouldNotEncrypt or utils::CouldNotDecrypt, after the direction, with the loader's
+  // message if it cannot be loaded.
   CipherContext(SecureBytes const& key, unsigned char const* iv, std::size_t ivSize,
                 utils::AESMode mode, utils::AESPaddingMode padding, Direction direction);
   CipherContext(CipherContext const&) = delete;
@@ -62,7 +65,7 @@ class CipherContext {
   void ensureUsable(char const* operation) const;
   std::string describe() const;
 
-  CipherContextHandle context_;
+  std::unique_ptr<BackendCipher> cipher_;
   utils::AESMode mode_;
   Direction direction_;
   bool tagSet_ = false;

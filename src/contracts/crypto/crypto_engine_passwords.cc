@@ -4,13 +4,13 @@
 #include <cstdint>
 #include <string>
 
-#include <openssl/crypto.h>
-
 #include <fl/i18n/charset.h>
 #include <fl/i18n/normalization.h>
 #include <foundation/crypto/crypto_engine.h>
 #include <foundation/crypto/encryption_key_and_hash.h>
 #include <foundation/crypto/exceptions.h>
+
+#include "crypto_backend.h"
 
 namespace foundation {
 namespace crypto {
@@ -142,7 +142,8 @@ AESKey<utils::AESKeySize<256>> CryptoEngine::getDecryptionKeyFromPassword(
   }
   Derived const derived = derive(*provider_, passwordBytes(password), saltBytes(salt, iv),
                                  static_cast<int>(workFactor));
-  if (CRYPTO_memcmp(derived.verifier.data(), hash.data() + 5, kVerifierSize) != 0) {
+  if (!detail::cryptoBackend().equalInConstantTime(derived.verifier.data(), hash.data() + 5,
+                                                   kVerifierSize)) {
     throw utils::Exception("Wrong password.");
   }
   return AESKey<utils::AESKeySize<256>>(derived.key);

@@ -1,15 +1,11 @@
 #include <cstdint>
 #include <string>
 
-#include <openssl/core_names.h>
-#include <openssl/evp.h>
-#include <openssl/params.h>
-
 #include <foundation/crypto/cryptopp/crypto_provider.h>
 #include <foundation/crypto/exceptions.h>
 
+#include "crypto_backend.h"
 #include "openssl_errors.h"
-#include "openssl_handles.h"
 
 namespace foundation {
 namespace crypto {
@@ -28,30 +24,18 @@ SecureBytes pbkdf2(unsigned char const* password, std::size_t passwordSize,
     throw utils::Exception("PBKDF2 needs a key length of at least 1 byte; " +
                            std::to_string(keyLength) + " were asked for.");
   }
-  detail::KdfHandle const kdf(EVP_KDF_fetch(nullptr, "PBKDF2", nullptr));
-  detail::KdfContextHandle const context(kdf ? EVP_KDF_CTX_new(kdf.get()) : nullptr);
-  if (!context) throw utils::Exception(detail::withOpenSslErrors("Cannot load PBKDF2"));
-  // OpenSSL's parameters do not take pointers to const, though these are only read.  An
-  // empty buffer is passed as a valid pointer of length 0.
-  static unsigned char const kNone = 0;
-  auto* const passwordData = const_cast<unsigned char*>(passwordSize == 0 ? &kNone : password);
-  auto* const saltData = const_cast<unsigned char*>(saltSize == 0 ? &kNone : salt);
-  char digest[] = "SHA256";
-  auto rounds = static_cast<std::uint64_t>(iterations);
-  // The lower bounds of SP 800-132 (16 bytes of salt, 1,000 rounds) are OpenSSL's to check
-  // only in FIPS mode; the bounds of this library are the engine's, and the primitive takes
-  // what RFC 8018 allows.
-  int noLowerBounds = 1;
-  OSSL_PARAM const params[] = {
-      OSSL_PARAM_construct_octet_string(OSSL_KDF_PARAM_PASSWORD, passwordData, passwordSize),
-      OSSL_PARAM_construct_octet_string(OSSL_KDF_PARAM_SALT, saltData, saltSize),
-      OSSL_PARAM_construct_uint64(OSSL_KDF_PARAM_ITER, &rounds),
-      OSSL_PARAM_construct_utf8_string(OSSL_KDF_PARAM_DIGEST, digest, 0),
-      OSSL_PARAM_construct_int(OSSL_KDF_PARAM_PKCS5, &noLowerBounds),
-      OSSL_PARAM_END};
   SecureBytes key(static_cast<std::size_t>(keyLength));
-  if (EVP_KDF_derive(context.get(), key.data(), key.size(), params) != 1) {
-    throw utils::Exception(detail::withOpenSslErrors("PBKDF2-HMAC-SHA-256 failed"));
+  switch (detail::cryptoBackend().pbkdf2("SHA256", password, passwordSize, salt, saltSize,
+                                         static_cast<std::uint64_t>(iterations), key.data(),
+                                         key.size())) {
+    case detail::SetupStep::kNone:
+      break;
+    case detail::SetupStep::kLoad:
+    case detail::SetupStep::kMakeContext:
+      throw utils::Exception(detail::withOpenSslErrors("Cannot load PBKDF2"));
+    case detail::SetupStep::kSetUp:
+    case detail::SetupStep::kSetPadding:
+      throw utils::Exception(detail::withOpenSslErrors("PBKDF2-HMAC-SHA-256 failed"));
   }
   return key;
 }

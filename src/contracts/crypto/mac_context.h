@@ -1,13 +1,14 @@
-// One HMAC-SHA-256 computation over an OpenSSL MAC context: the code behind every digest of
-// the library, at once or in pieces.  Private.
+// One HMAC-SHA-256 computation over a MAC of the crypto backend: the code behind every digest
+// of the library, at once or in pieces.  Private.
 #ifndef FOUNDATION_CRYPTO_MAC_CONTEXT_H_
 #define FOUNDATION_CRYPTO_MAC_CONTEXT_H_
 
 #include <cstddef>
+#include <memory>
 
 #include <foundation/crypto/secure_bytes.h>
 
-#include "openssl_handles.h"
+#include "crypto_backend.h"
 
 namespace foundation {
 namespace crypto {
@@ -15,7 +16,8 @@ namespace detail {
 
 constexpr std::size_t kHmacSha256Size = 32;
 
-// Failures raise utils::Exception with OpenSSL's reasons.
+// Failures raise utils::Exception with OpenSSL's reasons, or with the loader's if the crypto
+// backend cannot be loaded.
 class MacContext {
  public:
   // Keyed with the `keySize` bytes at `key` (any length, 0 included).
@@ -29,7 +31,7 @@ class MacContext {
   bytes finish();
 
  private:
-  MacContextHandle context_;
+  std::unique_ptr<BackendMac> mac_;
 };
 
 }  // namespace detail

@@ -14,7 +14,8 @@ namespace detail {
 //   "AES-256-GCM encryption failed: error:1C800066:Provider routines::cipher operation
 //   failed"
 // or, if the queue is empty, `what` and a full stop.  OpenSSL's texts name functions and
-// reasons, never data, so no secret reaches a message through here.
+// reasons, never data, so no secret reaches a message through here.  Called only after a
+// failure of the crypto backend, which is then loaded.
 std::string withOpenSslErrors(std::string const& what);
 
 // Empties this thread's OpenSSL error queue without reporting it, for a failure whose

@@ -1,4 +1,4 @@
-#include <openssl/crypto.h>
+#include <string.h>
 
 #include <foundation/crypto/secure_bytes.h>
 
@@ -6,7 +6,9 @@ namespace foundation {
 namespace crypto {
 
 void secureWipe(void* data, std::size_t size) noexcept {
-  if (data != nullptr && size != 0) OPENSSL_cleanse(data, size);
+  // The C library's wipe, which the compiler may not drop as a dead store: a key is wiped
+  // without loading the crypto backend, which a program that only ever held one never needs.
+  if (data != nullptr && size != 0) explicit_bzero(data, size);
 }
 
 }  // namespace crypto

@@ -1,4 +1,13 @@
 // The whole public interface of the crypto library (libvkflcrypto).
+//
+// The library does its cryptography through OpenSSL, in a private backend library
+// (libvkflcrypto_openssl.so.1, installed beside libvkflcrypto) that it loads the first time an
+// operation needs it: a cipher that runs, a digest, a key derivation, random bytes, a password
+// check.  Making values, checking arguments, the text encodings and secureWipe never load it.
+// If it cannot be loaded, the operation that needed it raises utils::Exception (a cipher
+// raises utils::CouldNotEncrypt or utils::CouldNotDecrypt after its direction) with the text
+//   The crypto library libvkflcrypto_openssl.so.1 could not be loaded: <the loader's reason>
+// and a later operation tries again.
 #ifndef FOUNDATION_CRYPTO_H_
 #define FOUNDATION_CRYPTO_H_
 

@@ -16,7 +16,8 @@ namespace crypto {
 using bytes = std::vector<unsigned char>;
 
 // Overwrites `size` bytes at `data` with zeros in a way that the compiler cannot drop as a
-// dead store (OpenSSL's cleanse).  `data` may be null when `size` is 0.
+// dead store (the C library's explicit_bzero).  Needs nothing of OpenSSL.  `data` may be null
+// when `size` is 0.
 FOUNDATION_CRYPTO_EXPORT void secureWipe(void* data, std::size_t size) noexcept;
 
 // An allocator that wipes memory before handing it back to `Upstream`, so that a container
