@@ -36,7 +36,8 @@ constexpr int kSmallContentDeflateLevel = 1;
 
 // How many threads an archive writer deflates on when asked for `asked` (0: one per core):
 // at least one, and at most 16, beyond which the file's single writer is the limit.
-unsigned deflateThreadsFor(unsigned asked);
+// Exported for the ZIP writer library.
+OPC_MODEL_EXPORT unsigned deflateThreadsFor(unsigned asked);
 
 // The calling thread's libdeflate compressor for `level` (1..12), made on first use and
 // kept for the thread's life: making one costs more than compressing a small item.  Throws

@@ -249,6 +249,12 @@ class ReplacementFile;
 // the writer's worker threads (several); a reader must stay callable until commit() returns
 // or the writer is destroyed.  The writer holds at most a few items' content in memory at
 // once.  A writer is used by one thread at a time.
+//
+// The writers over libzip (toFile, toReplacement, toBuffer) live in the ZIP writer library,
+// loaded by the first of those calls (see zip_writer_library.h); if it cannot be loaded, the
+// call throws CouldNotSavePackage with the usual beginning and "the ZIP writer library
+// libopcmodel_zip.so.1 could not be loaded: <the loader's reason>", having made nothing.  The
+// sequential writer is this library's own.
 class OPC_MODEL_EXPORT ZipWriter {
  public:
   // Writes to a file.  `compressionThreads`: 1 compresses on the caller's thread during

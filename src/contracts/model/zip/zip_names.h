@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+#include <opc/model/export.h>
+
 namespace opc {
 namespace model {
 namespace detail {
@@ -25,8 +27,9 @@ std::string foldAsciiCase(std::string name);
 // Whether the two names are equal once their ASCII letters are in lower case.
 bool equalFoldingAsciiCase(std::string_view a, std::string_view b);
 
-// The name in double quotes, as messages show it (through toUDEString).
-std::string quoteName(std::string const& name);
+// The name in double quotes, as messages show it (through toUDEString).  Exported for the
+// ZIP writer library.
+OPC_MODEL_EXPORT std::string quoteName(std::string const& name);
 
 }  // namespace detail
 }  // namespace model

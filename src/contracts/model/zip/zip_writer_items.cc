@@ -1,5 +1,5 @@
-// Preparing new content and feeding items to libzip.  libzip is handed data that is already
-// compressed, with its method, sizes and CRC-32 in the source's stat, and copies it as it is:
+// Preparing new content and reading out the bytes of items to write.  The writers are handed
+// data that is already compressed, with its method, sizes and CRC-32, and copy it as it is:
 // compression is ours (libdeflate, in chunks on several threads for large content), and a raw
 // copy never inflates.
 #include "zip_writer_items.h"
@@ -81,12 +81,9 @@ bool shrinks(std::size_t compressed, std::size_t original) {
 
 }  // namespace
 
-WriterItem::WriterItem() { zip_error_init(&zipError); }
+WriterItem::WriterItem() = default;
 
-WriterItem::~WriterItem() {
-  release();
-  zip_error_fini(&zipError);
-}
+WriterItem::~WriterItem() { release(); }
 
 void WriterItem::release() {
   std::vector<unsigned char>().swap(data);
@@ -204,147 +201,59 @@ void WriterItem::prepare() {
   plan = direct ? Plan::Direct : Plan::Spool;
 }
 
-namespace {
-
-struct SourceState {
-  WriterItem* item;
-  ItemSourceOwner* owner;
-};
-
-void statItem(WriterItem& item, zip_stat_t& stat) {
-  zip_stat_init(&stat);
-  stat.valid = ZIP_STAT_SIZE | ZIP_STAT_COMP_METHOD;
-  if (item.plan == WriterItem::Plan::Raw) {
-    stat.size = item.rawEntry.uncompressedSize;
-    stat.comp_size = item.rawEntry.compressedSize;
-    stat.comp_method =
-        item.rawEntry.method == zipformat::kMethodDeflated ? ZIP_CM_DEFLATE : ZIP_CM_STORE;
-    stat.crc = item.rawEntry.crc32;
-    stat.valid |= ZIP_STAT_COMP_SIZE | ZIP_STAT_CRC;
-    return;
-  }
-  stat.size = item.size;
-  stat.comp_size = item.compressedSize;
-  stat.valid |= ZIP_STAT_COMP_SIZE;
-  stat.comp_method = item.deflated ? ZIP_CM_DEFLATE : ZIP_CM_STORE;
-  if (item.crcKnown) {
-    stat.crc = item.crc;
-    stat.valid |= ZIP_STAT_CRC;
-  }
+void WriterItem::rewind() {
+  readPosition = 0;
+  stagingBegin = stagingEnd = 0;
 }
 
-// Gives libzip up to `length` bytes of the item's stored data.
-std::size_t readItem(WriterItem& item, unsigned char* out, std::size_t length) {
-  std::uint64_t const total =
-      item.plan == WriterItem::Plan::Raw ? item.rawEntry.compressedSize : item.compressedSize;
-  if (item.plan == WriterItem::Plan::Memory) {
+std::size_t WriterItem::readStored(unsigned char* out, std::size_t length) {
+  std::uint64_t const total = plan == Plan::Raw ? rawEntry.compressedSize : compressedSize;
+  if (plan == Plan::Memory) {
     std::size_t const n =
-        static_cast<std::size_t>(std::min<std::uint64_t>(length, total - item.readPosition));
-    if (n > 0) std::memcpy(out, item.data.data() + item.readPosition, n);
-    item.readPosition += n;
+        static_cast<std::size_t>(std::min<std::uint64_t>(length, total - readPosition));
+    if (n > 0) std::memcpy(out, data.data() + readPosition, n);
+    readPosition += n;
     return n;
   }
-  if (item.stagingBegin == item.stagingEnd) {
-    std::uint64_t const left = total - item.readPosition - (item.stagingEnd - item.stagingBegin);
-    if (item.readPosition >= total) {
+  if (stagingBegin == stagingEnd) {
+    std::uint64_t const left = total - readPosition - (stagingEnd - stagingBegin);
+    if (readPosition >= total) {
       // An empty stored item: its reader still has to be at its end.
-      if (item.plan == WriterItem::Plan::StreamReader && total == 0) expectEnd(item.reader, 0);
+      if (plan == Plan::StreamReader && total == 0) expectEnd(reader, 0);
       return 0;
     }
-    if (item.staging.empty()) item.staging.resize(kStagingSize);
+    if (staging.empty()) staging.resize(kStagingSize);
     std::size_t const want =
-        static_cast<std::size_t>(std::min<std::uint64_t>(item.staging.size(), left));
+        static_cast<std::size_t>(std::min<std::uint64_t>(staging.size(), left));
     std::size_t got = want;
-    if (item.plan == WriterItem::Plan::Raw) {
-      item.rawSource->readAt(item.rawEntry.dataOffset + item.readPosition, item.staging.data(),
-                             want);
-    } else if (item.plan == WriterItem::Plan::Spool) {
-      if (!readFully(item.spoolFd, item.readPosition, item.staging.data(), want)) {
+    if (plan == Plan::Raw) {
+      rawSource->readAt(rawEntry.dataOffset + readPosition, staging.data(), want);
+    } else if (plan == Plan::Spool) {
+      if (!readFully(spoolFd, readPosition, staging.data(), want)) {
         failSystem("could not read a spool file", errno);
       }
     } else {
       // StreamReader: the sample first, then the reader.
       std::size_t fromSample = 0;
-      if (item.readPosition < item.data.size()) {
-        fromSample = static_cast<std::size_t>(
-            std::min<std::uint64_t>(want, item.data.size() - item.readPosition));
-        std::memcpy(item.staging.data(), item.data.data() + item.readPosition, fromSample);
+      if (readPosition < data.size()) {
+        fromSample =
+            static_cast<std::size_t>(std::min<std::uint64_t>(want, data.size() - readPosition));
+        std::memcpy(staging.data(), data.data() + readPosition, fromSample);
       }
-      std::size_t const fromReader =
-          fill(item.reader, item.staging.data() + fromSample, want - fromSample);
-      item.contentRead += fromReader;
+      std::size_t const fromReader = fill(reader, staging.data() + fromSample, want - fromSample);
+      contentRead += fromReader;
       got = fromSample + fromReader;
-      if (got < want) failShort(item.readPosition + got, total);
-      if (item.readPosition + got == total) expectEnd(item.reader, total);
+      if (got < want) failShort(readPosition + got, total);
+      if (readPosition + got == total) expectEnd(reader, total);
     }
-    item.stagingBegin = 0;
-    item.stagingEnd = got;
+    stagingBegin = 0;
+    stagingEnd = got;
   }
-  std::size_t const n = std::min(length, item.stagingEnd - item.stagingBegin);
-  if (n > 0) std::memcpy(out, item.staging.data() + item.stagingBegin, n);
-  item.stagingBegin += n;
-  item.readPosition += n;
+  std::size_t const n = std::min(length, stagingEnd - stagingBegin);
+  if (n > 0) std::memcpy(out, staging.data() + stagingBegin, n);
+  stagingBegin += n;
+  readPosition += n;
   return n;
-}
-
-zip_int64_t itemCallback(void* state, void* data, zip_uint64_t length, zip_source_cmd_t command) {
-  SourceState& source = *static_cast<SourceState*>(state);
-  WriterItem& item = *source.item;
-  try {
-    switch (command) {
-      case ZIP_SOURCE_SUPPORTS:
-        return zip_source_make_command_bitmap(ZIP_SOURCE_OPEN, ZIP_SOURCE_READ, ZIP_SOURCE_CLOSE,
-                                              ZIP_SOURCE_STAT, ZIP_SOURCE_ERROR, ZIP_SOURCE_FREE,
-                                              -1);
-      case ZIP_SOURCE_STAT: {
-        if (length < sizeof(zip_stat_t)) return -1;
-        source.owner->ensurePrepared(item);
-        bool const stored = item.plan != WriterItem::Plan::Raw
-                                ? !item.deflated
-                                : item.rawEntry.method == zipformat::kMethodStored;
-        if (stored && item.compression != interfaces::CompressionType::Stored &&
-            item.plan != WriterItem::Plan::Raw) {
-          // Decided only now that the content does not shrink: libzip must then store the
-          // bytes instead of deflating them itself.  It reads the method after this stat.
-          zip_set_file_compression(item.archive, item.index, ZIP_CM_STORE, 0);
-        }
-        statItem(item, *static_cast<zip_stat_t*>(data));
-        return sizeof(zip_stat_t);
-      }
-      case ZIP_SOURCE_OPEN:
-        item.readPosition = 0;
-        item.stagingBegin = item.stagingEnd = 0;
-        return 0;
-      case ZIP_SOURCE_READ:
-        return static_cast<zip_int64_t>(
-            readItem(item, static_cast<unsigned char*>(data), static_cast<std::size_t>(length)));
-      case ZIP_SOURCE_CLOSE:
-        source.owner->itemWritten(item);
-        return 0;
-      case ZIP_SOURCE_ERROR:
-        return zip_error_to_data(&item.zipError, data, length);
-      case ZIP_SOURCE_FREE:
-        delete &source;
-        return 0;
-      default:
-        zip_error_set(&item.zipError, ZIP_ER_OPNOTSUPP, 0);
-        return -1;
-    }
-  } catch (...) {
-    // Nothing may be thrown through libzip's C frames: keep it for commit().
-    source.owner->recordFailure(item, std::current_exception());
-    zip_error_set(&item.zipError, ZIP_ER_INTERNAL, 0);
-    return -1;
-  }
-}
-
-}  // namespace
-
-zip_source_t* makeItemSource(WriterItem& item, ItemSourceOwner& owner) {
-  SourceState* state = new SourceState{&item, &owner};
-  zip_source_t* source = zip_source_function_create(&itemCallback, state, nullptr);
-  if (source == nullptr) delete state;
-  return source;
 }
 
 }  // namespace detail

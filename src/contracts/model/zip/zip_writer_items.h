@@ -1,5 +1,7 @@
 // The items of a ZipWriter: how new content is prepared (compressed in memory, spooled, or
-// streamed as is) and how libzip reads each item, new or copied.
+// streamed as is) and how the stored bytes of each item, new or copied, are read out to be
+// written.  Nothing here needs libzip: the sequential writer uses the same items, and the
+// writer over libzip (a library of its own, see zip_writer_library.h) feeds them to libzip.
 #ifndef OPC_MODEL_ZIP_ZIP_WRITER_ITEMS_H_
 #define OPC_MODEL_ZIP_ZIP_WRITER_ITEMS_H_
 
@@ -10,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include <zip.h>
+#include <opc/model/export.h>
 
 #include "zip_archive.h"
 
@@ -21,7 +23,7 @@ namespace detail {
 // Content of up to this size is compressed in one piece in memory.
 constexpr std::uint64_t kInMemoryLimit = std::uint64_t{64} << 20;
 
-struct WriterItem {
+struct OPC_MODEL_EXPORT WriterItem {
   enum class Plan {
     Raw,           // the stored bytes of an item of another archive
     StreamReader,  // stored, read from the reader while libzip writes it
@@ -67,15 +69,12 @@ struct WriterItem {
   std::size_t workIndex = 0;
   std::exception_ptr error;
 
-  // libzip's view.
-  zip_t* archive = nullptr;
-  zip_uint64_t index = 0;
-  std::uint64_t readPosition = 0;  // bytes of the stored data given to libzip
+  // Reading out (readStored).
+  std::uint64_t readPosition = 0;  // bytes of the stored data given out
   std::uint64_t contentRead = 0;   // StreamReader: bytes taken from the reader
   std::vector<unsigned char> staging;
   std::size_t stagingBegin = 0;
   std::size_t stagingEnd = 0;
-  zip_error_t zipError;
 
   WriterItem();
   ~WriterItem();
@@ -87,23 +86,13 @@ struct WriterItem {
   void prepare();
   // Frees what preparation and reading held.
   void release();
+  // Starts reading the stored bytes out from their beginning.
+  void rewind();
+  // Gives up to `length` bytes of the stored data (as written into the archive: deflated or
+  // not, a raw copy's as it was) at `out`, 0 at the end.  Throws opc::Exception as prepare()
+  // does, and on a spool file that cannot be read.
+  std::size_t readStored(unsigned char* out, std::size_t length);
 };
-
-// The hooks of the writer that an item's libzip source calls.
-class ItemSourceOwner {
- public:
-  virtual ~ItemSourceOwner() = default;
-  // Blocks until `item` is prepared; rethrows its failure.
-  virtual void ensurePrepared(WriterItem& item) = 0;
-  // Called when libzip has read the item: its memory may go.
-  virtual void itemWritten(WriterItem& item) = 0;
-  // Keeps the first failure of a callback, which cannot throw through libzip.
-  virtual void recordFailure(WriterItem const& item, std::exception_ptr error) = 0;
-};
-
-// A libzip source reading `item`; libzip owns the source, the item and the owner must
-// outlive it.
-zip_source_t* makeItemSource(WriterItem& item, ItemSourceOwner& owner);
 
 }  // namespace detail
 }  // namespace model
