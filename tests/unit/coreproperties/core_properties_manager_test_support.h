@@ -12,6 +12,7 @@
 #include <opc/core/stream_helper.h>
 #include <opc/model/content_type.h>
 #include <opc/model/package.h>
+#include <opc/model/package_options.h>
 #include <opc/model/part.h>
 #include <opc/model/part_name.h>
 #include <opc/model/standard_part_info.h>
@@ -104,8 +105,9 @@ struct PropertiesPackage {
   explicit PropertiesPackage(std::vector<unsigned char> bytes = {},
                              opc::model::PackageAccess access = opc::model::PackageAccess::Create,
                              opc::vkservices::CorePropertiesManager::DeterministicMode mode =
-                                 opc::vkservices::CorePropertiesManager::NotDeterministic)
-      : package(opc::model::Package::openBuffer(std::move(bytes), access)),
+                                 opc::vkservices::CorePropertiesManager::NotDeterministic,
+                             opc::model::PackageOptions const& options = {})
+      : package(opc::model::Package::openBuffer(std::move(bytes), access, options)),
         manager(std::make_unique<opc::vkservices::CorePropertiesManager>(*package, mode)) {}
 
   std::vector<unsigned char> save() {
