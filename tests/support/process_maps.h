@@ -17,6 +17,21 @@ inline bool isMapped(std::string const& name) {
   return false;
 }
 
+// The path of the first mapped file whose name begins with `prefix` (a library's real file,
+// libX.so.1.0.0, whatever its soname), or empty.
+inline std::string mappedPath(std::string const& prefix) {
+  std::ifstream maps("/proc/self/maps");
+  std::string line;
+  while (std::getline(maps, line)) {
+    std::string::size_type const slash = line.find('/');
+    std::string::size_type const name = line.rfind('/');
+    if (slash != std::string::npos && line.compare(name + 1, prefix.size(), prefix) == 0) {
+      return line.substr(slash);
+    }
+  }
+  return std::string();
+}
+
 // Whether the model's XML library, or the parser it wraps, is in the process.
 inline bool xmlLibraryLoaded() { return isMapped("libopcmodel_xml") || isMapped("libxerces-c"); }
 

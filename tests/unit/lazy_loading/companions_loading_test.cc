@@ -35,23 +35,10 @@ using opc::vkservices::ReplaceMode;
 using opc::vkservices::RestoreMode;
 using opc::vkservices::TransformMode;
 using opcvk_test::isMapped;
+using opcvk_test::mappedPath;
 
 bool icuLoaded() { return isMapped("libvki18n_icu") || isMapped("libicu"); }
 bool regexLoaded() { return isMapped("libopcvkservices_regex") || isMapped("libboost_regex"); }
-
-// The path of the first mapped file whose name begins with `prefix`.
-std::string mappedPath(std::string const& prefix) {
-  std::ifstream maps("/proc/self/maps");
-  std::string line;
-  while (std::getline(maps, line)) {
-    std::string::size_type const slash = line.find('/');
-    std::string::size_type const name = line.rfind('/');
-    if (slash != std::string::npos && line.compare(name + 1, prefix.size(), prefix) == 0) {
-      return line.substr(slash);
-    }
-  }
-  return std::string();
-}
 
 // The child of LoadFailuresNameTheLibraryAndTheLoadersReason, started as this program with the
 // variable set, runs before any test: it checks a value and recodes a text where neither

@@ -26,23 +26,10 @@ namespace {
 namespace texts = opcvk_test::texts;
 using fl::i18n::codecvt_string_to_ustring;
 using opcvk_test::isMapped;
+using opcvk_test::mappedPath;
 using opcvk_test::ScopedThreadLocale;
 
 bool icuLoaded() { return isMapped("libvki18n_icu") || isMapped("libicu"); }
-
-// The path of the first mapped file whose name begins with `prefix`.
-std::string mappedPath(std::string const& prefix) {
-  std::ifstream maps("/proc/self/maps");
-  std::string line;
-  while (std::getline(maps, line)) {
-    std::string::size_type const slash = line.find('/');
-    std::string::size_type const name = line.rfind('/');
-    if (slash != std::string::npos && line.compare(name + 1, prefix.size(), prefix) == 0) {
-      return line.substr(slash);
-    }
-  }
-  return std::string();
-}
 
 // The child of LoadFailureNamesTheLibraryAndTheLoadersReason, started as this program with
 // the variable set, runs before any test: it asks for a conversion that needs ICU where the

@@ -27,22 +27,8 @@ namespace {
 using opcvk_test::Bytes;
 
 using opcvk_test::isMapped;
+using opcvk_test::mappedPath;
 using opcvk_test::xmlLibraryLoaded;
-
-// The path of the first mapped file whose name begins with `prefix` (the library's real
-// file, libX.so.1.0.0, whatever its soname).
-std::string mappedPath(std::string const& prefix) {
-  std::ifstream maps("/proc/self/maps");
-  std::string line;
-  while (std::getline(maps, line)) {
-    std::string::size_type const slash = line.find('/');
-    std::string::size_type const name = line.rfind('/');
-    if (slash != std::string::npos && line.compare(name + 1, prefix.size(), prefix) == 0) {
-      return line.substr(slash);
-    }
-  }
-  return std::string();
-}
 
 // The child of LoadFailureNamesTheLibraryAndTheLoadersReason, started as this program with
 // the variable set, runs before any test: it asks for the engine where the XML library

@@ -31,21 +31,9 @@ namespace {
 using detail::ZipContentReader;
 using detail::ZipWriter;
 using opcvk_test::isMapped;
+using opcvk_test::mappedPath;
 
 bool zipWriterLoaded() { return isMapped("libopcmodel_zip") || isMapped("/libzip.so"); }
-
-std::string mappedPath(std::string const& prefix) {
-  std::ifstream maps("/proc/self/maps");
-  std::string line;
-  while (std::getline(maps, line)) {
-    std::string::size_type const slash = line.find('/');
-    std::string::size_type const name = line.rfind('/');
-    if (slash != std::string::npos && line.compare(name + 1, prefix.size(), prefix) == 0) {
-      return line.substr(slash);
-    }
-  }
-  return std::string();
-}
 
 ZipContentReader readerOf(std::string const& text) {
   auto const position = std::make_shared<std::size_t>(0);
