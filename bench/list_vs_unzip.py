@@ -84,8 +84,8 @@ def main():
 
     trees = [(name, make_tree(os.path.join(args.work, name), *shape))
              for name, shape in MADE_TREES.items()]
-    for spec in args.tree:
-        name, _, folder = spec.partition("=")
+    for named_folder in args.tree:
+        name, _, folder = named_folder.partition("=")
         trees.append((name, os.path.abspath(folder)))
     packages = {name: pack_both(opcvk, name, tree, args.work) for name, tree in trees}
 
