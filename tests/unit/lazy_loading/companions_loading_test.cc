@@ -8,8 +8,6 @@
 #include <locale.h>
 #include <sstream>
 #include <string>
-#include <sys/wait.h>
-#include <unistd.h>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -35,7 +33,7 @@ using opc::vkservices::ReplaceMode;
 using opc::vkservices::RestoreMode;
 using opc::vkservices::TransformMode;
 using opcvk_test::isMapped;
-using opcvk_test::mappedPath;
+using opcvk_test::rerunWithLibraryCopies;
 
 bool icuLoaded() { return isMapped("libvki18n_icu") || isMapped("libicu"); }
 bool regexLoaded() { return isMapped("libopcvkservices_regex") || isMapped("libboost_regex"); }
@@ -191,16 +189,9 @@ TEST(CompanionsLoadingTest, LoadFailuresNameTheLibraryAndTheLoadersReason) {
   // their companions are neither beside them nor anywhere the loader looks.
   opcvk_test::TempDir folder;
   std::filesystem::path const where(folder.path());
-  for (std::string const name : {"libopcvkservices.so.", "libvki18n.so."}) {
-    std::string const from = mappedPath(name);
-    ASSERT_FALSE(from.empty()) << name;
-    std::filesystem::copy_file(from, where / (name + "1"));
-  }
   std::string const out = (where / "messages.txt").string();
-  std::string const command = "env LD_LIBRARY_PATH=" + where.string() + " " + kChildVariable + "=" +
-                              out + " /proc/" + std::to_string(getpid()) + "/exe >/dev/null 2>&1";
-  int const status = std::system(command.c_str());
-  ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << command;
+  ASSERT_EQ("", rerunWithLibraryCopies(where.string(), {"libopcvkservices.so.", "libvki18n.so."},
+                                       kChildVariable, out));
   std::ifstream text(out);
   std::string regex;
   std::string icu;

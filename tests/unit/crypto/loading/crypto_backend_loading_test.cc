@@ -7,8 +7,6 @@
 #include <fstream>
 #include <sstream>
 #include <string>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <gtest/gtest.h>
 
@@ -38,7 +36,7 @@ using opcvk_test::bytesOf;
 using opcvk_test::fromHex;
 using opcvk_test::isMapped;
 using opcvk_test::keyFromHex;
-using opcvk_test::mappedPath;
+using opcvk_test::rerunWithLibraryCopies;
 using opcvk_test::toHex;
 using Encryptor = foundation::crypto::AESEncryptor<foundation::crypto::utils::AESKeySize<256>>;
 using Decryptor = foundation::crypto::AESDecryptor<foundation::crypto::utils::AESKeySize<256>>;
@@ -115,16 +113,9 @@ TEST(CryptoBackendLoadingTest, LoadFailureNamesTheLibraryAndTheLoadersReason) {
   // searches first: the backend is neither beside it nor anywhere the loader looks.
   opcvk_test::TempDir folder;
   std::filesystem::path const where(folder.path());
-  for (std::string const name : {"libvkflcrypto.so.", "libvki18n.so."}) {
-    std::string const from = mappedPath(name);
-    ASSERT_FALSE(from.empty()) << name;
-    std::filesystem::copy_file(from, where / (name + "1"));
-  }
   std::string const out = (where / "messages.txt").string();
-  std::string const command = "env LD_LIBRARY_PATH=" + where.string() + " " + kChildVariable + "=" +
-                              out + " /proc/" + std::to_string(getpid()) + "/exe >/dev/null 2>&1";
-  int const status = std::system(command.c_str());
-  ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << command;
+  ASSERT_EQ("", rerunWithLibraryCopies(where.string(), {"libvkflcrypto.so.", "libvki18n.so."},
+                                       kChildVariable, out));
   std::ifstream text(out);
   std::stringstream messages;
   messages << text.rdbuf();

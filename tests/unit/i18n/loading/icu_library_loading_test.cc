@@ -6,8 +6,6 @@
 #include <fstream>
 #include <sstream>
 #include <string>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <gtest/gtest.h>
 
@@ -26,7 +24,7 @@ namespace {
 namespace texts = opcvk_test::texts;
 using fl::i18n::codecvt_string_to_ustring;
 using opcvk_test::isMapped;
-using opcvk_test::mappedPath;
+using opcvk_test::rerunWithLibraryCopies;
 using opcvk_test::ScopedThreadLocale;
 
 bool icuLoaded() { return isMapped("libvki18n_icu") || isMapped("libicu"); }
@@ -112,14 +110,8 @@ TEST(IcuLibraryLoadingTest, LoadFailureNamesTheLibraryAndTheLoadersReason) {
   // neither beside it nor anywhere the loader looks.
   opcvk_test::TempDir folder;
   std::filesystem::path const where(folder.path());
-  std::string const from = mappedPath("libvki18n.so.");
-  ASSERT_FALSE(from.empty());
-  std::filesystem::copy_file(from, where / "libvki18n.so.1");
   std::string const out = (where / "message.txt").string();
-  std::string const command = "env LD_LIBRARY_PATH=" + where.string() + " " + kChildVariable + "=" +
-                              out + " /proc/" + std::to_string(getpid()) + "/exe >/dev/null 2>&1";
-  int const status = std::system(command.c_str());
-  ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << command;
+  ASSERT_EQ("", rerunWithLibraryCopies(where.string(), {"libvki18n.so."}, kChildVariable, out));
   std::ifstream text(out);
   std::string message;
   std::getline(text, message);

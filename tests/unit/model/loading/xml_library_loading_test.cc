@@ -6,8 +6,6 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <gtest/gtest.h>
 
@@ -27,7 +25,7 @@ namespace {
 using opcvk_test::Bytes;
 
 using opcvk_test::isMapped;
-using opcvk_test::mappedPath;
+using opcvk_test::rerunWithLibraryCopies;
 using opcvk_test::xmlLibraryLoaded;
 
 // The child of LoadFailureNamesTheLibraryAndTheLoadersReason, started as this program with
@@ -124,16 +122,9 @@ TEST(XmlLibraryLoadingTest, LoadFailureNamesTheLibraryAndTheLoadersReason) {
   // is neither beside it nor anywhere the loader looks.
   opcvk_test::TempDir folder;
   std::filesystem::path const where(folder.path());
-  for (std::string const name : {"libopcmodel.so.", "libopccore.so."}) {
-    std::string const from = mappedPath(name);
-    ASSERT_FALSE(from.empty()) << name;
-    std::filesystem::copy_file(from, where / (name + "1"));
-  }
   std::string const out = (where / "message.txt").string();
-  std::string const command = "env LD_LIBRARY_PATH=" + where.string() + " " + kChildVariable + "=" +
-                              out + " /proc/" + std::to_string(getpid()) + "/exe >/dev/null 2>&1";
-  int const status = std::system(command.c_str());
-  ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << command;
+  ASSERT_EQ("", rerunWithLibraryCopies(where.string(), {"libopcmodel.so.", "libopccore.so."},
+                                       kChildVariable, out));
   std::ifstream text(out);
   std::string message;
   std::getline(text, message);

@@ -10,8 +10,6 @@
 #include <memory>
 #include <sstream>
 #include <string>
-#include <sys/wait.h>
-#include <unistd.h>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -31,7 +29,7 @@ namespace {
 using detail::ZipContentReader;
 using detail::ZipWriter;
 using opcvk_test::isMapped;
-using opcvk_test::mappedPath;
+using opcvk_test::rerunWithLibraryCopies;
 
 bool zipWriterLoaded() { return isMapped("libopcmodel_zip") || isMapped("/libzip.so"); }
 
@@ -99,16 +97,8 @@ TEST(ZipWriterLoadingTest, LoadFailureNamesTheLibraryAndTheLoadersReason) {
   // searches first: the writer is neither beside it nor anywhere the loader looks.
   opcvk_test::TempDir folder;
   std::filesystem::path const where(folder.path());
-  for (std::string const name : {"libopcmodel.so.", "libopccore.so."}) {
-    std::string const from = mappedPath(name);
-    ASSERT_FALSE(from.empty()) << name;
-    std::filesystem::copy_file(from, where / (name + "1"));
-  }
-  std::string const command = "env LD_LIBRARY_PATH=" + where.string() + " " + kChildVariable + "=" +
-                              where.string() + " /proc/" + std::to_string(getpid()) +
-                              "/exe >/dev/null 2>&1";
-  int const status = std::system(command.c_str());
-  ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << command;
+  ASSERT_EQ("", rerunWithLibraryCopies(where.string(), {"libopcmodel.so.", "libopccore.so."},
+                                       kChildVariable, where.string()));
   std::ifstream text(where / "messages.txt");
   std::stringstream messages;
   messages << text.rdbuf();
