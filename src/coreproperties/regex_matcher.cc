@@ -23,16 +23,9 @@ constexpr char kEntry[] = "opcvkservices_regex_matcher";
 RegexMatcher const* loadMatcher() {
   opcvk_companion::CompanionEntry const loaded =
       opcvk_companion::loadCompanion(kRegexLibrary, kRegexLibrary, kEntry);
-  if (!loaded.libraryLoaded) {
-    throw opc::Exception(std::string("The regular expression library ") + kRegexLibrary +
-                             " could not be loaded: " + loaded.failure,
-                         boost::system::error_code());
-  }
-  if (loaded.entry == nullptr) {
-    throw opc::Exception(std::string("The regular expression library ") + kRegexLibrary +
-                             " has no entry " + kEntry + ": " + loaded.failure,
-                         boost::system::error_code());
-  }
+  std::string const failure = opcvk_companion::failureMessage(
+      loaded, "The regular expression library", kRegexLibrary, kEntry);
+  if (!failure.empty()) throw opc::Exception(failure, boost::system::error_code());
   using Entry = RegexMatcher const* (*)();
   return reinterpret_cast<Entry>(loaded.entry)();
 }

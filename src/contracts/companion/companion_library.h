@@ -65,6 +65,21 @@ inline CompanionEntry loadCompanion(void const* anchor, char const* fileName,
   return result;
 }
 
+// What a caller tells when `loaded` gave no entry, of the library that `library` names (say,
+// "The ICU library") and its file `fileName`: that it could not be loaded, or that it has no
+// entry `entryName`, with the loader's reason.  Empty when the entry was found.
+inline std::string failureMessage(CompanionEntry const& loaded, char const* library,
+                                  char const* fileName, char const* entryName) {
+  if (loaded.entry != nullptr) return std::string();
+  std::string message = std::string(library) + " " + fileName;
+  if (loaded.libraryLoaded) {
+    message += std::string(" has no entry ") + entryName;
+  } else {
+    message += " could not be loaded";
+  }
+  return message + ": " + loaded.failure;
+}
+
 }  // namespace opcvk_companion
 
 #endif  // OPCVK_CONTRACTS_COMPANION_COMPANION_LIBRARY_H_

@@ -21,14 +21,9 @@ constexpr char kEntry[] = "vkflcrypto_openssl_backend";
 CryptoBackend const* loadBackend() {
   opcvk_companion::CompanionEntry const loaded =
       opcvk_companion::loadCompanion(kBackendLibrary, kBackendLibrary, kEntry);
-  if (!loaded.libraryLoaded) {
-    throw utils::Exception(std::string("The crypto library ") + kBackendLibrary +
-                           " could not be loaded: " + loaded.failure);
-  }
-  if (loaded.entry == nullptr) {
-    throw utils::Exception(std::string("The crypto library ") + kBackendLibrary + " has no entry " +
-                           kEntry + ": " + loaded.failure);
-  }
+  std::string const failure =
+      opcvk_companion::failureMessage(loaded, "The crypto library", kBackendLibrary, kEntry);
+  if (!failure.empty()) throw utils::Exception(failure);
   using Entry = CryptoBackend const* (*)();
   return reinterpret_cast<Entry>(loaded.entry)();
 }

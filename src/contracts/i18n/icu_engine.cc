@@ -21,14 +21,9 @@ constexpr char kEntry[] = "vki18n_icu_engine";
 IcuEngine* loadEngine() {
   opcvk_companion::CompanionEntry const loaded =
       opcvk_companion::loadCompanion(kIcuLibrary, kIcuLibrary, kEntry);
-  if (!loaded.libraryLoaded) {
-    throw I18nError(std::string("The ICU library ") + kIcuLibrary +
-                    " could not be loaded: " + loaded.failure);
-  }
-  if (loaded.entry == nullptr) {
-    throw I18nError(std::string("The ICU library ") + kIcuLibrary + " has no entry " + kEntry +
-                    ": " + loaded.failure);
-  }
+  std::string const failure =
+      opcvk_companion::failureMessage(loaded, "The ICU library", kIcuLibrary, kEntry);
+  if (!failure.empty()) throw I18nError(failure);
   using Entry = IcuEngine* (*)();
   return reinterpret_cast<Entry>(loaded.entry)();
 }

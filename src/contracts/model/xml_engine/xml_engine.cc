@@ -20,16 +20,9 @@ constexpr char kEntry[] = "opcmodel_xml_engine";
 XmlEngine* loadEngine() {
   opcvk_companion::CompanionEntry const loaded =
       opcvk_companion::loadCompanion(kXmlLibrary, kXmlLibrary, kEntry);
-  if (!loaded.libraryLoaded) {
-    throw opc::Exception(
-        std::string("The XML library ") + kXmlLibrary + " could not be loaded: " + loaded.failure,
-        boost::system::error_code());
-  }
-  if (loaded.entry == nullptr) {
-    throw opc::Exception(std::string("The XML library ") + kXmlLibrary + " has no entry " + kEntry +
-                             ": " + loaded.failure,
-                         boost::system::error_code());
-  }
+  std::string const failure =
+      opcvk_companion::failureMessage(loaded, "The XML library", kXmlLibrary, kEntry);
+  if (!failure.empty()) throw opc::Exception(failure, boost::system::error_code());
   using Entry = XmlEngine* (*)();
   return reinterpret_cast<Entry>(loaded.entry)();
 }

@@ -32,14 +32,9 @@ std::string savePrefix(std::string const* path) {
 ZipWriterLibrary const* loadLibrary() {
   opcvk_companion::CompanionEntry const loaded =
       opcvk_companion::loadCompanion(kZipLibrary, kZipLibrary, kEntry);
-  if (!loaded.libraryLoaded) {
-    throw std::runtime_error(std::string("the ZIP writer library ") + kZipLibrary +
-                             " could not be loaded: " + loaded.failure);
-  }
-  if (loaded.entry == nullptr) {
-    throw std::runtime_error(std::string("the ZIP writer library ") + kZipLibrary +
-                             " has no entry " + kEntry + ": " + loaded.failure);
-  }
+  std::string const failure =
+      opcvk_companion::failureMessage(loaded, "the ZIP writer library", kZipLibrary, kEntry);
+  if (!failure.empty()) throw std::runtime_error(failure);
   using Entry = ZipWriterLibrary const* (*)();
   return reinterpret_cast<Entry>(loaded.entry)();
 }
