@@ -1,6 +1,7 @@
 #include "package_state.h"
 
 #include <algorithm>
+#include <cstring>
 #include <string_view>
 #include <utility>
 
@@ -17,9 +18,9 @@
 #include "../text_chars.h"
 #include "content_types.h"
 #include "eager_archive.h"
+#include "folder_keys.h"
 #include "package_lock.h"
 #include "part_streams.h"
-#include "prefix_run.h"
 #include "relationships_xml.h"
 #include "shared_spool.h"
 
@@ -58,91 +59,116 @@ std::string quotedItem(std::string const& itemName) {
   return quoted(opc::detail::toStringFromUTF8String(itemName, true));
 }
 
-// What keeps a name read from the archive from being a part beside the relationships parts,
-// the same rules as createPart's: it may not lie inside a relationships part ("/_rels/.rels/x")
-// nor take the name of their folder ("/a/_rels"), which would also make one name both a file
-// and a folder of the archive.  Checked on the comparison key, where case is folded.  Empty
-// when the name is fine.
-constexpr std::string_view kRelsFolder = "/_rels/";
-
-// Where "/_rels/" next begins in `key` at or after `from`, or npos.  Found from its "/_",
-// which few names hold at all, rather than from its "/", which every segment of every name
-// begins with, or its "_", which some trees have in nearly every segment: a search from each
-// "_" to the next cost a call a segment.
-std::size_t findRelsFolder(std::string_view key, std::size_t from) {
-  auto const isStart = [key](std::size_t slash) {
-    return key.compare(slash, kRelsFolder.size(), kRelsFolder) == 0;
-  };
-  // The "_" of a "/_" from here on.
-  std::size_t under = from + 1;
+// The positions of the "/"s of `key` into `slashes`, in order: a key is gone over once for
+// them, and each check that looks for a segment ("_rels", the last one, the folders) takes
+// them from here instead of searching the key again.  Sixteen bytes a step: keys of a deep
+// tree run to hundreds of bytes in dozens of segments.
+void findSlashes(std::string_view key, std::vector<std::uint32_t>& slashes) {
+  slashes.clear();
+  std::size_t at = 0;
 #if defined(__SSE2__)
-  __m128i const underscores = _mm_set1_epi8('_');
-  __m128i const slashes = _mm_set1_epi8('/');
-  for (; under + 16 <= key.size(); under += 16) {
-    __m128i const here = _mm_loadu_si128(reinterpret_cast<__m128i const*>(key.data() + under));
-    __m128i const before =
-        _mm_loadu_si128(reinterpret_cast<__m128i const*>(key.data() + under - 1));
-    unsigned pairs = static_cast<unsigned>(_mm_movemask_epi8(
-        _mm_and_si128(_mm_cmpeq_epi8(here, underscores), _mm_cmpeq_epi8(before, slashes))));
-    for (; pairs != 0; pairs &= pairs - 1) {
-      std::size_t const slash = under + static_cast<std::size_t>(__builtin_ctz(pairs)) - 1;
-      if (isStart(slash)) return slash;
+  __m128i const slash = _mm_set1_epi8('/');
+  for (; at + 16 <= key.size(); at += 16) {
+    __m128i const here = _mm_loadu_si128(reinterpret_cast<__m128i const*>(key.data() + at));
+    unsigned found = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(here, slash)));
+    for (; found != 0; found &= found - 1) {
+      slashes.push_back(
+          static_cast<std::uint32_t>(at + static_cast<unsigned>(__builtin_ctz(found))));
     }
   }
 #endif
-  for (; under < key.size(); ++under) {
-    if (key[under] == '_' && key[under - 1] == '/' && isStart(under - 1)) return under - 1;
+  for (; at < key.size(); ++at) {
+    if (key[at] == '/') slashes.push_back(static_cast<std::uint32_t>(at));
   }
-  return std::string_view::npos;
 }
 
-std::string relationshipsClash(std::u16string_view name, std::string const& key) {
-  static std::string const kExtension = ".rels";
-  for (std::size_t at = findRelsFolder(key, 0); at != std::string::npos;
-       at = findRelsFolder(key, at + 1)) {
-    std::size_t const begin = at + kRelsFolder.size();
-    std::size_t const end = key.find('/', begin);
-    if (end == std::string::npos) break;  // the name's last segment: not inside anything
+// What keeps a name read from the archive from being a part beside the relationships parts,
+// the same rules as createPart's: it may not lie inside a relationships part ("/_rels/.rels/x")
+// nor take the name of their folder ("/a/_rels"), which would also make one name both a file
+// and a folder of the archive.  Checked on the comparison key, where case is folded, whose
+// "/"s are `slashes`; `nameText` gives the name's text for the message.  Empty when the name
+// is fine.
+template <typename NameText>
+std::string relationshipsClash(NameText const& nameText, std::string_view key,
+                               std::vector<std::uint32_t> const& slashes) {
+  static constexpr std::string_view kFolder = "_rels";
+  static constexpr std::string_view kExtension = ".rels";
+  std::size_t const count = slashes.size();
+  // A "_rels" segment with a segment after it that is not the name's last.
+  for (std::size_t i = 0; i + 2 < count; ++i) {
+    std::size_t const at = slashes[i];
+    if (slashes[i + 1] != at + 1 + kFolder.size() ||
+        key.compare(at + 1, kFolder.size(), kFolder) != 0) {
+      continue;
+    }
+    std::size_t const begin = slashes[i + 1] + 1;
+    std::size_t const end = slashes[i + 2];
     if (end - begin >= kExtension.size() &&
         key.compare(end - kExtension.size(), kExtension.size(), kExtension) == 0) {
       // The key and the name have their slashes in the same places but for percent-encoded
       // bytes, so the prefix is found again by counting slashes.
-      std::size_t const slashes = static_cast<std::size_t>(
-          std::count(key.begin(), key.begin() + static_cast<std::ptrdiff_t>(end), '/'));
+      std::u16string const name = nameText();
       std::size_t slash = 0;
-      for (std::size_t k = 0; k < slashes; ++k) slash = name.find(u'/', slash + 1);
-      return "the part " + quoted(std::u16string(name)) + " lies inside the relationships part " +
-             quoted(std::u16string(name.substr(0, slash)));
+      for (std::size_t k = 0; k < i + 2; ++k) slash = name.find(u'/', slash + 1);
+      return "the part " + quoted(name) + " lies inside the relationships part " +
+             quoted(name.substr(0, slash));
     }
   }
-  static std::string const lastFolder = "/_rels";
-  if (key.size() >= lastFolder.size() &&
-      key.compare(key.size() - lastFolder.size(), lastFolder.size(), lastFolder) == 0) {
-    return "the part " + quoted(std::u16string(name)) +
+  static constexpr std::string_view kLastFolder = "/_rels";
+  if (key.size() >= kLastFolder.size() &&
+      key.compare(key.size() - kLastFolder.size(), kLastFolder.size(), kLastFolder) == 0) {
+    return "the part " + quoted(nameText()) +
            " has the name of a folder of relationships parts (\"_rels\")";
   }
   return std::string();
 }
 
 // PartName::isRelationshipName for a name of plain ASCII, told from its key, where the
-// letters are in lower case already: "_rels" as the folder of the last segment, which ends
-// with ".rels".
-bool isRelationshipsKey(std::string_view key) {
+// letters are in lower case already, and the key's "/"s: "_rels" as the folder of the last
+// segment, which ends with ".rels".
+bool isRelationshipsKey(std::string_view key, std::vector<std::uint32_t> const& slashes) {
   static constexpr std::string_view kFolder = "_rels";
   static constexpr std::string_view kExtension = ".rels";
-  std::size_t const lastSlash = key.rfind('/');
-  if (lastSlash == std::string_view::npos || lastSlash == 0) return false;
-  std::size_t const folderStart = key.rfind('/', lastSlash - 1) + 1;
+  std::size_t const count = slashes.size();
+  if (count < 2) return false;
+  std::size_t const folderStart = slashes[count - 2] + 1;
+  std::size_t const lastSlash = slashes[count - 1];
   std::string_view const folder = key.substr(folderStart, lastSlash - folderStart);
   std::string_view const last = key.substr(lastSlash + 1);
   return folder == kFolder && last.size() >= kExtension.size() &&
          last.substr(last.size() - kExtension.size()) == kExtension;
 }
 
+// How many leading characters two keys share, eight bytes at a time while they agree: the
+// keys of one folder share most of theirs.
+std::size_t sharedLength(std::string_view a, std::string_view b) {
+  std::size_t const most = std::min(a.size(), b.size());
+  std::size_t common = 0;
+  while (common + 8 <= most) {
+    std::uint64_t mine;
+    std::uint64_t theirs;
+    std::memcpy(&mine, a.data() + common, sizeof mine);
+    std::memcpy(&theirs, b.data() + common, sizeof theirs);
+    if (mine != theirs) break;
+    common += 8;
+  }
+  while (common < most && a[common] == b[common]) ++common;
+  return common;
+}
+
 // Whether the part of key `other` lies below the part of key `key` (PartName::isDerivedFrom).
 bool isBelowKey(std::string_view other, std::string_view key) {
   return other.size() > key.size() && other.compare(0, key.size(), key) == 0 &&
          other[key.size()] == '/';
+}
+
+// A part read from the archive that is a folder of another, or inside one: `earlier` came
+// first in the archive.
+[[noreturn]] void throwDerivationConflict(std::string const& context, PartName const& earlier,
+                                          std::u16string const& text) {
+  throw InvalidPackage(context + ": the parts " + quoted(earlier.toString()) + " and " +
+                       quoted(text) +
+                       " cannot both exist, since one name is a folder of the other");
 }
 
 }  // namespace
@@ -195,6 +221,7 @@ void PackageState::close() {
   lastRow_ = PartTable::kNone;
   byKey_.clear();
   prefixes_.clear();
+  tableFolders_.clear();
   packageRelationships_ = RelationshipSet();
   partRelationships_.clear();
   managers_.clear();
@@ -233,16 +260,18 @@ void PackageState::load(std::shared_ptr<ZipArchive const> archive) {
     throw InvalidPackage(context + ": it has too many items");
   }
   table_.reserve(zip, count);
-  PrefixRun previous;
-  std::string itemName;
+  // The key of the part added last, beside the key of this one (swapped, so neither is
+  // copied): the leading runs of segments that the two share were found to be no part, and
+  // were added to tableFolders_, when that part was.
+  std::string previousKey;
   std::string key;
-  std::u16string text;
+  std::vector<std::uint32_t> slashes;
+  std::vector<std::uint32_t> folderHashes;
   for (std::size_t index = 0; index < count; ++index) {
     if (index == typesIndex) continue;
     std::string_view const view = zip.name(index);
     // Folder entries hold nothing and name no part; some ZIP tools add them.
     if (!view.empty() && view.back() == '/' && zip.uncompressedSize(index) == 0) continue;
-    itemName.assign(view);
     boost::optional<PartName> name;
     // The part's key follows from the item name's bytes once they are known to be UTF-8.
     keyOfItemName(view, key);
@@ -250,31 +279,31 @@ void PackageState::load(std::shared_ptr<ZipArchive const> archive) {
     // as it stands, its text is the bytes widened, and its key holds its extension and its
     // "_rels" folder in lower case, so that no PartName is needed unless a message names it.
     bool const plain = isPlainPartItemName(view);
-    if (plain) {
-      // Widened in place: append() from bytes would build a temporary text first.
-      text.resize(view.size() + 1);
-      text[0] = u'/';
-      std::copy(view.begin(), view.end(), text.begin() + 1);
-    } else {
+    if (!plain) {
       try {
-        name = partNameFromZipItemName(itemName);
+        name = partNameFromZipItemName(std::string(view));
       } catch (InvalidPartName const& e) {
         throw InvalidPackage(context + ": " + e.what());
       }
     }
-    std::u16string nonPlainText;
-    if (!plain) nonPlainText = PartNameAccess::text(*name);
-    std::u16string_view const nameText = plain ? text : nonPlainText;
+    // The name's text, made only for a message or a relationships part.
+    auto const nameText = [&]() -> std::u16string {
+      if (!plain) return PartNameAccess::text(*name);
+      std::u16string text(view.size() + 1, u'/');
+      std::copy(view.begin(), view.end(), text.begin() + 1);
+      return text;
+    };
     std::uint32_t const hash = PartTable::hashOf(key);
     std::uint32_t const same = table_.find(key, hash);
     if (same != PartTable::kNone) {
       throw InvalidPackage(context + ": the items " +
                            quotedItem(std::string(zip.name(table_.rows()[same].entry))) + " and " +
-                           quotedItem(itemName) + " name the same part");
+                           quotedItem(std::string(view)) + " name the same part");
     }
+    findSlashes(key, slashes);
     auto const row = static_cast<std::uint32_t>(index);
-    if (plain ? isRelationshipsKey(key) : name->isRelationshipName()) {
-      if (!name) name = PartNameAccess::make(text, key);
+    if (plain ? isRelationshipsKey(key, slashes) : name->isRelationshipName()) {
+      if (!name) name = PartNameAccess::make(nameText(), key);
       table_.addItem(key, hash, row, PartTable::kNone);
       boost::optional<PartName> source;
       try {
@@ -288,24 +317,42 @@ void PackageState::load(std::shared_ptr<ZipArchive const> archive) {
       }
       RelationshipSet& set = source ? partRelationships_[*source] : packageRelationships_;
       set.entry = zip.entry(index);
-      set.itemName = itemName;
+      set.itemName = std::string(view);
       continue;
     }
-    std::string const clash = relationshipsClash(nameText, key);
+    std::string const clash = relationshipsClash(nameText, key, slashes);
     if (!clash.empty()) throw InvalidPackage(context + ": " + clash);
     ContentType const* type = plain ? types.findByAsciiKey(key) : types.find(*name);
     if (type == nullptr) {
-      throw InvalidPackage(context + ": the part " + quoted(std::u16string(nameText)) +
-                           " has no content type");
+      throw InvalidPackage(context + ": the part " + quoted(nameText()) + " has no content type");
     }
-    std::size_t const shared = previous.sharedLength(key);
-    if (auto conflict = findDerivationConflict(key, shared)) {
-      throw InvalidPackage(context + ": the parts " + quoted(conflict->toString()) + " and " +
-                           quoted(std::u16string(nameText)) +
-                           " cannot both exist, since one name is a folder of the other");
+    // The part may be neither a folder of an earlier part nor inside one: each leading run
+    // that this key does not share with the last is looked up as a part, and the key itself
+    // among the folders.  The runs' hashes serve again when they are added as folders.
+    std::size_t const shared = std::max<std::size_t>(sharedLength(previousKey, key), 1);
+    folderHashes.clear();
+    for (std::uint32_t const slash : slashes) {
+      if (slash < shared) continue;
+      std::string_view const folder(key.data(), slash);
+      std::uint32_t const folderHash = PartTable::hashOf(folder);
+      std::uint32_t const folderRow = table_.find(folder, folderHash);
+      if (folderRow != PartTable::kNone && table_.rows()[folderRow].type != PartTable::kNone) {
+        throwDerivationConflict(context, findPartByKey(folder)->name, nameText());
+      }
+      folderHashes.push_back(folderHash);
+    }
+    if (tableFolders_.contains(key, hash)) {
+      if (auto conflict = findPartBelow(key)) {
+        throwDerivationConflict(context, *conflict, nameText());
+      }
     }
     table_.addItem(key, hash, row, table_.typeIndex(type));
-    previous.count(key, shared, prefixes_);
+    std::size_t folder = 0;
+    for (std::uint32_t const slash : slashes) {
+      if (slash < shared) continue;
+      tableFolders_.add(std::string_view(key.data(), slash), folderHashes[folder++]);
+    }
+    previousKey.swap(key);
   }
   if (access_ == PackageAccess::Read) return;
   // A writer changes, adds and removes parts: each gets its record now, and the table goes.
@@ -314,6 +361,7 @@ void PackageState::load(std::shared_ptr<ZipArchive const> archive) {
   lastRecord_.reset();
   lastRow_ = PartTable::kNone;
   prefixes_.clear();
+  tableFolders_.clear();
   for (PartTable::Row const& row : table.rows()) {
     if (row.type != PartTable::kNone) addPart(makeRecord(row, table));
   }
@@ -420,16 +468,22 @@ boost::optional<PartName> PackageState::findDerivationConflict(std::string_view 
   }
   if (table_.empty()) clearFolder_.assign(key, 0, key.rfind('/'));
   prefixKey_.assign(key);
-  if (prefixes_.count(prefixKey_) != 0) {
-    // Rare: only when there is a conflict does it cost a walk over the parts.
-    for (auto const& record : parts_) {
-      if (isBelowKey(keyOf(record->name), key)) return record->name;
-    }
-    for (PartTable::Row const& row : table_.rows()) {
-      if (row.type == PartTable::kNone) continue;
-      std::string_view const item = archive_->name(row.entry);
-      if (isBelowKey(keyOfItemName(item), key)) return partNameFromZipItemName(std::string(item));
-    }
+  if (prefixes_.count(prefixKey_) != 0 ||
+      (!tableFolders_.empty() && tableFolders_.contains(key, PartTable::hashOf(key)))) {
+    return findPartBelow(key);
+  }
+  return boost::none;
+}
+
+boost::optional<PartName> PackageState::findPartBelow(std::string_view key) const {
+  // Rare: only when there is a conflict does it cost a walk over the parts.
+  for (auto const& record : parts_) {
+    if (isBelowKey(keyOf(record->name), key)) return record->name;
+  }
+  for (PartTable::Row const& row : table_.rows()) {
+    if (row.type == PartTable::kNone) continue;
+    std::string_view const item = archive_->name(row.entry);
+    if (isBelowKey(keyOfItemName(item), key)) return partNameFromZipItemName(std::string(item));
   }
   return boost::none;
 }

@@ -24,6 +24,7 @@
 
 #include "../zip/zip_archive.h"
 #include "content_type_pool.h"
+#include "folder_keys.h"
 #include "part_content.h"
 #include "part_index.h"
 #include "part_streams.h"
@@ -223,6 +224,8 @@ class PackageState {
   // As findDerivationConflict(name) for the name whose key is `key`, but the leading runs of
   // `key` that end before `known` are known to be no part.
   boost::optional<PartName> findDerivationConflict(std::string_view key, std::size_t known) const;
+  // A part whose name lies below the part of key `key`, if any: a walk over every part.
+  boost::optional<PartName> findPartBelow(std::string_view key) const;
   void addPart(std::shared_ptr<PartRecord> record, std::string_view key);
   void adoptArchive(std::shared_ptr<ZipArchive const> archive);
   // The record of a row of table_.
@@ -261,6 +264,9 @@ class PackageState {
   // For every proper leading run of segments of a part's name, how many parts have it, so
   // that a part "/a" cannot be made beside "/a/b" without a walk over all parts.
   std::unordered_map<std::string, std::size_t> prefixes_;
+  // The same for the parts of table_, without counts, since they are never removed: filled by
+  // load() and kept for a reader.
+  FolderKeys tableFolders_;
   // A folder of part names ("/a/b" for "/a/b/c.xml") none of whose leading runs of segments,
   // itself included, names a part: looked for once for the many parts made in one folder.
   // Used only without table_; emptied by addPart when the folder stops being clear.
