@@ -170,6 +170,30 @@ TEST_P(PackagePartRecordsTest, RefusesAFolderOfPartsWhereverItComesAmongItsFolde
                            kBoth);
 }
 
+TEST_P(PackagePartRecordsTest, RefusesAFolderOfPartsNamedInAnotherScriptOrCase) {
+  std::string const kBoth = " cannot both exist, since one name is a folder of the other";
+  // The folder's key holds escapes of the name's other script, its letters in lower case.
+  EXPECT_THROW_MESSAGE(Package::openBuffer(makeZip({{"[Content_Types].xml", kTypes},
+                                                    {"d\xC3\xA9.xml/F/1.xml", "1"},
+                                                    {"x/2.xml", "2"},
+                                                    {"D\xC3\xA9.XML", "3"}}),
+                                           GetParam()),
+                       InvalidPackage,
+                       "Invalid package (in memory): the parts \"" +
+                           opc::toUDEString(u"/d\xE9.xml/F/1.xml") + "\" and \"" +
+                           opc::toUDEString(u"/D\xE9.XML") + "\"" + kBoth);
+  // Folders whose keys share all but their last escape are told apart.
+  auto package = Package::openBuffer(
+      makeZip(
+          {{"[Content_Types].xml", kTypes}, {"\xC3\xA9.xml/1.xml", "1"}, {"\xC3\xA8.xml", "2"}}),
+      GetParam());
+  EXPECT_EQ(package->getParts().size(), 2u);
+  std::u16string existing;
+  EXPECT_FALSE(package->isPartDerivedFromExistingPartName(PartName(u"/\xC9.xml"), existing));
+  EXPECT_TRUE(package->isPartDerivedFromExistingPartName(PartName(u"/\xE9.xml"), existing));
+  EXPECT_EQ(existing, u"/\xE9.xml/1.xml");
+}
+
 TEST_P(PackagePartRecordsTest, FindsEveryPartOfFoldersThatComeAndGoInTheArchive) {
   opcvk_test::Items items = {{"[Content_Types].xml", kTypes}};
   std::vector<std::string> names;
@@ -265,6 +289,25 @@ TEST(PartTableTest, KeepsAKeyThatDoesNotFollowFromItsItemName) {
   EXPECT_EQ(table.find("/elsewhere.xml"), 1u);
   EXPECT_EQ(table.find("/folder/1.xml"), detail::PartTable::kNone);
   EXPECT_EQ(table.find("/folder/2.xml"), 2u);
+}
+
+TEST(PartTableTest, TheKeyOfAnItemNameLowersOnlyAsciiCapitalsWhereverTheyStand) {
+  // Every ASCII byte, at every place of names long enough to take whole blocks and a tail.
+  for (std::size_t length : {1u, 15u, 16u, 17u, 31u, 33u, 70u}) {
+    for (int first = 1; first < 0x80; first += 7) {
+      std::string item;
+      std::string key = "/";
+      for (std::size_t i = 0; i < length; ++i) {
+        char const c = static_cast<char>(1 + (first + i * 5) % 0x7F);
+        item += c;
+        key += (c >= 'A' && c <= 'Z') ? static_cast<char>(c - 'A' + 'a') : c;
+      }
+      EXPECT_EQ(detail::keyOfItemName(item), key) << item;
+      // One byte of another script anywhere turns the whole name into escapes.
+      std::string const other = item + "\xC3\x89";
+      EXPECT_EQ(detail::keyOfItemName(other), key + "%c3%89") << item;
+    }
+  }
 }
 
 TEST(PartTableTest, TheKeyOfAnItemNameIsThatOfItsPartName) {

@@ -14,6 +14,7 @@
 #include "../text_chars.h"
 #include "../xml/plain_elements.h"
 #include "../xml_engine/xml_engine.h"
+#include "part_table.h"
 #include "plain_part.h"
 
 namespace opc {
@@ -164,6 +165,20 @@ ContentTypeMap ContentTypeMap::fromElements(std::vector<PlainElement> const& ele
                            " has more than one Override");
     }
   }
+  if (map.defaults_.size() <= kFewDefaults) {
+    for (auto const& byExtension : map.defaults_) {
+      std::u16string const& extension = byExtension.first;
+      if (std::all_of(extension.begin(), extension.end(), [](char16_t c) { return c < 0x80; })) {
+        map.asciiDefaults_.emplace_back(std::string(extension.begin(), extension.end()),
+                                        &byExtension.second);
+      }
+    }
+  }
+  map.overrideHashes_.reserve(map.overrides_.size());
+  for (auto const& override : map.overrides_) {
+    map.overrideHashes_.push_back(PartTable::hashOf(override.first));
+  }
+  std::sort(map.overrideHashes_.begin(), map.overrideHashes_.end());
   return map;
 }
 
@@ -188,20 +203,39 @@ ContentType const* ContentTypeMap::find(PartName const& name) const {
   return &found->second;
 }
 
-ContentType const* ContentTypeMap::findByAsciiKey(std::string const& key) const {
-  // Looked up by the caller's string itself: a copy of a key longer than the short-string room
-  // costs an allocation for every part of a package.
-  if (!overrides_.empty()) {
-    auto const override = overrides_.find(key);
+ContentType const* ContentTypeMap::findByAsciiKey(std::string_view key, std::uint32_t hash) const {
+  if (std::binary_search(overrideHashes_.begin(), overrideHashes_.end(), hash)) {
+    auto const override = overrides_.find(std::string(key));
     if (override != overrides_.end()) return &override->second;
   }
   // The key of a plain ASCII name is its text in lower case: its extension is already lowered.
-  std::string_view const lowered = extensionOf(std::string_view(key));
-  if (lowered.empty()) return nullptr;
-  std::u16string const extension(lowered.begin(), lowered.end());
+  // It follows the last "." of the last segment: a search back from the end stops at the
+  // first "." or "/", so a name without an extension costs its last segment, not its length.
+  std::size_t at = key.size();
+  while (at > 0 && key[at - 1] != '.' && key[at - 1] != '/') --at;
+  if (at == 0 || key[at - 1] != '.' || at == key.size()) return nullptr;
+  std::string_view const extension = key.substr(at);
+  if (defaults_.size() <= kFewDefaults) {
+    for (auto const& byExtension : asciiDefaults_) {
+      if (byExtension.first == extension) return byExtension.second;
+    }
+    return nullptr;
+  }
   auto const found = defaults_.find(extension);
   if (found == defaults_.end()) return nullptr;
   return &found->second;
+}
+
+bool ContentTypeMap::ExtensionOrder::operator()(std::u16string const& a, std::string_view b) const {
+  return std::lexicographical_compare(
+      a.begin(), a.end(), b.begin(), b.end(),
+      [](char16_t x, char y) { return x < static_cast<unsigned char>(y); });
+}
+
+bool ContentTypeMap::ExtensionOrder::operator()(std::string_view a, std::u16string const& b) const {
+  return std::lexicographical_compare(
+      a.begin(), a.end(), b.begin(), b.end(),
+      [](char x, char16_t y) { return static_cast<unsigned char>(x) < y; });
 }
 
 void writeContentTypes(std::vector<std::pair<PartName const*, ContentType const*>> const& parts,

@@ -4,6 +4,7 @@
 #define OPC_MODEL_PACKAGE_CONTENT_TYPES_H_
 
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>
@@ -44,6 +45,13 @@ std::u16string partNameExtension(PartName const& name);
 // The content types of a package as read from [Content_Types].xml.
 class ContentTypeMap {
  public:
+  ContentTypeMap() = default;
+  // Moved, never copied: the map keeps pointers to its own types (see asciiDefaults_).
+  ContentTypeMap(ContentTypeMap&&) = default;
+  ContentTypeMap& operator=(ContentTypeMap&&) = default;
+  ContentTypeMap(ContentTypeMap const&) = delete;
+  ContentTypeMap& operator=(ContentTypeMap const&) = delete;
+
   // Parses the document from `stream` (opened, read and closed here).  Throws
   // InvalidPackage, its message starting with `context`, if the document is not
   // well-formed XML (a document type declaration included), is not a Types document of the
@@ -68,8 +76,9 @@ class ContentTypeMap {
   // index key them by this address.
   ContentType const* find(PartName const& name) const;
   // find() for the part whose comparison key (see PartNameAccess::key) is `key` and whose
-  // name is plain ASCII, so that the key holds the name's extension in lower case.
-  ContentType const* findByAsciiKey(std::string const& key) const;
+  // name is plain ASCII, so that the key holds the name's extension in lower case; `hash` is
+  // PartTable::hashOf(key), which the caller has made already.
+  ContentType const* findByAsciiKey(std::string_view key, std::uint32_t hash) const;
 
  private:
   // The map of the elements that either road of read() found, kind by kind.
@@ -77,9 +86,25 @@ class ContentTypeMap {
                                      std::string const& context);
   ContentType const* findOverride(std::string_view key) const;
 
-  std::map<std::u16string, ContentType> defaults_;
+  // Orders extensions as texts, and finds one of ASCII given as bytes without widening it.
+  struct ExtensionOrder {
+    using is_transparent = void;
+    bool operator()(std::u16string const& a, std::u16string const& b) const { return a < b; }
+    bool operator()(std::u16string const& a, std::string_view b) const;
+    bool operator()(std::string_view a, std::u16string const& b) const;
+  };
+
+  std::map<std::u16string, ContentType, ExtensionOrder> defaults_;
   // By the comparison key of the part, which equal part names share.
   std::unordered_map<std::string, ContentType> overrides_;
+  // PartTable::hashOf of each key of overrides_, in order: a part's key, hashed already for
+  // the part table, is looked up among the overrides only when its hash is among them.
+  std::vector<std::uint32_t> overrideHashes_;
+  // The Defaults of ASCII extensions as bytes, beside their types in defaults_, when there are
+  // as few as packages have: looked through in order, they cost less than a search of the
+  // tree, which compares texts of another width.
+  static constexpr std::size_t kFewDefaults = 16;
+  std::vector<std::pair<std::string, ContentType const*>> asciiDefaults_;
 };
 
 // Writes the document for these parts (relationships parts included): one Default for each

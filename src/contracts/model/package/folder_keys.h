@@ -5,10 +5,11 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
-#include <string>
 #include <string_view>
 #include <vector>
+
+#include "../zip/zip_archive.h"
+#include "part_table.h"
 
 namespace opc {
 namespace model {
@@ -16,15 +17,18 @@ namespace detail {
 
 // A set of keys filed under a hash that the caller gives (PartTable::hashOf), so that a key
 // that was hashed for the part table is looked up here without a second pass over its bytes.
-// The keys lie end to end in one string: a package of many folders costs a few large blocks,
-// not a node and a string for each.  Only added to, until cleared.
+// A folder's key is a leading run of the key of an item's name, so the set keeps the item's
+// index and the run's length, not the bytes: a package of many folders costs a few flat
+// arrays, not a node and a string for each.  Only added to, until cleared.
 class FolderKeys {
  public:
+  // Binds the set to the archive whose item names give the keys; it must outlive the set's
+  // use.
+  void bind(ZipArchive const& archive) { archive_ = &archive; }
+
   bool empty() const { return spans_.empty(); }
 
   void clear() {
-    bytes_.clear();
-    bytes_.shrink_to_fit();
     spans_.clear();
     spans_.shrink_to_fit();
     slots_.clear();
@@ -36,14 +40,13 @@ class FolderKeys {
     return slots_[slotOf(key, hash)].span != kEmpty;
   }
 
-  // Adds `key` unless it is there already.
-  void add(std::string_view key, std::uint32_t hash) {
+  // Adds `key`, a leading run of the key of item `entry`'s name, unless it is there already.
+  void add(std::string_view key, std::uint32_t hash, std::uint32_t entry) {
     if (2 * (spans_.size() + 1) > slots_.size()) grow();
     Slot& slot = slots_[slotOf(key, hash)];
     if (slot.span != kEmpty) return;
     slot = Slot{hash, static_cast<std::uint32_t>(spans_.size())};
-    spans_.push_back(Span{bytes_.size(), key.size()});
-    bytes_.append(key);
+    spans_.push_back(Span{entry, static_cast<std::uint32_t>(key.size())});
   }
 
  private:
@@ -54,8 +57,8 @@ class FolderKeys {
     std::uint32_t span;
   };
   struct Span {
-    std::size_t begin;
-    std::size_t size;
+    std::uint32_t entry;
+    std::uint32_t size;
   };
 
   // The slot of `key`, or the empty one where it would go.
@@ -66,8 +69,7 @@ class FolderKeys {
       if (at.span == kEmpty) return slot;
       if (at.hash != hash) continue;
       Span const& span = spans_[at.span];
-      if (span.size == key.size() &&
-          std::memcmp(bytes_.data() + span.begin, key.data(), span.size) == 0) {
+      if (span.size == key.size() && isKeyPrefixOfItemName(key, archive_->name(span.entry))) {
         return slot;
       }
     }
@@ -86,7 +88,7 @@ class FolderKeys {
     }
   }
 
-  std::string bytes_;
+  ZipArchive const* archive_ = nullptr;
   std::vector<Span> spans_;
   // Open addressing with linear probing; a power of two, at most half full.
   std::vector<Slot> slots_;

@@ -260,6 +260,7 @@ void PackageState::load(std::shared_ptr<ZipArchive const> archive) {
     throw InvalidPackage(context + ": it has too many items");
   }
   table_.reserve(zip, count);
+  tableFolders_.bind(zip);
   // The key of the part added last, beside the key of this one (swapped, so neither is
   // copied): the leading runs of segments that the two share were found to be no part, and
   // were added to tableFolders_, when that part was.
@@ -322,7 +323,7 @@ void PackageState::load(std::shared_ptr<ZipArchive const> archive) {
     }
     std::string const clash = relationshipsClash(nameText, key, slashes);
     if (!clash.empty()) throw InvalidPackage(context + ": " + clash);
-    ContentType const* type = plain ? types.findByAsciiKey(key) : types.find(*name);
+    ContentType const* type = plain ? types.findByAsciiKey(key, hash) : types.find(*name);
     if (type == nullptr) {
       throw InvalidPackage(context + ": the part " + quoted(nameText()) + " has no content type");
     }
@@ -350,7 +351,7 @@ void PackageState::load(std::shared_ptr<ZipArchive const> archive) {
     std::size_t folder = 0;
     for (std::uint32_t const slash : slashes) {
       if (slash < shared) continue;
-      tableFolders_.add(std::string_view(key.data(), slash), folderHashes[folder++]);
+      tableFolders_.add(std::string_view(key.data(), slash), folderHashes[folder++], row);
     }
     previousKey.swap(key);
   }

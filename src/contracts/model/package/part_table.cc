@@ -68,6 +68,32 @@ bool isKeyOfItemName(std::string_view key, std::string_view itemName) {
   return at == key.size();
 }
 
+bool isKeyPrefixOfItemName(std::string_view prefix, std::string_view itemName) {
+  if (prefix.empty()) return true;
+  if (prefix[0] != '/') return false;
+  std::size_t at = 1;
+  // The key's bytes are made from the name's as they are compared, until the prefix ends.
+  for (char const byte : itemName) {
+    unsigned char const value = static_cast<unsigned char>(byte);
+    char made[3];
+    std::size_t count = 1;
+    if (value >= 0x80) {
+      made[0] = '%';
+      made[1] = kPartNameKeyHex[value >> 4];
+      made[2] = kPartNameKeyHex[value & 0xF];
+      count = 3;
+    } else {
+      made[0] = (value >= 'A' && value <= 'Z') ? static_cast<char>(value - 'A' + 'a') : byte;
+    }
+    for (std::size_t i = 0; i < count; ++i) {
+      if (at == prefix.size()) return true;
+      if (prefix[at] != made[i]) return false;
+      ++at;
+    }
+  }
+  return at == prefix.size();
+}
+
 bool PartTable::rowHasKey(std::uint32_t row, std::string_view key) const {
   if (!ownKeys_.empty()) {
     auto const own = ownKeys_.find(row);
@@ -140,12 +166,21 @@ void PartTable::rehash(std::size_t slots) {
 }
 
 std::uint32_t PartTable::typeIndex(ContentType const* source) {
+  // The parts of one folder mostly share their type: the last answer serves them without a
+  // look-up.
+  if (source == lastSource_) return lastType_;
   // Looked up before it is added: emplace would make a node for every part, to drop it.
   auto const found = typeSources_.find(source);
-  if (found != typeSources_.end()) return found->second;
-  auto const index = static_cast<std::uint32_t>(types_.size());
-  types_.push_back(*source);
-  typeSources_.emplace(source, index);
+  std::uint32_t index;
+  if (found != typeSources_.end()) {
+    index = found->second;
+  } else {
+    index = static_cast<std::uint32_t>(types_.size());
+    types_.push_back(*source);
+    typeSources_.emplace(source, index);
+  }
+  lastSource_ = source;
+  lastType_ = index;
   return index;
 }
 

@@ -31,6 +31,8 @@ OPC_MODEL_EXPORT std::string keyOfItemName(std::string_view itemName);
 void keyOfItemName(std::string_view itemName, std::string& key);
 // Whether `key` is keyOfItemName(itemName), without making it.
 OPC_MODEL_EXPORT bool isKeyOfItemName(std::string_view key, std::string_view itemName);
+// Whether `prefix` is the leading run of keyOfItemName(itemName) of its length.
+bool isKeyPrefixOfItemName(std::string_view prefix, std::string_view itemName);
 
 class OPC_MODEL_EXPORT PartTable {
  public:
@@ -92,6 +94,9 @@ class OPC_MODEL_EXPORT PartTable {
   std::unordered_map<std::uint32_t, std::string> ownKeys_;
   std::vector<ContentType> types_;
   std::unordered_map<ContentType const*, std::uint32_t> typeSources_;
+  // The source and index that typeIndex gave last.
+  ContentType const* lastSource_ = nullptr;
+  std::uint32_t lastType_ = kNone;
 };
 
 }  // namespace detail
