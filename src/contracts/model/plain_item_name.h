@@ -118,6 +118,16 @@ inline bool isPlainItemNameWide(std::string_view itemName) {
     std::size_t step = 16;
     if (left >= 16) {
       bytes = _mm_loadu_si128(reinterpret_cast<__m128i const*>(at));
+    } else if (at != begin) {
+      // The last sixteen bytes of the name, some of them checked already: every check below
+      // gives the same answer for a byte seen twice, and `before` is told again for the byte
+      // before them.
+      std::size_t const back = 16 - left;
+      at -= back;
+      left += back;
+      unsigned char const previous = at[-1];
+      before = (previous == '/' || previous == '.') ? 1 : 0;
+      bytes = _mm_loadu_si128(reinterpret_cast<__m128i const*>(at));
     } else {
       // The zero bytes after the name are no "/" or "."; `valid` leaves them out of the rest.
       unsigned char tail[16] = {};
