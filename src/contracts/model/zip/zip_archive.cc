@@ -140,25 +140,27 @@ std::unique_ptr<ZipArchive> ZipArchive::open(std::shared_ptr<ZipByteSource> sour
   FoldedNames folded(static_cast<std::size_t>(location.count));
   DirectoryCursor cursor(*source, location.offset, location.size);
   ZipEntry entry;
-  std::string rawName;
+  std::string decoded;
   for (std::uint64_t index = 0; index < location.count; ++index) {
-    readCentralHeader(cursor, index, entry, rawName);
-    checkLimits(entry, limits);
+    CentralName const name = readCentralHeader(cursor, index, entry, decoded);
+    checkLimits(entry, name.name, limits);
     std::uint32_t const other =
-        folded.addOrFind(nameOf, entry.name, static_cast<std::uint32_t>(items.size()));
+        folded.addOrFind(nameOf, name.name, static_cast<std::uint32_t>(items.size()));
     if (other != FoldedNames::kEmpty) {
       std::string_view const otherName = nameOf(other);
-      failItem(entry.name, otherName == entry.name
-                               ? std::string("another item has the same name")
-                               : "its name equals that of item " +
-                                     quoteName(std::string(otherName)) + " without regard to case");
+      failItem(name.name, otherName == name.name
+                              ? std::string("another item has the same name")
+                              : "its name equals that of item " +
+                                    quoteName(std::string(otherName)) + " without regard to case");
     }
     // Two items cannot share a local header: the overlap check below sees to that.
-    if (rawName != entry.name) archive->rawNames_.emplace(entry.localHeaderOffset, rawName);
+    if (!name.isRaw() && name.raw != name.name) {
+      archive->rawNames_.emplace(entry.localHeaderOffset, std::string(name.raw));
+    }
     items.push_back(Item{entry.compressedSize, entry.uncompressedSize, entry.localHeaderOffset,
-                         names.size(), static_cast<std::uint32_t>(entry.name.size()), entry.crc32,
+                         names.size(), static_cast<std::uint32_t>(name.name.size()), entry.crc32,
                          ZipEntry::kNone, entry.method});
-    names += entry.name;
+    names.append(name.name);
   }
   if (cursor.remaining() != 0) {
     failArchive("its central directory holds more than the " + str(location.count) +

@@ -78,8 +78,8 @@ struct ExtraFields {
 
 // Reads the ZIP64 field where the 32-bit values are saturated, and the Info-ZIP Unicode Path
 // field.  A malformed tail of the extra data is ignored: some writers pad it.
-ExtraFields readExtraFields(unsigned char const* extra, std::size_t size, std::string const& name,
-                            std::string const& rawName, ZipEntry& entry, std::uint32_t disk) {
+ExtraFields readExtraFields(unsigned char const* extra, std::size_t size, std::string_view name,
+                            std::string_view rawName, ZipEntry& entry, std::uint32_t disk) {
   ExtraFields result;
   bool needUncompressed = entry.uncompressedSize == 0xFFFFFFFF;
   bool needCompressed = entry.compressedSize == 0xFFFFFFFF;
@@ -209,15 +209,15 @@ unsigned char const* DirectoryCursor::take(std::size_t count) {
   return result;
 }
 
-void checkLimits(ZipEntry const& entry, PackageLimits const& limits) {
+void checkLimits(ZipEntry const& entry, std::string_view name, PackageLimits const& limits) {
   if (entry.method == kMethodStored && entry.compressedSize != entry.uncompressedSize) {
-    failItem(entry.name, "it is stored, but its size of " + str(entry.compressedSize) +
-                             " bytes differs from its uncompressed size of " +
-                             str(entry.uncompressedSize) + " bytes");
+    failItem(name, "it is stored, but its size of " + str(entry.compressedSize) +
+                       " bytes differs from its uncompressed size of " +
+                       str(entry.uncompressedSize) + " bytes");
   }
   if (entry.uncompressedSize > limits.maxPartSize) {
-    failItem(entry.name, "its uncompressed size of " + str(entry.uncompressedSize) +
-                             " bytes exceeds the limit of " + str(limits.maxPartSize) + " bytes");
+    failItem(name, "its uncompressed size of " + str(entry.uncompressedSize) +
+                       " bytes exceeds the limit of " + str(limits.maxPartSize) + " bytes");
   }
   if (entry.method == kMethodDeflated && entry.uncompressedSize >= limits.ratioExemptSize) {
     std::uint64_t const compressed = entry.compressedSize;
@@ -227,16 +227,15 @@ void checkLimits(ZipEntry const& entry, PackageLimits const& limits) {
              ? entry.uncompressedSize > compressed * limits.maxCompressionRatio
              : false);
     if (tooHigh) {
-      failItem(entry.name,
-               "its compression ratio of " +
-                   str(entry.uncompressedSize / std::max<std::uint64_t>(compressed, 1)) +
-                   ":1 exceeds the limit of " + str(limits.maxCompressionRatio) + ":1");
+      failItem(name, "its compression ratio of " +
+                         str(entry.uncompressedSize / std::max<std::uint64_t>(compressed, 1)) +
+                         ":1 exceeds the limit of " + str(limits.maxCompressionRatio) + ":1");
     }
   }
 }
 
-void readCentralHeader(DirectoryCursor& cursor, std::uint64_t index, ZipEntry& entry,
-                       std::string& rawName) {
+CentralName readCentralHeader(DirectoryCursor& cursor, std::uint64_t index, ZipEntry& entry,
+                              std::string& decoded) {
   unsigned char const* header = cursor.take(kCentralHeaderSize);
   if (header == nullptr) {
     failArchive("its central directory ends after " + str(index) +
@@ -258,27 +257,41 @@ void readCentralHeader(DirectoryCursor& cursor, std::uint64_t index, ZipEntry& e
   unsigned char const* rest = cursor.take(nameLength + extraLength + commentLength);
   if (rest == nullptr)
     failArchive("its central directory is truncated in header " + str(index + 1));
-  rawName.assign(reinterpret_cast<char const*>(rest), nameLength);
+  // The name is checked and used where it lies in the window: most names are their bytes, and
+  // a copy of each cost as much as the checks.
+  CentralName result;
+  result.raw = std::string_view(reinterpret_cast<char const*>(rest), nameLength);
+  result.name = result.raw;
   bool const utf8 = (flags & kFlagUtf8) != 0;
-  if (utf8 || isAscii(rawName)) {
-    entry.name.assign(rawName);
-  } else {
-    assignCp437AsUtf8(rawName, entry.name);
+  if (!utf8 && !isAscii(result.raw)) {
+    assignCp437AsUtf8(result.raw, decoded);
+    result.name = decoded;
   }
-  ExtraFields const extra =
-      readExtraFields(rest + nameLength, extraLength, entry.name, rawName, entry, disk);
-  if (!utf8 && extra.hasUnicodePath) entry.name = extra.unicodePath;
+  if (extraLength != 0) {
+    ExtraFields const extra =
+        readExtraFields(rest + nameLength, extraLength, result.name, result.raw, entry, disk);
+    if (!utf8 && extra.hasUnicodePath) {
+      decoded = extra.unicodePath;
+      result.name = decoded;
+    }
+  } else if (entry.uncompressedSize == 0xFFFFFFFF || entry.compressedSize == 0xFFFFFFFF ||
+             entry.localHeaderOffset == 0xFFFFFFFF) {
+    failItem(result.name, "its ZIP64 extra field is missing");
+  } else if (disk == 0xFFFF) {
+    failArchive("archives that span several disks are not supported");
+  }
 
-  std::string const problem = nameProblem(entry.name);
-  if (!problem.empty()) failItem(entry.name, problem);
+  std::string const problem = nameProblem(result.name);
+  if (!problem.empty()) failItem(result.name, problem);
   if ((flags & (kFlagEncrypted | kFlagStrongEncryption | kFlagMaskedDirectory)) != 0) {
-    failItem(entry.name, "it is encrypted");
+    failItem(result.name, "it is encrypted");
   }
   if (entry.method != kMethodStored && entry.method != kMethodDeflated) {
-    failItem(entry.name, "its compression method " + str(entry.method) + " is not supported");
+    failItem(result.name, "its compression method " + str(entry.method) + " is not supported");
   }
   if (disk != 0 && disk != 0xFFFF)
     failArchive("archives that span several disks are not supported");
+  return result;
 }
 
 }  // namespace detail

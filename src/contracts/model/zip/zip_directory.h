@@ -54,14 +54,25 @@ class DirectoryCursor {
   std::size_t end_ = 0;
 };
 
-// Reads central header `index` (from 0) into `entry`, its name decoded to UTF-8, and the
-// name's bytes into `rawName`; both keep their storage from one header to the next.  Refuses
-// a bad or truncated header, a bad name, encryption and unsupported methods.
-void readCentralHeader(DirectoryCursor& cursor, std::uint64_t index, ZipEntry& entry,
-                       std::string& rawName);
+// The name of a central header: its bytes in the header, and the name they give in UTF-8.
+// Most names are their bytes (UTF-8 by their flag, or ASCII), and then both views are one:
+// the header's bytes in the cursor's window, valid until its next take.  Otherwise `name`
+// views the string that readCentralHeader decoded it into.
+struct CentralName {
+  std::string_view raw;
+  std::string_view name;
+  bool isRaw() const { return name.data() == raw.data(); }
+};
 
-// Refuses an item larger or more compressed than `limits` allow, or stored with two sizes.
-void checkLimits(ZipEntry const& entry, PackageLimits const& limits);
+// Reads central header `index` (from 0) into `entry`, all but its name, which it returns;
+// `decoded` keeps its storage from one header to the next and holds a name that is not its
+// bytes.  Refuses a bad or truncated header, a bad name, encryption and unsupported methods.
+CentralName readCentralHeader(DirectoryCursor& cursor, std::uint64_t index, ZipEntry& entry,
+                              std::string& decoded);
+
+// Refuses an item larger or more compressed than `limits` allow, or stored with two sizes;
+// `name` is the item's, for the message.
+void checkLimits(ZipEntry const& entry, std::string_view name, PackageLimits const& limits);
 
 }  // namespace detail
 }  // namespace model

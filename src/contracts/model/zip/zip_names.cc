@@ -61,18 +61,19 @@ void assignCp437AsUtf8(std::string_view bytes, std::string& out) {
   }
 }
 
-std::string nameProblem(std::string const& name) {
+std::string nameProblem(std::string_view name) {
   if (name.empty()) return "its name is empty";
   // Each check is a search of the whole name (the library's, which compares many bytes at
   // a time); a name with several problems is told the first of this order.
-  if (name.find('\0') != std::string::npos) return "its name holds a NUL character";
-  if (name.find('\\') != std::string::npos) return "its name holds a backslash";
+  if (name.find('\0') != std::string_view::npos) return "its name holds a NUL character";
+  if (name.find('\\') != std::string_view::npos) return "its name holds a backslash";
   if (name[0] == '/') return "its name is an absolute path";
   if (name.size() >= 2 && isAsciiLetter(name[0]) && name[1] == ':') {
     return "its name starts with a drive letter";
   }
   // A ".." segment is a ".." with a "/" or an end of the name on either side.
-  for (std::size_t at = name.find(".."); at != std::string::npos; at = name.find("..", at + 1)) {
+  for (std::size_t at = name.find(".."); at != std::string_view::npos;
+       at = name.find("..", at + 1)) {
     bool const startsSegment = at == 0 || name[at - 1] == '/';
     bool const endsSegment = at + 2 == name.size() || name[at + 2] == '/';
     if (startsSegment && endsSegment) return "its name holds a \"..\" segment";

@@ -20,7 +20,7 @@ void assignCp437AsUtf8(std::string_view bytes, std::string& out);
 
 // Why `name` may not name an item of a package, or an empty string if it may: an absolute
 // path, a drive letter, a ".." segment, a backslash or a NUL.
-std::string nameProblem(std::string const& name);
+std::string nameProblem(std::string_view name);
 
 // `name` with the ASCII letters in lower case, the key of the duplicate check.
 std::string foldAsciiCase(std::string name);
