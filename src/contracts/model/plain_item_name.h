@@ -11,6 +11,12 @@
 #if defined(__SSE2__)
 #include <emmintrin.h>
 #endif
+#if defined(__SSE2__) && defined(__GNUC__) && (defined(__x86_64__) || defined(__i386__))
+// The shuffle instruction classifies sixteen bytes by table; compiled for the processors that
+// have it and chosen at run time (see isPlainPartItemName).
+#include <tmmintrin.h>
+#define OPC_MODEL_PLAIN_ITEM_NAME_SHUFFLE 1
+#endif
 
 namespace opc {
 namespace model {
@@ -159,6 +165,108 @@ inline bool isPlainItemNameWide(std::string_view itemName) {
     if ((slash & ((stop << 1) | before)) != 0) return false;
     before = (stop >> 15) & 1;
     unsigned percent = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(bytes, byte('%'))));
+    for (; percent != 0; percent &= percent - 1) {
+      std::size_t const offset = static_cast<std::size_t>(at - begin) + __builtin_ctz(percent);
+      if (!isPlainEscapeAt(itemName, offset)) return false;
+    }
+    at += step;
+    left -= step;
+  }
+  return true;
+}
+#endif
+
+#if defined(OPC_MODEL_PLAIN_ITEM_NAME_SHUFFLE)
+// Byte classes by their two halves, for the shuffle instruction: a byte is in a class when the
+// entry of its low half and the entry of its high half share a bit.  Each high half from 2 to 7
+// (the printable ASCII bytes) has a bit of its own; every other high half has none, so that
+// control bytes and bytes from 0x80 on are in no class.
+struct NibbleClass {
+  alignas(16) unsigned char low[16] = {};
+  alignas(16) unsigned char high[16] = {};
+};
+
+template <typename InClass>
+constexpr NibbleClass makeNibbleClass(InClass inClass) {
+  NibbleClass table;
+  for (int h = 2; h <= 7; ++h) {
+    unsigned char const bit = static_cast<unsigned char>(1u << (h - 2));
+    table.high[h] = bit;
+    for (int l = 0; l < 16; ++l) {
+      if (inClass(h * 16 + l)) table.low[l] = static_cast<unsigned char>(table.low[l] | bit);
+    }
+  }
+  return table;
+}
+
+// Segment characters, "/" and "%".
+inline constexpr NibbleClass kTakenBytes =
+    makeNibbleClass([](int b) { return kPlainItemBytes.kind[b] != PlainItemByte::kOther; });
+// Hexadecimal digits, and those of the first half of a byte from 0x80 on: every such byte
+// must be escaped, so its escape needs no further look.
+inline constexpr NibbleClass kHexDigits =
+    makeNibbleClass([](int b) { return kHexDigitValues.of[b] >= 0; });
+inline constexpr NibbleClass kHighHexDigits =
+    makeNibbleClass([](int b) { return kHexDigitValues.of[b] >= 8; });
+
+// The bits of the bytes of `bytes` that are in `table`'s class.
+__attribute__((target("ssse3"))) inline unsigned nibbleClassMask(__m128i bytes,
+                                                                 NibbleClass const& table) {
+  __m128i const halfMask = _mm_set1_epi8(0x0F);
+  __m128i const low = _mm_shuffle_epi8(_mm_load_si128(reinterpret_cast<__m128i const*>(table.low)),
+                                       _mm_and_si128(bytes, halfMask));
+  __m128i const high =
+      _mm_shuffle_epi8(_mm_load_si128(reinterpret_cast<__m128i const*>(table.high)),
+                       _mm_and_si128(_mm_srli_epi16(bytes, 4), halfMask));
+  __m128i const none = _mm_cmpeq_epi8(_mm_and_si128(low, high), _mm_setzero_si128());
+  return static_cast<unsigned>(_mm_movemask_epi8(none)) ^ 0xFFFF;
+}
+
+// The rule of isPlainItemNameWide with the byte classes found by table, and the escapes of
+// bytes from 0x80 on, all the escapes of a name of another script, told sixteen at a time.
+__attribute__((target("ssse3"))) inline bool isPlainItemNameShuffle(std::string_view itemName) {
+  std::size_t left = itemName.size();
+  if (left == 0 || itemName.back() == '/' || itemName.back() == '.') return false;
+  auto const* const begin = reinterpret_cast<unsigned char const*>(itemName.data());
+  auto const* const end = begin + itemName.size();
+  auto const* at = begin;
+  unsigned before = 1;
+  while (left != 0) {
+    __m128i bytes;
+    unsigned valid = 0xFFFF;
+    std::size_t step = 16;
+    if (left >= 16) {
+      bytes = _mm_loadu_si128(reinterpret_cast<__m128i const*>(at));
+    } else if (at != begin) {
+      std::size_t const back = 16 - left;
+      at -= back;
+      left += back;
+      unsigned char const previous = at[-1];
+      before = (previous == '/' || previous == '.') ? 1 : 0;
+      bytes = _mm_loadu_si128(reinterpret_cast<__m128i const*>(at));
+    } else {
+      unsigned char tail[16] = {};
+      std::memcpy(tail, at, left);
+      bytes = _mm_loadu_si128(reinterpret_cast<__m128i const*>(tail));
+      valid = (1u << left) - 1;
+      step = left;
+    }
+    if ((nibbleClassMask(bytes, kTakenBytes) & valid) != valid) return false;
+    unsigned const slash =
+        static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(bytes, _mm_set1_epi8('/'))));
+    unsigned const stop =
+        slash | static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(bytes, _mm_set1_epi8('.'))));
+    if ((slash & ((stop << 1) | before)) != 0) return false;
+    before = (stop >> 15) & 1;
+    unsigned percent =
+        static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(bytes, _mm_set1_epi8('%'))));
+    if (percent != 0 && end - at >= 18) {
+      // An escape whose first digit is 8 or more, and whose second is a digit, is of a byte
+      // that must be escaped; the others are looked at one by one.
+      __m128i const first = _mm_loadu_si128(reinterpret_cast<__m128i const*>(at + 1));
+      __m128i const second = _mm_loadu_si128(reinterpret_cast<__m128i const*>(at + 2));
+      percent &= ~(nibbleClassMask(first, kHighHexDigits) & nibbleClassMask(second, kHexDigits));
+    }
     for (; percent != 0; percent &= percent - 1) {
       std::size_t const offset = static_cast<std::size_t>(at - begin) + __builtin_ctz(percent);
       if (!isPlainEscapeAt(itemName, offset)) return false;
