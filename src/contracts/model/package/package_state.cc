@@ -123,6 +123,17 @@ std::string relationshipsClash(NameText const& nameText, std::string_view key,
   return std::string();
 }
 
+// Whether a segment of the key has the length of "_rels" and begins as it does: only such a
+// key can clash with the relationships parts, and few do.
+inline bool mayHoldRelsSegment(std::string_view key, std::vector<std::uint32_t> const& slashes) {
+  std::size_t const count = slashes.size();
+  for (std::size_t i = 0; i < count; ++i) {
+    std::size_t const next = i + 1 < count ? slashes[i + 1] : key.size();
+    if (next - slashes[i] == 6 && key[slashes[i] + 1] == '_') return true;
+  }
+  return false;
+}
+
 // PartName::isRelationshipName for a name of plain ASCII, told from its key, where the
 // letters are in lower case already, and the key's "/"s: "_rels" as the folder of the last
 // segment, which ends with ".rels".
@@ -321,8 +332,10 @@ void PackageState::load(std::shared_ptr<ZipArchive const> archive) {
       set.itemName = std::string(view);
       continue;
     }
-    std::string const clash = relationshipsClash(nameText, key, slashes);
-    if (!clash.empty()) throw InvalidPackage(context + ": " + clash);
+    if (mayHoldRelsSegment(key, slashes)) {
+      std::string const clash = relationshipsClash(nameText, key, slashes);
+      if (!clash.empty()) throw InvalidPackage(context + ": " + clash);
+    }
     ContentType const* type = plain ? types.findByAsciiKey(key, hash) : types.find(*name);
     if (type == nullptr) {
       throw InvalidPackage(context + ": the part " + quoted(nameText()) + " has no content type");
