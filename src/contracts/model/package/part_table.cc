@@ -13,20 +13,34 @@ namespace opc {
 namespace model {
 namespace detail {
 std::uint32_t PartTable::hashOf(std::string_view key) {
-  // Eight bytes a step, multiplied and shifted, then folded to 32 bits: keys are paths of a
-  // few dozen bytes, and a step per byte cost more than the look-up it serves.
+  // Sixteen bytes a step in two lanes, each multiplied and shifted, then joined and folded to
+  // 32 bits: keys are paths of a few dozen to hundreds of bytes, and a step per byte, or a
+  // lane waiting on the other's multiply, cost more than the look-up it serves.
   constexpr std::uint64_t kFactor = 0x9E3779B97F4A7C15ull;
+  constexpr std::uint64_t kOther = 0xC2B2AE3D27D4EB4Full;
   std::uint64_t hash = key.size() * kFactor;
+  std::uint64_t other = kOther;
   std::size_t at = 0;
-  for (; at + 8 <= key.size(); at += 8) {
+  for (; at + 16 <= key.size(); at += 16) {
+    std::uint64_t first;
+    std::uint64_t second;
+    std::memcpy(&first, key.data() + at, sizeof first);
+    std::memcpy(&second, key.data() + at + 8, sizeof second);
+    hash = (hash ^ first) * kFactor;
+    other = (other ^ second) * kOther;
+    hash ^= hash >> 29;
+    other ^= other >> 29;
+  }
+  if (at + 8 <= key.size()) {
     std::uint64_t word;
     std::memcpy(&word, key.data() + at, sizeof word);
     hash = (hash ^ word) * kFactor;
     hash ^= hash >> 29;
+    at += 8;
   }
   std::uint64_t tail = 0;
   if (at < key.size()) std::memcpy(&tail, key.data() + at, key.size() - at);
-  hash = (hash ^ tail) * kFactor;
+  hash = (hash ^ tail ^ (other << 1 | other >> 63)) * kFactor;
   hash ^= hash >> 32;
   return static_cast<std::uint32_t>(hash);
 }

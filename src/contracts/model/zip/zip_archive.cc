@@ -9,6 +9,10 @@
 #include <stdexcept>
 #include <unordered_map>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 #include <opc/model/exceptions.h>
 
 #include "zip_directory.h"
@@ -26,10 +30,12 @@ using namespace zipformat;
 std::string str(std::uint64_t value) { return std::to_string(value); }
 
 // A hash of the name with ASCII letters in lower case: the duplicate check compares names
-// only when this agrees, without a folded copy of each.  Eight bytes a step, their capitals
-// folded all at once; a byte at or above 0x80 is left as it is.
+// only when this agrees, without a folded copy of each.  Sixteen bytes a step in two lanes
+// where the processor has the instructions, else eight, their capitals folded all at once; a
+// byte at or above 0x80 is left as it is.
 std::uint64_t foldedHash(std::string_view name) {
   constexpr std::uint64_t kFactor = 0x9E3779B97F4A7C15ull;
+  constexpr std::uint64_t kOther = 0xC2B2AE3D27D4EB4Full;
   constexpr std::uint64_t kHigh = 0x8080808080808080ull;
   constexpr std::uint64_t kOnes = 0x0101010101010101ull;
   auto const fold = [](std::uint64_t word) {
@@ -42,7 +48,26 @@ std::uint64_t foldedHash(std::string_view name) {
     return word | (capitals >> 2);
   };
   std::uint64_t hash = name.size() * kFactor;
+  std::uint64_t other = kOther;
   std::size_t at = 0;
+#if defined(__SSE2__) && defined(__x86_64__)
+  __m128i const a = _mm_set1_epi8('A');
+  __m128i const lastLetter = _mm_set1_epi8('Z' - 'A');
+  __m128i const caseBit = _mm_set1_epi8('a' - 'A');
+  for (; at + 16 <= name.size(); at += 16) {
+    __m128i const bytes = _mm_loadu_si128(reinterpret_cast<__m128i const*>(name.data() + at));
+    __m128i const fromA = _mm_sub_epi8(bytes, a);
+    __m128i const upper = _mm_cmpeq_epi8(_mm_min_epu8(fromA, lastLetter), fromA);
+    __m128i const folded = _mm_or_si128(bytes, _mm_and_si128(upper, caseBit));
+    auto const first = static_cast<std::uint64_t>(_mm_cvtsi128_si64(folded));
+    auto const second =
+        static_cast<std::uint64_t>(_mm_cvtsi128_si64(_mm_unpackhi_epi64(folded, folded)));
+    hash = (hash ^ first) * kFactor;
+    other = (other ^ second) * kOther;
+    hash ^= hash >> 29;
+    other ^= other >> 29;
+  }
+#endif
   for (; at + 8 <= name.size(); at += 8) {
     std::uint64_t word;
     std::memcpy(&word, name.data() + at, sizeof word);
@@ -51,7 +76,7 @@ std::uint64_t foldedHash(std::string_view name) {
   }
   std::uint64_t tail = 0;
   if (at < name.size()) std::memcpy(&tail, name.data() + at, name.size() - at);
-  hash = (hash ^ fold(tail)) * kFactor;
+  hash = (hash ^ fold(tail) ^ (other << 1 | other >> 63)) * kFactor;
   return hash ^ (hash >> 32);
 }
 
