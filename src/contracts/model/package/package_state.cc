@@ -30,7 +30,9 @@ namespace detail {
 namespace {
 
 bool isContentTypesItem(std::string_view name) {
-  std::string const expected = kContentTypesItemName;
+  // Looked for among all the items, and writers put it last: no copy of the expected name is
+  // made for each.
+  std::string_view const expected = kContentTypesItemName;
   if (name.size() != expected.size()) return false;
   for (std::size_t i = 0; i < name.size(); ++i) {
     char const a = name[i];
