@@ -157,6 +157,15 @@ bool isRelationshipsKey(std::string_view key, std::vector<std::uint32_t> const& 
 std::size_t sharedLength(std::string_view a, std::string_view b) {
   std::size_t const most = std::min(a.size(), b.size());
   std::size_t common = 0;
+#if defined(__SSE2__)
+  while (common + 16 <= most) {
+    __m128i const mine = _mm_loadu_si128(reinterpret_cast<__m128i const*>(a.data() + common));
+    __m128i const theirs = _mm_loadu_si128(reinterpret_cast<__m128i const*>(b.data() + common));
+    unsigned const same = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(mine, theirs)));
+    if (same != 0xFFFF) return common + static_cast<unsigned>(__builtin_ctz(~same));
+    common += 16;
+  }
+#endif
   while (common + 8 <= most) {
     std::uint64_t mine;
     std::uint64_t theirs;
@@ -346,9 +355,12 @@ void PackageState::load(std::shared_ptr<ZipArchive const> archive) {
     // that this key does not share with the last is looked up as a part, and the key itself
     // among the folders.  The runs' hashes serve again when they are added as folders.
     std::size_t const shared = std::max<std::size_t>(sharedLength(previousKey, key), 1);
+    // The runs that end at or after `shared`: the last ones, found from the end.
+    std::size_t firstNew = slashes.size();
+    while (firstNew > 0 && slashes[firstNew - 1] >= shared) --firstNew;
     folderHashes.clear();
-    for (std::uint32_t const slash : slashes) {
-      if (slash < shared) continue;
+    for (std::size_t at = firstNew; at < slashes.size(); ++at) {
+      std::uint32_t const slash = slashes[at];
       std::string_view const folder(key.data(), slash);
       std::uint32_t const folderHash = PartTable::hashOf(folder);
       std::uint32_t const folderRow = table_.find(folder, folderHash);
@@ -363,10 +375,9 @@ void PackageState::load(std::shared_ptr<ZipArchive const> archive) {
       }
     }
     table_.addItem(key, hash, row, table_.typeIndex(type));
-    std::size_t folder = 0;
-    for (std::uint32_t const slash : slashes) {
-      if (slash < shared) continue;
-      tableFolders_.add(std::string_view(key.data(), slash), folderHashes[folder++], row);
+    for (std::size_t at = firstNew; at < slashes.size(); ++at) {
+      tableFolders_.add(std::string_view(key.data(), slashes[at]), folderHashes[at - firstNew],
+                        row);
     }
     previousKey.swap(key);
   }

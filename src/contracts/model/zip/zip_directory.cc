@@ -7,6 +7,10 @@
 #include <string_view>
 #include <zlib.h>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 #include <opc/model/exceptions.h>
 
 #include "zip_format.h"
@@ -33,6 +37,15 @@ bool isAscii(std::string_view bytes) {
   constexpr std::uint64_t kHighBits = 0x8080808080808080ull;
   std::uint64_t seen = 0;
   std::size_t at = 0;
+#if defined(__SSE2__)
+  // Sixteen at a time where the processor has the instructions: names of a deep tree run to
+  // hundreds of bytes.
+  __m128i wide = _mm_setzero_si128();
+  for (; at + 16 <= bytes.size(); at += 16) {
+    wide = _mm_or_si128(wide, _mm_loadu_si128(reinterpret_cast<__m128i const*>(bytes.data() + at)));
+  }
+  if (_mm_movemask_epi8(wide) != 0) return false;
+#endif
   for (; at + 8 <= bytes.size(); at += 8) {
     std::uint64_t word;
     std::memcpy(&word, bytes.data() + at, sizeof word);
