@@ -424,6 +424,39 @@ TEST(ZipArchiveTest, DotsThatAreNotADotDotSegmentAreAccepted) {
   }
 }
 
+TEST(ZipArchiveTest, LongNamesAreToldTheirFirstProblemWhereverItStands) {
+  // Names long enough to be looked at sixteen bytes at a time, and longer, each fault on
+  // either side of a step and in the last bytes; the order of the messages is that of short
+  // names.
+  for (std::size_t pad = 12; pad <= 70; ++pad) {
+    std::string const lead(pad, 'x');
+    struct Case {
+      std::string name;
+      std::string shown;
+      std::string problem;
+    };
+    std::vector<Case> const cases = {
+        {lead + "/../b", lead + "/../b", "its name holds a \"..\" segment"},
+        {lead + "/..", lead + "/..", "its name holds a \"..\" segment"},
+        {"../" + lead, "../" + lead, "its name holds a \"..\" segment"},
+        {lead + "\\b", lead + "\\b", "its name holds a backslash"},
+        {lead + std::string("\0b", 2), lead + "?b", "its name holds a NUL character"},
+        {lead + "\\" + std::string("\0", 1), lead + "\\?", "its name holds a NUL character"},
+        {"/" + lead + "/../x", "/" + lead + "/../x", "its name is an absolute path"},
+        {"C:/" + lead + "/../x", "C:/" + lead + "/../x", "its name starts with a drive letter"},
+        {"/" + lead, "/" + lead, "its name is an absolute path"},
+        {"c:" + lead, "c:" + lead, "its name starts with a drive letter"},
+    };
+    for (Case const& c : cases) {
+      EXPECT_THROW_MESSAGE(openBytes(namedItem(c.name)), InvalidPackage,
+                           "Invalid ZIP item \"" + c.shown + "\": " + c.problem);
+    }
+    for (std::string const& name : {lead + "..a", lead + "a..", lead + "/.../b", "..a/" + lead}) {
+      EXPECT_EQ(openBytes(namedItem(name))->find(name), 0) << name;
+    }
+  }
+}
+
 TEST(ZipArchiveTest, NamesThatDifferInCaseAtAnyPlaceAreOneName) {
   // Long enough for whole steps of eight bytes and a tail; each place in turn in capitals.
   std::string const name = "folder/sub_dir/name-of.item";

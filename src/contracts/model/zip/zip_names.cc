@@ -1,6 +1,12 @@
 // Names of items: CP437 decoding and the checks against hostile names.
 #include "zip_names.h"
 
+#include <algorithm>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 #include <opc/core/string_conversions.h>
 
 namespace opc {
@@ -61,8 +67,45 @@ void assignCp437AsUtf8(std::string_view bytes, std::string& out) {
   }
 }
 
+namespace {
+
+// Whether the name may hold a NUL, a backslash or two dots in a row: one pass, sixteen bytes
+// a step, the last step over the name's last sixteen bytes.  A name that may goes through the
+// searches of nameProblem, which tell which problem comes first; so does one too short for a
+// step, or long enough that the library's searches, which take more bytes a step, cost less
+// than this pass.
+bool mayHoldBadBytes(std::string_view name) {
+#if defined(__SSE2__)
+  if (name.size() < 16 || name.size() >= 64) return true;
+  for (std::size_t at = 0; at < name.size(); at += 16) {
+    std::size_t const start = std::min(at, name.size() - 16);
+    __m128i const bytes = _mm_loadu_si128(reinterpret_cast<__m128i const*>(name.data() + start));
+    __m128i const bad = _mm_or_si128(_mm_cmpeq_epi8(bytes, _mm_setzero_si128()),
+                                     _mm_cmpeq_epi8(bytes, _mm_set1_epi8('\\')));
+    if (_mm_movemask_epi8(bad) != 0) return true;
+    unsigned const dots =
+        static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(bytes, _mm_set1_epi8('.'))));
+    unsigned const dotBefore = (start > 0 && name[start - 1] == '.') ? 1u : 0u;
+    if ((dots & ((dots << 1) | dotBefore)) != 0) return true;
+  }
+  return false;
+#else
+  (void)name;
+  return true;
+#endif
+}
+
+}  // namespace
+
 std::string nameProblem(std::string_view name) {
   if (name.empty()) return "its name is empty";
+  if (!mayHoldBadBytes(name)) {
+    if (name[0] == '/') return "its name is an absolute path";
+    if (name.size() >= 2 && isAsciiLetter(name[0]) && name[1] == ':') {
+      return "its name starts with a drive letter";
+    }
+    return std::string();
+  }
   // Each check is a search of the whole name (the library's, which compares many bytes at
   // a time); a name with several problems is told the first of this order.
   if (name.find('\0') != std::string_view::npos) return "its name holds a NUL character";
