@@ -1,8 +1,14 @@
 #include "filesystem/encoded_part_name.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <iterator>
+#include <string_view>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 namespace opc {
 namespace vkservices {
@@ -21,100 +27,216 @@ struct KeptUnits {
 };
 constexpr KeptUnits kKept;
 
-// Per byte, its escape, ready to be copied in one piece: a name of another script is nearly all
-// escapes, and three appends for each byte cost more than the rest of the name's handling.
+// Per byte, its escape "%XX" (upper-case digits) as three UTF-16 units in the low 48 bits of a
+// word, in the machine's (little-endian) order, and zero above: an escape is written with one
+// store of eight bytes and checked with one load, where a name of another script is nearly all
+// escapes.  The store writes one unit past the escape, which the writer leaves room for.
 struct Escapes {
-  char16_t of[256][3] = {};
+  std::uint64_t of[256] = {};
   constexpr Escapes() {
     constexpr char16_t kHex[] = u"0123456789ABCDEF";
     for (int b = 0; b < 256; ++b) {
-      of[b][0] = u'%';
-      of[b][1] = kHex[b >> 4];
-      of[b][2] = kHex[b & 0xF];
+      of[b] = std::uint64_t{u'%'} | std::uint64_t{kHex[b >> 4]} << 16 |
+              std::uint64_t{kHex[b & 0xF]} << 32;
     }
   }
 };
 constexpr Escapes kEscapes;
+constexpr std::uint64_t kEscapeMask = (std::uint64_t{1} << 48) - 1;
+// The units that an escape's store writes beyond the escape itself.
+constexpr std::size_t kSpill = 1;
 
 bool isHighSurrogate(char16_t unit) { return unit >= 0xD800 && unit < 0xDC00; }
 bool isLowSurrogate(char16_t unit) { return unit >= 0xDC00 && unit < 0xE000; }
 
+// Writes the escape of `byte` at `to`, and one unit after it that the next write replaces.
 char16_t* putEscape(char16_t* to, std::uint32_t byte) {
-  std::memcpy(to, kEscapes.of[byte], sizeof kEscapes.of[byte]);
+  std::memcpy(to, &kEscapes.of[byte], sizeof kEscapes.of[byte]);
   return to + 3;
 }
 
-// The most units that one character of a path gives: a surrogate pair, four escapes.
-constexpr std::size_t kMostPerCharacter = 12;
-
-// Writes at `to` what the character at `at` in `path` gives, moves `at` past it (one unit or
-// a surrogate pair) and returns the end of what it wrote.
-char16_t* putCharacter(std::u16string_view path, std::size_t& at, char16_t* to) {
-  char16_t const unit = path[at++];
-  if (unit < 0x80) {
-    if (kKept.of[unit]) {
-      *to = unit;
-      return to + 1;
-    }
-    return putEscape(to, unit);
-  }
-  std::uint32_t point = unit;
-  if (isHighSurrogate(unit) && at < path.size() && isLowSurrogate(path[at])) {
+// The UTF-8 bytes of the character at `at` in `path` that is not ASCII, in `bytes`; moves `at`
+// past it (one unit or a surrogate pair) and returns how many bytes it has (2 to 4).
+std::size_t utf8Of(std::u16string_view path, std::size_t& at, std::uint32_t* bytes) {
+  std::uint32_t point = path[at++];
+  if (isHighSurrogate(static_cast<char16_t>(point)) && at < path.size() &&
+      isLowSurrogate(path[at])) {
     point = 0x10000 + ((point - 0xD800) << 10) + (path[at++] - 0xDC00);
   }
   if (point < 0x800) {
-    to = putEscape(to, 0xC0 | (point >> 6));
-  } else if (point < 0x10000) {
-    to = putEscape(to, 0xE0 | (point >> 12));
-    to = putEscape(to, 0x80 | ((point >> 6) & 0x3F));
-  } else {
-    to = putEscape(to, 0xF0 | (point >> 18));
-    to = putEscape(to, 0x80 | ((point >> 12) & 0x3F));
-    to = putEscape(to, 0x80 | ((point >> 6) & 0x3F));
+    bytes[0] = 0xC0 | (point >> 6);
+    bytes[1] = 0x80 | (point & 0x3F);
+    return 2;
   }
-  return putEscape(to, 0x80 | (point & 0x3F));
+  if (point < 0x10000) {
+    bytes[0] = 0xE0 | (point >> 12);
+    bytes[1] = 0x80 | ((point >> 6) & 0x3F);
+    bytes[2] = 0x80 | (point & 0x3F);
+    return 3;
+  }
+  bytes[0] = 0xF0 | (point >> 18);
+  bytes[1] = 0x80 | ((point >> 12) & 0x3F);
+  bytes[2] = 0x80 | ((point >> 6) & 0x3F);
+  bytes[3] = 0x80 | (point & 0x3F);
+  return 4;
 }
 
-// Writes the encoded name of `path` into a block on the stack and hands each full block, and
-// the last, to `take(units, count)`; stops early when `take` returns false.  A block at a time
-// rather than a unit or an escape at a time: a name of another script is nearly all escapes.
-template <typename Take>
-bool encodeInBlocks(std::u16string_view path, Take&& take) {
-  char16_t block[512];
-  std::memcpy(block, kPartRoot.data(), kPartRoot.size() * sizeof(char16_t));
-  char16_t* to = block + kPartRoot.size();
-  for (std::size_t at = 0; at < path.size();) {
-    if (static_cast<std::size_t>(std::end(block) - to) < kMostPerCharacter) {
-      if (!take(block, static_cast<std::size_t>(to - block))) return false;
-      to = block;
-    }
-    to = putCharacter(path, at, to);
-  }
-  return take(block, static_cast<std::size_t>(to - block));
+bool isKept(char16_t unit) { return unit < 0x80 && kKept.of[unit]; }
+
+// Paths are mostly runs of letters and digits between the characters that need escapes: eight
+// units of such a run are told, copied and compared in one step where the processor has the
+// instructions for it.
+#if defined(__SSE2__)
+constexpr std::size_t kStep = 8;
+
+__m128i loadStep(char16_t const* units) {
+  return _mm_loadu_si128(reinterpret_cast<__m128i const*>(units));
 }
+
+// Per unit of `units`, all ones if a part name keeps it: "-./0-9", "@A-Z", "a-z", "_", "~", "+".
+// Compared as signed 16-bit lanes, units from 0x8000 up are negative and fall in no range.
+__m128i keptLanes(__m128i units) {
+  auto const within = [units](short low, short high) {
+    return _mm_and_si128(_mm_cmpgt_epi16(units, _mm_set1_epi16(static_cast<short>(low - 1))),
+                         _mm_cmplt_epi16(units, _mm_set1_epi16(static_cast<short>(high + 1))));
+  };
+  __m128i const ranges =
+      _mm_or_si128(_mm_or_si128(within(0x2D, 0x39), within(0x40, 0x5A)), within(0x61, 0x7A));
+  __m128i const singles = _mm_or_si128(_mm_cmpeq_epi16(units, _mm_set1_epi16(0x5F)),
+                                       _mm_or_si128(_mm_cmpeq_epi16(units, _mm_set1_epi16(0x7E)),
+                                                    _mm_cmpeq_epi16(units, _mm_set1_epi16(0x2B))));
+  return _mm_or_si128(ranges, singles);
+}
+
+// How many of the eight lanes of `lanes` are all ones from the first on.
+std::size_t leadingLanes(__m128i lanes) {
+  unsigned const mask = static_cast<unsigned>(_mm_movemask_epi8(lanes));
+  return mask == 0xFFFF ? kStep : static_cast<std::size_t>(__builtin_ctz(~mask)) / 2;
+}
+#endif
 
 }  // namespace
 
 void appendEncodedPartName(std::u16string_view path, std::u16string& out) {
-  encodeInBlocks(path, [&out](char16_t const* units, std::size_t count) {
-    out.append(units, count);
-    return true;
-  });
+  // Made in a block on the stack and appended a block at a time: the name's size is not known
+  // before it is made, and measuring it first cost more than the copy.
+  char16_t block[512];
+  // The most that one step writes: an escaped character of four bytes, or a run of eight kept
+  // units, and the unit that an escape's store writes beyond itself.
+  constexpr std::size_t kMostPerStep = 12 + kSpill;
+  std::memcpy(block, kPartRoot.data(), kPartRoot.size() * sizeof(char16_t));
+  char16_t* to = block + kPartRoot.size();
+  char16_t const* const units = path.data();
+  std::size_t const count = path.size();
+  std::uint32_t bytes[4];
+  for (std::size_t at = 0; at < count;) {
+    if (static_cast<std::size_t>(std::end(block) - to) < kMostPerStep) {
+      out.append(block, static_cast<std::size_t>(to - block));
+      to = block;
+    }
+    char16_t const unit = units[at];
+    if (isKept(unit)) {
+#if defined(__SSE2__)
+      // A run of kept units from here: all eight are stored, and those past the run written
+      // over next.
+      if (count - at >= kStep) {
+        __m128i const step = loadStep(units + at);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(to), step);
+        std::size_t const run = leadingLanes(keptLanes(step));
+        to += run;
+        at += run;
+        continue;
+      }
+#endif
+      *to++ = unit;
+      ++at;
+    } else if (unit < 0x80) {
+      to = putEscape(to, unit);
+      ++at;
+    } else if (unit < 0x800) {
+      // The two- and three-byte characters, by far the most of another script, written out
+      // without the loop over their bytes.
+      to = putEscape(to, 0xC0 | (unit >> 6));
+      to = putEscape(to, 0x80 | (unit & 0x3F));
+      ++at;
+    } else if (!isHighSurrogate(unit) && !isLowSurrogate(unit)) {
+      to = putEscape(to, 0xE0 | (unit >> 12));
+      to = putEscape(to, 0x80 | ((unit >> 6) & 0x3F));
+      to = putEscape(to, 0x80 | (unit & 0x3F));
+      ++at;
+    } else {
+      std::size_t const n = utf8Of(path, at, bytes);
+      for (std::size_t i = 0; i < n; ++i) to = putEscape(to, bytes[i]);
+    }
+  }
+  out.append(block, static_cast<std::size_t>(to - block));
 }
 
 bool isEncodedPartNameOf(std::u16string_view path, std::u16string_view name) {
-  // Compared a block at a time as it is made, without making the whole.
-  if (name.size() < kPartRoot.size() + path.size()) return false;
-  std::size_t compared = 0;
-  bool const same = encodeInBlocks(path, [&](char16_t const* units, std::size_t count) {
-    if (name.size() - compared < count ||
-        std::memcmp(name.data() + compared, units, count * sizeof(char16_t)) != 0) {
+  // Compared character by character against the name as it stands, without making any of it:
+  // a file's part name is checked once per file as a manifest is read.
+  if (name.size() < kPartRoot.size() + path.size() ||
+      std::memcmp(name.data(), kPartRoot.data(), kPartRoot.size() * sizeof(char16_t)) != 0) {
+    return false;
+  }
+  char16_t const* at = name.data() + kPartRoot.size();
+  char16_t const* const end = name.data() + name.size();
+  // Whether the escape of `byte` comes next.
+  auto const escapeNext = [&at, end](std::uint32_t byte) {
+    std::uint64_t units = 0;
+    // Eight bytes where the name has them, else the last three units alone: never past its end.
+    if (end - at >= 4) {
+      std::memcpy(&units, at, sizeof units);
+    } else if (end - at == 3) {
+      std::memcpy(&units, at, 3 * sizeof(char16_t));
+    } else {
       return false;
     }
-    compared += count;
+    if ((units & kEscapeMask) != kEscapes.of[byte]) return false;
+    at += 3;
     return true;
-  });
-  return same && compared == name.size();
+  };
+  char16_t const* const units = path.data();
+  std::size_t const count = path.size();
+  std::uint32_t bytes[4];
+  for (std::size_t i = 0; i < count;) {
+    char16_t const unit = units[i];
+    if (isKept(unit)) {
+#if defined(__SSE2__)
+      // A run of kept units from here, as long as the name has them too.
+      if (count - i >= kStep && end - at >= static_cast<std::ptrdiff_t>(kStep)) {
+        __m128i const step = loadStep(units + i);
+        std::size_t const run =
+            leadingLanes(_mm_and_si128(keptLanes(step), _mm_cmpeq_epi16(step, loadStep(at))));
+        if (run == 0) return false;
+        i += run;
+        at += run;
+        continue;
+      }
+#endif
+      if (at == end || *at != unit) return false;
+      ++at;
+      ++i;
+    } else if (unit < 0x80) {
+      if (!escapeNext(unit)) return false;
+      ++i;
+    } else if (unit < 0x800) {
+      if (!escapeNext(0xC0 | (unit >> 6)) || !escapeNext(0x80 | (unit & 0x3F))) return false;
+      ++i;
+    } else if (!isHighSurrogate(unit) && !isLowSurrogate(unit)) {
+      if (!escapeNext(0xE0 | (unit >> 12)) || !escapeNext(0x80 | ((unit >> 6) & 0x3F)) ||
+          !escapeNext(0x80 | (unit & 0x3F))) {
+        return false;
+      }
+      ++i;
+    } else {
+      std::size_t const n = utf8Of(path, i, bytes);
+      for (std::size_t k = 0; k < n; ++k) {
+        if (!escapeNext(bytes[k])) return false;
+      }
+    }
+  }
+  return at == end;
 }
 
 }  // namespace detail
