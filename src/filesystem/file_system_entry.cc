@@ -8,6 +8,7 @@
 
 #include <opc/vkservices/file_system_entry.h>
 
+#include "filesystem/encoded_part_name.h"
 #include "filesystem/file_system_entry_access.h"
 #include "filesystem/file_system_node.h"
 
@@ -16,11 +17,9 @@ namespace vkservices {
 
 namespace {
 
-constexpr std::u16string_view kPartRoot = u"/fsroot";
-
 // How the content name of a record follows from its path, so that the usual ones cost no
 // text of their own: a folder's is its path, and a file's part is mostly named after it.
-enum class ContentForm : std::uint8_t { kOwn, kPath, kPartRootPath };
+enum class ContentForm : std::uint8_t { kOwn, kPath, kPartRootPath, kPartRootEncodedPath };
 
 // Equal texts, compared as one block of memory: a listing makes an entry per node, and the
 // comparison unit by unit that char16_t texts get otherwise cost more than the rest of it.
@@ -43,12 +42,26 @@ struct FileSystemEntry::Impl {
         path(source.getPathName()),
         record(source.record_),
         generation(source.generation_) {
+    using ContentFromPath = FileSystemNode::ContentFromPath;
+    switch (source.contentFromPath_) {
+      case ContentFromPath::kPath:
+        form = ContentForm::kPath;
+        return;
+      case ContentFromPath::kPartRootAndPath:
+        form = ContentForm::kPartRootPath;
+        return;
+      case ContentFromPath::kPartRootAndEncodedPath:
+        form = ContentForm::kPartRootEncodedPath;
+        return;
+      case ContentFromPath::kStored:
+        break;
+    }
     std::u16string_view const content = source.getContentName();
     if (sameUnits(content, path)) {
       form = ContentForm::kPath;
-    } else if (content.size() == kPartRoot.size() + path.size() &&
-               sameUnits(content.substr(0, kPartRoot.size()), kPartRoot) &&
-               sameUnits(content.substr(kPartRoot.size()), path)) {
+    } else if (content.size() == detail::kPartRoot.size() + path.size() &&
+               sameUnits(content.substr(0, detail::kPartRoot.size()), detail::kPartRoot) &&
+               sameUnits(content.substr(detail::kPartRoot.size()), path)) {
       form = ContentForm::kPartRootPath;
     } else {
       ownContent = content;
@@ -60,7 +73,12 @@ struct FileSystemEntry::Impl {
       case ContentForm::kPath:
         return path;
       case ContentForm::kPartRootPath:
-        return std::u16string(kPartRoot) + path;
+        return std::u16string(detail::kPartRoot) + path;
+      case ContentForm::kPartRootEncodedPath: {
+        std::u16string content;
+        detail::appendEncodedPartName(path, content);
+        return content;
+      }
       case ContentForm::kOwn:
         break;
     }

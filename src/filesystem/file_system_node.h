@@ -84,7 +84,18 @@ class FileSystemNode {
   // and again for a walk makes no new text once its strings are long enough.
   void assignPath(std::u16string_view path);
 
+  // How the content name follows from the path when a tree's listing left contentName_ empty
+  // (FileSystemTree::visitChildNodes), for the entry made of the node to make it when asked;
+  // kStored, the content name in contentName_, everywhere else.
+  enum class ContentFromPath : std::uint8_t {
+    kStored,
+    kPath,                    // the path itself (a folder)
+    kPartRootAndPath,         // "/fsroot" and the path
+    kPartRootAndEncodedPath,  // "/fsroot" and the path encoded (appendEncodedPartName)
+  };
+
   FileSystemNodeType type_;
+  ContentFromPath contentFromPath_ = ContentFromPath::kStored;
   std::uint32_t baseStart_;
   std::u16string pathName_;
   std::u16string contentName_;

@@ -516,21 +516,45 @@ void FileSystemTree::fillNode(NodeIndex index, std::u16string_view key,
   NodeRecord const& record = table_[index];
   node.type_ = static_cast<FileSystemNodeType>(record.type);
   node.assignPath(key);
+  // A content name that follows from the path is not made: the entry that a listing makes of
+  // the node makes it if it is asked for it, and a listing of names never asks.  Not where the
+  // node's path differs from the key ("//a" is "/a"): the name follows from the key.
+  using ContentFromPath = FileSystemNode::ContentFromPath;
+  node.contentFromPath_ = ContentFromPath::kStored;
+  bool const keyIsPath = node.pathName_.size() == key.size();
   switch (record.contentForm) {
     case detail::ContentForm::kPath:
-      node.contentName_.assign(key);
+      node.contentFromPath_ = ContentFromPath::kPath;
       break;
     case detail::ContentForm::kFsrootPath:
-      node.contentName_.assign(kPartRoot);
-      node.contentName_.append(key);
+      node.contentFromPath_ = ContentFromPath::kPartRootAndPath;
       break;
     case detail::ContentForm::kFsrootEncodedPath:
-      node.contentName_.clear();
-      appendEncodedPartName(key, node.contentName_);
+      node.contentFromPath_ = ContentFromPath::kPartRootAndEncodedPath;
       break;
     case detail::ContentForm::kOwn:
-      node.contentName_.assign(table_.contentOf(index));
       break;
+  }
+  if (node.contentFromPath_ != ContentFromPath::kStored && keyIsPath) {
+    node.contentName_.clear();
+  } else {
+    node.contentFromPath_ = ContentFromPath::kStored;
+    switch (record.contentForm) {
+      case detail::ContentForm::kPath:
+        node.contentName_.assign(key);
+        break;
+      case detail::ContentForm::kFsrootPath:
+        node.contentName_.assign(kPartRoot);
+        node.contentName_.append(key);
+        break;
+      case detail::ContentForm::kFsrootEncodedPath:
+        node.contentName_.clear();
+        appendEncodedPartName(key, node.contentName_);
+        break;
+      case detail::ContentForm::kOwn:
+        node.contentName_.assign(table_.contentOf(index));
+        break;
+    }
   }
   node.permissions_ = record.hasPermissions
                           ? boost::optional<opc::Perms::Perms_tag>(

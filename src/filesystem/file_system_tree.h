@@ -95,7 +95,10 @@ class FileSystemTree {
                         std::function<void(FileSystemNode&&)> const& visit) const;
   // Calls `visit` with each node that childNodes(path) would give, in the same order, as one
   // node filled again for each child: valid during the call only, and copied by a caller that
-  // keeps it.  A listing then makes no text per child beyond what the caller keeps.
+  // keeps it.  A listing then makes no text per child beyond what the caller keeps.  The node
+  // is for making a FileSystemEntry of (FileSystemManager's listings): a content name that
+  // follows from the path is left for the entry to make when it is asked for it, and the
+  // node's getContentName() is then empty.
   void visitChildNodes(std::u16string const& path,
                        std::function<void(FileSystemNode const&)> const& visit) const;
   // How many children childNodes(path) would give.

@@ -284,4 +284,25 @@ TEST(FileSystemManagerEntriesTest, EveryChangeIsSavedAndNothingElse) {
   EXPECT_EQ(pathsOf(r.manager->getAllLeafs()), (Paths{u"/folder", u"/keep"}));
 }
 
+// A listing's entries make their content names only when asked: each must still give the
+// name that the entry found by its path gives, in every form the tree keeps it in.
+TEST(FileSystemManagerEntriesTest, ChildrenGiveTheContentNamesOfTheEntriesAtTheirPaths) {
+  ManagedPackage p;
+  makeFile(p, u"/plain.txt");
+  makeFile(p, u"/\u00e9 x\U0001F600.txt");
+  p.manager->createFolder(u"/d");
+  makeFile(p, u"/d/\u65e5");
+  p.manager->createLink(u"/l", u"/plain.txt");
+  std::vector<std::u16string> names;
+  for (std::u16string const folder : {u"/", u"/d"}) {
+    for (FileSystemEntry const& child : p.manager->getChildren(folder)) {
+      std::u16string const name = FileSystemEntryAccess::contentName(child);
+      EXPECT_EQ(name, FileSystemEntryAccess::contentName(p.manager->getEntry(child.getPathName())));
+      names.push_back(name);
+    }
+  }
+  EXPECT_EQ(names, (Paths{u"/fsroot/plain.txt", u"/fsroot/%C3%A9%20x%F0%9F%98%80.txt", u"/d",
+                          u"/plain.txt", u"/fsroot/d/%E6%97%A5"}));
+}
+
 }  // namespace
