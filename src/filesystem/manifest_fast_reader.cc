@@ -264,26 +264,28 @@ class ManifestFastReader::Scan {
     return std::string_view(reinterpret_cast<char const*>(from), at_ - from);
   }
 
-  // "=", a quoted value, its references replaced, into `out`.
-  bool attributeValue(std::u16string& out) {
-    return model::strict_xml::takeAttributeValue(at_, end_, out,
-                                                 [this](std::u16string& text) { plainRun(text); });
+  // "=", a quoted value, its references replaced, into the first `length` units of `buffer`.
+  bool attributeValue(std::u16string& buffer, std::size_t& length) {
+    return model::strict_xml::takeAttributeValueInto(
+        at_, end_, buffer, length,
+        [](unsigned char const* from, unsigned char const* end, std::u16string& into,
+           std::size_t& used) { return plainRun(from, end, into, used); });
   }
 
  private:
-  // Printable ASCII up to the quote or a byte that needs a closer look, widened in one go: by
-  // far the most of a manifest.
-  void plainRun(std::u16string& out) {
-    unsigned char const* const from = at_;
+  // Printable ASCII from `from` up to a byte that needs a closer look, widened in one go: by far
+  // the most of a manifest.  Called at a byte that is plain or the quote that does not close
+  // this value; returns the end of the run.
+  static unsigned char const* plainRun(unsigned char const* from, unsigned char const* end,
+                                       std::u16string& into, std::size_t& used) {
     unsigned char const* run = from;
-    // Called at a byte that is plain or the quote that does not close this value.
     if (!kPlain.of[*run]) ++run;
-    run = plainEnd(run, end_);
+    run = plainEnd(run, end);
     std::size_t const n = static_cast<std::size_t>(run - from);
-    std::size_t const old = out.size();
-    out.resize(old + n);
-    widen(from, n, &out[old]);
-    at_ = run;
+    model::strict_xml::makeRoom(into, used, n);
+    widen(from, n, &into[used]);
+    used += n;
+    return run;
   }
 
   bool pseudoAttribute(std::string_view name, std::initializer_list<std::string_view> allowed) {
@@ -388,7 +390,9 @@ bool ManifestFastReader::startTag(Scan& scan, std::u16string_view const* names, 
     std::size_t index = 0;
     while (index < count && !spells(name, names[index])) ++index;
     if (index == count || (present & (1u << index)) != 0) return false;
-    if (!scan.attributeValue(values_[index])) return false;
+    std::size_t length = 0;
+    if (!scan.attributeValue(buffers_[index], length)) return false;
+    values_[index] = std::u16string_view(buffers_[index].data(), length);
     present |= 1u << index;
     attributes_.push_back(opc::model::XmlStreamAttribute{names[index], values_[index]});
   }
@@ -399,11 +403,11 @@ bool ManifestFastReader::entry(Scan& scan, opc::model::XmlStreamHandler& handler
   bool empty = false;
   if (!startTag(scan, kEntryNames, std::size(kEntryNames), present, empty)) return false;
   // name, content and type are required; the type is one of the three words as they stand.
-  std::u16string const& type = values_[2];
+  std::u16string_view const type = values_[2];
   if ((present & 0x7) != 0x7 || (type != kFile && type != kSymLink && type != kFolder)) {
     return false;
   }
-  std::u16string const& date = values_[4];
+  std::u16string_view const date = values_[4];
   if ((present & 0x10) != 0 && !date.empty() && !isPlainDateTime(date)) return false;
   emitStart(kFileEntry, 1, handler);
   if (!empty) {

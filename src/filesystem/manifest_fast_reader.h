@@ -89,9 +89,10 @@ class ManifestFastReader {
                  opc::model::XmlStreamHandler& handler);
   void emitEnd(std::size_t depth, opc::model::XmlStreamHandler& handler);
 
-  // The decoded values of the attributes of the element at hand, one room per known name, and
-  // the views that the handler is given.
-  std::u16string values_[5];
+  // The decoded values of the attributes of the element at hand, one room per known name: views
+  // into buffers that only grow, and that the handler is given.
+  std::u16string buffers_[5];
+  std::u16string_view values_[5];
   std::vector<opc::model::XmlStreamAttribute> attributes_;
   std::exception_ptr refusal_;
   std::size_t window_;

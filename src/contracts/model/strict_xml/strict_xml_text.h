@@ -7,6 +7,7 @@
 #ifndef OPC_MODEL_STRICT_XML_STRICT_XML_TEXT_H_
 #define OPC_MODEL_STRICT_XML_STRICT_XML_TEXT_H_
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -42,10 +43,13 @@ inline bool takeText(unsigned char const*& at, unsigned char const* end, std::st
   return true;
 }
 
+// What the decoders below give for bytes that are not a character they take.
+inline constexpr std::uint32_t kNoCharacter = 0xFFFFFFFFu;
+
 // One character of two to four bytes at `at` (before `end`), decoded strictly: no overlong
 // form, no surrogate, no code point above U+10FFFF, and only characters that XML allows.
-// Appends it to `out` and moves `at` past it; false, with `at` where it was, otherwise.
-inline bool takeMultiByte(unsigned char const*& at, unsigned char const* end, std::u16string& out) {
+// Returns it and moves `at` past it; kNoCharacter, with `at` where it was, otherwise.
+inline std::uint32_t multiByteCharacter(unsigned char const*& at, unsigned char const* end) {
   unsigned char const lead = *at;
   std::size_t length = 0;
   std::uint32_t c = 0;
@@ -65,36 +69,40 @@ inline bool takeMultiByte(unsigned char const*& at, unsigned char const* end, st
     if (lead == 0xF0) low = 0x90;
     if (lead == 0xF4) high = 0x8F;
   } else {
-    return false;
+    return kNoCharacter;
   }
-  if (static_cast<std::size_t>(end - at) < length) return false;
+  if (static_cast<std::size_t>(end - at) < length) return kNoCharacter;
   for (std::size_t i = 1; i < length; ++i) {
     unsigned char const next = at[i];
-    if (next < (i == 1 ? low : 0x80) || next > (i == 1 ? high : 0xBF)) return false;
+    if (next < (i == 1 ? low : 0x80) || next > (i == 1 ? high : 0xBF)) return kNoCharacter;
     c = (c << 6) | (next & 0x3F);
   }
-  if (!isXmlChar(c)) return false;
+  if (!isXmlChar(c)) return kNoCharacter;
   at += length;
+  return c;
+}
+
+// As multiByteCharacter, the character appended to `out`; false for bytes it does not take.
+inline bool takeMultiByte(unsigned char const*& at, unsigned char const* end, std::u16string& out) {
+  std::uint32_t const c = multiByteCharacter(at, end);
+  if (c == kNoCharacter) return false;
   appendCodePoint(out, c);
   return true;
 }
 
 // "&" at `at` and one of the five predefined entities or a character reference of a character
-// that XML allows: its character appended to `out`.  False otherwise, with `at` somewhere in
-// the reference: the reader gives up then.
-inline bool takeReference(unsigned char const*& at, unsigned char const* end, std::u16string& out) {
+// that XML allows: its character.  kNoCharacter otherwise, with `at` somewhere in the
+// reference: the reader gives up then.
+inline std::uint32_t referenceCharacter(unsigned char const*& at, unsigned char const* end) {
   static constexpr struct {
     std::string_view text;
     char16_t character;
   } kEntities[] = {
       {"&lt;", u'<'}, {"&gt;", u'>'}, {"&amp;", u'&'}, {"&quot;", u'"'}, {"&apos;", u'\''}};
   for (auto const& entity : kEntities) {
-    if (takeText(at, end, entity.text)) {
-      out.push_back(entity.character);
-      return true;
-    }
+    if (takeText(at, end, entity.text)) return entity.character;
   }
-  if (!takeText(at, end, "&#")) return false;
+  if (!takeText(at, end, "&#")) return kNoCharacter;
   bool const hex = takeText(at, end, "x");
   std::uint32_t c = 0;
   std::size_t count = 0;
@@ -108,16 +116,35 @@ inline bool takeReference(unsigned char const*& at, unsigned char const* end, st
     } else if (hex && d >= 'A' && d <= 'F') {
       value = d - 'A' + 10;
     } else {
-      return false;
+      return kNoCharacter;
     }
     // Eight digits hold every character; more, even leading zeros, are left to the parser.
-    if (++count > 8) return false;
+    if (++count > 8) return kNoCharacter;
     c = c * (hex ? 16 : 10) + value;
     ++at;
   }
-  if (count == 0 || !takeText(at, end, ";") || !isXmlChar(c)) return false;
+  if (count == 0 || !takeText(at, end, ";") || !isXmlChar(c)) return kNoCharacter;
+  return c;
+}
+
+// As referenceCharacter, the character appended to `out`; false for what it does not take.
+inline bool takeReference(unsigned char const*& at, unsigned char const* end, std::u16string& out) {
+  std::uint32_t const c = referenceCharacter(at, end);
+  if (c == kNoCharacter) return false;
   appendCodePoint(out, c);
   return true;
+}
+
+// Writes `c` at `to` as one UTF-16 unit or a surrogate pair; returns the end of what it wrote.
+inline char16_t* putCodePoint(char16_t* to, std::uint32_t c) {
+  if (c < 0x10000) {
+    *to++ = static_cast<char16_t>(c);
+  } else {
+    c -= 0x10000;
+    *to++ = static_cast<char16_t>(0xD800 + (c >> 10));
+    *to++ = static_cast<char16_t>(0xDC00 + (c & 0x3FF));
+  }
+  return to;
 }
 
 // Whitespace as XML has it: space, tab, line feed, carriage return.
@@ -157,6 +184,55 @@ bool takeAttributeValue(unsigned char const*& at, unsigned char const* end, std:
     } else {
       takePlain(out);
     }
+  }
+  return false;
+}
+
+// Makes room in `buffer` for `count` units after its first `used`, keeping those: it only
+// grows, at least doubling.
+inline void makeRoom(std::u16string& buffer, std::size_t used, std::size_t count) {
+  if (buffer.size() - used < count) buffer.resize(std::max(buffer.size() * 2, used + count));
+}
+
+// As takeAttributeValue, with the same outcome for every input, decoding into the first
+// `length` units of `buffer` instead: a buffer that only grows, so that a reader that reuses it
+// for each value of an attribute grows it for the first long values alone, and not a unit or a
+// run at a time through the appends of a string.  `takePlain(at, end, buffer, used)` takes the
+// bytes that need no decoding: called at a printable ASCII byte (or the quote that does not
+// close this value), it writes their units after the first `used` of `buffer` (making room
+// with makeRoom), adds their count to `used` and returns the end of the bytes it took, at
+// least that first one.
+template <typename TakePlain>
+bool takeAttributeValueInto(unsigned char const*& at, unsigned char const* end,
+                            std::u16string& buffer, std::size_t& length, TakePlain&& takePlain) {
+  skipSpaces(at, end);
+  if (!takeText(at, end, "=")) return false;
+  skipSpaces(at, end);
+  if (at == end || (*at != '"' && *at != '\'')) return false;
+  unsigned char const quote = *at++;
+  std::size_t used = 0;
+  while (at != end) {
+    unsigned char const c = *at;
+    std::uint32_t character = 0;
+    if (c == quote) {
+      ++at;
+      length = used;
+      return true;
+    }
+    if (c >= 0x80) {
+      character = multiByteCharacter(at, end);
+    } else if (c == '&') {
+      character = referenceCharacter(at, end);
+    } else if (c < 0x20 || c == '<') {
+      return false;
+    } else {
+      at = takePlain(at, end, buffer, used);
+      continue;
+    }
+    if (character == kNoCharacter) return false;
+    makeRoom(buffer, used, 2);
+    char16_t* const first = &buffer[0];
+    used = static_cast<std::size_t>(putCodePoint(first + used, character) - first);
   }
   return false;
 }
