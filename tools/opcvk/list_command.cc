@@ -58,10 +58,49 @@ std::string shownPath(FileSystemManager& files, WalkedEntry const& walked,
   return shown;
 }
 
+// Whether displayText writes UTF-8, told once by what it makes of a character outside ASCII:
+// the codeset of nearly every terminal, in which a plain listing writes its lines itself.
+bool displaysUtf8() { return displayText(u"\u00e9") == "\xC3\xA9"; }
+
+// Writes `path` into `line` as displayText does in a UTF-8 codeset, an unpaired surrogate as
+// "?", in the text the line already holds: a listing of names of another script otherwise
+// makes a string for every one of them.
+void putUtf8Line(std::u16string const& path, std::string& line) {
+  // No unit takes more than three bytes; a surrogate pair takes four for its two units.
+  line.resize(3 * path.size());
+  char16_t const* const units = path.data();
+  std::size_t const count = path.size();
+  char* const first = line.data();
+  char* to = first;
+  for (std::size_t i = 0; i < count;) {
+    char32_t c = units[i++];
+    if (c < 0x80) {
+      *to++ = static_cast<char>(c);
+    } else if (c < 0x800) {
+      *to++ = static_cast<char>(0xC0 | (c >> 6));
+      *to++ = static_cast<char>(0x80 | (c & 0x3F));
+    } else if (c >= 0xD800 && c < 0xDC00 && i < count && units[i] >= 0xDC00 && units[i] < 0xE000) {
+      c = 0x10000 + ((c - 0xD800) << 10) + (units[i++] - 0xDC00);
+      *to++ = static_cast<char>(0xF0 | (c >> 18));
+      *to++ = static_cast<char>(0x80 | ((c >> 12) & 0x3F));
+      *to++ = static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+      *to++ = static_cast<char>(0x80 | (c & 0x3F));
+    } else if (c >= 0xD800 && c < 0xE000) {
+      *to++ = '?';
+    } else {
+      *to++ = static_cast<char>(0xE0 | (c >> 12));
+      *to++ = static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+      *to++ = static_cast<char>(0x80 | (c & 0x3F));
+    }
+  }
+  line.resize(static_cast<std::size_t>(to - first));
+}
+
 // The line of a path in a plain listing, in `line`, kept by the caller from line to line so
 // that a listing does not allocate a text per entry.  A path of ASCII alone, nearly every one,
-// reads the same in every codeset; any other goes through displayText.
-void nameLine(WalkedEntry const& walked, std::string& line, Output& out) {
+// reads the same in every codeset; any other goes through displayText, or is written here when
+// `utf8` says that displayText writes UTF-8.
+void nameLine(WalkedEntry const& walked, bool utf8, std::string& line, Output& out) {
   std::u16string const& path = walked.path;
   line.resize(path.size());
   // Every unit is narrowed and the units are or-ed together, then looked at once: a loop
@@ -76,7 +115,13 @@ void nameLine(WalkedEntry const& walked, std::string& line, Output& out) {
     seen |= units[i];
     bytes[i] = static_cast<char>(units[i]);
   }
-  if (seen >= 0x80) line = displayText(path);
+  if (seen >= 0x80) {
+    if (utf8) {
+      putUtf8Line(path, line);
+    } else {
+      line = displayText(path);
+    }
+  }
   if (walked.entry.isFolder()) line += '/';
   out.line(line);
 }
@@ -140,8 +185,9 @@ void runList(ListOptions const& options) {
   }
   if (!options.json && !options.longFormat) {
     std::string line;
+    bool const utf8 = displaysUtf8();
     walkEntries(files, path, WalkOrder::kByPath,
-                [&](WalkedEntry const& walked) { nameLine(walked, line, out); });
+                [&](WalkedEntry const& walked) { nameLine(walked, utf8, line, out); });
     return;
   }
   FileParts parts(open.package(), files);
