@@ -173,7 +173,8 @@ bool isPlainDecimal(std::u16string_view text) {
 // A cursor over the bytes of one document, all in memory or a window of them from a stream.
 // Every operation that fails leaves the reader to give up, so none of them needs to restore the
 // position; an operation that meets the end of the window fails as at the end of the document,
-// which is why the reader refills before each element.
+// which is why the reader reads an element again from its start after a refill (refillFrom)
+// before it gives up on it.
 class ManifestFastReader::Scan {
  public:
   Scan(unsigned char const* data, std::size_t size) : at_(data), end_(data + size) {}
@@ -191,22 +192,23 @@ class ManifestFastReader::Scan {
   // Makes at least half a window lie ahead, or the rest of the document: the bytes ahead move
   // to the front and the source fills the rest.  An exception of the source passes through.
   void refill() {
-    std::size_t const ahead = static_cast<std::size_t>(end_ - at_);
-    if (!more() || ahead >= windowSize_ / 2) return;
-    std::memmove(window_, at_, ahead);
-    std::size_t size = ahead;
-    at_ = window_;
-    end_ = window_ + size;
-    // One read for the whole room first: a stream that inflates a small item whole does it
-    // straight into a buffer that can take all of it.
-    std::size_t want = windowSize_ - size;
-    while (size < windowSize_ && !source_->isDone()) {
-      std::size_t const count = source_->read(window_ + size, std::min(want, windowSize_ - size));
-      size += count;
-      *consumed_ += count;
-      end_ = window_ + size;
-      want = kStep;
-    }
+    if (!more() || static_cast<std::size_t>(end_ - at_) >= windowSize_ / 2) return;
+    fillFrom(at_);
+  }
+
+  // Where the cursor stands.
+  unsigned char const* position() const { return at_; }
+
+  // Makes the bytes from `start` (at or before the cursor, in the window) lie at the front of
+  // the window with the source's next bytes after them, the cursor at `start` again: for an
+  // element that met the end of the window, to be read again whole.  Only the bytes of that one
+  // element move, not half a window before every element.  False, changing nothing, when no
+  // byte could come in: the source is done, or the element began at the front of a window that
+  // it fills.  An exception of the source passes through.
+  bool refillFrom(unsigned char const* start) {
+    if (!more() || start == window_) return false;
+    fillFrom(start);
+    return true;
   }
 
   // Skips whitespace, refilling as it runs out; whether there was any.
@@ -306,6 +308,25 @@ class ManifestFastReader::Scan {
     return false;
   }
 
+  // Moves the bytes from `from` to the end of the window to its front, the cursor to their
+  // first, and fills the rest of the window from the source as far as it goes.
+  void fillFrom(unsigned char const* from) {
+    std::size_t size = static_cast<std::size_t>(end_ - from);
+    std::memmove(window_, from, size);
+    at_ = window_;
+    end_ = window_ + size;
+    // One read for the whole room first: a stream that inflates a small item whole does it
+    // straight into a buffer that can take all of it.
+    std::size_t want = windowSize_ - size;
+    while (size < windowSize_ && !source_->isDone()) {
+      std::size_t const count = source_->read(window_ + size, std::min(want, windowSize_ - size));
+      size += count;
+      *consumed_ += count;
+      end_ = window_ + size;
+      want = kStep;
+    }
+  }
+
   // Whether the source has bytes that are not in the window yet.
   bool more() const { return source_ != nullptr && !source_->isDone(); }
 
@@ -354,20 +375,28 @@ bool ManifestFastReader::readDocument(Scan& scan, opc::model::XmlStreamHandler& 
   if (!empty) {
     for (;;) {
       scan.skipAllSpace();
-      // Each element is read from a window that holds it whole, unless it is longer than half.
-      scan.refill();
-      if (scan.take("</fileEntries")) {
-        scan.skipSpace();
-        if (!scan.take(">")) return false;
-        break;
+      // An element that meets the end of the window is read again from its start after a
+      // refill, so that one of up to a window is read whole; nothing of it reached the handler.
+      unsigned char const* const start = scan.position();
+      bool last = false;
+      if (!element(scan, handler, last)) {
+        if (!scan.refillFrom(start) || !element(scan, handler, last)) return false;
       }
-      if (!scan.take("<fileEntry") || !scan.atNameEnd()) return false;
-      if (!entry(scan, handler)) return false;
+      if (last) break;
     }
   }
   emitEnd(0, handler);
   scan.skipAllSpace();
   return scan.atEnd();
+}
+
+bool ManifestFastReader::element(Scan& scan, opc::model::XmlStreamHandler& handler, bool& last) {
+  if (scan.take("</fileEntries")) {
+    scan.skipSpace();
+    last = true;
+    return scan.take(">");
+  }
+  return scan.take("<fileEntry") && scan.atNameEnd() && entry(scan, handler);
 }
 
 bool ManifestFastReader::startTag(Scan& scan, std::u16string_view const* names, std::size_t count,
@@ -409,7 +438,6 @@ bool ManifestFastReader::entry(Scan& scan, opc::model::XmlStreamHandler& handler
   }
   std::u16string_view const date = values_[4];
   if ((present & 0x10) != 0 && !date.empty() && !isPlainDateTime(date)) return false;
-  emitStart(kFileEntry, 1, handler);
   if (!empty) {
     // The element's text is allowed and never used; only whitespace is taken here.
     scan.skipSpace();
@@ -417,6 +445,8 @@ bool ManifestFastReader::entry(Scan& scan, opc::model::XmlStreamHandler& handler
     scan.skipSpace();
     if (!scan.take(">")) return false;
   }
+  // Told once the element is read whole: one that meets the end of the window is read again.
+  emitStart(kFileEntry, 1, handler);
   emitEnd(1, handler);
   return true;
 }

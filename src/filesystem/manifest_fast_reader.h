@@ -34,9 +34,11 @@ namespace detail {
 // encodings, prefixes, other attributes, a raw tab, line feed or carriage return inside a
 // value, the older form) makes it give up.
 //
-// A document is read either from memory or from a stream through a window of a fixed size, which
-// is refilled whenever less than half of it lies ahead: an element (or a run of whitespace) of
-// up to half a window is always read whole, and one that does not fit makes the reader give up.
+// A document is read either from memory or from a stream through a window of a fixed size.  An
+// element that meets the end of the window is read again from its start once the window holds
+// it and what follows: an element of up to a window is read whole, with only its own bytes
+// moved, and one that does not fit makes the reader give up.  Whitespace between elements may
+// run to any length.
 //
 // Not thread-safe; one object may read any number of documents in turn.
 class ManifestFastReader {
@@ -78,6 +80,9 @@ class ManifestFastReader {
 
   // Both forms of read() once the scan is set up.
   bool readDocument(Scan& scan, opc::model::XmlStreamHandler& handler);
+  // The root's end tag, then `last` is set, or one `fileEntry`, read whole before the handler is
+  // given it.  False to give up, or to read it again after a refill.
+  bool element(Scan& scan, opc::model::XmlStreamHandler& handler, bool& last);
   // The attributes of a start tag, from behind its name to its ">" or "/>" (`empty` tells
   // which), each one of the `count` known `names` at most once; `present` gets a bit per name
   // found, in the order of `names`.  False to give up.

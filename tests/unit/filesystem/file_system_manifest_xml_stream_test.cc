@@ -183,7 +183,28 @@ TEST(FileSystemManifestXmlStreamTest, GivesUpAfterABadValueAndTellsTheParsersVer
   expectParserOutcome(faulty, 4096, verdict);
 }
 
-TEST(FileSystemManifestXmlStreamTest, LeavesAnElementLongerThanHalfTheWindowToTheParser) {
+TEST(FileSystemManifestXmlStreamTest, ReadsElementsLongerThanHalfTheWindowWithoutTheParser) {
+  // Elements of 200 to 250 bytes in a window of 256, cut by the window's end at every offset.
+  std::string body;
+  for (int i = 0; i < 40; ++i) {
+    body += "<fileEntry name=\"/" + std::string(150 + i, static_cast<char>('a' + i % 26)) +
+            "\" content=\"/x\" type=\"File\"/>\n";
+  }
+  std::string const xml = document(body);
+  Outcome const reference = parsed(xml);
+  ASSERT_EQ(reference.error, "");
+  ASSERT_EQ(reference.leaves, 40u);
+  FileSystemManifestXml manifest(256);
+  Reopenable source(xml);
+  Outcome const outcome = manifestReadOutcomeOf(
+      [&](FileSystemTree& tree) { manifest.read(source.first, tree, source.reopen()); });
+  EXPECT_EQ(outcome.error, "");
+  EXPECT_TRUE(outcome.shape == reference.shape);
+  EXPECT_EQ(manifest.parserReads(), 0u);
+  EXPECT_EQ(source.reopens, 0);
+}
+
+TEST(FileSystemManifestXmlStreamTest, LeavesAnElementLongerThanTheWindowToTheParser) {
   std::string const xml = document(entries(0, 20) + "<fileEntry name=\"/" + std::string(300, 'n') +
                                    "\" content=\"/x\" type=\"File\"/>");
   Outcome const reference = parsed(xml);
