@@ -29,6 +29,12 @@ constexpr std::u16string_view kRootNames[] = {kXmlns, kCreatedByEncoding, kCreat
                                               kVersion};
 constexpr std::u16string_view kEntryNames[] = {kName, kContent, kType, kPermissions, kDate};
 
+// The attributes in the order in which the writer puts them, by name, as indices into the lists
+// above: the reader tries the one that comes next in this order before it reads a name and
+// looks it up.  Any order is read; this one is read fastest.
+constexpr std::uint8_t kRootOrder[] = {0, 1, 2, 3};
+constexpr std::uint8_t kEntryOrder[] = {1, 4, 0, 3, 2};
+
 // The most that one read of a stream asks for after the first: a stream may take the size of a
 // read as the size of a buffer of its own.
 constexpr std::size_t kStep = 256 * 1024;
@@ -259,6 +265,19 @@ class ManifestFastReader::Scan {
     return take("?>");
   }
 
+  // Consumes `name` if the input goes on with it and then with no further letter: the name
+  // that attributeName() would give.
+  bool takeName(std::u16string_view name) {
+    std::size_t const size = name.size();
+    if (static_cast<std::size_t>(end_ - at_) < size) return false;
+    for (std::size_t i = 0; i < size; ++i) {
+      if (at_[i] != name[i]) return false;
+    }
+    if (static_cast<std::size_t>(end_ - at_) > size && kLetter.of[at_[size]]) return false;
+    at_ += size;
+    return true;
+  }
+
   // A name of ASCII letters, up to "=" or whitespace.
   std::string_view attributeName() {
     unsigned char const* const from = at_;
@@ -367,7 +386,7 @@ bool ManifestFastReader::readDocument(Scan& scan, opc::model::XmlStreamHandler& 
   if (!scan.take("<fileEntries") || !scan.atNameEnd()) return false;
   unsigned present = 0;
   bool empty = false;
-  if (!startTag(scan, kRootNames, std::size(kRootNames), present, empty)) return false;
+  if (!startTag(scan, kRootNames, kRootOrder, std::size(kRootNames), present, empty)) return false;
   // All four, the namespace the default one and exactly the current one, and a version that
   // no reading of xsd:decimal could refuse or print otherwise.
   if (present != 0xF || values_[0] != kNamespace || !isPlainDecimal(values_[3])) return false;
@@ -399,10 +418,13 @@ bool ManifestFastReader::element(Scan& scan, opc::model::XmlStreamHandler& handl
   return scan.take("<fileEntry") && scan.atNameEnd() && entry(scan, handler);
 }
 
-bool ManifestFastReader::startTag(Scan& scan, std::u16string_view const* names, std::size_t count,
-                                  unsigned& present, bool& empty) {
+bool ManifestFastReader::startTag(Scan& scan, std::u16string_view const* names,
+                                  std::uint8_t const* order, std::size_t count, unsigned& present,
+                                  bool& empty) {
   present = 0;
   attributes_.clear();
+  // The place in `order` of the name tried first: the one after the name that came last.
+  std::size_t expected = 0;
   for (;;) {
     bool const space = scan.skipSpace();
     if (scan.take("/>")) {
@@ -414,11 +436,18 @@ bool ManifestFastReader::startTag(Scan& scan, std::u16string_view const* names, 
       return true;
     }
     // Attributes are set apart by whitespace.
-    std::string_view const name = scan.attributeName();
-    if (!space || name.empty()) return false;
-    std::size_t index = 0;
-    while (index < count && !spells(name, names[index])) ++index;
+    if (!space) return false;
+    std::size_t index = expected < count ? order[expected] : count;
+    if (index == count || !scan.takeName(names[index])) {
+      std::string_view const name = scan.attributeName();
+      if (name.empty()) return false;
+      index = 0;
+      while (index < count && !spells(name, names[index])) ++index;
+    }
     if (index == count || (present & (1u << index)) != 0) return false;
+    for (expected = 0; expected < count && order[expected] != index; ++expected) {
+    }
+    ++expected;
     std::size_t length = 0;
     if (!scan.attributeValue(buffers_[index], length)) return false;
     values_[index] = std::u16string_view(buffers_[index].data(), length);
@@ -430,7 +459,8 @@ bool ManifestFastReader::startTag(Scan& scan, std::u16string_view const* names, 
 bool ManifestFastReader::entry(Scan& scan, opc::model::XmlStreamHandler& handler) {
   unsigned present = 0;
   bool empty = false;
-  if (!startTag(scan, kEntryNames, std::size(kEntryNames), present, empty)) return false;
+  if (!startTag(scan, kEntryNames, kEntryOrder, std::size(kEntryNames), present, empty))
+    return false;
   // name, content and type are required; the type is one of the three words as they stand.
   std::u16string_view const type = values_[2];
   if ((present & 0x7) != 0x7 || (type != kFile && type != kSymLink && type != kFolder)) {

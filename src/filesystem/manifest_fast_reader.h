@@ -3,6 +3,7 @@
 #define SRC_FILESYSTEM_MANIFEST_FAST_READER_H_
 
 #include <cstddef>
+#include <cstdint>
 #include <exception>
 #include <memory>
 #include <string>
@@ -85,9 +86,10 @@ class ManifestFastReader {
   bool element(Scan& scan, opc::model::XmlStreamHandler& handler, bool& last);
   // The attributes of a start tag, from behind its name to its ">" or "/>" (`empty` tells
   // which), each one of the `count` known `names` at most once; `present` gets a bit per name
-  // found, in the order of `names`.  False to give up.
-  bool startTag(Scan& scan, std::u16string_view const* names, std::size_t count, unsigned& present,
-                bool& empty);
+  // found, in the order of `names`.  `order` holds the indices of the names in the order in
+  // which they mostly come, each tried first at its place.  False to give up.
+  bool startTag(Scan& scan, std::u16string_view const* names, std::uint8_t const* order,
+                std::size_t count, unsigned& present, bool& empty);
   // One `fileEntry`, from behind its name to its end.  False to give up.
   bool entry(Scan& scan, opc::model::XmlStreamHandler& handler);
   void emitStart(std::u16string_view localName, std::size_t depth,

@@ -164,6 +164,12 @@ std::vector<Case> const kAccepted = {
               R"(createdByEncoding="e" createdByPlatform="p" version="1.0")")},
     {"VersionWithZeros",
      document("", R"(createdByEncoding="" createdByPlatform="" version="02.00")")},
+    {"AttributesInTheWritersOrderAndInOthers",
+     document(R"(<fileEntry content="/x" date="" name="/a" permissions="0644" type="File"/>
+<fileEntry type="File" permissions="0644" name="/b" date="" content="/x"/>
+<fileEntry content="/x" name="/c" type="SymLink"/>
+<fileEntry name="/d" type="File" content="/x" date="2021-03-04T05:06:07Z"/>)",
+              R"(version="2.0" createdByPlatform="p" createdByEncoding="e")")},
 };
 
 INSTANTIATE_TEST_SUITE_P(Documents, ManifestFastReaderAcceptTest, ::testing::ValuesIn(kAccepted),
@@ -256,6 +262,12 @@ std::vector<Case> const kFallbacks = {
      document(R"(<fileEntry name="/a" name="/b" content="/x" type="File"/>)")},
     {"AttributesWithoutSpace", document(R"(<fileEntry name="/a"content="/x" type="File"/>)")},
     {"MissingType", document(R"(<fileEntry name="/a" content="/x"/>)")},
+    {"AttributeNameLongerThanAKnownOne",
+     document(R"(<fileEntry contents="/x" name="/a" type="File"/>)")},
+    {"AttributeNameShorterThanAKnownOne",
+     document(R"(<fileEntry conten="/x" name="/a" type="File"/>)")},
+    {"DuplicateAttributeInTheWritersOrder",
+     document(R"(<fileEntry content="/x" content="/y" name="/a" type="File"/>)")},
     {"UnknownEntryAttribute",
      document(R"(<fileEntry name="/a" content="/x" type="File" size="1"/>)")},
     {"NestedEntry",
