@@ -164,6 +164,10 @@ std::vector<Case> const kAccepted = {
               R"(createdByEncoding="e" createdByPlatform="p" version="1.0")")},
     {"VersionWithZeros",
      document("", R"(createdByEncoding="" createdByPlatform="" version="02.00")")},
+    {"MultiByteCharactersAtTheEdgesOfTheirForms",
+     document("<fileEntry name=\"/\xC2\x80\xDF\xBF\xE0\xA0\x80\xE1\x80\x80\xEC\xBF\xBF\xED\x9F\xBF"
+              "\xEE\x80\x80\xEF\xBF\xBD\xF0\x90\x80\x80\xF4\x8F\xBF\xBD\" content=\"/x\" "
+              "type=\"File\"/>")},
     {"AttributesInTheWritersOrderAndInOthers",
      document(R"(<fileEntry content="/x" date="" name="/a" permissions="0644" type="File"/>
 <fileEntry type="File" permissions="0644" name="/b" date="" content="/x"/>
@@ -228,6 +232,12 @@ std::vector<Case> const kFallbacks = {
      document("<fileEntry name=\"/\xC3\xA9\xEF\xBF\xBE\" content=\"/x\" type=\"File\"/>")},
     {"OverlongThreeByteUTF8AfterARun",
      document("<fileEntry name=\"/\xE6\x97\xA5\xE0\x9F\xBF\" content=\"/x\" type=\"File\"/>")},
+    {"RawNonCharacterFFFF",
+     document("<fileEntry name=\"/a\xEF\xBF\xBF\" content=\"/x\" type=\"File\"/>")},
+    {"TwoByteLeadBeforeAnAsciiByte",
+     document("<fileEntry name=\"/\xC3\x41\" content=\"/x\" type=\"File\"/>")},
+    {"ThreeByteLeadBeforeAnAsciiByte",
+     document("<fileEntry name=\"/\xE6\x97\x41\" content=\"/x\" type=\"File\"/>")},
     {"ContinuationByteAfterARun",
      document("<fileEntry name=\"/\xC3\xA9\x80\" content=\"/x\" type=\"File\"/>")},
     {"TruncatedUTF8AfterARun",

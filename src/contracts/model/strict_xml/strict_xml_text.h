@@ -51,6 +51,24 @@ inline constexpr std::uint32_t kNoCharacter = 0xFFFFFFFFu;
 // Returns it and moves `at` past it; kNoCharacter, with `at` where it was, otherwise.
 inline std::uint32_t multiByteCharacter(unsigned char const*& at, unsigned char const* end) {
   unsigned char const lead = *at;
+  // The forms of nearly every character of another script first: two bytes (U+0080 to U+07FF,
+  // all of them characters), and three bytes with leads whose second byte may be any
+  // continuation byte (no overlong form, no surrogate), of which only U+FFFE and U+FFFF are no
+  // characters.  Everything else takes the general road below, with the same outcome.
+  std::size_t const left = static_cast<std::size_t>(end - at);
+  if (lead >= 0xC2 && lead <= 0xDF && left >= 2 && (at[1] & 0xC0) == 0x80) {
+    std::uint32_t const c = (std::uint32_t{lead} & 0x1F) << 6 | (at[1] & 0x3F);
+    at += 2;
+    return c;
+  }
+  if (lead >= 0xE1 && lead <= 0xEF && lead != 0xED && left >= 3 && (at[1] & 0xC0) == 0x80 &&
+      (at[2] & 0xC0) == 0x80) {
+    std::uint32_t const c =
+        (std::uint32_t{lead} & 0x0F) << 12 | (at[1] & 0x3Fu) << 6 | (at[2] & 0x3F);
+    if (c > 0xFFFD) return kNoCharacter;
+    at += 3;
+    return c;
+  }
   std::size_t length = 0;
   std::uint32_t c = 0;
   unsigned char low = 0x80;
