@@ -31,6 +31,8 @@ constexpr std::uint64_t kWindow = std::uint64_t{4} << 20;
 constexpr std::uint64_t kMostWeight = std::uint64_t{8} << 20;
 constexpr std::size_t kSampleSize = std::size_t{1} << 20;
 constexpr std::size_t kCopySize = std::size_t{256} << 10;
+// Room for the deflated bytes of an item of kSmallContentSize, whatever its level.
+constexpr std::size_t kSmallOutputSize = static_cast<std::size_t>(kSmallContentSize) + 1024;
 
 // Metadata deflates a level above bulk content (see levelOf), no more: all its time is spent
 // at the end of the save, while the caller waits.  On a manifest of 100,000 files (16 MB of XML,
@@ -220,13 +222,27 @@ void EagerArchive::prepare(Job& job) const {
     if (job.compression != interfaces::CompressionType::Stored && size > 0 &&
         !looksIncompressible(data, size)) {
       libdeflate_compressor* compressor = compressorFor(levelOf(job.compression, size));
-      std::vector<unsigned char> out(libdeflate_deflate_compress_bound(compressor, size));
-      std::size_t const compressed =
-          libdeflate_deflate_compress(compressor, data, size, out.data(), out.size());
-      if (compressed > 0 && compressed < size) {
-        out.resize(compressed);
-        job.bytes.swap(out);
-        job.deflated = true;
+      std::size_t const bound = libdeflate_deflate_compress_bound(compressor, size);
+      if (bound <= kSmallOutputSize) {
+        // A small item deflates on the stack, and the job keeps only what it gives: a buffer
+        // of the bound, zeroed, and held until the item is written, would cost more than the
+        // copy, and most items are small.
+        unsigned char out[kSmallOutputSize];
+        std::size_t const compressed =
+            libdeflate_deflate_compress(compressor, data, size, out, bound);
+        if (compressed > 0 && compressed < size) {
+          job.bytes.assign(out, out + compressed);
+          job.deflated = true;
+        }
+      } else {
+        std::vector<unsigned char> out(bound);
+        std::size_t const compressed =
+            libdeflate_deflate_compress(compressor, data, size, out.data(), out.size());
+        if (compressed > 0 && compressed < size) {
+          out.resize(compressed);
+          job.bytes.swap(out);
+          job.deflated = true;
+        }
       }
     }
   } catch (...) {
