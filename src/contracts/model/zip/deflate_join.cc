@@ -38,8 +38,17 @@ class BitReader {
     std::size_t const byte = static_cast<std::size_t>(position_ >> 3);
     std::uint64_t value = 0;
     std::size_t const available = std::min<std::size_t>(8, size_ - byte);
-    for (std::size_t i = 0; i < available; ++i) {
-      value |= static_cast<std::uint64_t>(data_[byte + i]) << (8 * i);
+    if (available == 8) {
+      // Every symbol takes a peek: eight bytes in one load where they are all there, rather
+      // than a byte at a time, halves the work of the walk over a large deflated item.
+      std::memcpy(&value, data_ + byte, 8);
+#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
+      value = __builtin_bswap64(value);
+#endif
+    } else {
+      for (std::size_t i = 0; i < available; ++i) {
+        value |= static_cast<std::uint64_t>(data_[byte + i]) << (8 * i);
+      }
     }
     value >>= (position_ & 7);
     return static_cast<std::uint32_t>(value & ((std::uint64_t{1} << count) - 1));
