@@ -85,6 +85,11 @@ std::vector<Entry> sortedEntries(Folder const& folder, std::string const& path, 
 }
 
 void checkName(std::string const& relative) {
+  // The library converts ASCII as it is whatever the encoding, so only a path with other bytes
+  // can fail the round trip: most paths are spared two conversions and their copies.
+  bool const ascii = std::all_of(relative.begin(), relative.end(),
+                                 [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+  if (ascii) return;
   if (opc::toUDEString(opc::toString(relative)) != relative) {
     throw ToolError("Cannot read file name in the current encoding: " + relative);
   }

@@ -195,6 +195,23 @@ TEST(SourceTreeTest, PassesOverThePackageBeingWrittenAndWalksARootReachedThrough
   EXPECT_EQ(itemsOf(all), (std::vector<std::string>{"F keep.txt", "F sub/out.opc"}));
 }
 
+// A path whose bytes the encoding of names does not give back is refused before anything
+// is read, whether its other names are ASCII or not; ASCII paths pass.
+TEST(SourceTreeTest, RefusesAPathThatTheEncodingOfNamesDoesNotGiveBack) {
+  TempDir dir;
+  ASSERT_EQ(::mkdir((dir / "sub").c_str(), 0755), 0);
+  write(dir / "sub/plain.txt", "a");
+  write(dir / "sub/caf\xc3\xa9.txt", "b");
+  write(dir / "sub/not-utf8-\xe9.txt", "c");
+  opcvk_test::ScopedThreadLocale const locale("C.UTF-8");
+  ASSERT_TRUE(locale.installed());
+  EXPECT_THROW_MESSAGE(opcvk::walkSourceFolder(dir.path()), ToolError,
+                       "Cannot read file name in the current encoding: sub/not-utf8-\xe9.txt");
+  ASSERT_EQ(::unlink((dir / "sub/not-utf8-\xe9.txt").c_str()), 0);
+  EXPECT_EQ(itemsOf(opcvk::walkSourceFolder(dir.path())),
+            (std::vector<std::string>{"F sub/caf\xc3\xa9.txt", "F sub/plain.txt"}));
+}
+
 TEST(SourceTreeTest, TellsAFolderThatCannotBeReadOrAFolderThatIsNone) {
   TempDir dir;
   ASSERT_EQ(::chmod(dir.path().c_str(), 0755), 0);
