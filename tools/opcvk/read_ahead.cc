@@ -54,6 +54,10 @@ struct ReadAhead::OpenFolder {
   // Below the root, without a trailing "/"; meaningful only while fd is open.
   std::string path;
   int fd = -1;
+  // The worker's buffers for the path of the file it reads and the name it opens, kept from
+  // file to file rather than made for each.
+  std::string relative;
+  std::string name;
 };
 
 ReadAhead::ReadAhead(std::string root, SourceTree const& tree, std::vector<std::uint32_t> indices,
@@ -186,9 +190,10 @@ ReadResult ReadAhead::read(std::size_t index, OpenFolder& folder) const {
     result.large = true;
     return result;
   }
-  std::string relative;
+  std::string& relative = folder.relative;
+  relative.clear();
   tree_.appendNative(item, relative);
-  std::string path;
+  std::string& path = folder.name;
   int const base = openingBase(relative, folder, path);
   // Not blocking: a pipe that took the file's place since the walk fails its read rather than
   // waiting for a writer.
