@@ -29,6 +29,8 @@ constexpr std::uint64_t kMemoryItemLimit = std::uint64_t{2} << 20;
 constexpr std::uint64_t kWindow = std::uint64_t{4} << 20;
 // What one content counts against the window: what it may hold in memory.
 constexpr std::uint64_t kMostWeight = std::uint64_t{8} << 20;
+// Jobs that wait before a sleeping worker is woken for them.
+constexpr std::size_t kJobsPerWake = 16;
 constexpr std::size_t kSampleSize = std::size_t{1} << 20;
 constexpr std::size_t kCopySize = std::size_t{256} << 10;
 // Room for the deflated bytes of an item of kSmallContentSize, whatever its level.
@@ -162,15 +164,23 @@ void EagerArchive::enqueue(std::unique_ptr<Job> job) {
   job->weight = std::min(size, kMostWeight);
   job->large = size > kMemoryItemLimit;
   std::unique_lock<std::mutex> lock(mutex_);
-  callerWaiting_ = true;
-  room_.wait(lock, [&] { return failure_ || inFlight_ < kWindow || jobs_.empty(); });
-  callerWaiting_ = false;
+  auto const hasRoom = [&] { return failure_ || inFlight_ < kWindow || jobs_.empty(); };
+  if (!hasRoom()) {
+    // Every job waiting is for the workers to take before the caller sleeps: see below.
+    work_.notify_all();
+    callerWaiting_ = true;
+    room_.wait(lock, hasRoom);
+    callerWaiting_ = false;
+  }
   if (failure_) return;
   inFlight_ += job->weight;
   jobs_.push_back(std::move(job));
   if (!workers_.empty()) {
-    // A worker that is busy takes the job when it is done: none is left behind.
-    work_.notify_one();
+    // A worker that is busy takes the job when it is done: none is left behind.  One that
+    // sleeps is woken for a few jobs rather than for each: a wake-up costs the caller a
+    // system call and the worker a switch, more than deflating a small item.  The jobs left
+    // waiting meanwhile are taken when the caller waits for room or for the end.
+    if (jobs_.size() - taken_ >= kJobsPerWake || jobs_.back()->large) work_.notify_one();
     return;
   }
   // One thread: the caller's, at once.
@@ -367,6 +377,7 @@ std::uint64_t EagerArchive::moveWritten(bool all) {
 
 void EagerArchive::drain() {
   std::unique_lock<std::mutex> lock(mutex_);
+  work_.notify_all();
   callerWaiting_ = true;
   room_.wait(lock, [&] { return failure_ || (jobs_.empty() && !writing_); });
   callerWaiting_ = false;
