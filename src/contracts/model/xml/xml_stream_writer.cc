@@ -47,11 +47,23 @@ char* put(char* at, char const* text) {
 // an attribute value become references, as the tree serializer writes them.  Refuses what
 // XML 1.0 cannot hold, so that no document is written that no parser reads back.
 void encode(std::u16string_view text, std::string& out, bool escape) {
-  // No code unit takes more than six bytes ("&quot;"; a surrogate pair takes four for two).
   std::size_t const start = out.size();
-  out.resize(start + 6 * text.size());
-  char* at = &out[start];
   std::size_t const size = text.size();
+  // Most text (every path of a manifest, nearly) is printable ASCII that needs no reference:
+  // one byte per code unit, room made for exactly those bytes rather than for the worst case
+  // (which costs as many zeroed bytes again five times over, for every attribute).
+  bool const plain = std::all_of(text.begin(), text.end(), [escape](char16_t c) {
+    return c >= 0x20 && c < 0x80 && !(escape && (c == u'&' || c == u'<' || c == u'"'));
+  });
+  if (plain) {
+    out.resize(start + size);
+    std::transform(text.begin(), text.end(), out.begin() + static_cast<std::ptrdiff_t>(start),
+                   [](char16_t c) { return static_cast<char>(c); });
+    return;
+  }
+  // No code unit takes more than six bytes ("&quot;"; a surrogate pair takes four for two).
+  out.resize(start + 6 * size);
+  char* at = &out[start];
   for (std::size_t i = 0; i < size; ++i) {
     char16_t const c = text[i];
     if (c >= 0x20 && c < 0x80) {
