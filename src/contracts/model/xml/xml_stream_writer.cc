@@ -51,16 +51,22 @@ void encode(std::u16string_view text, std::string& out, bool escape) {
   std::size_t const size = text.size();
   // Most text (every path of a manifest, nearly) is printable ASCII that needs no reference:
   // one byte per code unit, room made for exactly those bytes rather than for the worst case
-  // (which costs as many zeroed bytes again five times over, for every attribute).
-  bool const plain = std::all_of(text.begin(), text.end(), [escape](char16_t c) {
-    return c >= 0x20 && c < 0x80 && !(escape && (c == u'&' || c == u'<' || c == u'"'));
-  });
-  if (plain) {
-    out.resize(start + size);
-    std::transform(text.begin(), text.end(), out.begin() + static_cast<std::ptrdiff_t>(start),
-                   [](char16_t c) { return static_cast<char>(c); });
-    return;
+  // (which costs as many zeroed bytes again five times over, for every attribute).  The units
+  // are copied and judged in one pass without a branch per unit; text that is not plain is
+  // written again below.
+  out.resize(start + size);
+  char* const plain = &out[start];
+  unsigned const escapes = escape ? 1u : 0u;
+  unsigned other = 0;
+  for (std::size_t i = 0; i < size; ++i) {
+    char16_t const c = text[i];
+    plain[i] = static_cast<char>(c);
+    unsigned const markup = static_cast<unsigned>(c == u'&') | static_cast<unsigned>(c == u'<') |
+                            static_cast<unsigned>(c == u'"');
+    other |=
+        static_cast<unsigned>(c < 0x20) | static_cast<unsigned>(c >= 0x80) | (escapes & markup);
   }
+  if (other == 0) return;
   // No code unit takes more than six bytes ("&quot;"; a surrogate pair takes four for two).
   out.resize(start + 6 * size);
   char* at = &out[start];
@@ -203,14 +209,29 @@ void XmlStreamWriter::endDocument() {
 }
 
 void XmlStreamWriter::closeStartTag(bool hasChildren) {
-  order_.resize(attributes_.size());
-  for (std::size_t i = 0; i < order_.size(); ++i) order_[i] = i;
   auto nameOf = [this](std::size_t index) {
     Attribute const& a = attributes_[index];
     return std::u16string_view(attributeNames_.data() + a.nameBegin, a.nameEnd - a.nameBegin);
   };
-  std::sort(order_.begin(), order_.end(),
-            [&](std::size_t a, std::size_t b) { return nameOf(a) < nameOf(b); });
+  // Elements of one kind come one after another with the same attributes set in the same
+  // order (every entry of a manifest): the order sorted for the previous start tag serves
+  // again when the names and their places are the same, which costs a comparison of the
+  // names rather than a sort.
+  bool const sameNames =
+      attributeNames_ == orderedNames_ && attributes_.size() == orderedPlaces_.size() &&
+      std::equal(attributes_.begin(), attributes_.end(), orderedPlaces_.begin(),
+                 [](Attribute const& a, std::pair<std::size_t, std::size_t> const& place) {
+                   return a.nameBegin == place.first && a.nameEnd == place.second;
+                 });
+  if (!sameNames) {
+    order_.resize(attributes_.size());
+    for (std::size_t i = 0; i < order_.size(); ++i) order_[i] = i;
+    std::sort(order_.begin(), order_.end(),
+              [&](std::size_t a, std::size_t b) { return nameOf(a) < nameOf(b); });
+    orderedNames_ = attributeNames_;
+    orderedPlaces_.clear();
+    for (Attribute const& a : attributes_) orderedPlaces_.emplace_back(a.nameBegin, a.nameEnd);
+  }
   for (std::size_t const index : order_) {
     Attribute const& a = attributes_[index];
     out_.push_back(' ');

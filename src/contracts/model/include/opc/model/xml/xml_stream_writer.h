@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include <opc/core/output_stream.h>
@@ -88,7 +89,11 @@ class OPC_MODEL_EXPORT XmlStreamWriter {
   std::vector<Attribute> attributes_;
   std::u16string attributeNames_;
   std::string attributeValues_;
+  // The order in which the attributes are written, by name, and the names and places it was
+  // sorted for (see closeStartTag).
   std::vector<std::size_t> order_;
+  std::u16string orderedNames_;
+  std::vector<std::pair<std::size_t, std::size_t>> orderedPlaces_;
 };
 
 }  // namespace model
