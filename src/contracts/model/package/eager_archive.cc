@@ -410,17 +410,23 @@ std::unique_ptr<ReplacementFile> EagerArchive::complete(std::vector<Item> const&
     std::size_t const count = writer_->itemCount();
     // Items come mostly in the order of the file: long names are read back a window at a time.
     ZipStreamWriter::NameReader names(*writer_);
+    // The item after the one found last is tried first, before a search over them all.
+    std::size_t next = 0;
     auto const find = [&](Item const& item) -> std::optional<std::size_t> {
       auto const* content = dynamic_cast<EagerContent const*>(item.content.get());
       if (content == nullptr || !content->liesIn(*reader_)) return std::nullopt;
       std::size_t low = 0;
-      std::size_t high = count;
-      while (low < high) {
-        std::size_t const middle = low + (high - low) / 2;
-        if (writer_->item(middle).dataOffset() < content->dataOffset()) {
-          low = middle + 1;
-        } else {
-          high = middle;
+      if (next < count && writer_->item(next).dataOffset() == content->dataOffset()) {
+        low = next;
+      } else {
+        std::size_t high = count;
+        while (low < high) {
+          std::size_t const middle = low + (high - low) / 2;
+          if (writer_->item(middle).dataOffset() < content->dataOffset()) {
+            low = middle + 1;
+          } else {
+            high = middle;
+          }
         }
       }
       if (low == count) return std::nullopt;
@@ -433,6 +439,7 @@ std::unique_ptr<ReplacementFile> EagerArchive::complete(std::vector<Item> const&
       bool const sameName =
           item.part ? isZipItemNameOf(writtenName, *item.part) : writtenName == *item.name;
       if (!sameName) return std::nullopt;
+      next = low + 1;
       return low;
     };
     std::vector<bool> keep(count, false);
