@@ -39,7 +39,8 @@ void takeStatus(ReadResult& result, struct stat const& status) {
 
 // Files come in the order of the walk, a folder's files one after another: a file opened by
 // its name below its folder's descriptor saves the kernel the walk from the root through
-// every folder above it, once a file.  Only ever a worker's own.
+// every folder above it, once a file, and the worker the making of its whole path.  Only
+// ever a worker's own.
 struct ReadAhead::OpenFolder {
   OpenFolder() = default;
   OpenFolder(OpenFolder const&) = delete;
@@ -51,12 +52,13 @@ struct ReadAhead::OpenFolder {
     fd = -1;
   }
 
-  // Below the root, without a trailing "/"; meaningful only while fd is open.
+  // The folder of the tree (SourceTree::folders) and its path below the root, without a
+  // trailing "/"; meaningful only while fd is open.
+  std::uint32_t index = SourceTree::kRootFolder;
   std::string path;
   int fd = -1;
-  // The worker's buffers for the path of the file it reads and the name it opens, kept from
-  // file to file rather than made for each.
-  std::string relative;
+  // The worker's buffer for the name or path it opens, kept from file to file rather than
+  // made for each.
   std::string name;
 };
 
@@ -157,29 +159,31 @@ void ReadAhead::work() {
   }
 }
 
-int ReadAhead::openingBase(std::string_view relative, OpenFolder& folder, std::string& path) const {
+int ReadAhead::openingBase(SourceItem const& item, OpenFolder& folder, std::string& path) const {
+  path.clear();
   if (rootFd_ < 0) {
     path = root_;
     path += '/';
-    path += relative;
+    tree_.appendNative(item, path);
     return AT_FDCWD;
   }
-  std::size_t const slash = relative.rfind('/');
-  if (slash != std::string_view::npos) {
-    std::string_view const parent = relative.substr(0, slash);
-    if (folder.fd < 0 || folder.path != parent) {
+  if (item.folder != SourceTree::kRootFolder) {
+    if (folder.fd < 0 || folder.index != item.folder) {
       folder.close();
-      folder.path.assign(parent);
+      folder.index = item.folder;
+      folder.path.clear();
+      tree_.appendNative(item, folder.path);
+      folder.path.resize(folder.path.size() - item.nameLength - 1);
       folder.fd = ::openat(rootFd_, folder.path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
     }
     if (folder.fd >= 0) {
-      path.assign(relative.substr(slash + 1));
+      path.assign(tree_.nameOf(item));
       return folder.fd;
     }
     // A folder that cannot be opened leaves the file to the whole path, whose open tells
     // why exactly as it would have without this.
   }
-  path.assign(relative);
+  tree_.appendNative(item, path);
   return rootFd_;
 }
 
@@ -190,11 +194,8 @@ ReadResult ReadAhead::read(std::size_t index, OpenFolder& folder) const {
     result.large = true;
     return result;
   }
-  std::string& relative = folder.relative;
-  relative.clear();
-  tree_.appendNative(item, relative);
   std::string& path = folder.name;
-  int const base = openingBase(relative, folder, path);
+  int const base = openingBase(item, folder, path);
   // Not blocking: a pipe that took the file's place since the walk fails its read rather than
   // waiting for a writer.
   int const flags = O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;

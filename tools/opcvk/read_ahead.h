@@ -77,9 +77,9 @@ class ReadAhead {
   bool fits(std::size_t index) const;
   // Reads the file of tree_.items[indices_[index]]; `folder` is the calling worker's.
   ReadResult read(std::size_t index, OpenFolder& folder) const;
-  // The descriptor to open the file at `relative` (below the root) from, and the path to
-  // open from it, which `path` receives; opens the file's folder into `folder` if needed.
-  int openingBase(std::string_view relative, OpenFolder& folder, std::string& path) const;
+  // The descriptor to open the file `item` from, and the path to open from it, which `path`
+  // receives; opens the file's folder into `folder` if needed.
+  int openingBase(SourceItem const& item, OpenFolder& folder, std::string& path) const;
   // Bytes of the request at `index` as the walk saw them, 0 when unknown or not to be read.
   std::uint64_t expectedBytes(std::size_t index) const;
 
