@@ -31,6 +31,8 @@ constexpr std::uint64_t kWindow = std::uint64_t{4} << 20;
 constexpr std::uint64_t kMostWeight = std::uint64_t{8} << 20;
 // Jobs that wait before a sleeping worker is woken for them.
 constexpr std::size_t kJobsPerWake = 16;
+// Written jobs kept to be used again.
+constexpr std::size_t kSpareJobs = 1024;
 constexpr std::size_t kSampleSize = std::size_t{1} << 20;
 constexpr std::size_t kCopySize = std::size_t{256} << 10;
 // Room for the deflated bytes of an item of kSmallContentSize, whatever its level.
@@ -150,20 +152,36 @@ std::shared_ptr<PartContent const> EagerArchive::submit(
     if (failure_) return content;
   }
   auto target = std::make_shared<EagerContent>(content);
-  auto job = std::make_unique<Job>();
-  job->name = std::move(itemName);
-  job->compression = compression;
-  job->source = std::move(content);
-  job->target = target;
-  enqueue(std::move(job));
+  enqueue(std::move(itemName), compression, std::move(content), target);
   return target;
 }
 
-void EagerArchive::enqueue(std::unique_ptr<Job> job) {
-  std::uint64_t const size = job->source->size();
+void EagerArchive::enqueue(std::string name, interfaces::CompressionType compression,
+                           std::shared_ptr<PartContent const> source,
+                           std::shared_ptr<EagerContent> target) {
+  std::uint64_t const size = source->size();
+  std::unique_lock<std::mutex> lock(mutex_);
+  // A job written before is used again: jobs are made on the caller's thread and written on a
+  // worker's, and a block freed on another thread than the one that made it costs both
+  // threads' allocators more than the job's work.
+  std::unique_ptr<Job> job;
+  if (spareJobs_.empty()) {
+    job = std::make_unique<Job>();
+  } else {
+    job = std::move(spareJobs_.back());
+    spareJobs_.pop_back();
+  }
+  job->name = std::move(name);
+  job->compression = compression;
+  job->source = std::move(source);
+  job->target = std::move(target);
   job->weight = std::min(size, kMostWeight);
   job->large = size > kMemoryItemLimit;
-  std::unique_lock<std::mutex> lock(mutex_);
+  job->prepared = false;
+  job->deflated = false;
+  job->crc = 0;
+  job->bytes.clear();
+  job->error = nullptr;
   auto const hasRoom = [&] { return failure_ || inFlight_ < kWindow || jobs_.empty(); };
   if (!hasRoom()) {
     // Every job waiting is for the workers to take before the caller sleeps: see below.
@@ -278,8 +296,17 @@ void EagerArchive::writeReady(std::unique_lock<std::mutex>& lock) {
     lock.lock();
     inFlight_ -= std::min(inFlight_, released);
     if (error) failure_ = error;
+    std::unique_ptr<Job> done = std::move(jobs_.front());
     jobs_.pop_front();
     --taken_;
+    if (spareJobs_.size() < kSpareJobs) {
+      // What the job refers to goes now, as it did with the job; its name goes when the
+      // caller's thread, which made it, gives the job the next one.
+      done->source.reset();
+      done->target.reset();
+      done->error = nullptr;
+      spareJobs_.push_back(std::move(done));
+    }
     if (callerWaiting_ && (failure_ || inFlight_ < kWindow)) room_.notify_all();
   }
   writing_ = false;
@@ -453,13 +480,7 @@ std::unique_ptr<ReplacementFile> EagerArchive::complete(std::vector<Item> const&
       }
     }
     if (std::find(keep.begin(), keep.end(), false) != keep.end()) compact(keep);
-    for (Item const* item : rest) {
-      auto job = std::make_unique<Job>();
-      job->name = nameOf(*item);
-      job->compression = item->compression;
-      job->source = item->content;
-      enqueue(std::move(job));
-    }
+    for (Item const* item : rest) enqueue(nameOf(*item), item->compression, item->content, nullptr);
     drain();
     writer_->finish();
   } catch (CouldNotSavePackage const&) {

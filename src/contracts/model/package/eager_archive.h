@@ -110,7 +110,10 @@ class EagerArchive {
   void compact(std::vector<bool> const& keep);
   // Waits until every job is written; throws what a worker met.
   void drain();
-  void enqueue(std::unique_ptr<Job> job);
+  // Queues a job for the content `source` of the item `name`; `target` is the content that
+  // takes its place once written, null for the items of the save.
+  void enqueue(std::string name, interfaces::CompressionType compression,
+               std::shared_ptr<PartContent const> source, std::shared_ptr<EagerContent> target);
   // "Could not save package "<target>": ", as the libzip road begins its messages.
   std::string prefix() const;
   void stopWorkers();
@@ -138,9 +141,10 @@ class EagerArchive {
   std::condition_variable work_;
   std::condition_variable room_;
   bool callerWaiting_ = false;
-  std::deque<std::unique_ptr<Job>> jobs_;  // the head is the next to write
-  std::size_t taken_ = 0;                  // jobs at the head taken for preparation
-  std::uint64_t inFlight_ = 0;             // weight of the contents not yet moved
+  std::deque<std::unique_ptr<Job>> jobs_;        // the head is the next to write
+  std::vector<std::unique_ptr<Job>> spareJobs_;  // written, to be used again
+  std::size_t taken_ = 0;                        // jobs at the head taken for preparation
+  std::uint64_t inFlight_ = 0;                   // weight of the contents not yet moved
   bool writing_ = false;
   bool stop_ = false;
   std::exception_ptr failure_;
