@@ -104,6 +104,42 @@ inline bool isPlainItemNameBytewise(std::string_view itemName) {
 }
 
 #if defined(__SSE2__)
+// One block of sixteen bytes of an item name, for the checks sixteen bytes a step: the bytes,
+// which of them belong to the name, and how far the next block starts.
+struct ItemNameBlock {
+  __m128i bytes;
+  unsigned valid = 0xFFFF;
+  std::size_t step = 16;
+};
+
+// The block at `at`, with `left` bytes of the name that starts at `begin` still to check.
+// Where fewer than sixteen are left after the first block, the block is the name's last
+// sixteen bytes, some of them checked already: `at` and `left` move back to them (every check
+// gives the same answer for a byte seen twice), and `before` (whether the byte before the
+// block is a "/" or a ".") is told again.  A name of fewer than sixteen bytes is one block
+// padded with zero bytes, which are no "/" or "." and which `valid` leaves out of the rest.
+inline ItemNameBlock loadItemNameBlock(unsigned char const* begin, unsigned char const*& at,
+                                       std::size_t& left, unsigned& before) {
+  ItemNameBlock block;
+  if (left >= 16) {
+    block.bytes = _mm_loadu_si128(reinterpret_cast<__m128i const*>(at));
+  } else if (at != begin) {
+    std::size_t const back = 16 - left;
+    at -= back;
+    left += back;
+    unsigned char const previous = at[-1];
+    before = (previous == '/' || previous == '.') ? 1 : 0;
+    block.bytes = _mm_loadu_si128(reinterpret_cast<__m128i const*>(at));
+  } else {
+    unsigned char tail[16] = {};
+    std::memcpy(tail, at, left);
+    block.bytes = _mm_loadu_si128(reinterpret_cast<__m128i const*>(tail));
+    block.valid = (1u << left) - 1;
+    block.step = left;
+  }
+  return block;
+}
+
 // The same rule over sixteen bytes a step.  The segment characters, "/" and "%" are the
 // printable ASCII bytes but for six single ones and two short runs; a segment is empty or ends
 // in "." exactly where a "/" follows a "/" or a ".", or the name starts with "/" or ends in "/"
@@ -119,29 +155,10 @@ inline bool isPlainItemNameWide(std::string_view itemName) {
   // Whether the byte before the block was a "/" or a "."; a "/" first is as if after a "/".
   unsigned before = 1;
   while (left != 0) {
-    __m128i bytes;
-    unsigned valid = 0xFFFF;
-    std::size_t step = 16;
-    if (left >= 16) {
-      bytes = _mm_loadu_si128(reinterpret_cast<__m128i const*>(at));
-    } else if (at != begin) {
-      // The last sixteen bytes of the name, some of them checked already: every check below
-      // gives the same answer for a byte seen twice, and `before` is told again for the byte
-      // before them.
-      std::size_t const back = 16 - left;
-      at -= back;
-      left += back;
-      unsigned char const previous = at[-1];
-      before = (previous == '/' || previous == '.') ? 1 : 0;
-      bytes = _mm_loadu_si128(reinterpret_cast<__m128i const*>(at));
-    } else {
-      // The zero bytes after the name are no "/" or "."; `valid` leaves them out of the rest.
-      unsigned char tail[16] = {};
-      std::memcpy(tail, at, left);
-      bytes = _mm_loadu_si128(reinterpret_cast<__m128i const*>(tail));
-      valid = (1u << left) - 1;
-      step = left;
-    }
+    ItemNameBlock const block = loadItemNameBlock(begin, at, left, before);
+    __m128i const bytes = block.bytes;
+    unsigned const valid = block.valid;
+    std::size_t const step = block.step;
     // Signed, the bytes from 0x80 up are below 0x20: this is 0x21 to 0x7E.
     __m128i const printable =
         _mm_and_si128(_mm_cmpgt_epi8(bytes, byte(0x20)), _mm_cmpgt_epi8(byte(0x7F), bytes));
@@ -232,25 +249,10 @@ __attribute__((target("ssse3"))) inline bool isPlainItemNameShuffle(std::string_
   auto const* at = begin;
   unsigned before = 1;
   while (left != 0) {
-    __m128i bytes;
-    unsigned valid = 0xFFFF;
-    std::size_t step = 16;
-    if (left >= 16) {
-      bytes = _mm_loadu_si128(reinterpret_cast<__m128i const*>(at));
-    } else if (at != begin) {
-      std::size_t const back = 16 - left;
-      at -= back;
-      left += back;
-      unsigned char const previous = at[-1];
-      before = (previous == '/' || previous == '.') ? 1 : 0;
-      bytes = _mm_loadu_si128(reinterpret_cast<__m128i const*>(at));
-    } else {
-      unsigned char tail[16] = {};
-      std::memcpy(tail, at, left);
-      bytes = _mm_loadu_si128(reinterpret_cast<__m128i const*>(tail));
-      valid = (1u << left) - 1;
-      step = left;
-    }
+    ItemNameBlock const block = loadItemNameBlock(begin, at, left, before);
+    __m128i const bytes = block.bytes;
+    unsigned const valid = block.valid;
+    std::size_t const step = block.step;
     if ((nibbleClassMask(bytes, kTakenBytes) & valid) != valid) return false;
     unsigned const slash =
         static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(bytes, _mm_set1_epi8('/'))));
