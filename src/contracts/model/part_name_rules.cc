@@ -225,24 +225,20 @@ void appendPartNameKeyBytes(std::string& key, std::string_view utf8) {
   __m128i const lastLetter = _mm_set1_epi8('Z' - 'A');
   __m128i const caseBit = _mm_set1_epi8('a' - 'A');
   __m128i seen = _mm_setzero_si128();
-  for (; i + 16 <= utf8.size(); i += 16) {
-    __m128i const bytes = _mm_loadu_si128(reinterpret_cast<__m128i const*>(utf8.data() + i));
+  // Writes the sixteen bytes at `at` with their capitals made small.
+  auto const writeBlock = [&](std::size_t at) {
+    __m128i const bytes = _mm_loadu_si128(reinterpret_cast<__m128i const*>(utf8.data() + at));
     // A capital is a byte whose distance from 'A', unsigned, is at most that of 'Z'.
     __m128i const fromA = _mm_sub_epi8(bytes, a);
     __m128i const upper = _mm_cmpeq_epi8(_mm_min_epu8(fromA, lastLetter), fromA);
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(out + i),
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(out + at),
                      _mm_or_si128(bytes, _mm_and_si128(upper, caseBit)));
     seen = _mm_or_si128(seen, bytes);
-  }
+  };
+  for (; i + 16 <= utf8.size(); i += 16) writeBlock(i);
   if (i < utf8.size() && i >= 16) {
     // The last sixteen bytes, some of them written already: the same bytes again.
-    i = utf8.size() - 16;
-    __m128i const bytes = _mm_loadu_si128(reinterpret_cast<__m128i const*>(utf8.data() + i));
-    __m128i const fromA = _mm_sub_epi8(bytes, a);
-    __m128i const upper = _mm_cmpeq_epi8(_mm_min_epu8(fromA, lastLetter), fromA);
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(out + i),
-                     _mm_or_si128(bytes, _mm_and_si128(upper, caseBit)));
-    seen = _mm_or_si128(seen, bytes);
+    writeBlock(utf8.size() - 16);
     i = utf8.size();
   }
   if (_mm_movemask_epi8(seen) != 0) high = 0x80;
