@@ -140,6 +140,17 @@ inline ItemNameBlock loadItemNameBlock(unsigned char const* begin, unsigned char
   return block;
 }
 
+// Whether every "%" that the bits of `percent` mark in the block at `at` (of the name that
+// starts at `begin`) starts an escape that a plain name may hold.
+inline bool escapesArePlain(std::string_view itemName, unsigned char const* begin,
+                            unsigned char const* at, unsigned percent) {
+  for (; percent != 0; percent &= percent - 1) {
+    std::size_t const offset = static_cast<std::size_t>(at - begin) + __builtin_ctz(percent);
+    if (!isPlainEscapeAt(itemName, offset)) return false;
+  }
+  return true;
+}
+
 // The same rule over sixteen bytes a step.  The segment characters, "/" and "%" are the
 // printable ASCII bytes but for six single ones and two short runs; a segment is empty or ends
 // in "." exactly where a "/" follows a "/" or a ".", or the name starts with "/" or ends in "/"
@@ -182,10 +193,7 @@ inline bool isPlainItemNameWide(std::string_view itemName) {
     if ((slash & ((stop << 1) | before)) != 0) return false;
     before = (stop >> 15) & 1;
     unsigned percent = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(bytes, byte('%'))));
-    for (; percent != 0; percent &= percent - 1) {
-      std::size_t const offset = static_cast<std::size_t>(at - begin) + __builtin_ctz(percent);
-      if (!isPlainEscapeAt(itemName, offset)) return false;
-    }
+    if (!escapesArePlain(itemName, begin, at, percent)) return false;
     at += step;
     left -= step;
   }
@@ -269,10 +277,7 @@ __attribute__((target("ssse3"))) inline bool isPlainItemNameShuffle(std::string_
       __m128i const second = _mm_loadu_si128(reinterpret_cast<__m128i const*>(at + 2));
       percent &= ~(nibbleClassMask(first, kHighHexDigits) & nibbleClassMask(second, kHexDigits));
     }
-    for (; percent != 0; percent &= percent - 1) {
-      std::size_t const offset = static_cast<std::size_t>(at - begin) + __builtin_ctz(percent);
-      if (!isPlainEscapeAt(itemName, offset)) return false;
-    }
+    if (!escapesArePlain(itemName, begin, at, percent)) return false;
     at += step;
     left -= step;
   }
