@@ -35,6 +35,8 @@
 #include <opc/vkservices/file_system_entry.h>
 #include <opc/vkservices/file_system_manager.h>
 
+#include "heap_in_use.h"
+
 namespace {
 
 using opc::model::ContentType;
@@ -54,15 +56,6 @@ constexpr std::size_t kSmallMax = 4096;
 std::string benchDir() {
   char const* dir = std::getenv("OPCVK_BENCH_DIR");
   return dir != nullptr && *dir != '\0' ? dir : "/tmp";
-}
-
-double peakResidentMiB() {
-  std::ifstream status("/proc/self/status");
-  std::string line;
-  while (std::getline(status, line)) {
-    if (line.rfind("VmHWM:", 0) == 0) return std::stod(line.substr(6)) / 1024.0;
-  }
-  return 0.0;
 }
 
 double secondsSince(std::chrono::steady_clock::time_point start) {
@@ -152,7 +145,7 @@ void BM_LargeFile(benchmark::State& state) {
       }
       output.close();
       state.counters["write_s"] = secondsSince(start);
-      state.counters["rss_after_write_MiB"] = peakResidentMiB();
+      state.counters["rss_after_write_MiB"] = opcvk_bench::peakResidentMiB();
       start = std::chrono::steady_clock::now();
       package->save();
       state.counters["save_s"] = secondsSince(start);
@@ -170,7 +163,7 @@ void BM_LargeFile(benchmark::State& state) {
     }
   }
   std::remove(path.c_str());
-  state.counters["peak_rss_MiB"] = peakResidentMiB();
+  state.counters["peak_rss_MiB"] = opcvk_bench::peakResidentMiB();
   state.SetBytesProcessed(static_cast<std::int64_t>(kLargeSize) * 2);
 }
 BENCHMARK(BM_LargeFile)->Iterations(1)->Unit(benchmark::kSecond)->UseRealTime();
@@ -207,7 +200,7 @@ std::uint64_t makeSmallPackage(benchmark::State* state) {
     total += data.size();
   }
   double const create = secondsSince(start);
-  double const rssCreated = peakResidentMiB();
+  double const rssCreated = opcvk_bench::peakResidentMiB();
   start = std::chrono::steady_clock::now();
   package->save();
   if (state != nullptr) {
@@ -226,7 +219,7 @@ void BM_CreateSmallFiles(benchmark::State& state) {
   state.counters["content_MiB"] = static_cast<double>(total) / (1024.0 * 1024.0);
   state.counters["package_MiB"] =
       static_cast<double>(fileSize(smallPackagePath())) / (1024.0 * 1024.0);
-  state.counters["peak_rss_MiB"] = peakResidentMiB();
+  state.counters["peak_rss_MiB"] = opcvk_bench::peakResidentMiB();
 }
 BENCHMARK(BM_CreateSmallFiles)->Iterations(1)->Unit(benchmark::kSecond)->UseRealTime();
 
@@ -241,7 +234,7 @@ void BM_ReadSmallFiles(benchmark::State& state) {
     sum.update(data.data(), data.size());
     expected[static_cast<std::size_t>(index)] = sum.value();
   }
-  double const rssBefore = peakResidentMiB();
+  double const rssBefore = opcvk_bench::peakResidentMiB();
   std::vector<unsigned char> buffer(64 * 1024);
   std::uint64_t total = 0;
   int mismatches = 0;
@@ -249,7 +242,7 @@ void BM_ReadSmallFiles(benchmark::State& state) {
     auto package = Package::open(opc::toString(smallPackagePath()), PackageAccess::Read);
     FileSystemManager manager(*package, opc::FileSystemOpsSelector());
     manager.getRoot();  // loads the manifest
-    state.counters["rss_after_load_MiB"] = peakResidentMiB();
+    state.counters["rss_after_load_MiB"] = opcvk_bench::peakResidentMiB();
     for (int index = 0; index < kSmallCount; ++index) {
       std::uint64_t const sum =
           readBack(manager, manager.getEntry(smallPath(index)), buffer, total);
@@ -261,7 +254,7 @@ void BM_ReadSmallFiles(benchmark::State& state) {
       kSmallCount, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
   state.counters["content_MiB"] = static_cast<double>(total) / (1024.0 * 1024.0);
   state.counters["rss_before_MiB"] = rssBefore;
-  state.counters["peak_rss_MiB"] = peakResidentMiB();
+  state.counters["peak_rss_MiB"] = opcvk_bench::peakResidentMiB();
 }
 BENCHMARK(BM_ReadSmallFiles)->Iterations(1)->Unit(benchmark::kSecond)->UseRealTime();
 

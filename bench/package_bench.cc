@@ -33,6 +33,9 @@
 #include <opc/core/string_conversions.h>
 #include <opc/model/package.h>
 
+#include "bench_flags.h"
+#include "heap_in_use.h"
+
 namespace {
 
 using opc::interfaces::CompressionType;
@@ -52,15 +55,6 @@ constexpr std::size_t kChunk = 1 << 20;
 
 std::string workDir = "/tmp";
 std::uint64_t largeMiB = 2048;
-
-double peakResidentMiB() {
-  std::ifstream status("/proc/self/status");
-  std::string line;
-  while (std::getline(status, line)) {
-    if (line.rfind("VmHWM:", 0) == 0) return std::strtod(line.c_str() + 6, nullptr) / 1024.0;
-  }
-  return 0;
-}
 
 // splitmix64: small, fast and the same on every platform, so that the export flags and the
 // benchmark produce identical bytes.
@@ -166,7 +160,7 @@ class Phase {
         std::chrono::duration<double>(std::chrono::steady_clock::now() - wall_).count();
     state.counters[name + "_cpu_s"] = processCpuSeconds() - cpu_;
     // The high-water mark so far: where the process's peak is reached, phase by phase.
-    state.counters[name + "_peak_MiB"] = peakResidentMiB();
+    state.counters[name + "_peak_MiB"] = opcvk_bench::peakResidentMiB();
   }
 
  private:
@@ -251,7 +245,7 @@ void BM_SmallParts(benchmark::State& state) {
   }
   state.counters["size_MiB"] = fileMiB(path);
   state.counters["content_MiB"] = static_cast<double>(expected) / (1 << 20);
-  state.counters["peak_MiB"] = peakResidentMiB();
+  state.counters["peak_MiB"] = opcvk_bench::peakResidentMiB();
   ::unlink(path.c_str());
 }
 BENCHMARK(BM_SmallParts)
@@ -294,7 +288,7 @@ void largePart(benchmark::State& state, bool text) {
   }
   state.counters["size_MiB"] = fileMiB(path);
   state.counters["content_MiB"] = static_cast<double>(largeMiB);
-  state.counters["peak_MiB"] = peakResidentMiB();
+  state.counters["peak_MiB"] = opcvk_bench::peakResidentMiB();
   ::unlink(path.c_str());
 }
 
@@ -337,41 +331,27 @@ void writeFile(std::string const& path, Content content) {
   if (std::fclose(file) != 0) throw std::runtime_error("cannot write " + path);
 }
 
-// Takes the value of `--name=value` out of argv; returns whether it was there.
-bool takeFlag(int& argc, char** argv, char const* name, std::string& value) {
-  std::string const prefix = std::string("--") + name + "=";
-  for (int i = 1; i < argc; ++i) {
-    if (std::strncmp(argv[i], prefix.c_str(), prefix.size()) == 0) {
-      value = argv[i] + prefix.size();
-      for (int j = i; j + 1 < argc; ++j) argv[j] = argv[j + 1];
-      --argc;
-      return true;
-    }
-  }
-  return false;
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
   std::string value;
-  if (takeFlag(argc, argv, "work-dir", value)) workDir = value;
-  if (takeFlag(argc, argv, "large-mib", value))
+  if (opcvk_bench::takeFlag(argc, argv, "work-dir", value)) workDir = value;
+  if (opcvk_bench::takeFlag(argc, argv, "large-mib", value))
     largeMiB = std::strtoull(value.c_str(), nullptr, 10);
   try {
     bool exported = false;
-    if (takeFlag(argc, argv, "export-small", value)) {
+    if (opcvk_bench::takeFlag(argc, argv, "export-small", value)) {
       for (std::size_t i = 0; i < kSmallPartCount; ++i) {
         SmallPart const plan = smallPart(i);
         writeFile(value + plan.name, Content(plan.text, plan.size, plan.seed));
       }
       exported = true;
     }
-    if (takeFlag(argc, argv, "export-text", value)) {
+    if (opcvk_bench::takeFlag(argc, argv, "export-text", value)) {
       writeFile(value, Content(true, largeSize(), kLargeSeed));
       exported = true;
     }
-    if (takeFlag(argc, argv, "export-random", value)) {
+    if (opcvk_bench::takeFlag(argc, argv, "export-random", value)) {
       writeFile(value, Content(false, largeSize(), kLargeSeed));
       exported = true;
     }

@@ -21,6 +21,8 @@
 #include <opc/core/string_conversions.h>
 #include <opc/model/package.h>
 
+#include "bench_flags.h"
+#include "heap_in_use.h"
 #include "zip/zip_archive.h"
 
 namespace {
@@ -28,15 +30,6 @@ namespace {
 using opc::model::Package;
 using opc::model::PackageAccess;
 using opc::model::PackageLimits;
-
-double peakResidentMiB() {
-  std::ifstream status("/proc/self/status");
-  std::string line;
-  while (std::getline(status, line)) {
-    if (line.rfind("VmHWM:", 0) == 0) return std::strtod(line.c_str() + 6, nullptr) / 1024.0;
-  }
-  return 0;
-}
 
 void openPackage(benchmark::State& state, std::string const& path) {
   std::u16string const widePath = opc::detail::toStringFromUTF8String(path);
@@ -52,21 +45,7 @@ void openPackage(benchmark::State& state, std::string const& path) {
   state.counters["entries/s"] = benchmark::Counter(
       entries * static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
   state.counters["name_B/entry"] = static_cast<double>(nameBytes) / entries;
-  state.counters["peak_MiB"] = peakResidentMiB();
-}
-
-// Takes the value of `--name=value` out of argv; returns whether it was there.
-bool takeFlag(int& argc, char** argv, char const* name, std::string& value) {
-  std::string const prefix = std::string("--") + name + "=";
-  for (int i = 1; i < argc; ++i) {
-    if (std::strncmp(argv[i], prefix.c_str(), prefix.size()) == 0) {
-      value = argv[i] + prefix.size();
-      for (int j = i; j + 1 < argc; ++j) argv[j] = argv[j + 1];
-      --argc;
-      return true;
-    }
-  }
-  return false;
+  state.counters["peak_MiB"] = opcvk_bench::peakResidentMiB();
 }
 
 }  // namespace
@@ -74,13 +53,13 @@ bool takeFlag(int& argc, char** argv, char const* name, std::string& value) {
 int main(int argc, char** argv) {
   std::string path;
   std::vector<std::string> paths;
-  while (takeFlag(argc, argv, "package", path)) paths.push_back(path);
+  while (opcvk_bench::takeFlag(argc, argv, "package", path)) paths.push_back(path);
   if (paths.empty()) {
     std::fprintf(stderr, "usage: package_open_bench [--once=N] --package=PATH... [flags]\n");
     return 2;
   }
   std::string once;
-  if (takeFlag(argc, argv, "once", once)) {
+  if (opcvk_bench::takeFlag(argc, argv, "once", once)) {
     long const times = std::strtol(once.c_str(), nullptr, 10);
     try {
       for (std::string const& each : paths) {

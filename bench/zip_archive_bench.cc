@@ -12,6 +12,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include "heap_in_use.h"
 #include "zip/zip_archive.h"
 
 namespace {
@@ -21,15 +22,6 @@ using opc::model::PackageLimits;
 using opc::model::detail::ZipArchive;
 using opc::model::detail::ZipContentReader;
 using opc::model::detail::ZipWriter;
-
-double peakResidentMiB() {
-  std::ifstream status("/proc/self/status");
-  std::string line;
-  while (std::getline(status, line)) {
-    if (line.rfind("VmHWM:", 0) == 0) return std::strtod(line.c_str() + 6, nullptr) / 1024.0;
-  }
-  return 0;
-}
 
 // Text-like content of `size` bytes, generated as it is read.
 ZipContentReader generated(std::uint64_t size, std::uint64_t seed) {
@@ -65,7 +57,7 @@ void BM_Write100kSmallItems(benchmark::State& state) {
   }
   state.counters["items/s"] = benchmark::Counter(100000.0 * static_cast<double>(state.iterations()),
                                                  benchmark::Counter::kIsRate);
-  state.counters["peak_MiB"] = peakResidentMiB();
+  state.counters["peak_MiB"] = opcvk_bench::peakResidentMiB();
 }
 BENCHMARK(BM_Write100kSmallItems)->Arg(1)->Arg(2)->Unit(benchmark::kMillisecond)->UseRealTime();
 
@@ -101,7 +93,7 @@ void BM_WriteAndReadLargeItem(benchmark::State& state) {
   state.counters["MiB/s"] = benchmark::Counter(
       static_cast<double>(state.range(0)) * static_cast<double>(state.iterations()),
       benchmark::Counter::kIsRate);
-  state.counters["peak_MiB"] = peakResidentMiB();
+  state.counters["peak_MiB"] = opcvk_bench::peakResidentMiB();
 }
 BENCHMARK(BM_WriteAndReadLargeItem)
     ->Arg(256)
