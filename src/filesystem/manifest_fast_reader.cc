@@ -58,51 +58,69 @@ struct LetterBytes {
 };
 constexpr LetterBytes kLetter;
 
-// The end of the plain bytes (see PlainBytes) from `at`, at `end` at the latest.  Sixteen bytes
-// at a time where the processor has the instructions for it.
-unsigned char const* plainEnd(unsigned char const* at, unsigned char const* end) {
-#if defined(__SSE2__)
-  __m128i const control = _mm_set1_epi8(0x1F);
-  __m128i const ampersand = _mm_set1_epi8('&');
-  __m128i const less = _mm_set1_epi8('<');
-  __m128i const quote = _mm_set1_epi8('"');
-  __m128i const apostrophe = _mm_set1_epi8('\'');
-  while (end - at >= 16) {
-    __m128i const bytes = _mm_loadu_si128(reinterpret_cast<__m128i const*>(at));
-    // Compared as signed bytes, those from 0x80 up are below 0x1F: above it is 0x20 to 0x7F.
-    __m128i const printable = _mm_cmpgt_epi8(bytes, control);
-    __m128i const special =
-        _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(bytes, ampersand), _mm_cmpeq_epi8(bytes, less)),
-                     _mm_or_si128(_mm_cmpeq_epi8(bytes, quote), _mm_cmpeq_epi8(bytes, apostrophe)));
-    unsigned const plain =
-        static_cast<unsigned>(_mm_movemask_epi8(_mm_andnot_si128(special, printable)));
-    if (plain != 0xFFFF) return at + __builtin_ctz(~plain);
-    at += 16;
-  }
-#endif
-  while (at != end && kPlain.of[*at]) ++at;
-  return at;
-}
+// The units that decodeValue may store beyond those of the value it decodes.
+constexpr std::size_t kValueSpill = 16;
 
-// Widens `count` ASCII bytes from `from` into `to`.
-void widen(unsigned char const* from, std::size_t count, char16_t* to) {
+// The characters of the bytes of an attribute value from `at` to `close` (the quote that ends
+// it, before `end`, the end of the bytes at hand), references replaced, written from `to`,
+// which is moved past them; false on a byte that is not a character, a reference that the
+// reader does not take, a control character or "<".  `to` has room for a unit per byte of the
+// value and kValueSpill more: no character takes more units than bytes.
+//
+// One pass: sixteen bytes at a time are widened and stored whole, and the pass moves on past
+// those that stand for themselves, stopping only at a byte that needs a closer look.  Names of
+// other scripts mix short ASCII runs with characters of two or three bytes, so the step goes
+// on from each such character without a call or a second scan of the run after it.
+bool decodeValue(unsigned char const* at, unsigned char const* close, unsigned char const* end,
+                 char16_t*& to) {
+  char16_t* out = to;
+  while (at != close) {
 #if defined(__SSE2__)
-  // Each byte and a zero byte after it: a UTF-16 unit in the machine's (little-endian) order.
-  __m128i const zero = _mm_setzero_si128();
-  for (; count >= 16; count -= 16, from += 16, to += 16) {
-    __m128i const bytes = _mm_loadu_si128(reinterpret_cast<__m128i const*>(from));
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(to), _mm_unpacklo_epi8(bytes, zero));
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(to + 8), _mm_unpackhi_epi8(bytes, zero));
-  }
-  if (count >= 8) {
-    __m128i const bytes = _mm_loadl_epi64(reinterpret_cast<__m128i const*>(from));
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(to), _mm_unpacklo_epi8(bytes, zero));
-    count -= 8;
-    from += 8;
-    to += 8;
-  }
+    if (end - at >= 16) {
+      __m128i const bytes = _mm_loadu_si128(reinterpret_cast<__m128i const*>(at));
+      __m128i const zero = _mm_setzero_si128();
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm_unpacklo_epi8(bytes, zero));
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 8), _mm_unpackhi_epi8(bytes, zero));
+      // Compared as signed bytes, those from 0x80 up are below 0x20 as the controls are.
+      __m128i const special = _mm_or_si128(_mm_cmplt_epi8(bytes, _mm_set1_epi8(0x20)),
+                                           _mm_or_si128(_mm_cmpeq_epi8(bytes, _mm_set1_epi8('&')),
+                                                        _mm_cmpeq_epi8(bytes, _mm_set1_epi8('<'))));
+      unsigned stops = static_cast<unsigned>(_mm_movemask_epi8(special));
+      std::size_t const left = static_cast<std::size_t>(close - at);
+      if (left < 16) stops |= ~0u << left;
+      if (stops == 0) {
+        at += 16;
+        out += 16;
+        continue;
+      }
+      std::size_t const run = static_cast<std::size_t>(__builtin_ctz(stops));
+      at += run;
+      out += run;
+      if (at == close) break;
+    } else
 #endif
-  for (; count != 0; --count) *to++ = *from++;
+    {
+      while (at != close && kPlain.of[*at]) *out++ = *at++;
+      if (at == close) break;
+      // The quote of the other kind stands for itself too.
+      if (*at == '"' || *at == '\'') {
+        *out++ = *at++;
+        continue;
+      }
+    }
+    unsigned char const c = *at;
+    std::uint32_t character = model::strict_xml::kNoCharacter;
+    if (c >= 0x80) {
+      character = model::strict_xml::multiByteCharacter(at, close);
+    } else if (c == '&') {
+      character = model::strict_xml::referenceCharacter(at, close);
+    }
+    // A control character or "<" is no character here either.
+    if (character == model::strict_xml::kNoCharacter) return false;
+    out = model::strict_xml::putCodePoint(out, character);
+  }
+  to = out;
+  return true;
 }
 
 bool isSpace(unsigned char c) { return c == 0x20 || c == 0x09 || c == 0x0A || c == 0x0D; }
@@ -285,30 +303,31 @@ class ManifestFastReader::Scan {
     return std::string_view(reinterpret_cast<char const*>(from), at_ - from);
   }
 
-  // "=", a quoted value, its references replaced, into the first `length` units of `buffer`.
+  // "=", a quoted value, its references replaced, into the first `length` units of `buffer`,
+  // which only grows.  False, for the reader to give up, on a value that is not closed within
+  // the bytes at hand or that decodeValue does not take.
   bool attributeValue(std::u16string& buffer, std::size_t& length) {
-    return model::strict_xml::takeAttributeValueInto(
-        at_, end_, buffer, length,
-        [](unsigned char const* from, unsigned char const* end, std::u16string& into,
-           std::size_t& used) { return plainRun(from, end, into, used); });
+    skipSpace();
+    if (!take("=")) return false;
+    skipSpace();
+    if (at_ == end_ || (*at_ != '"' && *at_ != '\'')) return false;
+    unsigned char const quote = *at_++;
+    // The value ends at the first quote of its kind: no character of several bytes holds the
+    // byte, and no reference either, so the end is found before anything is decoded.
+    auto const* const close = static_cast<unsigned char const*>(
+        std::memchr(at_, quote, static_cast<std::size_t>(end_ - at_)));
+    if (close == nullptr) return false;
+    std::size_t const room = static_cast<std::size_t>(close - at_) + kValueSpill;
+    if (buffer.size() < room) buffer.resize(std::max(buffer.size() * 2, room));
+    char16_t* const first = &buffer[0];
+    char16_t* to = first;
+    if (!decodeValue(at_, close, end_, to)) return false;
+    at_ = close + 1;
+    length = static_cast<std::size_t>(to - first);
+    return true;
   }
 
  private:
-  // Printable ASCII from `from` up to a byte that needs a closer look, widened in one go: by far
-  // the most of a manifest.  Called at a byte that is plain or the quote that does not close
-  // this value; returns the end of the run.
-  static unsigned char const* plainRun(unsigned char const* from, unsigned char const* end,
-                                       std::u16string& into, std::size_t& used) {
-    unsigned char const* run = from;
-    if (!kPlain.of[*run]) ++run;
-    run = plainEnd(run, end);
-    std::size_t const n = static_cast<std::size_t>(run - from);
-    model::strict_xml::makeRoom(into, used, n);
-    widen(from, n, &into[used]);
-    used += n;
-    return run;
-  }
-
   bool pseudoAttribute(std::string_view name, std::initializer_list<std::string_view> allowed) {
     return take(name) && pseudoValue(allowed);
   }

@@ -7,7 +7,6 @@
 #ifndef OPC_MODEL_STRICT_XML_STRICT_XML_TEXT_H_
 #define OPC_MODEL_STRICT_XML_STRICT_XML_TEXT_H_
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -202,55 +201,6 @@ bool takeAttributeValue(unsigned char const*& at, unsigned char const* end, std:
     } else {
       takePlain(out);
     }
-  }
-  return false;
-}
-
-// Makes room in `buffer` for `count` units after its first `used`, keeping those: it only
-// grows, at least doubling.
-inline void makeRoom(std::u16string& buffer, std::size_t used, std::size_t count) {
-  if (buffer.size() - used < count) buffer.resize(std::max(buffer.size() * 2, used + count));
-}
-
-// As takeAttributeValue, with the same outcome for every input, decoding into the first
-// `length` units of `buffer` instead: a buffer that only grows, so that a reader that reuses it
-// for each value of an attribute grows it for the first long values alone, and not a unit or a
-// run at a time through the appends of a string.  `takePlain(at, end, buffer, used)` takes the
-// bytes that need no decoding: called at a printable ASCII byte (or the quote that does not
-// close this value), it writes their units after the first `used` of `buffer` (making room
-// with makeRoom), adds their count to `used` and returns the end of the bytes it took, at
-// least that first one.
-template <typename TakePlain>
-bool takeAttributeValueInto(unsigned char const*& at, unsigned char const* end,
-                            std::u16string& buffer, std::size_t& length, TakePlain&& takePlain) {
-  skipSpaces(at, end);
-  if (!takeText(at, end, "=")) return false;
-  skipSpaces(at, end);
-  if (at == end || (*at != '"' && *at != '\'')) return false;
-  unsigned char const quote = *at++;
-  std::size_t used = 0;
-  while (at != end) {
-    unsigned char const c = *at;
-    std::uint32_t character = 0;
-    if (c == quote) {
-      ++at;
-      length = used;
-      return true;
-    }
-    if (c >= 0x80) {
-      character = multiByteCharacter(at, end);
-    } else if (c == '&') {
-      character = referenceCharacter(at, end);
-    } else if (c < 0x20 || c == '<') {
-      return false;
-    } else {
-      at = takePlain(at, end, buffer, used);
-      continue;
-    }
-    if (character == kNoCharacter) return false;
-    makeRoom(buffer, used, 2);
-    char16_t* const first = &buffer[0];
-    used = static_cast<std::size_t>(putCodePoint(first + used, character) - first);
   }
   return false;
 }
