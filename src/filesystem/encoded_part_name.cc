@@ -115,6 +115,82 @@ std::size_t leadingLanes(__m128i lanes) {
 }
 #endif
 
+// Whether `name` starts with the part-name root of files and is long enough to hold the
+// encoding of `path` after it.
+bool mayEncode(std::u16string_view path, std::u16string_view name) {
+  return name.size() >= kPartRoot.size() + path.size() &&
+         std::memcmp(name.data(), kPartRoot.data(), kPartRoot.size() * sizeof(char16_t)) == 0;
+}
+
+// Whether `encoded` is exactly the encoding of `path` that appendEncodedPartName writes after
+// the root.  Compared character by character against the text as it stands, without making
+// any of it.
+bool encodes(std::u16string_view path, std::u16string_view encoded) {
+  if (encoded.size() < path.size()) return false;
+  char16_t const* at = encoded.data();
+  char16_t const* const end = encoded.data() + encoded.size();
+  // Whether the escape of `byte` comes next.
+  auto const escapeNext = [&at, end](std::uint32_t byte) {
+    std::uint64_t units = 0;
+    // Eight bytes where the name has them, else the last three units alone: never past its end.
+    if (end - at >= 4) {
+      std::memcpy(&units, at, sizeof units);
+    } else if (end - at == 3) {
+      std::memcpy(&units, at, 3 * sizeof(char16_t));
+    } else {
+      return false;
+    }
+    if ((units & kEscapeMask) != kEscapes.of[byte]) return false;
+    at += 3;
+    return true;
+  };
+  char16_t const* const units = path.data();
+  std::size_t const count = path.size();
+  std::uint32_t bytes[4];
+  for (std::size_t i = 0; i < count;) {
+    char16_t const unit = units[i];
+    if (isKept(unit)) {
+#if defined(__SSE2__)
+      // A run of kept units from here, as long as the name has them too.
+      if (count - i >= kStep && end - at >= static_cast<std::ptrdiff_t>(kStep)) {
+        __m128i const step = loadStep(units + i);
+        std::size_t const run =
+            leadingLanes(_mm_and_si128(keptLanes(step), _mm_cmpeq_epi16(step, loadStep(at))));
+        if (run == 0) return false;
+        i += run;
+        at += run;
+        continue;
+      }
+#endif
+      if (at == end || *at != unit) return false;
+      ++at;
+      ++i;
+    } else if (unit < 0x80) {
+      if (!escapeNext(unit)) return false;
+      ++i;
+    } else if (unit < 0x800) {
+      if (!escapeNext(0xC0 | (unit >> 6)) || !escapeNext(0x80 | (unit & 0x3F))) return false;
+      ++i;
+    } else if (!isHighSurrogate(unit) && !isLowSurrogate(unit)) {
+      if (!escapeNext(0xE0 | (unit >> 12)) || !escapeNext(0x80 | ((unit >> 6) & 0x3F)) ||
+          !escapeNext(0x80 | (unit & 0x3F))) {
+        return false;
+      }
+      ++i;
+    } else {
+      std::size_t const n = utf8Of(path, i, bytes);
+      for (std::size_t k = 0; k < n; ++k) {
+        if (!escapeNext(bytes[k])) return false;
+      }
+    }
+  }
+  return at == end;
+}
+
+bool sameText(std::u16string_view a, std::u16string_view b) {
+  return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(char16_t)) == 0;
+}
+
 }  // namespace
 
 void appendEncodedPartName(std::u16string_view path, std::u16string& out) {
@@ -173,70 +249,31 @@ void appendEncodedPartName(std::u16string_view path, std::u16string& out) {
 }
 
 bool isEncodedPartNameOf(std::u16string_view path, std::u16string_view name) {
-  // Compared character by character against the name as it stands, without making any of it:
-  // a file's part name is checked once per file as a manifest is read.
-  if (name.size() < kPartRoot.size() + path.size() ||
-      std::memcmp(name.data(), kPartRoot.data(), kPartRoot.size() * sizeof(char16_t)) != 0) {
-    return false;
+  return mayEncode(path, name) && encodes(path, name.substr(kPartRoot.size()));
+}
+
+bool EncodedPartNameCheck::operator()(std::u16string_view path, std::u16string_view name) {
+  if (!mayEncode(path, name)) return false;
+  std::u16string_view const encoded = name.substr(kPartRoot.size());
+  // Each character is encoded on its own, so a path that goes on from a folder found encoded,
+  // after a "/" (which ends a character), is encoded as the encoded folder and the encoding of
+  // the rest: the files of a folder follow each other, and only the rest is then compared.
+  // Only the path's own folder is taken so: the folder kept is then the one that follows.
+  std::size_t const slash = path.rfind(u'/');
+  std::size_t const folder = folder_.size();
+  std::size_t const encodedFolder = encodedFolder_.size();
+  if (slash == folder && slash != std::u16string_view::npos && encoded.size() > encodedFolder &&
+      encoded[encodedFolder] == u'/' && sameText(path.substr(0, folder), folder_) &&
+      sameText(encoded.substr(0, encodedFolder), encodedFolder_)) {
+    return encodes(path.substr(folder), encoded.substr(encodedFolder));
   }
-  char16_t const* at = name.data() + kPartRoot.size();
-  char16_t const* const end = name.data() + name.size();
-  // Whether the escape of `byte` comes next.
-  auto const escapeNext = [&at, end](std::uint32_t byte) {
-    std::uint64_t units = 0;
-    // Eight bytes where the name has them, else the last three units alone: never past its end.
-    if (end - at >= 4) {
-      std::memcpy(&units, at, sizeof units);
-    } else if (end - at == 3) {
-      std::memcpy(&units, at, 3 * sizeof(char16_t));
-    } else {
-      return false;
-    }
-    if ((units & kEscapeMask) != kEscapes.of[byte]) return false;
-    at += 3;
-    return true;
-  };
-  char16_t const* const units = path.data();
-  std::size_t const count = path.size();
-  std::uint32_t bytes[4];
-  for (std::size_t i = 0; i < count;) {
-    char16_t const unit = units[i];
-    if (isKept(unit)) {
-#if defined(__SSE2__)
-      // A run of kept units from here, as long as the name has them too.
-      if (count - i >= kStep && end - at >= static_cast<std::ptrdiff_t>(kStep)) {
-        __m128i const step = loadStep(units + i);
-        std::size_t const run =
-            leadingLanes(_mm_and_si128(keptLanes(step), _mm_cmpeq_epi16(step, loadStep(at))));
-        if (run == 0) return false;
-        i += run;
-        at += run;
-        continue;
-      }
-#endif
-      if (at == end || *at != unit) return false;
-      ++at;
-      ++i;
-    } else if (unit < 0x80) {
-      if (!escapeNext(unit)) return false;
-      ++i;
-    } else if (unit < 0x800) {
-      if (!escapeNext(0xC0 | (unit >> 6)) || !escapeNext(0x80 | (unit & 0x3F))) return false;
-      ++i;
-    } else if (!isHighSurrogate(unit) && !isLowSurrogate(unit)) {
-      if (!escapeNext(0xE0 | (unit >> 12)) || !escapeNext(0x80 | ((unit >> 6) & 0x3F)) ||
-          !escapeNext(0x80 | (unit & 0x3F))) {
-        return false;
-      }
-      ++i;
-    } else {
-      std::size_t const n = utf8Of(path, i, bytes);
-      for (std::size_t k = 0; k < n; ++k) {
-        if (!escapeNext(bytes[k])) return false;
-      }
-    }
+  if (!encodes(path, encoded)) return false;
+  // No escape holds a "/": the last "/" of the encoded text is the encoding of the path's last.
+  if (slash != std::u16string_view::npos) {
+    folder_.assign(path.substr(0, slash));
+    encodedFolder_.assign(encoded.substr(0, encoded.rfind(u'/')));
   }
-  return at == end;
+  return true;
 }
 
 }  // namespace detail

@@ -25,6 +25,20 @@ void appendEncodedPartName(std::u16string_view path, std::u16string& out);
 // Whether `name` is exactly what appendEncodedPartName makes of `path`; told without making it.
 bool isEncodedPartNameOf(std::u16string_view path, std::u16string_view name);
 
+// isEncodedPartNameOf for the files of a tree as they come, folder by folder: it keeps the
+// folder of the last path whose name was its encoding, and of a path in the same folder
+// compares only what follows the folder.  The answer is always isEncodedPartNameOf's.  Not
+// thread-safe.
+class EncodedPartNameCheck {
+ public:
+  bool operator()(std::u16string_view path, std::u16string_view name);
+
+ private:
+  // A folder's path and its encoding, both empty at first (which is a folder's encoding too).
+  std::u16string folder_;
+  std::u16string encodedFolder_;
+};
+
 }  // namespace detail
 }  // namespace vkservices
 }  // namespace opc

@@ -467,7 +467,7 @@ void FileSystemTree::assign(NodeIndex index, std::u16string_view key, FileSystem
              sameUnits(content.substr(0, kPartRoot.size()), kPartRoot)) {
     // Longer than the path: perhaps the path encoded, which is then made again when asked
     // for rather than kept.
-    if (detail::isEncodedPartNameOf(key, content)) form = detail::ContentForm::kFsrootEncodedPath;
+    if (encodedPartName_(key, content)) form = detail::ContentForm::kFsrootEncodedPath;
   }
   // The text first: it is the one step that may fail, before the other fields change.
   if (form == detail::ContentForm::kOwn) {

@@ -13,6 +13,7 @@
 #include <boost/date_time/posix_time/ptime.hpp>
 #include <boost/optional.hpp>
 
+#include "filesystem/encoded_part_name.h"
 #include "filesystem/file_system_node.h"
 #include "filesystem/file_system_node_table.h"
 
@@ -199,6 +200,8 @@ class FileSystemTree {
   // order, so that siblings follow each other and share it.  Reset by every removal.
   NodeIndex lastParent_;
   std::u16string lastParentPath_;
+  // Tells the files whose part names are their encoded paths, folder by folder.
+  detail::EncodedPartNameCheck encodedPartName_;
   // A number no other tree and no other state of this tree has had, taken afresh at the
   // first change after a node was filled with it (see nextGeneration()).
   std::uint64_t generation_;

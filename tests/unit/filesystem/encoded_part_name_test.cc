@@ -2,15 +2,19 @@
 // table-driven writer held to a plain one, escape by escape, over random paths.
 #include "filesystem/encoded_part_name.h"
 
+#include <cstddef>
 #include <cstdint>
+#include <iterator>
 #include <random>
 #include <string>
+#include <string_view>
 
 #include <gtest/gtest.h>
 
 namespace {
 
 using opc::vkservices::detail::appendEncodedPartName;
+using opc::vkservices::detail::EncodedPartNameCheck;
 using opc::vkservices::detail::isEncodedPartNameOf;
 
 std::u16string encoded(std::u16string_view path) {
@@ -138,6 +142,72 @@ TEST(EncodedPartNameTest, OtherNamesAreNotThePathEncoded) {
   EXPECT_FALSE(isEncodedPartNameOf(u"/a b", u"/fsroot/a%20"));
   EXPECT_FALSE(isEncodedPartNameOf(u"/\u00e9", u"/fsroot/%c3%a9"));
   EXPECT_FALSE(isEncodedPartNameOf(u"/\u00e9", u"/fsroot/\u00e9"));
+}
+
+TEST(EncodedPartNameCheckTest, AnswersAsTheFunctionWhateverCameBefore) {
+  // Files of one folder after another, with names that encode the folder differently, not at
+  // all, or its path with a "/" that is no folder's; the check keeps a folder between them.
+  struct Case {
+    std::u16string_view path;
+    std::u16string_view name;
+  };
+  static Case const kCases[] = {
+      {u"/\u00e4/x", u"/fsroot/%C3%A4/x"},
+      {u"/\u00e4/y", u"/fsroot/%C3%A4/y"},
+      {u"/\u00e4/y z", u"/fsroot/%C3%A4/y%20z"},
+      {u"/\u00e4/y", u"/fsroot/\u00e4/y"},
+      {u"/\u00e4/y", u"/fsroot/%c3%a4/y"},
+      {u"/\u00e4/y", u"/fsroot/%C3%A4%2Fy"},
+      {u"/\u00e4/x/y", u"/fsroot/%C3%A4/x/y"},
+      {u"/\u00e4/x/y", u"/fsroot/%C3%A4/x%2Fy"},
+      {u"/\u00e4/x/z", u"/fsroot/%C3%A4/x/z"},
+      {u"/\u00e4/x", u"/fsroot/%C3%A4/x"},
+      {u"/\u00e4/", u"/fsroot/%C3%A4/"},
+      {u"/\u00e4/", u"/fsroot/%C3%A4/a"},
+      {u"/a", u"/fsroot/a"},
+      {u"/b", u"/fsroot/b"},
+      {u"/\xD83D/a", u"/fsroot/%ED%A0%BD/a"},
+      {u"/\xD83D/\xDE00", u"/fsroot/%ED%A0%BD/%ED%B8%80"},
+      {u"/\xD83D/\xDE00", u"/fsroot/%ED%A0%BD/%F0%9F%98%80"},
+      {u"/\xD83D\xDE00/a", u"/fsroot/%F0%9F%98%80/a"},
+      {u"/\xD83D\xDE00/b", u"/fsroot/%F0%9F%98%80/b"},
+      {u"//a", u"/fsroot//a"},
+      {u"//b", u"/fsroot//b"},
+      {u"a", u"/fsroot/a"},
+      {u"a", u"/fsroota"},
+      {u"/c d/e", u"/fsroot/c%20d/e"},
+      {u"/c d/f", u"/fsroot/c d/f"},
+      {u"/c d/f", u"/fsroot/c%20d/f"},
+  };
+  EncodedPartNameCheck check;
+  for (std::size_t i = 0; i < std::size(kCases); ++i) {
+    EXPECT_EQ(check(kCases[i].path, kCases[i].name),
+              isEncodedPartNameOf(kCases[i].path, kCases[i].name))
+        << "case " << i;
+  }
+  EXPECT_TRUE(check(u"/\u00e4/y", u"/fsroot/%C3%A4/y"));
+  EXPECT_FALSE(check(u"/\u00e4/y", u"/fsroot/\u00e4/y"));
+}
+
+TEST(EncodedPartNameCheckTest, AgreesWithTheFunctionOnRandomTrees) {
+  // Paths in few folders, each name the path encoded or changed in one unit, in runs.
+  static char16_t const kUnits[] = {u'a', u'/', u' ', 0xE9, 0x65E5, 0xD83D, 0xDE00, u'%'};
+  std::mt19937 random(2611);
+  EncodedPartNameCheck check;
+  std::u16string folder = u"/";
+  for (int round = 0; round < 20000; ++round) {
+    if (random() % 8 == 0) {
+      folder = u"";
+      std::size_t const length = random() % 8;
+      for (std::size_t i = 0; i < length; ++i) folder += kUnits[random() % 8];
+    }
+    std::u16string path = folder + u"/";
+    std::size_t const length = random() % 6;
+    for (std::size_t i = 0; i < length; ++i) path += kUnits[random() % 8];
+    std::u16string name = encodedByUnit(path);
+    if (random() % 3 == 0) name[random() % name.size()] ^= 1 << (random() % 8);
+    ASSERT_EQ(check(path, name), isEncodedPartNameOf(path, name));
+  }
 }
 
 }  // namespace
