@@ -469,9 +469,14 @@ bool ManifestFastReader::startTag(Scan& scan, std::u16string_view const* names,
     ++expected;
     std::size_t length = 0;
     if (!scan.attributeValue(buffers_[index], length)) return false;
-    values_[index] = std::u16string_view(buffers_[index].data(), length);
+    // The view is stored field by field, never read back or copied whole: a load of sixteen
+    // bytes just stored as two halves waits for both stores to land, at every attribute.
+    std::u16string_view const value(buffers_[index].data(), length);
+    values_[index] = value;
     present |= 1u << index;
-    attributes_.push_back(opc::model::XmlStreamAttribute{names[index], values_[index]});
+    opc::model::XmlStreamAttribute& attribute = attributes_.emplace_back();
+    attribute.name = names[index];
+    attribute.value = value;
   }
 }
 
