@@ -109,10 +109,18 @@ bool decodeValue(unsigned char const* at, unsigned char const* close, unsigned c
       }
     }
     unsigned char const c = *at;
-    std::uint32_t character = model::strict_xml::kNoCharacter;
     if (c >= 0x80) {
-      character = model::strict_xml::multiByteCharacter(at, close);
-    } else if (c == '&') {
+      // The characters of a word of another script come one after another: decoded here in
+      // turn, without a block of sixteen bytes looked at for each.
+      do {
+        std::uint32_t const character = model::strict_xml::multiByteCharacter(at, close);
+        if (character == model::strict_xml::kNoCharacter) return false;
+        out = model::strict_xml::putCodePoint(out, character);
+      } while (at != close && *at >= 0x80);
+      continue;
+    }
+    std::uint32_t character = model::strict_xml::kNoCharacter;
+    if (c == '&') {
       character = model::strict_xml::referenceCharacter(at, close);
     }
     // A control character or "<" is no character here either.
