@@ -5,6 +5,13 @@
 #if defined(__SSE2__)
 #include <emmintrin.h>
 #endif
+// The C library's header is written for C: its inline functions return _Bool, which GCC takes
+// in C++ and Clang does not.  A Clang build keeps the compiler's probe.
+#if defined(__has_include) && !defined(__clang__)
+#if __has_include(<sys/platform/x86.h>)
+#include <sys/platform/x86.h>
+#endif
+#endif
 
 #include <opc/core/string_conversions.h>
 #include <opc/model/part_name.h>
@@ -265,11 +272,30 @@ void appendPartNameKeyBytes(std::string& key, std::string_view utf8) {
   }
 }
 
+#if defined(OPC_MODEL_PLAIN_ITEM_NAME_SHUFFLE)
+namespace {
+
+// The C library asked the processor what it has once, as the program started, and answers
+// from what it keeps.  The compiler's own probe would link a second copy of the whole inquiry
+// into this library, run as the library loads, by every program, whether or not it ever checks
+// a name: a dozen processor queries, each a trap to the hypervisor on a virtual machine, about
+// 70 microseconds there, where a short command takes two milliseconds.
+bool processorHasShuffle() {
+#if defined(CPU_FEATURE_ACTIVE)
+  return CPU_FEATURE_ACTIVE(SSSE3);
+#else
+  return __builtin_cpu_supports("ssse3");
+#endif
+}
+
+}  // namespace
+#endif
+
 bool isPlainPartItemName(std::string_view itemName) {
 #if defined(OPC_MODEL_PLAIN_ITEM_NAME_SHUFFLE)
   // Every processor of the last fifteen years has the shuffle: the table-driven check takes a
   // third of the instructions of the comparisons one class at a time.
-  static bool const shuffle = __builtin_cpu_supports("ssse3");
+  static bool const shuffle = processorHasShuffle();
   if (shuffle) return isPlainItemNameShuffle(itemName);
 #endif
 #if defined(__SSE2__)
