@@ -1,6 +1,5 @@
 // opcvk: packs folders into the file system of an OPC package, lists, reads and changes it,
 // and extracts it again.
-#include <clocale>
 #include <cstdio>
 #include <cstring>
 #include <exception>
@@ -20,6 +19,7 @@
 #include "commands.h"
 #include "silenced_stdout.h"
 #include "tool_error.h"
+#include "user_locale.h"
 
 namespace {
 
@@ -97,7 +97,7 @@ int main(int argc, char** argv) {
   }
   returnLargeBuffersToTheSystem();
   // Paths on the command line and in messages are in the user's encoding.
-  std::setlocale(LC_ALL, "");
+  opcvk::adoptUserLocale();
 
   CLI::App app(
       "Keeps a file system of files, folders and symbolic links, with their "
