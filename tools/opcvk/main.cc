@@ -17,6 +17,7 @@
 #include <opc/vkservices/version.h>
 
 #include "commands.h"
+#include "process_end.h"
 #include "silenced_stdout.h"
 #include "tool_error.h"
 #include "user_locale.h"
@@ -148,5 +149,10 @@ int main(int argc, char** argv) {
     return reportFailure(error.what());
   }
   if (std::fflush(stdout) != 0) return reportFailure("Could not write to standard output");
+  // Every command has finished its work: its packages are closed and its files written.
+  // Tearing down what is left (the parser, the parsed options, and the static objects of the
+  // tool and its libraries) changes nothing outside the process, and cost a short command some
+  // 60,000 instructions.
+  opcvk::endProcessWithoutTeardown();
   return 0;
 }
