@@ -1,7 +1,7 @@
 // opcvk cat PACKAGE PATH: the content of one file to standard output, byte for byte.
+#include <cstddef>
 #include <memory>
 #include <string>
-#include <vector>
 
 #include <opc/core/input_stream.h>
 #include <opc/model/package_options.h>
@@ -38,11 +38,14 @@ void runCat(CatOptions const& options) {
       entry, options.noTransforms ? TransformMode::NoTransforms : TransformMode::ApplyTransforms);
   opc::InputStream& stream = source->getInputStream();
   stream.open();
-  std::vector<unsigned char> buffer(256 * 1024);
+  // Left uninitialised: clearing it cost the command a small file a twelfth of its
+  // instructions and sixty-four page faults, for pages that the file never reaches.
+  constexpr std::size_t kBufferSize = 256 * 1024;
+  std::unique_ptr<unsigned char[]> const buffer(new unsigned char[kBufferSize]);
   Output out;
   while (!stream.isDone()) {
-    std::size_t const count = stream.read(buffer.data(), buffer.size());
-    out.write(reinterpret_cast<char const*>(buffer.data()), count);
+    std::size_t const count = stream.read(buffer.get(), kBufferSize);
+    out.write(reinterpret_cast<char const*>(buffer.get()), count);
   }
   stream.close();
 }
