@@ -28,30 +28,50 @@ void appendTriple(std::string& out, std::uint32_t bits, bool special, char set, 
 
 bool isKnown(boost::posix_time::ptime const& time) { return !time.is_special(); }
 
-// The digits of the time of day and date, separated as `dateTimeSeparator` says.
-std::string formatTime(boost::posix_time::ptime const& time, char dateTimeSeparator) {
-  boost::gregorian::date const date = time.date();
-  boost::posix_time::time_duration const day = time.time_of_day();
+// Writes the `width` lowest decimal digits of `value` ending just before `end`, with leading
+// zeros; returns where they begin.
+char* putDigits(char* end, std::uint64_t value, int width) {
+  for (int i = 0; i < width; ++i) {
+    *--end = static_cast<char>('0' + value % 10);
+    value /= 10;
+  }
+  return end;
+}
+
+// "2026-11-21 10:00:00.123456", with `dateTimeSeparator` between date and time, appended to
+// `out`.  Written by hand: formatted printing costs more than the rest of a long line.
+void appendTime(std::string& out, boost::posix_time::ptime const& time, char dateTimeSeparator) {
+  // One conversion of the day number gives all three fields of the date.
+  boost::gregorian::date::ymd_type const ymd = time.date().year_month_day();
+  // The time of day of a known time lies in [0, 24 h).
+  std::int64_t const ticks = time.time_of_day().ticks();
   std::int64_t const ticksPerSecond = boost::posix_time::time_duration::ticks_per_second();
-  std::int64_t const micros = day.fractional_seconds() * 1000000 / ticksPerSecond;
-  char text[48];
-  std::snprintf(text, sizeof text, "%04d-%02d-%02d%c%02d:%02d:%02d.%06" PRId64,
-                static_cast<int>(date.year()), static_cast<int>(date.month()),
-                static_cast<int>(date.day()), dateTimeSeparator, static_cast<int>(day.hours()),
-                static_cast<int>(day.minutes()), static_cast<int>(day.seconds()), micros);
-  return text;
+  std::int64_t const seconds = ticks / ticksPerSecond;
+  std::int64_t const micros = ticks % ticksPerSecond * 1000000 / ticksPerSecond;
+  char text[26];
+  char* const end = text + sizeof text;
+  putDigits(end, static_cast<std::uint64_t>(micros), 6);
+  end[-7] = '.';
+  putDigits(end - 7, static_cast<std::uint64_t>(seconds % 60), 2);
+  end[-10] = ':';
+  putDigits(end - 10, static_cast<std::uint64_t>(seconds / 60 % 60), 2);
+  end[-13] = ':';
+  putDigits(end - 13, static_cast<std::uint64_t>(seconds / 3600), 2);
+  end[-16] = dateTimeSeparator;
+  putDigits(end - 16, ymd.day, 2);
+  end[-19] = '-';
+  putDigits(end - 19, ymd.month, 2);
+  end[-22] = '-';
+  // Years run from 1400 to 9999: always four digits.
+  putDigits(end - 22, static_cast<std::uint64_t>(ymd.year), 4);
+  out.append(text, sizeof text);
 }
 
 }  // namespace
 
 std::string permissionsText(opc::Perms::Perms_tag permissions) {
-  if (permissions == opc::Perms::unknown) return "?????????";
-  std::uint32_t const bits = permissions;
   std::string out;
-  out.reserve(9);
-  appendTriple(out, (bits >> 6) & 7, (bits & kSetUserId) != 0, 's', 'S');
-  appendTriple(out, (bits >> 3) & 7, (bits & kSetGroupId) != 0, 's', 'S');
-  appendTriple(out, bits & 7, (bits & kSticky) != 0, 't', 'T');
+  appendPermissionsText(out, permissions);
   return out;
 }
 
@@ -63,19 +83,57 @@ std::string permissionsOctal(opc::Perms::Perms_tag permissions) {
 }
 
 std::string timeText(boost::posix_time::ptime const& time) {
-  if (!isKnown(time)) return "-" + std::string(25, ' ');
-  return formatTime(time, ' ');
+  std::string out;
+  appendTimeText(out, time);
+  return out;
 }
 
 std::string timeIso(boost::posix_time::ptime const& time) {
   if (!isKnown(time)) return std::string();
-  return formatTime(time, 'T') + "Z";
+  std::string out;
+  appendTime(out, time, 'T');
+  out += 'Z';
+  return out;
 }
 
 std::string sizeColumn(std::uint64_t size) {
-  char text[32];
-  std::snprintf(text, sizeof text, "%12" PRIu64, size);
-  return text;
+  std::string out;
+  appendSizeColumn(out, size);
+  return out;
+}
+
+void appendPermissionsText(std::string& out, opc::Perms::Perms_tag permissions) {
+  if (permissions == opc::Perms::unknown) {
+    out.append(9, '?');
+    return;
+  }
+  std::uint32_t const bits = permissions;
+  appendTriple(out, (bits >> 6) & 7, (bits & kSetUserId) != 0, 's', 'S');
+  appendTriple(out, (bits >> 3) & 7, (bits & kSetGroupId) != 0, 's', 'S');
+  appendTriple(out, bits & 7, (bits & kSticky) != 0, 't', 'T');
+}
+
+void appendTimeText(std::string& out, boost::posix_time::ptime const& time) {
+  if (!isKnown(time)) {
+    out += '-';
+    out.append(25, ' ');
+    return;
+  }
+  appendTime(out, time, ' ');
+}
+
+void appendSizeColumn(std::string& out, std::uint64_t size) {
+  // 20 digits hold any 64-bit value.
+  char text[20];
+  char* const end = text + sizeof text;
+  char* first = end;
+  do {
+    *--first = static_cast<char>('0' + size % 10);
+    size /= 10;
+  } while (size != 0);
+  std::size_t const digits = static_cast<std::size_t>(end - first);
+  if (digits < 12) out.append(12 - digits, ' ');
+  out.append(first, digits);
 }
 
 std::string bytesText(std::uint64_t bytes) {

@@ -29,6 +29,12 @@ std::string timeIso(boost::posix_time::ptime const& time);
 // The size right-aligned in 12 columns (wider if it needs more).
 std::string sizeColumn(std::uint64_t size);
 
+// permissionsText, timeText and sizeColumn appended to `out`: a listing of many thousands of
+// lines writes each line into one text that it keeps, rather than making three per line.
+void appendPermissionsText(std::string& out, opc::Perms::Perms_tag permissions);
+void appendTimeText(std::string& out, boost::posix_time::ptime const& time);
+void appendSizeColumn(std::string& out, std::uint64_t size);
+
 // A byte count for people: "512 B", "1.5 KiB", "12.3 MiB", "2.0 GiB".
 std::string bytesText(std::uint64_t bytes);
 

@@ -85,3 +85,18 @@ TEST(FormatTest, DurationsForPeople) {
 }
 
 }  // namespace
+
+TEST(FormatTest, AppendingFormsAddToTheTextTheyAreGiven) {
+  std::string line = "x";
+  opcvk::appendPermissionsText(line, perms(04751));
+  opcvk::appendPermissionsText(line, opc::Perms::unknown);
+  opcvk::appendSizeColumn(line, 0);
+  opcvk::appendSizeColumn(line, 18446744073709551615ULL);
+  opcvk::appendTimeText(line, boost::posix_time::time_from_string("1400-01-01 00:00:00.000001"));
+  opcvk::appendTimeText(line, ptime(boost::posix_time::not_a_date_time));
+  opcvk::appendTimeText(line, boost::posix_time::time_from_string("9999-12-31 23:59:59.999999"));
+  EXPECT_EQ(line,
+            "xrwsr-x--x?????????           018446744073709551615"
+            "1400-01-01 00:00:00.000001-                         "
+            "9999-12-31 23:59:59.999999");
+}
