@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstring>
 #include <functional>
 #include <memory>
 #include <string_view>
@@ -11,7 +12,6 @@
 
 #include <opc/core/input_stream.h>
 #include <opc/model/part.h>
-#include <opc/model/uri.h>
 #include <opc/vkservices/content_sources.h>
 
 #include "entry_walk.h"
@@ -35,6 +35,78 @@ std::u16string lowerText(std::u16string text) {
   return text;
 }
 
+// The folder of the parts of all files, in front of every base name.
+constexpr std::u16string_view kPartRoot = u"/fsroot";
+
+// Whether an ASCII character stands for itself in a base part name: the unreserved characters
+// of a URI (letters, digits, "-", ".", "_", "~") and the "/", "+" and "@" that the library keeps.
+constexpr bool isKeptAscii(int c) {
+  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '-' ||
+         c == '.' || c == '_' || c == '~' || c == '/' || c == '+' || c == '@';
+}
+
+// isKeptAscii by a look-up, for the loop that every character of every path goes through.
+struct KeptTable {
+  bool kept[128];
+  constexpr KeptTable() : kept() {
+    for (int c = 0; c < 128; ++c) kept[c] = isKeptAscii(c);
+  }
+};
+constexpr KeptTable kKeptTable;
+
+bool keptInPartName(char16_t c) { return c < 0x80 && kKeptTable.kept[c]; }
+
+void appendEscape(std::u16string& out, std::uint32_t byte) {
+  static char16_t const kHex[] = u"0123456789ABCDEF";
+  out += u'%';
+  out += kHex[byte >> 4];
+  out += kHex[byte & 0xF];
+}
+
+// Appends `path` percent-encoded as URI::encodeComponent(path, "/+@") gives it: every other
+// character as the escapes of its UTF-8 bytes, an unpaired surrogate as U+FFFD.  Written in
+// place, since the library's form makes a UTF-8 copy and a new text for every file.
+void appendEncodedPath(std::u16string_view path, std::u16string& out) {
+  std::size_t const count = path.size();
+  for (std::size_t i = 0; i < count;) {
+    // A run of characters that stand for themselves, nearly always the whole path, in one step.
+    std::size_t run = i;
+    while (run < count && keptInPartName(path[run])) ++run;
+    out.append(path.data() + i, run - i);
+    i = run;
+    if (i == count) break;
+    std::uint32_t c = path[i++];
+    if (c < 0x80) {
+      appendEscape(out, c);
+      continue;
+    }
+    if (c >= 0xD800 && c < 0xE000) {
+      if (c < 0xDC00 && i < count && path[i] >= 0xDC00 && path[i] < 0xE000) {
+        c = 0x10000 + ((c - 0xD800) << 10) + (path[i++] - 0xDC00u);
+      } else {
+        c = 0xFFFD;
+      }
+    }
+    if (c < 0x800) {
+      appendEscape(out, 0xC0 | (c >> 6));
+    } else if (c < 0x10000) {
+      appendEscape(out, 0xE0 | (c >> 12));
+      appendEscape(out, 0x80 | ((c >> 6) & 0x3F));
+    } else {
+      appendEscape(out, 0xF0 | (c >> 18));
+      appendEscape(out, 0x80 | ((c >> 12) & 0x3F));
+      appendEscape(out, 0x80 | ((c >> 6) & 0x3F));
+    }
+    appendEscape(out, 0x80 | (c & 0x3F));
+  }
+}
+
+// `out` made the base part name of `path`, reusing its room.
+void assignBasePartName(std::u16string_view path, std::u16string& out) {
+  out.assign(kPartRoot);
+  appendEncodedPath(path, out);
+}
+
 // Counts the stored bytes of a file by reading them: the way when the part is not certain.
 std::uint64_t countStoredBytes(FileSystemManager& files, FileSystemEntry const& file) {
   std::unique_ptr<opc::vkservices::IContentSource> source =
@@ -48,42 +120,127 @@ std::uint64_t countStoredBytes(FileSystemManager& files, FileSystemEntry const& 
   return total;
 }
 
-// Every part's name by its exact text: open addressing over the numbers of a TextPool, so
-// that 100,000 names cost one flat array rather than a hash node each.
-class PartsByName {
+// Whether two texts hold the same code units, compared as bytes: the character traits of
+// char16_t compare one unit at a time, which costs the most on the longest paths.
+bool sameUnits(std::u16string_view a, std::u16string_view b) {
+  return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(char16_t)) == 0;
+}
+
+// Whether `a` sorts before `b` by code units, as the walk orders paths: eight bytes a step
+// up to the first block that differs.
+bool unitsBefore(std::u16string_view a, std::u16string_view b) {
+  std::size_t const common = std::min(a.size(), b.size());
+  std::size_t i = 0;
+  for (; i + 4 <= common; i += 4) {
+    if (std::memcmp(a.data() + i, b.data() + i, 4 * sizeof(char16_t)) != 0) break;
+  }
+  for (; i < common; ++i) {
+    if (a[i] != b[i]) return a[i] < b[i];
+  }
+  return a.size() < b.size();
+}
+
+// Four code units of ASCII in lower case, two bytes each: a lane holds a letter from "A" to
+// "Z" when adding 0x80 - "A" sets its top bit and adding 0x80 - "Z" - 1 does not.
+std::uint64_t lowerAsciiBlock(std::uint64_t block) {
+  constexpr std::uint64_t kLanes = 0x0001000100010001ull;
+  std::uint64_t const fromA = block + (0x80 - 'A') * kLanes;
+  std::uint64_t const pastZ = block + (0x80 - 'Z' - 1) * kLanes;
+  std::uint64_t const upper = fromA & ~pastZ & (0x80 * kLanes);
+  return block | (upper >> 2);
+}
+
+// A hash of the code units of `text`, eight bytes a step.  With `lowerCase`, the hash of the
+// text in ASCII lower case, for a text of ASCII alone (every base name is one).
+template <bool lowerCase>
+std::size_t hashUnits(std::u16string_view text) {
+  constexpr std::uint64_t kMultiplier = 0x9E3779B97F4A7C15ull;
+  std::uint64_t hash = text.size() * kMultiplier;
+  auto const mix = [&hash](std::uint64_t block) {
+    if (lowerCase) block = lowerAsciiBlock(block);
+    hash = (hash ^ block) * kMultiplier;
+    hash ^= hash >> 29;
+  };
+  std::size_t const count = text.size();
+  std::size_t i = 0;
+  for (; i + 4 <= count; i += 4) {
+    std::uint64_t block;
+    std::memcpy(&block, text.data() + i, sizeof block);
+    mix(block);
+  }
+  if (i < count) {
+    std::uint64_t block = 0;
+    std::memcpy(&block, text.data() + i, (count - i) * sizeof(char16_t));
+    mix(block);
+  }
+  return static_cast<std::size_t>(hash);
+}
+
+// A hash of a text, the same for every text of the same code units.
+std::size_t textHash(std::u16string_view text) { return hashUnits<false>(text); }
+
+// textHash of the text in ASCII lower case, for a text of ASCII alone.
+std::size_t lowerAsciiHash(std::u16string_view text) { return hashUnits<true>(text); }
+
+// Whether `text` holds "_rels", ASCII case ignored.
+bool holdsRels(std::u16string_view text) {
+  for (std::size_t at = text.find(u'_'); at != std::u16string_view::npos;
+       at = text.find(u'_', at + 1)) {
+    if (at + 5 <= text.size() && lower(text[at + 1]) == u'r' && lower(text[at + 2]) == u'e' &&
+        lower(text[at + 3]) == u'l' && lower(text[at + 4]) == u's') {
+      return true;
+    }
+  }
+  return false;
+}
+
+// Whether every character of `path` stands for itself in its base name, so that the base
+// name is "/fsroot" followed by the path as it is.
+bool isPlainPath(std::u16string_view path) {
+  for (char16_t c : path) {
+    if (!keptInPartName(c)) return false;
+  }
+  return true;
+}
+
+// The files by the hash of their exact base names, in open addressing over their numbers:
+// each part is looked up by its name as the package hands it over, so that no part's name
+// needs to be kept.
+class FilesByName {
  public:
-  explicit PartsByName(TextPool const& names) : names_(names) {
+  explicit FilesByName(std::vector<std::size_t> const& hashes) : hashes_(hashes) {
     std::size_t slots = 16;
-    while (slots < 2 * names.size()) slots *= 2;
+    while (slots < 2 * hashes.size()) slots *= 2;
     slots_.assign(slots, kEmpty);
-    for (std::size_t index = 0; index < names.size(); ++index) {
-      std::size_t slot = slotOf(names[index]);
-      // The first of equal names wins, as a lookup by name would find it.
-      if (slots_[slot] == kEmpty) slots_[slot] = index;
+    std::size_t const mask = slots - 1;
+    for (std::size_t file = 0; file < hashes.size(); ++file) {
+      std::size_t slot = hashes[file] & mask;
+      while (slots_[slot] != kEmpty) slot = (slot + 1) & mask;
+      slots_[slot] = file;
     }
   }
 
-  // The number of the part named exactly `name`, or kEmpty.
-  std::size_t find(std::u16string_view name) const { return slots_[slotOf(name)]; }
-
-  static constexpr std::size_t kEmpty = static_cast<std::size_t>(-1);
-
- private:
-  // The slot that holds `name`, or the empty slot where it would go.
-  std::size_t slotOf(std::u16string_view name) const {
+  // Calls `visit` with every file whose base name has the hash `hash`.
+  template <typename Visit>
+  void forEach(std::size_t hash, Visit const& visit) const {
     std::size_t const mask = slots_.size() - 1;
-    std::size_t slot = std::hash<std::u16string_view>()(name) & mask;
-    while (slots_[slot] != kEmpty && names_[slots_[slot]] != name) slot = (slot + 1) & mask;
-    return slot;
+    for (std::size_t slot = hash & mask; slots_[slot] != kEmpty; slot = (slot + 1) & mask) {
+      if (hashes_[slots_[slot]] == hash) visit(slots_[slot]);
+    }
   }
 
-  TextPool const& names_;
+ private:
+  static constexpr std::size_t kEmpty = static_cast<std::size_t>(-1);
+
+  std::vector<std::size_t> const& hashes_;
   std::vector<std::size_t> slots_;
 };
 
 // The lower-case base name of a file, from its path.
 std::u16string lowerBaseOf(std::u16string_view path) {
-  return lowerText(basePartName(std::u16string(path)));
+  std::u16string name;
+  assignBasePartName(path, name);
+  return lowerText(std::move(name));
 }
 
 // The files by the hash of their lower-case base names, so that the files sharing one are
@@ -101,7 +258,7 @@ class FilesByLowerBase {
   // Calls `visit` with every file whose lower-case base name is `lowerBase`.
   template <typename Visit>
   void forEach(std::u16string_view lowerBase, Visit const& visit) const {
-    std::size_t const hash = std::hash<std::u16string_view>()(lowerBase);
+    std::size_t const hash = textHash(lowerBase);
     auto at = std::lower_bound(order_.begin(), order_.end(), Key{hash, 0});
     for (; at != order_.end() && at->hash == hash; ++at) {
       if (lowerBaseOf(paths_[at->file]) == lowerBase) visit(at->file);
@@ -147,20 +304,20 @@ class FilesByLowerBase {
 TextPool filePaths(FileSystemManager& files) {
   std::vector<std::u16string> unsorted;
   TextPool paths;
-  walkEntries(
-      files, FileSystemEntry::getRootName(), WalkOrder::kByPath,
-      [&paths, &unsorted](WalkedEntry const& walked) {
-        if (!walked.entry.isFile()) return;
-        if (unsorted.empty() && (paths.size() == 0 || paths[paths.size() - 1] < walked.path)) {
-          paths.add(walked.path);
-          return;
-        }
-        // Out of order, which the walk never is: sorted below.
-        if (unsorted.empty()) {
-          for (std::size_t i = 0; i < paths.size(); ++i) unsorted.emplace_back(paths[i]);
-        }
-        unsorted.push_back(walked.path);
-      });
+  walkEntries(files, FileSystemEntry::getRootName(), WalkOrder::kByPath,
+              [&paths, &unsorted](WalkedEntry const& walked) {
+                if (!walked.entry.isFile()) return;
+                if (unsorted.empty() &&
+                    (paths.size() == 0 || unitsBefore(paths[paths.size() - 1], walked.path))) {
+                  paths.add(walked.path);
+                  return;
+                }
+                // Out of order, which the walk never is: sorted below.
+                if (unsorted.empty()) {
+                  for (std::size_t i = 0; i < paths.size(); ++i) unsorted.emplace_back(paths[i]);
+                }
+                unsorted.push_back(walked.path);
+              });
   if (unsorted.empty()) {
     paths.shrink();
     return paths;
@@ -197,7 +354,9 @@ void readParts(opc::model::Package const& package, TextPool& names,
 }  // namespace
 
 std::u16string basePartName(std::u16string const& path) {
-  return u"/fsroot" + opc::model::URI::encodeComponent(path, "/+@");
+  std::u16string name;
+  assignBasePartName(path, name);
+  return name;
 }
 
 std::u16string partKey(std::u16string_view partName) {
@@ -240,12 +399,9 @@ bool isNumberedFrom(std::u16string_view name, std::u16string_view base) {
 FileParts::FileParts(opc::model::Package& package, FileSystemManager& files) : files_(files) {
   // The paths first, while nothing else is held beside the entries they come from.
   paths_ = filePaths(files);
-  std::vector<std::uint64_t> partSizes;
-  readParts(package, partNames_, partSizes);
-  PartsByName const partByName(partNames_);
 
   std::size_t const count = paths_.size();
-  facts_.assign(count, Facts{kNoPart, 0});
+  facts_.assign(count, Facts{kNoPart, false, 0});
   std::vector<char> displaced(count, 0);
   std::vector<std::size_t> pending;
   auto displace = [&](std::size_t file) {
@@ -253,26 +409,54 @@ FileParts::FileParts(opc::model::Package& package, FileSystemManager& files) : f
     displaced[file] = 1;
     pending.push_back(file);
   };
-  std::vector<std::size_t> hashes(count);
+  std::vector<std::size_t> exactHashes(count);
+  std::vector<std::size_t> lowerHashes(count);
+  plain_.assign(count, false);
+  // Kept from file to file, so that a name costs no allocation.
+  std::u16string name;
   for (std::size_t file = 0; file < count; ++file) {
-    std::u16string const base = basePartName(std::u16string(paths_[file]));
-    std::u16string const lowerBase = lowerText(base);
-    hashes[file] = std::hash<std::u16string_view>()(lowerBase);
-    facts_[file].part = partByName.find(base);
-    if (facts_[file].part == kNoPart || lowerBase.find(u"_rels") != std::u16string::npos) {
-      displace(file);
+    std::u16string_view const path = paths_[file];
+    plain_[file] = isPlainPath(path);
+    if (plain_[file]) {
+      name.assign(kPartRoot).append(path);
+    } else {
+      assignBasePartName(path, name);
     }
+    exactHashes[file] = textHash(name);
+    lowerHashes[file] = lowerAsciiHash(name);
+    if (holdsRels(name)) displace(file);
   }
-  FilesByLowerBase const byLowerBase(paths_, hashes);
-  hashes = std::vector<std::size_t>();
+  // Each part whose name is a file's base name is that file's part, as far as names go.
+  {
+    FilesByName const byName(exactHashes);
+    std::size_t part = 0;
+    package.visitParts(
+        [&](std::u16string const& partName, std::uint64_t size, opc::model::ContentType const&) {
+          byName.forEach(textHash(partName), [&](std::size_t file) {
+            // The first of equal names wins, as a lookup by name would find it.
+            if (facts_[file].part != kNoPart) return;
+            if (isBaseNameOf(file, partName, name)) facts_[file] = Facts{part, false, size};
+          });
+          ++part;
+        });
+  }
+  exactHashes = std::vector<std::size_t>();
+  for (std::size_t file = 0; file < count; ++file) {
+    if (facts_[file].part == kNoPart) displace(file);
+  }
+  FilesByLowerBase const byLowerBase(paths_, lowerHashes);
+  lowerHashes = std::vector<std::size_t>();
   byLowerBase.forEachShared(displace);
+  if (pending.empty()) return;
 
+  // Every part's name and size, wanted only for displaced files, which most packages have none
+  // of: numbered as the visit above numbered them.
+  std::vector<std::uint64_t> partSizes;
+  readParts(package, partNames_, partSizes);
   // Parts by key, wanted only for displaced files, which most packages have none of.
   std::unordered_map<std::u16string, std::vector<std::size_t>> partsByKey;
-  if (!pending.empty()) {
-    for (std::size_t index = 0; index < partNames_.size(); ++index) {
-      partsByKey[partKey(partNames_[index])].push_back(index);
-    }
+  for (std::size_t index = 0; index < partNames_.size(); ++index) {
+    partsByKey[partKey(partNames_[index])].push_back(index);
   }
   // Contest what the displaced files may hold, displacing the files whose names are taken.
   std::vector<char> contested(partNames_.size(), 0);
@@ -298,13 +482,11 @@ FileParts::FileParts(opc::model::Package& package, FileSystemManager& files) : f
 
   for (std::size_t file = 0; file < count; ++file) {
     Facts& facts = facts_[file];
-    if (!displaced[file] && !namesGivenUp) {
-      facts.size = partSizes[facts.part];
-      continue;
-    }
+    if (!displaced[file] && !namesGivenUp) continue;
     std::u16string const path(paths_[file]);
     facts.size = countStoredBytes(files, files.getEntry(path));
     facts.part = kNoPart;
+    facts.named = true;
     if (namesGivenUp) continue;
     std::u16string const base = basePartName(path);
     auto const candidates = partsByKey.find(partKey(base));
@@ -323,30 +505,65 @@ FileParts::FileParts(opc::model::Package& package, FileSystemManager& files) : f
 }
 
 std::size_t FileParts::fileAt(std::u16string_view path) const {
+  std::size_t const count = paths_.size();
+  // The next file of a walk by path, or the same file again (its size, then its part).
+  if (cursor_ < count && sameUnits(paths_[cursor_], path)) return cursor_++;
+  if (cursor_ > 0 && cursor_ <= count && sameUnits(paths_[cursor_ - 1], path)) return cursor_ - 1;
   std::size_t low = 0;
-  std::size_t high = paths_.size();
+  std::size_t high = count;
   while (low < high) {
     std::size_t const middle = low + (high - low) / 2;
-    if (paths_[middle] < path) {
+    if (unitsBefore(paths_[middle], path)) {
       low = middle + 1;
     } else {
       high = middle;
     }
   }
-  return low < paths_.size() && paths_[low] == path ? low : kNoFile;
+  if (low < count && sameUnits(paths_[low], path)) {
+    cursor_ = low + 1;
+    return low;
+  }
+  return kNoFile;
 }
 
 std::uint64_t FileParts::size(FileSystemEntry const& file) {
-  std::size_t const found = fileAt(file.getPathName());
+  return size(file, file.getPathName());
+}
+
+std::u16string FileParts::partName(FileSystemEntry const& file) const {
+  return std::u16string(partName(file.getPathName()));
+}
+
+std::uint64_t FileParts::size(FileSystemEntry const& file, std::u16string_view path) {
+  std::size_t const found = fileAt(path);
   if (found != kNoFile) return facts_[found].size;
   // Not among the files when the object was made: a file made since.
   return countStoredBytes(files_, file);
 }
 
-std::u16string FileParts::partName(FileSystemEntry const& file) const {
-  std::size_t const found = fileAt(file.getPathName());
-  if (found == kNoFile || facts_[found].part == kNoPart) return std::u16string();
-  return std::u16string(partNames_[facts_[found].part]);
+std::u16string_view FileParts::partName(std::u16string_view path) const {
+  std::size_t const found = fileAt(path);
+  if (found == kNoFile || facts_[found].part == kNoPart) return std::u16string_view();
+  if (facts_[found].named) return partNames_[facts_[found].part];
+  // The part of a file that was not displaced is named by the file's base name.
+  if (plain_[found]) {
+    partName_.assign(kPartRoot).append(paths_[found]);
+  } else {
+    assignBasePartName(paths_[found], partName_);
+  }
+  return partName_;
+}
+
+bool FileParts::isBaseNameOf(std::size_t file, std::u16string_view partName,
+                             std::u16string& scratch) const {
+  std::u16string_view const path = paths_[file];
+  if (plain_[file]) {
+    return partName.size() == kPartRoot.size() + path.size() &&
+           sameUnits(partName.substr(0, kPartRoot.size()), kPartRoot) &&
+           sameUnits(partName.substr(kPartRoot.size()), path);
+  }
+  assignBasePartName(path, scratch);
+  return sameUnits(scratch, partName);
 }
 
 }  // namespace opcvk

@@ -49,25 +49,45 @@ class FileParts {
   // The part name of the file `file`, or an empty string when it cannot be told.
   std::u16string partName(opc::vkservices::FileSystemEntry const& file) const;
 
+  // As size(file) and partName(file), for the file whose path the caller holds already.
+  // Files asked for in ascending order of their paths, as a walk by path visits them, are
+  // found in constant time; any other order costs a search.  The view of the part name stays
+  // valid until the next call of partName.
+  std::uint64_t size(opc::vkservices::FileSystemEntry const& file, std::u16string_view path);
+  std::u16string_view partName(std::u16string_view path) const;
+
  private:
   static constexpr std::size_t kNoPart = static_cast<std::size_t>(-1);
   static constexpr std::size_t kNoFile = static_cast<std::size_t>(-1);
 
   struct Facts {
-    // Index in partNames_, or kNoPart.
+    // The number of the part in the order of Package::visitParts, or kNoPart.
     std::size_t part;
+    // Whether the part's name is kept in partNames_ (a displaced file's); otherwise it is the
+    // file's base name.
+    bool named;
     std::uint64_t size;
   };
 
-  // The index of `path` in paths_, or kNoFile.
+  // The index of `path` in paths_, or kNoFile.  Looks first where the last lookup ended.
   std::size_t fileAt(std::u16string_view path) const;
+  // Whether `partName` is the base name of the file numbered `file`; `scratch` is room to
+  // make the name in.
+  bool isBaseNameOf(std::size_t file, std::u16string_view partName, std::u16string& scratch) const;
 
   opc::vkservices::FileSystemManager& files_;
-  // Every part's name, each kept once however many files are told by it.
+  // Every part's name, each kept once however many files are told by it; read only when some
+  // file is displaced.
   TextPool partNames_;
   // The files' paths in ascending order, and what is known of each file, by the same index.
   TextPool paths_;
   std::vector<Facts> facts_;
+  // Whether each file's path is made of characters that stand for themselves in part names.
+  std::vector<bool> plain_;
+  // Just past the file that the last lookup found: where a walk by path asks next.
+  mutable std::size_t cursor_ = 0;
+  // The text of the last part name given out by name.
+  mutable std::u16string partName_;
 };
 
 // The part name that the library gives a new file at `path` when nothing stands in its way

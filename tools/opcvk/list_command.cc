@@ -3,6 +3,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <nlohmann/json.hpp>
@@ -62,15 +63,15 @@ std::string shownPath(FileSystemManager& files, WalkedEntry const& walked,
 // the codeset of nearly every terminal, in which a plain listing writes its lines itself.
 bool displaysUtf8() { return displayText(u"\u00e9") == "\xC3\xA9"; }
 
-// Writes `path` into `line` as displayText does in a UTF-8 codeset, an unpaired surrogate as
-// "?", in the text the line already holds: a listing of names of another script otherwise
-// makes a string for every one of them.
-void putUtf8Line(std::u16string const& path, std::string& line) {
+// Appends `text` to `out` as displayText writes it in a UTF-8 codeset, an unpaired surrogate
+// as "?": a listing of names of another script otherwise makes a string for every one of them.
+void appendUtf8(std::u16string_view text, std::string& out) {
+  std::size_t const at = out.size();
   // No unit takes more than three bytes; a surrogate pair takes four for its two units.
-  line.resize(3 * path.size());
-  char16_t const* const units = path.data();
-  std::size_t const count = path.size();
-  char* const first = line.data();
+  out.resize(at + 3 * text.size());
+  char16_t const* const units = text.data();
+  std::size_t const count = text.size();
+  char* const first = out.data() + at;
   char* to = first;
   for (std::size_t i = 0; i < count;) {
     char32_t c = units[i++];
@@ -93,35 +94,41 @@ void putUtf8Line(std::u16string const& path, std::string& line) {
       *to++ = static_cast<char>(0x80 | (c & 0x3F));
     }
   }
-  line.resize(static_cast<std::size_t>(to - first));
+  out.resize(at + static_cast<std::size_t>(to - first));
 }
 
-// The line of a path in a plain listing, in `line`, kept by the caller from line to line so
-// that a listing does not allocate a text per entry.  A path of ASCII alone, nearly every one,
+// Appends `text` to `out` as displayText shows it.  Text of ASCII alone, nearly every path,
 // reads the same in every codeset; any other goes through displayText, or is written here when
 // `utf8` says that displayText writes UTF-8.
-void nameLine(WalkedEntry const& walked, bool utf8, std::string& line, Output& out) {
-  std::u16string const& path = walked.path;
-  line.resize(path.size());
+void appendShown(std::u16string_view text, bool utf8, std::string& out) {
+  std::size_t const at = out.size();
+  out.resize(at + text.size());
   // Every unit is narrowed and the units are or-ed together, then looked at once: a loop
   // without an exit on the way, which the compiler turns into a few wide steps.
   // Through plain pointers and a count held in locals: a store of a char may alias anything,
   // and would otherwise have the string's size and data read again at every step.
-  char16_t const* const units = path.data();
-  char* const bytes = line.data();
-  std::size_t const count = path.size();
+  char16_t const* const units = text.data();
+  char* const bytes = out.data() + at;
+  std::size_t const count = text.size();
   char16_t seen = 0;
   for (std::size_t i = 0; i < count; ++i) {
     seen |= units[i];
     bytes[i] = static_cast<char>(units[i]);
   }
-  if (seen >= 0x80) {
-    if (utf8) {
-      putUtf8Line(path, line);
-    } else {
-      line = displayText(path);
-    }
+  if (seen < 0x80) return;
+  out.resize(at);
+  if (utf8) {
+    appendUtf8(text, out);
+  } else {
+    out += displayText(std::u16string(text));
   }
+}
+
+// The line of a path in a plain listing, in `line`, kept by the caller from line to line so
+// that a listing does not allocate a text per entry.
+void nameLine(WalkedEntry const& walked, bool utf8, std::string& line, Output& out) {
+  line.clear();
+  appendShown(walked.path, utf8, line);
   if (walked.entry.isFolder()) line += '/';
   out.line(line);
 }
@@ -131,22 +138,34 @@ void treeLine(FileSystemManager& files, WalkedEntry const& walked, Output& out) 
            shownPath(files, walked, std::u16string(walked.name)));
 }
 
-void longLine(FileSystemManager& files, FileParts& parts, bool showParts, WalkedEntry const& walked,
-              Output& out) {
+// The line of an entry in a long listing, in `line`, kept by the caller from line to line.
+void longLine(FileSystemManager& files, FileParts& parts, bool showParts, bool utf8,
+              WalkedEntry const& walked, std::string& line, Output& out) {
   FileSystemEntry const& entry = walked.entry;
   bool const isFile = entry.isFile();
-  std::string line;
+  line.clear();
   line += kindLetter(entry);
-  line += permissionsText(entry.getPermissions());
+  appendPermissionsText(line, entry.getPermissions());
   line += "  ";
-  line += sizeColumn(isFile ? parts.size(entry) : 0);
+  appendSizeColumn(line, isFile ? parts.size(entry, walked.path) : 0);
   line += "  ";
-  line += timeText(entry.getLastModifiedTime());
+  appendTimeText(line, entry.getLastModifiedTime());
   line += "  ";
-  line += shownPath(files, walked, walked.path);
+  appendShown(walked.path, utf8, line);
+  if (entry.isFolder()) line += '/';
+  if (entry.isLink()) {
+    line += " -> ";
+    appendShown(files.getLinkTarget(entry), utf8, line);
+  }
   if (showParts && isFile) {
-    std::u16string const part = parts.partName(entry);
-    line += " [" + (part.empty() ? std::string("?") : displayText(part)) + "]";
+    std::u16string_view const part = parts.partName(walked.path);
+    line += " [";
+    if (part.empty()) {
+      line += '?';
+    } else {
+      appendShown(part, utf8, line);
+    }
+    line += ']';
   }
   out.line(line);
 }
@@ -164,10 +183,10 @@ std::string jsonObject(FileSystemManager& files, FileParts& parts, bool showPart
   object["kind"] = kindWord(entry);
   object["permissions"] = textOrNull(permissionsOctal(entry.getPermissions()));
   object["modified"] = textOrNull(timeIso(entry.getLastModifiedTime()));
-  if (entry.isFile()) object["size"] = parts.size(entry);
+  if (entry.isFile()) object["size"] = parts.size(entry, walked.path);
   if (entry.isLink()) object["target"] = utf8Text(files.getLinkTarget(entry));
   if (showParts && entry.isFile()) {
-    object["part"] = textOrNull(utf8Text(parts.partName(entry)));
+    object["part"] = textOrNull(utf8Text(std::u16string(parts.partName(walked.path))));
   }
   return object.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
 }
@@ -192,8 +211,10 @@ void runList(ListOptions const& options) {
   }
   FileParts parts(open.package(), files);
   if (!options.json) {
+    std::string line;
+    bool const utf8 = displaysUtf8();
     walkEntries(files, path, WalkOrder::kByPath, [&](WalkedEntry const& walked) {
-      longLine(files, parts, options.parts, walked, out);
+      longLine(files, parts, options.parts, utf8, walked, line, out);
     });
     return;
   }

@@ -13,6 +13,7 @@
 #include <opc/core/string_conversions.h>
 #include <opc/model/content_type.h>
 #include <opc/model/package.h>
+#include <opc/model/uri.h>
 #include <opc/vkservices/file_system_entry.h>
 #include <opc/vkservices/file_system_manager.h>
 
@@ -63,6 +64,29 @@ TEST(FilePartsTest, BaseNameFollowsTheNamingRule) {
   EXPECT_EQ(opcvk::basePartName(u"/a/b.txt"), u"/fsroot/a/b.txt");
   EXPECT_EQ(opcvk::basePartName(u"/my dir/a+b@c.txt"), u"/fsroot/my%20dir/a+b@c.txt");
   EXPECT_EQ(opcvk::basePartName(u"/\u00e9t\u00e9"), u"/fsroot/%C3%A9t%C3%A9");
+}
+
+// The base name is written by the tool itself, character by character: it must agree with the
+// library's encoding on every kind of character, lone surrogates and "%" included.
+TEST(FilePartsTest, BaseNameEncodesAsTheLibraryDoes) {
+  std::vector<std::u16string> const paths = {
+      u"/a/b.txt",
+      u"/~x-y_z.0123456789/ABCxyz",
+      u"/ !\"#$%&'()*,:;<=>?[\\]^`{|}",
+      u"/+@/%41",
+      std::u16string(u"/nul\0x", 6),
+      u"/\u007f\u0080\u07ff\u0800\uffff",
+      u"/\U0001F600 smile",
+      u"/lone\xD800high",
+      u"/lone\xDC00low",
+      u"/end\xD83D",
+      u"/twice\xD83D\xD83D\xDE00",
+  };
+  for (std::u16string const& path : paths) {
+    SCOPED_TRACE(opc::toUDEString(path));
+    EXPECT_EQ(opcvk::basePartName(path),
+              u"/fsroot" + opc::model::URI::encodeComponent(path, "/+@"));
+  }
 }
 
 TEST(FilePartsTest, KeyDropsNumberedInsertionsAndCase) {
