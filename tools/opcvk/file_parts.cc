@@ -236,10 +236,11 @@ class FilesByName {
   std::vector<std::size_t> slots_;
 };
 
-// The lower-case base name of a file, from its path.
-std::u16string lowerBaseOf(std::u16string_view path) {
-  std::u16string name;
-  assignBasePartName(path, name);
+// The lower-case base name of file `index` of `paths`.
+std::u16string lowerBaseOf(PathPool const& paths, std::size_t index) {
+  std::u16string name(kPartRoot);
+  appendEncodedPath(paths.folder(index), name);
+  appendEncodedPath(paths.name(index), name);
   return lowerText(std::move(name));
 }
 
@@ -249,7 +250,7 @@ std::u16string lowerBaseOf(std::u16string_view path) {
 // for the few files whose hashes meet.
 class FilesByLowerBase {
  public:
-  FilesByLowerBase(TextPool const& paths, std::vector<std::size_t> const& hashes) : paths_(paths) {
+  FilesByLowerBase(PathPool const& paths, std::vector<std::size_t> const& hashes) : paths_(paths) {
     order_.reserve(hashes.size());
     for (std::size_t i = 0; i < hashes.size(); ++i) order_.push_back({hashes[i], i});
     std::sort(order_.begin(), order_.end());
@@ -261,7 +262,7 @@ class FilesByLowerBase {
     std::size_t const hash = textHash(lowerBase);
     auto at = std::lower_bound(order_.begin(), order_.end(), Key{hash, 0});
     for (; at != order_.end() && at->hash == hash; ++at) {
-      if (lowerBaseOf(paths_[at->file]) == lowerBase) visit(at->file);
+      if (lowerBaseOf(paths_, at->file) == lowerBase) visit(at->file);
     }
   }
 
@@ -275,7 +276,7 @@ class FilesByLowerBase {
       if (last - first > 1) {
         names.clear();
         for (std::size_t at = first; at < last; ++at) {
-          names.push_back(lowerBaseOf(paths_[order_[at].file]));
+          names.push_back(lowerBaseOf(paths_, order_[at].file));
         }
         for (std::size_t i = 0; i < names.size(); ++i) {
           bool const shared = std::count(names.begin(), names.end(), names[i]) > 1;
@@ -295,26 +296,30 @@ class FilesByLowerBase {
     }
   };
 
-  TextPool const& paths_;
+  PathPool const& paths_;
   std::vector<Key> order_;
 };
 
 // The paths of the package's files, in ascending order.  Taken folder by folder, so that
 // no more than one folder's entries are held at a time beside the pool.
-TextPool filePaths(FileSystemManager& files) {
+PathPool filePaths(FileSystemManager& files) {
   std::vector<std::u16string> unsorted;
-  TextPool paths;
+  PathPool paths;
+  std::u16string last;
   walkEntries(files, FileSystemEntry::getRootName(), WalkOrder::kByPath,
-              [&paths, &unsorted](WalkedEntry const& walked) {
+              [&paths, &unsorted, &last](WalkedEntry const& walked) {
                 if (!walked.entry.isFile()) return;
-                if (unsorted.empty() &&
-                    (paths.size() == 0 || unitsBefore(paths[paths.size() - 1], walked.path))) {
+                if (unsorted.empty() && (paths.size() == 0 || unitsBefore(last, walked.path))) {
                   paths.add(walked.path);
+                  last.assign(walked.path);
                   return;
                 }
                 // Out of order, which the walk never is: sorted below.
                 if (unsorted.empty()) {
-                  for (std::size_t i = 0; i < paths.size(); ++i) unsorted.emplace_back(paths[i]);
+                  for (std::size_t i = 0; i < paths.size(); ++i) {
+                    paths.assign(i, last);
+                    unsorted.push_back(last);
+                  }
                 }
                 unsorted.push_back(walked.path);
               });
@@ -324,11 +329,9 @@ TextPool filePaths(FileSystemManager& files) {
   }
   std::sort(unsorted.begin(), unsorted.end());
   unsorted.erase(std::unique(unsorted.begin(), unsorted.end()), unsorted.end());
-  std::size_t chars = 0;
-  for (std::u16string const& path : unsorted) chars += path.size();
-  TextPool sorted;
-  sorted.reserve(unsorted.size(), chars);
+  PathPool sorted;
   for (std::u16string const& path : unsorted) sorted.add(path);
+  sorted.shrink();
   return sorted;
 }
 
@@ -414,8 +417,9 @@ FileParts::FileParts(opc::model::Package& package, FileSystemManager& files) : f
   plain_.assign(count, false);
   // Kept from file to file, so that a name costs no allocation.
   std::u16string name;
+  std::u16string path;
   for (std::size_t file = 0; file < count; ++file) {
-    std::u16string_view const path = paths_[file];
+    paths_.assign(file, path);
     plain_[file] = isPlainPath(path);
     if (plain_[file]) {
       name.assign(kPartRoot).append(path);
@@ -463,7 +467,8 @@ FileParts::FileParts(opc::model::Package& package, FileSystemManager& files) : f
   std::uint64_t spent = 0;
   bool namesGivenUp = false;
   while (!pending.empty() && !namesGivenUp) {
-    std::u16string const base = basePartName(std::u16string(paths_[pending.back()]));
+    std::u16string base;
+    assignBaseNameOf(pending.back(), base);
     pending.pop_back();
     auto const candidates = partsByKey.find(partKey(base));
     if (candidates == partsByKey.end()) continue;
@@ -483,7 +488,7 @@ FileParts::FileParts(opc::model::Package& package, FileSystemManager& files) : f
   for (std::size_t file = 0; file < count; ++file) {
     Facts& facts = facts_[file];
     if (!displaced[file] && !namesGivenUp) continue;
-    std::u16string const path(paths_[file]);
+    paths_.assign(file, path);
     facts.size = countStoredBytes(files, files.getEntry(path));
     facts.part = kNoPart;
     facts.named = true;
@@ -507,19 +512,21 @@ FileParts::FileParts(opc::model::Package& package, FileSystemManager& files) : f
 std::size_t FileParts::fileAt(std::u16string_view path) const {
   std::size_t const count = paths_.size();
   // The next file of a walk by path, or the same file again (its size, then its part).
-  if (cursor_ < count && sameUnits(paths_[cursor_], path)) return cursor_++;
-  if (cursor_ > 0 && cursor_ <= count && sameUnits(paths_[cursor_ - 1], path)) return cursor_ - 1;
+  if (cursor_ < count && paths_.equals(cursor_, path)) return cursor_++;
+  if (cursor_ > 0 && cursor_ <= count && paths_.equals(cursor_ - 1, path)) return cursor_ - 1;
+  std::u16string middlePath;
   std::size_t low = 0;
   std::size_t high = count;
   while (low < high) {
     std::size_t const middle = low + (high - low) / 2;
-    if (unitsBefore(paths_[middle], path)) {
+    paths_.assign(middle, middlePath);
+    if (unitsBefore(middlePath, path)) {
       low = middle + 1;
     } else {
       high = middle;
     }
   }
-  if (low < count && sameUnits(paths_[low], path)) {
+  if (low < count && paths_.equals(low, path)) {
     cursor_ = low + 1;
     return low;
   }
@@ -546,23 +553,33 @@ std::u16string_view FileParts::partName(std::u16string_view path) const {
   if (found == kNoFile || facts_[found].part == kNoPart) return std::u16string_view();
   if (facts_[found].named) return partNames_[facts_[found].part];
   // The part of a file that was not displaced is named by the file's base name.
-  if (plain_[found]) {
-    partName_.assign(kPartRoot).append(paths_[found]);
-  } else {
-    assignBasePartName(paths_[found], partName_);
-  }
+  assignBaseNameOf(found, partName_);
   return partName_;
+}
+
+void FileParts::assignBaseNameOf(std::size_t file, std::u16string& out) const {
+  // A folder ends in "/", so that no character of the path is cut in two.
+  out.assign(kPartRoot);
+  if (plain_[file]) {
+    out.append(paths_.folder(file)).append(paths_.name(file));
+    return;
+  }
+  appendEncodedPath(paths_.folder(file), out);
+  appendEncodedPath(paths_.name(file), out);
 }
 
 bool FileParts::isBaseNameOf(std::size_t file, std::u16string_view partName,
                              std::u16string& scratch) const {
-  std::u16string_view const path = paths_[file];
   if (plain_[file]) {
-    return partName.size() == kPartRoot.size() + path.size() &&
-           sameUnits(partName.substr(0, kPartRoot.size()), kPartRoot) &&
-           sameUnits(partName.substr(kPartRoot.size()), path);
+    std::u16string_view const head = paths_.folder(file);
+    std::u16string_view const tail = paths_.name(file);
+    std::size_t const root = kPartRoot.size();
+    return partName.size() == root + head.size() + tail.size() &&
+           sameUnits(partName.substr(0, root), kPartRoot) &&
+           sameUnits(partName.substr(root, head.size()), head) &&
+           sameUnits(partName.substr(root + head.size()), tail);
   }
-  assignBasePartName(path, scratch);
+  assignBaseNameOf(file, scratch);
   return sameUnits(scratch, partName);
 }
 

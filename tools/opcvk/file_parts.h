@@ -74,13 +74,15 @@ class FileParts {
   // Whether `partName` is the base name of the file numbered `file`; `scratch` is room to
   // make the name in.
   bool isBaseNameOf(std::size_t file, std::u16string_view partName, std::u16string& scratch) const;
+  // The base name of the file numbered `file`, in `out`.
+  void assignBaseNameOf(std::size_t file, std::u16string& out) const;
 
   opc::vkservices::FileSystemManager& files_;
   // Every part's name, each kept once however many files are told by it; read only when some
   // file is displaced.
   TextPool partNames_;
   // The files' paths in ascending order, and what is known of each file, by the same index.
-  TextPool paths_;
+  PathPool paths_;
   std::vector<Facts> facts_;
   // Whether each file's path is made of characters that stand for themselves in part names.
   std::vector<bool> plain_;

@@ -3,8 +3,12 @@
 #define TOOLS_OPCVK_TEXT_POOL_H_
 
 #include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <functional>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 namespace opcvk {
@@ -45,6 +49,73 @@ class TextPool {
   std::u16string chars_;
   // Where each text ends in chars_.
   std::vector<std::size_t> ends_;
+};
+
+// Paths numbered from 0 in the order they were added, each kept as its folder (up to and
+// with its last "/") and its last name, every folder once: a tree of long paths that go deep
+// (names of 500 characters and more) costs its folders once rather than in each of its files.
+class PathPool {
+ public:
+  // Returns the number of the new path.
+  std::size_t add(std::u16string_view path) {
+    std::size_t const slash = path.rfind(u'/');
+    std::size_t const split = slash == std::u16string_view::npos ? 0 : slash + 1;
+    folderOf_.push_back(folderNumber(path.substr(0, split)));
+    names_.add(path.substr(split));
+    return folderOf_.size() - 1;
+  }
+
+  std::size_t size() const { return folderOf_.size(); }
+
+  // The folder of path `index`, with its last "/", and the name that follows it.
+  std::u16string_view folder(std::size_t index) const { return folders_[folderOf_[index]]; }
+  std::u16string_view name(std::size_t index) const { return names_[index]; }
+
+  // Path `index` in `out`, reusing its room.
+  void assign(std::size_t index, std::u16string& out) const {
+    out.assign(folder(index)).append(name(index));
+  }
+
+  // Whether path `index` is `path`, compared as bytes.
+  bool equals(std::size_t index, std::u16string_view path) const {
+    std::u16string_view const head = folder(index);
+    std::u16string_view const tail = name(index);
+    return path.size() == head.size() + tail.size() && same(head, path.substr(0, head.size())) &&
+           same(tail, path.substr(head.size()));
+  }
+
+  // Forgets what finds a folder again, once every path is in.
+  void shrink() {
+    numbers_ = std::unordered_multimap<std::size_t, std::uint32_t>();
+    folderOf_.shrink_to_fit();
+    folders_.shrink();
+    names_.shrink();
+  }
+
+ private:
+  static bool same(std::u16string_view a, std::u16string_view b) {
+    return a.size() == b.size() &&
+           std::memcmp(a.data(), b.data(), a.size() * sizeof(char16_t)) == 0;
+  }
+
+  std::uint32_t folderNumber(std::u16string_view folder) {
+    // Files of one folder mostly come one after another.
+    if (!folderOf_.empty() && same(folders_[folderOf_.back()], folder)) return folderOf_.back();
+    std::size_t const hash = std::hash<std::u16string_view>()(folder);
+    auto const range = numbers_.equal_range(hash);
+    for (auto at = range.first; at != range.second; ++at) {
+      if (same(folders_[at->second], folder)) return at->second;
+    }
+    auto const number = static_cast<std::uint32_t>(folders_.add(folder));
+    numbers_.emplace(hash, number);
+    return number;
+  }
+
+  TextPool folders_;
+  TextPool names_;
+  std::vector<std::uint32_t> folderOf_;
+  // Folder numbers by the hash of the folder's text.
+  std::unordered_multimap<std::size_t, std::uint32_t> numbers_;
 };
 
 }  // namespace opcvk
