@@ -300,37 +300,29 @@ class FilesByLowerBase {
   std::vector<Key> order_;
 };
 
-// The paths of the package's files, in ascending order.  Taken folder by folder, so that
-// no more than one folder's entries are held at a time beside the pool.
+// The paths of the package's files.  Taken folder by folder, so that no more than one
+// folder's entries are held at a time beside the pool.
 PathPool filePaths(FileSystemManager& files) {
-  std::vector<std::u16string> unsorted;
   PathPool paths;
-  std::u16string last;
   walkEntries(files, FileSystemEntry::getRootName(), WalkOrder::kByPath,
-              [&paths, &unsorted, &last](WalkedEntry const& walked) {
-                if (!walked.entry.isFile()) return;
-                if (unsorted.empty() && (paths.size() == 0 || unitsBefore(last, walked.path))) {
-                  paths.add(walked.path);
-                  last.assign(walked.path);
-                  return;
-                }
-                // Out of order, which the walk never is: sorted below.
-                if (unsorted.empty()) {
-                  for (std::size_t i = 0; i < paths.size(); ++i) {
-                    paths.assign(i, last);
-                    unsorted.push_back(last);
-                  }
-                }
-                unsorted.push_back(walked.path);
+              [&paths](WalkedEntry const& walked) {
+                if (walked.entry.isFile()) paths.add(walked.path);
               });
-  if (unsorted.empty()) {
-    paths.shrink();
-    return paths;
-  }
+  paths.shrink();
+  return paths;
+}
+
+// `paths` in ascending order, each once: as they come from a walk by path, unless the tree
+// was crafted so that its walk is not.
+PathPool ascending(PathPool paths) {
+  if (isAscending(paths)) return paths;
+  std::vector<std::u16string> unsorted(paths.size());
+  for (std::size_t i = 0; i < paths.size(); ++i) paths.assign(i, unsorted[i]);
+  paths = PathPool();
   std::sort(unsorted.begin(), unsorted.end());
   unsorted.erase(std::unique(unsorted.begin(), unsorted.end()), unsorted.end());
   PathPool sorted;
-  for (std::u16string const& path : unsorted) sorted.add(path);
+  for (std::u16string const& text : unsorted) sorted.add(text);
   sorted.shrink();
   return sorted;
 }
@@ -355,6 +347,17 @@ void readParts(opc::model::Package const& package, TextPool& names,
 }
 
 }  // namespace
+
+bool isAscending(PathPool const& paths) {
+  std::u16string last;
+  std::u16string path;
+  for (std::size_t i = 0; i < paths.size(); ++i) {
+    paths.assign(i, path);
+    if (i > 0 && !unitsBefore(last, path)) return false;
+    last.swap(path);
+  }
+  return true;
+}
 
 std::u16string basePartName(std::u16string const& path) {
   std::u16string name;
@@ -399,10 +402,12 @@ bool isNumberedFrom(std::u16string_view name, std::u16string_view base) {
   return reach[rows * columns - 1] != 0;
 }
 
-FileParts::FileParts(opc::model::Package& package, FileSystemManager& files) : files_(files) {
-  // The paths first, while nothing else is held beside the entries they come from.
-  paths_ = filePaths(files);
+FileParts::FileParts(opc::model::Package& package, FileSystemManager& files)
+    // The paths first, while nothing else is held beside the entries they come from.
+    : FileParts(package, files, filePaths(files)) {}
 
+FileParts::FileParts(opc::model::Package& package, FileSystemManager& files, PathPool paths)
+    : files_(files), paths_(ascending(std::move(paths))) {
   std::size_t const count = paths_.size();
   facts_.assign(count, Facts{kNoPart, false, 0});
   std::vector<char> displaced(count, 0);
@@ -546,6 +551,12 @@ std::uint64_t FileParts::size(FileSystemEntry const& file, std::u16string_view p
   if (found != kNoFile) return facts_[found].size;
   // Not among the files when the object was made: a file made since.
   return countStoredBytes(files_, file);
+}
+
+std::uint64_t FileParts::size(std::u16string_view path) {
+  std::size_t const found = fileAt(path);
+  if (found != kNoFile) return facts_[found].size;
+  return countStoredBytes(files_, files_.getEntry(std::u16string(path)));
 }
 
 std::u16string_view FileParts::partName(std::u16string_view path) const {

@@ -43,6 +43,11 @@ namespace opcvk {
 class FileParts {
  public:
   FileParts(opc::model::Package& package, opc::vkservices::FileSystemManager& files);
+  // The same for the files at `filePaths`, which must be the paths of every file of the
+  // package, as a walk of the whole tree gives them: a caller that walks the tree anyway
+  // spares a second walk.
+  FileParts(opc::model::Package& package, opc::vkservices::FileSystemManager& files,
+            PathPool filePaths);
 
   // Bytes of the stored content of the file `file`.
   std::uint64_t size(opc::vkservices::FileSystemEntry const& file);
@@ -54,6 +59,12 @@ class FileParts {
   // found in constant time; any other order costs a search.  The view of the part name stays
   // valid until the next call of partName.
   std::uint64_t size(opc::vkservices::FileSystemEntry const& file, std::u16string_view path);
+  // As size(file, path), for a file that may be known by its path alone: raises the library's
+  // FileSystemEntryNotFound if there is no entry at `path`.
+  std::uint64_t size(std::u16string_view path);
+
+  // The path of the file numbered `file` (from 0, in ascending order of the paths), in `out`.
+  void assignPath(std::size_t file, std::u16string& out) const { paths_.assign(file, out); }
   std::u16string_view partName(std::u16string_view path) const;
 
  private:
@@ -91,6 +102,10 @@ class FileParts {
   // The text of the last part name given out by name.
   mutable std::u16string partName_;
 };
+
+// Whether `paths` are in ascending order, each once, as a walk by path of a tree made by the
+// library gives them.
+bool isAscending(PathPool const& paths);
 
 // The part name that the library gives a new file at `path` when nothing stands in its way
 // and the path has no "_rels" segment.  For a path that gives no valid part name, the text is

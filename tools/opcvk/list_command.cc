@@ -1,9 +1,11 @@
 // opcvk list PACKAGE [PATH]: the entries of a package file system, as names, long lines, a
 // tree or JSON.
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include <nlohmann/json.hpp>
@@ -20,6 +22,7 @@
 #include "output.h"
 #include "package_key.h"
 #include "paths.h"
+#include "text_pool.h"
 
 namespace opcvk {
 namespace {
@@ -44,10 +47,70 @@ char kindLetter(FileSystemEntry const& entry) {
   return '-';
 }
 
-char const* kindWord(FileSystemEntry const& entry) {
-  if (entry.isFolder()) return "folder";
-  if (entry.isLink()) return "link";
+char const* kindWord(char kind) {
+  if (kind == 'd') return "folder";
+  if (kind == 'l') return "link";
   return "file";
+}
+
+// What a long line or a JSON object shows of an entry.
+struct Shown {
+  // As kindLetter gives it.
+  char kind;
+  opc::Perms::Perms_tag permissions;
+  boost::posix_time::ptime time;
+  std::u16string_view path;
+  // The entry of a link, whose target is read when the line is written; null for others.
+  FileSystemEntry const* link;
+};
+
+Shown shownOf(WalkedEntry const& walked) {
+  FileSystemEntry const& entry = walked.entry;
+  return {kindLetter(entry), entry.getPermissions(), entry.getLastModifiedTime(), walked.path,
+          entry.isLink() ? &entry : nullptr};
+}
+
+// The entries below the root in the order of a walk by path, with what their long lines and
+// JSON objects show, and the paths of the files among them: taken in one walk, so that the
+// parts of the files are told without a second one.
+struct Listing {
+  struct Entry {
+    boost::posix_time::ptime time;
+    opc::Perms::Perms_tag permissions;
+    char kind;
+    // The number of a file in filePaths, of a folder or link in otherPaths.
+    std::uint32_t path;
+    // Index in links, for a link.
+    std::uint32_t link;
+  };
+
+  std::vector<Entry> entries;
+  // The files' paths, which go on to tell their parts, and the paths of all other entries.
+  PathPool filePaths;
+  PathPool otherPaths;
+  std::vector<FileSystemEntry> links;
+};
+
+Listing listAll(FileSystemManager& files) {
+  Listing listing;
+  walkEntries(files, FileSystemEntry::getRootName(), WalkOrder::kByPath,
+              [&listing](WalkedEntry const& walked) {
+                FileSystemEntry const& entry = walked.entry;
+                char const kind = kindLetter(entry);
+                std::uint32_t link = 0;
+                if (kind == 'l') {
+                  link = static_cast<std::uint32_t>(listing.links.size());
+                  listing.links.push_back(entry);
+                }
+                PathPool& paths = kind == '-' ? listing.filePaths : listing.otherPaths;
+                auto const path = static_cast<std::uint32_t>(paths.add(walked.path));
+                listing.entries.push_back(
+                    {entry.getLastModifiedTime(), entry.getPermissions(), kind, path, link});
+              });
+  listing.entries.shrink_to_fit();
+  listing.otherPaths.shrink();
+  listing.filePaths.shrink();
+  return listing;
 }
 
 // The path as the plain listings show it: folders end in "/", links show their target.
@@ -140,25 +203,24 @@ void treeLine(FileSystemManager& files, WalkedEntry const& walked, Output& out) 
 
 // The line of an entry in a long listing, in `line`, kept by the caller from line to line.
 void longLine(FileSystemManager& files, FileParts& parts, bool showParts, bool utf8,
-              WalkedEntry const& walked, std::string& line, Output& out) {
-  FileSystemEntry const& entry = walked.entry;
-  bool const isFile = entry.isFile();
+              Shown const& entry, std::string& line, Output& out) {
+  bool const isFile = entry.kind == '-';
   line.clear();
-  line += kindLetter(entry);
-  appendPermissionsText(line, entry.getPermissions());
+  line += entry.kind;
+  appendPermissionsText(line, entry.permissions);
   line += "  ";
-  appendSizeColumn(line, isFile ? parts.size(entry, walked.path) : 0);
+  appendSizeColumn(line, isFile ? parts.size(entry.path) : 0);
   line += "  ";
-  appendTimeText(line, entry.getLastModifiedTime());
+  appendTimeText(line, entry.time);
   line += "  ";
-  appendShown(walked.path, utf8, line);
-  if (entry.isFolder()) line += '/';
-  if (entry.isLink()) {
+  appendShown(entry.path, utf8, line);
+  if (entry.kind == 'd') line += '/';
+  if (entry.link != nullptr) {
     line += " -> ";
-    appendShown(files.getLinkTarget(entry), utf8, line);
+    appendShown(files.getLinkTarget(*entry.link), utf8, line);
   }
   if (showParts && isFile) {
-    std::u16string_view const part = parts.partName(walked.path);
+    std::u16string_view const part = parts.partName(entry.path);
     line += " [";
     if (part.empty()) {
       line += '?';
@@ -176,19 +238,47 @@ nlohmann::ordered_json textOrNull(std::string const& text) {
 }
 
 std::string jsonObject(FileSystemManager& files, FileParts& parts, bool showParts,
-                       WalkedEntry const& walked) {
-  FileSystemEntry const& entry = walked.entry;
+                       Shown const& entry) {
+  bool const isFile = entry.kind == '-';
   nlohmann::ordered_json object;
-  object["path"] = utf8Text(walked.path);
-  object["kind"] = kindWord(entry);
-  object["permissions"] = textOrNull(permissionsOctal(entry.getPermissions()));
-  object["modified"] = textOrNull(timeIso(entry.getLastModifiedTime()));
-  if (entry.isFile()) object["size"] = parts.size(entry, walked.path);
-  if (entry.isLink()) object["target"] = utf8Text(files.getLinkTarget(entry));
-  if (showParts && entry.isFile()) {
-    object["part"] = textOrNull(utf8Text(std::u16string(parts.partName(walked.path))));
+  object["path"] = utf8Text(std::u16string(entry.path));
+  object["kind"] = kindWord(entry.kind);
+  object["permissions"] = textOrNull(permissionsOctal(entry.permissions));
+  object["modified"] = textOrNull(timeIso(entry.time));
+  if (isFile) object["size"] = parts.size(entry.path);
+  if (entry.link != nullptr) object["target"] = utf8Text(files.getLinkTarget(*entry.link));
+  if (showParts && isFile) {
+    object["part"] = textOrNull(utf8Text(std::u16string(parts.partName(entry.path))));
   }
   return object.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+}
+
+// Writes the long lines or the JSON array of the entries that `forEach` hands to its visitor.
+template <typename ForEach>
+void writeLong(ListOptions const& options, FileSystemManager& files, FileParts& parts,
+               ForEach const& forEach, Output& out) {
+  if (!options.json) {
+    std::string line;
+    bool const utf8 = displaysUtf8();
+    forEach(
+        [&](Shown const& entry) { longLine(files, parts, options.parts, utf8, entry, line, out); });
+    return;
+  }
+  // Each object goes out when the next one comes, so that the last one is known to need no
+  // comma.
+  std::string pending;
+  bool any = false;
+  forEach([&](Shown const& entry) {
+    out.line(any ? "  " + pending + ',' : std::string("["));
+    pending = jsonObject(files, parts, options.parts, entry);
+    any = true;
+  });
+  if (!any) {
+    out.line("[]");
+    return;
+  }
+  out.line("  " + pending);
+  out.line("]");
 }
 
 void runList(ListOptions const& options) {
@@ -209,30 +299,35 @@ void runList(ListOptions const& options) {
                 [&](WalkedEntry const& walked) { nameLine(walked, utf8, line, out); });
     return;
   }
+  std::optional<Listing> listing;
+  if (path == FileSystemEntry::getRootName()) listing = listAll(files);
+  // The whole tree, walked in the order of its paths, as every package made by the library
+  // is: one walk gives both the entries and the paths of the files, which the parts keep in
+  // the same order.
+  if (listing && isAscending(listing->filePaths)) {
+    FileParts parts(open.package(), files, std::move(listing->filePaths));
+    std::u16string text;
+    auto const forEach = [&listing, &parts, &text](auto const& visit) {
+      for (Listing::Entry const& entry : listing->entries) {
+        if (entry.kind == '-') {
+          parts.assignPath(entry.path, text);
+        } else {
+          listing->otherPaths.assign(entry.path, text);
+        }
+        visit(Shown{entry.kind, entry.permissions, entry.time, text,
+                    entry.kind == 'l' ? &listing->links[entry.link] : nullptr});
+      }
+    };
+    writeLong(options, files, parts, forEach, out);
+    return;
+  }
+  listing.reset();
   FileParts parts(open.package(), files);
-  if (!options.json) {
-    std::string line;
-    bool const utf8 = displaysUtf8();
-    walkEntries(files, path, WalkOrder::kByPath, [&](WalkedEntry const& walked) {
-      longLine(files, parts, options.parts, utf8, walked, line, out);
-    });
-    return;
-  }
-  // Each object goes out when the next one comes, so that the last one is known to need no
-  // comma.
-  std::string pending;
-  bool any = false;
-  walkEntries(files, path, WalkOrder::kByPath, [&](WalkedEntry const& walked) {
-    out.line(any ? "  " + pending + ',' : std::string("["));
-    pending = jsonObject(files, parts, options.parts, walked);
-    any = true;
-  });
-  if (!any) {
-    out.line("[]");
-    return;
-  }
-  out.line("  " + pending);
-  out.line("]");
+  auto const forEach = [&files, &path](auto const& visit) {
+    walkEntries(files, path, WalkOrder::kByPath,
+                [&visit](WalkedEntry const& walked) { visit(shownOf(walked)); });
+  };
+  writeLong(options, files, parts, forEach, out);
 }
 
 }  // namespace
