@@ -216,7 +216,7 @@ class FilesByName {
     for (std::size_t file = 0; file < hashes.size(); ++file) {
       std::size_t slot = hashes[file] & mask;
       while (slots_[slot] != kEmpty) slot = (slot + 1) & mask;
-      slots_[slot] = file;
+      slots_[slot] = static_cast<std::uint32_t>(file);
     }
   }
 
@@ -230,10 +230,11 @@ class FilesByName {
   }
 
  private:
-  static constexpr std::size_t kEmpty = static_cast<std::size_t>(-1);
+  static constexpr std::uint32_t kEmpty = static_cast<std::uint32_t>(-1);
 
   std::vector<std::size_t> const& hashes_;
-  std::vector<std::size_t> slots_;
+  // File numbers: four bytes, since a package holds far fewer files.
+  std::vector<std::uint32_t> slots_;
 };
 
 // The lower-case base name of file `index` of `paths`.
@@ -351,10 +352,15 @@ void readParts(opc::model::Package const& package, TextPool& names,
 bool isAscending(PathPool const& paths) {
   std::u16string last;
   std::u16string path;
-  for (std::size_t i = 0; i < paths.size(); ++i) {
+  for (std::size_t i = 1; i < paths.size(); ++i) {
+    // Two paths of one folder differ in their names, which is all there is to compare.
+    if (paths.folderNumber(i - 1) == paths.folderNumber(i)) {
+      if (!unitsBefore(paths.name(i - 1), paths.name(i))) return false;
+      continue;
+    }
+    paths.assign(i - 1, last);
     paths.assign(i, path);
-    if (i > 0 && !unitsBefore(last, path)) return false;
-    last.swap(path);
+    if (!unitsBefore(last, path)) return false;
   }
   return true;
 }
@@ -404,10 +410,10 @@ bool isNumberedFrom(std::u16string_view name, std::u16string_view base) {
 
 FileParts::FileParts(opc::model::Package& package, FileSystemManager& files)
     // The paths first, while nothing else is held beside the entries they come from.
-    : FileParts(package, files, filePaths(files)) {}
+    : FileParts(package, files, ascending(filePaths(files))) {}
 
 FileParts::FileParts(opc::model::Package& package, FileSystemManager& files, PathPool paths)
-    : files_(files), paths_(ascending(std::move(paths))) {
+    : files_(files), paths_(std::move(paths)) {
   std::size_t const count = paths_.size();
   facts_.assign(count, Facts{kNoPart, false, 0});
   std::vector<char> displaced(count, 0);
@@ -438,7 +444,7 @@ FileParts::FileParts(opc::model::Package& package, FileSystemManager& files, Pat
   // Each part whose name is a file's base name is that file's part, as far as names go.
   {
     FilesByName const byName(exactHashes);
-    std::size_t part = 0;
+    std::uint32_t part = 0;
     package.visitParts(
         [&](std::u16string const& partName, std::uint64_t size, opc::model::ContentType const&) {
           byName.forEach(textHash(partName), [&](std::size_t file) {
@@ -508,7 +514,7 @@ FileParts::FileParts(opc::model::Package& package, FileSystemManager& files, Pat
         continue;
       }
       ++matches;
-      facts.part = index;
+      facts.part = static_cast<std::uint32_t>(index);
     }
     if (matches != 1) facts.part = kNoPart;
   }

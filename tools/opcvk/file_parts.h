@@ -44,8 +44,8 @@ class FileParts {
  public:
   FileParts(opc::model::Package& package, opc::vkservices::FileSystemManager& files);
   // The same for the files at `filePaths`, which must be the paths of every file of the
-  // package, as a walk of the whole tree gives them: a caller that walks the tree anyway
-  // spares a second walk.
+  // package in ascending order, each once (isAscending), as a walk by path of the whole tree
+  // gives them: a caller that walks the tree anyway spares a second walk.
   FileParts(opc::model::Package& package, opc::vkservices::FileSystemManager& files,
             PathPool filePaths);
 
@@ -68,12 +68,12 @@ class FileParts {
   std::u16string_view partName(std::u16string_view path) const;
 
  private:
-  static constexpr std::size_t kNoPart = static_cast<std::size_t>(-1);
+  static constexpr std::uint32_t kNoPart = static_cast<std::uint32_t>(-1);
   static constexpr std::size_t kNoFile = static_cast<std::size_t>(-1);
 
   struct Facts {
     // The number of the part in the order of Package::visitParts, or kNoPart.
-    std::size_t part;
+    std::uint32_t part;
     // Whether the part's name is kept in partNames_ (a displaced file's); otherwise it is the
     // file's base name.
     bool named;

@@ -3,6 +3,7 @@
 #include <cinttypes>
 #include <cmath>
 #include <cstdio>
+#include <cstring>
 #include <iterator>
 
 #include <boost/date_time/posix_time/posix_time_types.hpp>
@@ -14,16 +15,14 @@ constexpr std::uint32_t kSetUserId = 04000;
 constexpr std::uint32_t kSetGroupId = 02000;
 constexpr std::uint32_t kSticky = 01000;
 
-// One rwx triple; `special` replaces the x with `set` (or `unset` without execute).
-void appendTriple(std::string& out, std::uint32_t bits, bool special, char set, char unset) {
-  out += (bits & 4) ? 'r' : '-';
-  out += (bits & 2) ? 'w' : '-';
-  bool const execute = (bits & 1) != 0;
-  if (special) {
-    out += execute ? set : unset;
-  } else {
-    out += execute ? 'x' : '-';
-  }
+// The rwx text of each triple of permission bits.
+constexpr char kTriples[8][4] = {"---", "--x", "-w-", "-wx", "r--", "r-x", "rw-", "rwx"};
+
+// Puts the triple of `bits` at `to`; `special` replaces the x with `set` (or `unset` without
+// execute).
+void putTriple(char* to, std::uint32_t bits, bool special, char set, char unset) {
+  std::memcpy(to, kTriples[bits], 3);
+  if (special) to[2] = (bits & 1) != 0 ? set : unset;
 }
 
 bool isKnown(boost::posix_time::ptime const& time) { return !time.is_special(); }
@@ -108,9 +107,11 @@ void appendPermissionsText(std::string& out, opc::Perms::Perms_tag permissions) 
     return;
   }
   std::uint32_t const bits = permissions;
-  appendTriple(out, (bits >> 6) & 7, (bits & kSetUserId) != 0, 's', 'S');
-  appendTriple(out, (bits >> 3) & 7, (bits & kSetGroupId) != 0, 's', 'S');
-  appendTriple(out, bits & 7, (bits & kSticky) != 0, 't', 'T');
+  char text[9];
+  putTriple(text, (bits >> 6) & 7, (bits & kSetUserId) != 0, 's', 'S');
+  putTriple(text + 3, (bits >> 3) & 7, (bits & kSetGroupId) != 0, 's', 'S');
+  putTriple(text + 6, bits & 7, (bits & kSticky) != 0, 't', 'T');
+  out.append(text, sizeof text);
 }
 
 void appendTimeText(std::string& out, boost::posix_time::ptime const& time) {

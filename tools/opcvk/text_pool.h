@@ -60,12 +60,15 @@ class PathPool {
   std::size_t add(std::u16string_view path) {
     std::size_t const slash = path.rfind(u'/');
     std::size_t const split = slash == std::u16string_view::npos ? 0 : slash + 1;
-    folderOf_.push_back(folderNumber(path.substr(0, split)));
+    folderOf_.push_back(numberOf(path.substr(0, split)));
     names_.add(path.substr(split));
     return folderOf_.size() - 1;
   }
 
   std::size_t size() const { return folderOf_.size(); }
+
+  // The number of the folder of path `index`: the same for two paths of one folder.
+  std::uint32_t folderNumber(std::size_t index) const { return folderOf_[index]; }
 
   // The folder of path `index`, with its last "/", and the name that follows it.
   std::u16string_view folder(std::size_t index) const { return folders_[folderOf_[index]]; }
@@ -98,7 +101,7 @@ class PathPool {
            std::memcmp(a.data(), b.data(), a.size() * sizeof(char16_t)) == 0;
   }
 
-  std::uint32_t folderNumber(std::u16string_view folder) {
+  std::uint32_t numberOf(std::u16string_view folder) {
     // Files of one folder mostly come one after another.
     if (!folderOf_.empty() && same(folders_[folderOf_.back()], folder)) return folderOf_.back();
     std::size_t const hash = std::hash<std::u16string_view>()(folder);
