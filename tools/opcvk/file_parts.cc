@@ -56,49 +56,58 @@ constexpr KeptTable kKeptTable;
 
 bool keptInPartName(char16_t c) { return c < 0x80 && kKeptTable.kept[c]; }
 
-void appendEscape(std::u16string& out, std::uint32_t byte) {
+// Hands the characters of `path` percent-encoded, as URI::encodeComponent(path, "/+@") gives
+// them, to `put` (which returns false to stop): every other character as the escapes of its
+// UTF-8 bytes, an unpaired surrogate as U+FFFD.  Returns false if `put` stopped.
+template <typename Put>
+bool encodePath(std::u16string_view path, Put const& put) {
   static char16_t const kHex[] = u"0123456789ABCDEF";
-  out += u'%';
-  out += kHex[byte >> 4];
-  out += kHex[byte & 0xF];
-}
-
-// Appends `path` percent-encoded as URI::encodeComponent(path, "/+@") gives it: every other
-// character as the escapes of its UTF-8 bytes, an unpaired surrogate as U+FFFD.  Written in
-// place, since the library's form makes a UTF-8 copy and a new text for every file.
-void appendEncodedPath(std::u16string_view path, std::u16string& out) {
+  auto const escape = [&put](std::uint32_t byte) {
+    return put(u'%') && put(kHex[byte >> 4]) && put(kHex[byte & 0xF]);
+  };
   std::size_t const count = path.size();
+  char16_t const* const units = path.data();
   for (std::size_t i = 0; i < count;) {
-    // A run of characters that stand for themselves, nearly always the whole path, in one step.
-    std::size_t run = i;
-    while (run < count && keptInPartName(path[run])) ++run;
-    out.append(path.data() + i, run - i);
-    i = run;
-    if (i == count) break;
-    std::uint32_t c = path[i++];
+    std::uint32_t c = units[i++];
+    if (keptInPartName(static_cast<char16_t>(c))) {
+      if (!put(static_cast<char16_t>(c))) return false;
+      continue;
+    }
     if (c < 0x80) {
-      appendEscape(out, c);
+      if (!escape(c)) return false;
       continue;
     }
     if (c >= 0xD800 && c < 0xE000) {
-      if (c < 0xDC00 && i < count && path[i] >= 0xDC00 && path[i] < 0xE000) {
-        c = 0x10000 + ((c - 0xD800) << 10) + (path[i++] - 0xDC00u);
+      if (c < 0xDC00 && i < count && units[i] >= 0xDC00 && units[i] < 0xE000) {
+        c = 0x10000 + ((c - 0xD800) << 10) + (units[i++] - 0xDC00u);
       } else {
         c = 0xFFFD;
       }
     }
-    if (c < 0x800) {
-      appendEscape(out, 0xC0 | (c >> 6));
-    } else if (c < 0x10000) {
-      appendEscape(out, 0xE0 | (c >> 12));
-      appendEscape(out, 0x80 | ((c >> 6) & 0x3F));
-    } else {
-      appendEscape(out, 0xF0 | (c >> 18));
-      appendEscape(out, 0x80 | ((c >> 12) & 0x3F));
-      appendEscape(out, 0x80 | ((c >> 6) & 0x3F));
-    }
-    appendEscape(out, 0x80 | (c & 0x3F));
+    bool const written = c < 0x800 ? escape(0xC0 | (c >> 6))
+                         : c < 0x10000
+                             ? escape(0xE0 | (c >> 12)) && escape(0x80 | ((c >> 6) & 0x3F))
+                             : escape(0xF0 | (c >> 18)) && escape(0x80 | ((c >> 12) & 0x3F)) &&
+                                   escape(0x80 | ((c >> 6) & 0x3F));
+    if (!written || !escape(0x80 | (c & 0x3F))) return false;
   }
+  return true;
+}
+
+// Appends `path` percent-encoded, as encodePath gives it: written in place, since the
+// library's form makes a UTF-8 copy and a new text for every file.
+void appendEncodedPath(std::u16string_view path, std::u16string& out) {
+  std::size_t const at = out.size();
+  // A unit takes at most nine characters: the three escapes of a character of three bytes
+  // in UTF-8 (a pair of surrogates takes twelve for its two units).
+  out.resize(at + 9 * path.size());
+  char16_t* const first = out.data() + at;
+  char16_t* to = first;
+  encodePath(path, [&to](char16_t c) {
+    *to++ = c;
+    return true;
+  });
+  out.resize(at + static_cast<std::size_t>(to - first));
 }
 
 // `out` made the base part name of `path`, reusing its room.
