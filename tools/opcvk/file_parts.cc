@@ -159,37 +159,62 @@ std::uint64_t lowerAsciiBlock(std::uint64_t block) {
   return block | (upper >> 2);
 }
 
-// A hash of the code units of `text`, eight bytes a step.  With `lowerCase`, the hash of the
-// text in ASCII lower case, for a text of ASCII alone (every base name is one).
+// A hash of code units, eight bytes a step, taken in pieces: the hash of a folder's base name
+// goes on with each of its files' names.  With `lowerCase`, the hash of the text in ASCII
+// lower case, for a text of ASCII alone (every base name is one).
 template <bool lowerCase>
-std::size_t hashUnits(std::u16string_view text) {
-  constexpr std::uint64_t kMultiplier = 0x9E3779B97F4A7C15ull;
-  std::uint64_t hash = text.size() * kMultiplier;
-  auto const mix = [&hash](std::uint64_t block) {
+class UnitHash {
+ public:
+  void add(std::u16string_view text) {
+    char16_t const* units = text.data();
+    std::size_t count = text.size();
+    size_ += count;
+    for (; count != 0 && pendingUnits_ != 0; --count) takeUnit(*units++);
+    for (; count >= 4; count -= 4, units += 4) {
+      mix(std::uint64_t{units[0]} | std::uint64_t{units[1]} << 16 | std::uint64_t{units[2]} << 32 |
+          std::uint64_t{units[3]} << 48);
+    }
+    for (; count != 0; --count) takeUnit(*units++);
+  }
+
+  std::size_t value() const {
+    UnitHash last = *this;
+    if (last.pendingUnits_ != 0) last.mix(last.pending_);
+    last.mix(size_);
+    return static_cast<std::size_t>(last.hash_);
+  }
+
+ private:
+  static constexpr std::uint64_t kMultiplier = 0x9E3779B97F4A7C15ull;
+
+  void mix(std::uint64_t block) {
     if (lowerCase) block = lowerAsciiBlock(block);
-    hash = (hash ^ block) * kMultiplier;
-    hash ^= hash >> 29;
-  };
-  std::size_t const count = text.size();
-  std::size_t i = 0;
-  for (; i + 4 <= count; i += 4) {
-    std::uint64_t block;
-    std::memcpy(&block, text.data() + i, sizeof block);
-    mix(block);
+    hash_ = (hash_ ^ block) * kMultiplier;
+    hash_ ^= hash_ >> 29;
   }
-  if (i < count) {
-    std::uint64_t block = 0;
-    std::memcpy(&block, text.data() + i, (count - i) * sizeof(char16_t));
-    mix(block);
+
+  // Adds one unit to the block in the making, which is mixed in once it holds four.
+  void takeUnit(char16_t unit) {
+    pending_ |= std::uint64_t{unit} << (16 * pendingUnits_);
+    if (++pendingUnits_ == 4) {
+      mix(pending_);
+      pending_ = 0;
+      pendingUnits_ = 0;
+    }
   }
-  return static_cast<std::size_t>(hash);
+
+  std::uint64_t hash_ = kMultiplier;
+  std::uint64_t pending_ = 0;
+  unsigned pendingUnits_ = 0;
+  std::uint64_t size_ = 0;
+};
+
+// A hash of a text, the same for every text of the same code units however it was pieced.
+std::size_t textHash(std::u16string_view text) {
+  UnitHash<false> hash;
+  hash.add(text);
+  return hash.value();
 }
-
-// A hash of a text, the same for every text of the same code units.
-std::size_t textHash(std::u16string_view text) { return hashUnits<false>(text); }
-
-// textHash of the text in ASCII lower case, for a text of ASCII alone.
-std::size_t lowerAsciiHash(std::u16string_view text) { return hashUnits<true>(text); }
 
 // Whether `text` holds "_rels", ASCII case ignored.
 bool holdsRels(std::u16string_view text) {
@@ -432,24 +457,52 @@ FileParts::FileParts(opc::model::Package& package, FileSystemManager& files, Pat
     displaced[file] = 1;
     pending.push_back(file);
   };
+  // What a base name owes to its folder, taken once for all the files of the folder: whether
+  // the folder's characters stand for themselves, whether it holds "_rels" (which percent-
+  // encoding neither makes nor breaks: no escape holds "_", "r", "l" or "s"), and the hashes
+  // of "/fsroot" and the encoded folder.
+  struct FolderFacts {
+    bool plain;
+    bool rels;
+    UnitHash<false> exact;
+    UnitHash<true> lower;
+  };
+  std::vector<FolderFacts> folders(paths_.folderCount());
+  // Kept from name to name, so that a name costs no allocation.
+  std::u16string name;
+  for (std::uint32_t number = 0; number < folders.size(); ++number) {
+    FolderFacts& folder = folders[number];
+    std::u16string_view const text = paths_.folderText(number);
+    folder.plain = isPlainPath(text);
+    folder.rels = holdsRels(text);
+    name.assign(kPartRoot);
+    appendEncodedPath(text, name);
+    folder.exact.add(name);
+    folder.lower.add(name);
+  }
   std::vector<std::size_t> exactHashes(count);
   std::vector<std::size_t> lowerHashes(count);
   plain_.assign(count, false);
-  // Kept from file to file, so that a name costs no allocation.
-  std::u16string name;
-  std::u16string path;
   for (std::size_t file = 0; file < count; ++file) {
-    paths_.assign(file, path);
-    plain_[file] = isPlainPath(path);
-    if (plain_[file]) {
-      name.assign(kPartRoot).append(path);
-    } else {
-      assignBasePartName(path, name);
+    FolderFacts const& folder = folders[paths_.folderNumber(file)];
+    std::u16string_view const text = paths_.name(file);
+    bool const plainName = isPlainPath(text);
+    plain_[file] = folder.plain && plainName;
+    std::u16string_view encoded = text;
+    if (!plainName) {
+      name.clear();
+      appendEncodedPath(text, name);
+      encoded = name;
     }
-    exactHashes[file] = textHash(name);
-    lowerHashes[file] = lowerAsciiHash(name);
-    if (holdsRels(name)) displace(file);
+    UnitHash<false> exact = folder.exact;
+    exact.add(encoded);
+    exactHashes[file] = exact.value();
+    UnitHash<true> lower = folder.lower;
+    lower.add(encoded);
+    lowerHashes[file] = lower.value();
+    if (folder.rels || holdsRels(text)) displace(file);
   }
+  folders = std::vector<FolderFacts>();
   // Each part whose name is a file's base name is that file's part, as far as names go.
   {
     FilesByName const byName(exactHashes);
@@ -505,6 +558,7 @@ FileParts::FileParts(opc::model::Package& package, FileSystemManager& files, Pat
     }
   }
 
+  std::u16string path;
   for (std::size_t file = 0; file < count; ++file) {
     Facts& facts = facts_[file];
     if (!displaced[file] && !namesGivenUp) continue;

@@ -67,6 +67,11 @@ class PathPool {
 
   std::size_t size() const { return folderOf_.size(); }
 
+  // How many folders the paths lie in, and the text of the folder numbered `number` (from 0
+  // to folderCount() - 1), with its last "/".
+  std::size_t folderCount() const { return folders_.size(); }
+  std::u16string_view folderText(std::uint32_t number) const { return folders_[number]; }
+
   // The number of the folder of path `index`: the same for two paths of one folder.
   std::uint32_t folderNumber(std::size_t index) const { return folderOf_[index]; }
 

@@ -151,6 +151,26 @@ TEST(FilePartsTest, AFileInARelationshipsFolderIsFoundOutsideIt) {
   expectParts(files, {{u"/_rels/x.rels", 3, u"/fsroot/_rels_1/x.rels"}});
 }
 
+// A folder is looked at once for all its files: what it holds ("_rels" in another case, which
+// makes a file's part a candidate for another name, names beyond ASCII) must tell each file
+// as the file's whole path would.
+TEST(FilePartsTest, FilesOfOneFolderAreEachToldWhateverTheFolderHolds) {
+  Files files;
+  files.add(u"/\u00e9t\u00e9/_RELS/a.txt", "1");
+  files.add(u"/\u00e9t\u00e9/_RELS/b \u00e9.txt", "22");
+  files.add(u"/\u00e9t\u00e9/c.txt", "333");
+  files.add(u"/\u00e9t\u00e9/d_rels", "4444");
+  files.add(u"/plain/e\u00e9.txt", "55555");
+  files.add(u"/plain/f.txt", "666666");
+  expectParts(files, {{u"/\u00e9t\u00e9/_RELS/a.txt", 1, u"/fsroot/%C3%A9t%C3%A9/_RELS/a.txt"},
+                      {u"/\u00e9t\u00e9/_RELS/b \u00e9.txt", 2,
+                       u"/fsroot/%C3%A9t%C3%A9/_RELS/b%20%C3%A9.txt"},
+                      {u"/\u00e9t\u00e9/c.txt", 3, u"/fsroot/%C3%A9t%C3%A9/c.txt"},
+                      {u"/\u00e9t\u00e9/d_rels", 4, u"/fsroot/%C3%A9t%C3%A9/d_rels"},
+                      {u"/plain/e\u00e9.txt", 5, u"/fsroot/plain/e%C3%A9.txt"},
+                      {u"/plain/f.txt", 6, u"/fsroot/plain/f.txt"}});
+}
+
 TEST(FilePartsTest, AFileBelowAFolderNamedLikeAPartIsFound) {
   Files files;
   // "/fsroot/A.b" stands where the folder "/fsroot/a.b" would go, so the folder segment of
