@@ -37,9 +37,10 @@ char* putDigits(char* end, std::uint64_t value, int width) {
   return end;
 }
 
-// "2026-11-21 10:00:00.123456", with `dateTimeSeparator` between date and time, appended to
-// `out`.  Written by hand: formatted printing costs more than the rest of a long line.
-void appendTime(std::string& out, boost::posix_time::ptime const& time, char dateTimeSeparator) {
+// Puts "2026-11-21 10:00:00.123456" (26 characters) at `to`, with `dateTimeSeparator` between
+// date and time; returns what follows.  Written by hand: formatted printing costs more than
+// the rest of a long line.
+char* putTime(char* to, boost::posix_time::ptime const& time, char dateTimeSeparator) {
   // One conversion of the day number gives all three fields of the date.
   boost::gregorian::date::ymd_type const ymd = time.date().year_month_day();
   // The time of day of a known time lies in [0, 24 h).
@@ -47,8 +48,7 @@ void appendTime(std::string& out, boost::posix_time::ptime const& time, char dat
   std::int64_t const ticksPerSecond = boost::posix_time::time_duration::ticks_per_second();
   std::int64_t const seconds = ticks / ticksPerSecond;
   std::int64_t const micros = ticks % ticksPerSecond * 1000000 / ticksPerSecond;
-  char text[26];
-  char* const end = text + sizeof text;
+  char* const end = to + 26;
   putDigits(end, static_cast<std::uint64_t>(micros), 6);
   end[-7] = '.';
   putDigits(end - 7, static_cast<std::uint64_t>(seconds % 60), 2);
@@ -63,7 +63,48 @@ void appendTime(std::string& out, boost::posix_time::ptime const& time, char dat
   end[-22] = '-';
   // Years run from 1400 to 9999: always four digits.
   putDigits(end - 22, static_cast<std::uint64_t>(ymd.year), 4);
-  out.append(text, sizeof text);
+  return end;
+}
+
+// Puts the text of timeText (26 characters) at `to`; returns what follows.
+char* putTimeText(char* to, boost::posix_time::ptime const& time) {
+  if (isKnown(time)) return putTime(to, time, ' ');
+  to[0] = '-';
+  std::memset(to + 1, ' ', 25);
+  return to + 26;
+}
+
+// Puts the text of permissionsText (9 characters) at `to`; returns what follows.
+char* putPermissions(char* to, opc::Perms::Perms_tag permissions) {
+  if (permissions == opc::Perms::unknown) {
+    std::memset(to, '?', 9);
+    return to + 9;
+  }
+  std::uint32_t const bits = permissions;
+  putTriple(to, (bits >> 6) & 7, (bits & kSetUserId) != 0, 's', 'S');
+  putTriple(to + 3, (bits >> 3) & 7, (bits & kSetGroupId) != 0, 's', 'S');
+  putTriple(to + 6, bits & 7, (bits & kSticky) != 0, 't', 'T');
+  return to + 9;
+}
+
+// Puts the text of sizeColumn (12 characters, up to 20 for the largest sizes) at `to`;
+// returns what follows.
+char* putSizeColumn(char* to, std::uint64_t size) {
+  // 20 digits hold any 64-bit value.
+  char digits[20];
+  char* const end = digits + sizeof digits;
+  char* first = end;
+  do {
+    *--first = static_cast<char>('0' + size % 10);
+    size /= 10;
+  } while (size != 0);
+  auto const count = static_cast<std::size_t>(end - first);
+  if (count < 12) {
+    std::memset(to, ' ', 12 - count);
+    to += 12 - count;
+  }
+  std::memcpy(to, first, count);
+  return to + count;
 }
 
 }  // namespace
@@ -89,10 +130,10 @@ std::string timeText(boost::posix_time::ptime const& time) {
 
 std::string timeIso(boost::posix_time::ptime const& time) {
   if (!isKnown(time)) return std::string();
-  std::string out;
-  appendTime(out, time, 'T');
-  out += 'Z';
-  return out;
+  char text[27];
+  putTime(text, time, 'T');
+  text[26] = 'Z';
+  return std::string(text, sizeof text);
 }
 
 std::string sizeColumn(std::uint64_t size) {
@@ -102,39 +143,35 @@ std::string sizeColumn(std::uint64_t size) {
 }
 
 void appendPermissionsText(std::string& out, opc::Perms::Perms_tag permissions) {
-  if (permissions == opc::Perms::unknown) {
-    out.append(9, '?');
-    return;
-  }
-  std::uint32_t const bits = permissions;
   char text[9];
-  putTriple(text, (bits >> 6) & 7, (bits & kSetUserId) != 0, 's', 'S');
-  putTriple(text + 3, (bits >> 3) & 7, (bits & kSetGroupId) != 0, 's', 'S');
-  putTriple(text + 6, bits & 7, (bits & kSticky) != 0, 't', 'T');
-  out.append(text, sizeof text);
+  out.append(text, static_cast<std::size_t>(putPermissions(text, permissions) - text));
 }
 
 void appendTimeText(std::string& out, boost::posix_time::ptime const& time) {
-  if (!isKnown(time)) {
-    out += '-';
-    out.append(25, ' ');
-    return;
-  }
-  appendTime(out, time, ' ');
+  char text[26];
+  out.append(text, static_cast<std::size_t>(putTimeText(text, time) - text));
 }
 
 void appendSizeColumn(std::string& out, std::uint64_t size) {
-  // 20 digits hold any 64-bit value.
   char text[20];
-  char* const end = text + sizeof text;
-  char* first = end;
-  do {
-    *--first = static_cast<char>('0' + size % 10);
-    size /= 10;
-  } while (size != 0);
-  std::size_t const digits = static_cast<std::size_t>(end - first);
-  if (digits < 12) out.append(12 - digits, ' ');
-  out.append(first, digits);
+  out.append(text, static_cast<std::size_t>(putSizeColumn(text, size) - text));
+}
+
+void appendLongColumns(std::string& out, char kind, opc::Perms::Perms_tag permissions,
+                       std::uint64_t size, boost::posix_time::ptime const& time) {
+  char text[1 + 9 + 2 + 20 + 2 + 26 + 2];
+  char* to = text;
+  *to++ = kind;
+  to = putPermissions(to, permissions);
+  *to++ = ' ';
+  *to++ = ' ';
+  to = putSizeColumn(to, size);
+  *to++ = ' ';
+  *to++ = ' ';
+  to = putTimeText(to, time);
+  *to++ = ' ';
+  *to++ = ' ';
+  out.append(text, static_cast<std::size_t>(to - text));
 }
 
 std::string bytesText(std::uint64_t bytes) {

@@ -35,6 +35,11 @@ void appendPermissionsText(std::string& out, opc::Perms::Perms_tag permissions);
 void appendTimeText(std::string& out, boost::posix_time::ptime const& time);
 void appendSizeColumn(std::string& out, std::uint64_t size);
 
+// The columns of a long line before its path, appended to `out` in one step: `kind`, then
+// permissionsText, sizeColumn and timeText, each followed by two blanks.
+void appendLongColumns(std::string& out, char kind, opc::Perms::Perms_tag permissions,
+                       std::uint64_t size, boost::posix_time::ptime const& time);
+
 // A byte count for people: "512 B", "1.5 KiB", "12.3 MiB", "2.0 GiB".
 std::string bytesText(std::uint64_t bytes);
 

@@ -206,13 +206,8 @@ void longLine(FileSystemManager& files, FileParts& parts, bool showParts, bool u
               Shown const& entry, std::string& line, Output& out) {
   bool const isFile = entry.kind == '-';
   line.clear();
-  line += entry.kind;
-  appendPermissionsText(line, entry.permissions);
-  line += "  ";
-  appendSizeColumn(line, isFile ? parts.size(entry.path) : 0);
-  line += "  ";
-  appendTimeText(line, entry.time);
-  line += "  ";
+  appendLongColumns(line, entry.kind, entry.permissions, isFile ? parts.size(entry.path) : 0,
+                    entry.time);
   appendShown(entry.path, utf8, line);
   if (entry.kind == 'd') line += '/';
   if (entry.link != nullptr) {

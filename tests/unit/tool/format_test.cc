@@ -100,3 +100,14 @@ TEST(FormatTest, AppendingFormsAddToTheTextTheyAreGiven) {
             "1400-01-01 00:00:00.000001-                         "
             "9999-12-31 23:59:59.999999");
 }
+
+TEST(FormatTest, LongColumnsReadAsTheirFieldsWithTwoBlanksAfterEach) {
+  std::string line = ">";
+  opcvk::appendLongColumns(line, 'd', perms(01777), 1234567890123ULL,
+                           boost::posix_time::time_from_string("2021-03-04 05:06:07.5"));
+  opcvk::appendLongColumns(line, '-', opc::Perms::unknown, 7,
+                           ptime(boost::posix_time::not_a_date_time));
+  EXPECT_EQ(line,
+            ">drwxrwxrwt  1234567890123  2021-03-04 05:06:07.500000  "
+            "-?????????             7  -                           ");
+}
