@@ -237,12 +237,14 @@ bool isPlainPath(std::u16string_view path) {
   return true;
 }
 
-// The files by the hash of their exact base names, in open addressing over their numbers:
-// each part is looked up by its name as the package hands it over, so that no part's name
-// needs to be kept.
-class FilesByName {
+// The files by a hash of their base names, in open addressing over their numbers: each part
+// is looked up by its name as the package hands it over, so that no part's name needs to be
+// kept, and the files whose lower-case base names meet are found without a copy of any name
+// (a hash node and a vector per name, or three texts per file, cost tens of megabytes on
+// 100,000 files).
+class FilesByHash {
  public:
-  explicit FilesByName(std::vector<std::size_t> const& hashes) : hashes_(hashes) {
+  explicit FilesByHash(std::vector<std::size_t> const& hashes) : hashes_(hashes) {
     std::size_t slots = 16;
     while (slots < 2 * hashes.size()) slots *= 2;
     slots_.assign(slots, kEmpty);
@@ -254,7 +256,7 @@ class FilesByName {
     }
   }
 
-  // Calls `visit` with every file whose base name has the hash `hash`.
+  // Calls `visit` with every file whose hash is `hash`.
   template <typename Visit>
   void forEach(std::size_t hash, Visit const& visit) const {
     std::size_t const mask = slots_.size() - 1;
@@ -278,62 +280,6 @@ std::u16string lowerBaseOf(PathPool const& paths, std::size_t index) {
   appendEncodedPath(paths.name(index), name);
   return lowerText(std::move(name));
 }
-
-// The files by the hash of their lower-case base names, so that the files sharing one are
-// neighbours without a copy of any name: a hash node and a vector per name, or three texts
-// per file, cost tens of megabytes on 100,000 files.  Names are made again from the paths
-// for the few files whose hashes meet.
-class FilesByLowerBase {
- public:
-  FilesByLowerBase(PathPool const& paths, std::vector<std::size_t> const& hashes) : paths_(paths) {
-    order_.reserve(hashes.size());
-    for (std::size_t i = 0; i < hashes.size(); ++i) order_.push_back({hashes[i], i});
-    std::sort(order_.begin(), order_.end());
-  }
-
-  // Calls `visit` with every file whose lower-case base name is `lowerBase`.
-  template <typename Visit>
-  void forEach(std::u16string_view lowerBase, Visit const& visit) const {
-    std::size_t const hash = textHash(lowerBase);
-    auto at = std::lower_bound(order_.begin(), order_.end(), Key{hash, 0});
-    for (; at != order_.end() && at->hash == hash; ++at) {
-      if (lowerBaseOf(paths_, at->file) == lowerBase) visit(at->file);
-    }
-  }
-
-  // Calls `visit` with every file whose lower-case base name is another file's too.
-  template <typename Visit>
-  void forEachShared(Visit const& visit) const {
-    std::vector<std::u16string> names;
-    for (std::size_t first = 0; first < order_.size();) {
-      std::size_t last = first + 1;
-      while (last < order_.size() && order_[last].hash == order_[first].hash) ++last;
-      if (last - first > 1) {
-        names.clear();
-        for (std::size_t at = first; at < last; ++at) {
-          names.push_back(lowerBaseOf(paths_, order_[at].file));
-        }
-        for (std::size_t i = 0; i < names.size(); ++i) {
-          bool const shared = std::count(names.begin(), names.end(), names[i]) > 1;
-          if (shared) visit(order_[first + i].file);
-        }
-      }
-      first = last;
-    }
-  }
-
- private:
-  struct Key {
-    std::size_t hash;
-    std::size_t file;
-    bool operator<(Key const& other) const {
-      return hash != other.hash ? hash < other.hash : file < other.file;
-    }
-  };
-
-  PathPool const& paths_;
-  std::vector<Key> order_;
-};
 
 // The paths of the package's files.  Taken folder by folder, so that no more than one
 // folder's entries are held at a time beside the pool.
@@ -505,7 +451,7 @@ FileParts::FileParts(opc::model::Package& package, FileSystemManager& files, Pat
   folders = std::vector<FolderFacts>();
   // Each part whose name is a file's base name is that file's part, as far as names go.
   {
-    FilesByName const byName(exactHashes);
+    FilesByHash const byName(exactHashes);
     std::uint32_t part = 0;
     package.visitParts(
         [&](std::u16string const& partName, std::uint64_t size, opc::model::ContentType const&) {
@@ -521,9 +467,24 @@ FileParts::FileParts(opc::model::Package& package, FileSystemManager& files, Pat
   for (std::size_t file = 0; file < count; ++file) {
     if (facts_[file].part == kNoPart) displace(file);
   }
-  FilesByLowerBase const byLowerBase(paths_, lowerHashes);
-  lowerHashes = std::vector<std::size_t>();
-  byLowerBase.forEachShared(displace);
+  // Files whose lower-case base names meet; names are made again from the paths for the few
+  // files whose hashes meet.
+  FilesByHash const byLowerBase(lowerHashes);
+  auto const forEachByLowerBase = [&](std::u16string_view lowerBase, auto const& visit) {
+    byLowerBase.forEach(textHash(lowerBase), [&](std::size_t file) {
+      if (lowerBaseOf(paths_, file) == lowerBase) visit(file);
+    });
+  };
+  for (std::size_t file = 0; file < count; ++file) {
+    bool shared = false;
+    std::u16string own;
+    byLowerBase.forEach(lowerHashes[file], [&](std::size_t other) {
+      if (other == file || shared) return;
+      if (own.empty()) own = lowerBaseOf(paths_, file);
+      shared = lowerBaseOf(paths_, other) == own;
+    });
+    if (shared) displace(file);
+  }
   if (pending.empty()) return;
 
   // Every part's name and size, wanted only for displaced files, which most packages have none
@@ -554,7 +515,7 @@ FileParts::FileParts(opc::model::Package& package, FileSystemManager& files, Pat
       }
       if (contested[index] || !isNumberedFrom(part, base)) continue;
       contested[index] = 1;
-      byLowerBase.forEach(lowerText(std::u16string(part)), displace);
+      forEachByLowerBase(lowerText(std::u16string(part)), displace);
     }
   }
 
