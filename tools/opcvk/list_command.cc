@@ -113,15 +113,6 @@ Listing listAll(FileSystemManager& files) {
   return listing;
 }
 
-// The path as the plain listings show it: folders end in "/", links show their target.
-std::string shownPath(FileSystemManager& files, WalkedEntry const& walked,
-                      std::u16string const& text) {
-  std::string shown = displayText(text);
-  if (walked.entry.isFolder()) shown += '/';
-  if (walked.entry.isLink()) shown += " -> " + displayText(files.getLinkTarget(walked.entry));
-  return shown;
-}
-
 // Whether displayText writes UTF-8, told once by what it makes of a character outside ASCII:
 // the codeset of nearly every terminal, in which a plain listing writes its lines itself.
 bool displaysUtf8() { return displayText(u"\u00e9") == "\xC3\xA9"; }
@@ -187,6 +178,19 @@ void appendShown(std::u16string_view text, bool utf8, std::string& out) {
   }
 }
 
+// Appends `text`, the path or name of an entry of kind `kind` (as kindLetter gives it), as the
+// long listing and the tree show it: folders end in "/", and `link`, the entry of a link (null
+// for others), shows its target.
+void appendShownPath(FileSystemManager& files, std::u16string_view text, char kind,
+                     FileSystemEntry const* link, bool utf8, std::string& out) {
+  appendShown(text, utf8, out);
+  if (kind == 'd') out += '/';
+  if (link != nullptr) {
+    out += " -> ";
+    appendShown(files.getLinkTarget(*link), utf8, out);
+  }
+}
+
 // The line of a path in a plain listing, in `line`, kept by the caller from line to line so
 // that a listing does not allocate a text per entry.
 void nameLine(WalkedEntry const& walked, bool utf8, std::string& line, Output& out) {
@@ -196,9 +200,14 @@ void nameLine(WalkedEntry const& walked, bool utf8, std::string& line, Output& o
   out.line(line);
 }
 
-void treeLine(FileSystemManager& files, WalkedEntry const& walked, Output& out) {
-  out.line(std::string(2 * static_cast<std::size_t>(walked.depth), ' ') +
-           shownPath(files, walked, std::u16string(walked.name)));
+// The line of an entry in a tree, indented by its depth, in `line`, kept by the caller.
+void treeLine(FileSystemManager& files, WalkedEntry const& walked, bool utf8, std::string& line,
+              Output& out) {
+  FileSystemEntry const& entry = walked.entry;
+  line.assign(2 * static_cast<std::size_t>(walked.depth), ' ');
+  appendShownPath(files, walked.name, kindLetter(entry), entry.isLink() ? &entry : nullptr, utf8,
+                  line);
+  out.line(line);
 }
 
 // The line of an entry in a long listing, in `line`, kept by the caller from line to line.
@@ -208,12 +217,7 @@ void longLine(FileSystemManager& files, FileParts& parts, bool showParts, bool u
   line.clear();
   appendLongColumns(line, entry.kind, entry.permissions, isFile ? parts.size(entry.path) : 0,
                     entry.time);
-  appendShown(entry.path, utf8, line);
-  if (entry.kind == 'd') line += '/';
-  if (entry.link != nullptr) {
-    line += " -> ";
-    appendShown(files.getLinkTarget(*entry.link), utf8, line);
-  }
+  appendShownPath(files, entry.path, entry.kind, entry.link, utf8, line);
   if (showParts && isFile) {
     std::u16string_view const part = parts.partName(entry.path);
     line += " [";
@@ -283,8 +287,10 @@ void runList(ListOptions const& options) {
   std::u16string const path = packagePathArgument(options.path);
   Output out;
   if (options.tree && !options.json) {
+    std::string line;
+    bool const utf8 = displaysUtf8();
     walkEntries(files, path, WalkOrder::kAsTree,
-                [&](WalkedEntry const& walked) { treeLine(files, walked, out); });
+                [&](WalkedEntry const& walked) { treeLine(files, walked, utf8, line, out); });
     return;
   }
   if (!options.json && !options.longFormat) {
