@@ -26,12 +26,14 @@ TEST(FileSystemNodeTableTest, EachTableHashesAPathItsOwnWay) {
   EXPECT_GT(hashes.size(), 1u);
 }
 
-// The hash takes a path sixteen bytes a step in two lanes, and then what is left: a unit
-// changed anywhere, in either lane, in the last word or in the tail, changes the hash, and so
-// does a path cut short by a unit.  Each pair agreeing by chance is a chance of 2^-32.
+// The hash takes a long path thirty-two bytes a step in four lanes, then sixteen bytes a step
+// in two, and then what is left: a unit changed anywhere, in any lane, in the last word or in
+// the tail, changes the hash, and so does a path cut short by a unit.  Lengths run past the
+// four lanes' threshold of 32 units and through every remainder after it.  Each pair agreeing
+// by chance is a chance of 2^-32.
 TEST(FileSystemNodeTableTest, HashTakesEveryUnitOfAPath) {
   FileSystemNodeTable const table;
-  for (std::size_t length = 1; length <= 40; ++length) {
+  for (std::size_t length = 1; length <= 90; ++length) {
     std::u16string path(length, u'a');
     path[0] = u'/';
     std::uint32_t const hash = table.hashOf(path);
