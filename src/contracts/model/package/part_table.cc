@@ -13,29 +13,44 @@ namespace opc {
 namespace model {
 namespace detail {
 std::uint32_t PartTable::hashOf(std::string_view key) {
-  // Sixteen bytes a step in two lanes, each multiplied and shifted, then joined and folded to
-  // 32 bits: keys are paths of a few dozen to hundreds of bytes, and a step per byte, or a
-  // lane waiting on the other's multiply, cost more than the look-up it serves.
+  // Eight bytes a lane, each lane multiplied and shifted, then joined and folded to 32 bits:
+  // keys are paths of a few dozen to hundreds of bytes, and a step per byte, or a lane waiting
+  // on another's multiply, cost more than the look-up it serves.  Keys of 64 bytes and more go
+  // thirty-two bytes a step in four lanes, which run side by side; the rest sixteen in two.
   constexpr std::uint64_t kFactor = 0x9E3779B97F4A7C15ull;
   constexpr std::uint64_t kOther = 0xC2B2AE3D27D4EB4Full;
+  constexpr std::uint64_t kThird = 0x165667B19E3779F9ull;
+  constexpr std::uint64_t kFourth = 0xD6E8FEB86659FD93ull;
+  auto const word = [&key](std::size_t from) {
+    std::uint64_t value;
+    std::memcpy(&value, key.data() + from, sizeof value);
+    return value;
+  };
+  auto const mix = [](std::uint64_t lane, std::uint64_t value, std::uint64_t factor) {
+    lane = (lane ^ value) * factor;
+    return lane ^ (lane >> 29);
+  };
   std::uint64_t hash = key.size() * kFactor;
   std::uint64_t other = kOther;
   std::size_t at = 0;
+  if (key.size() >= 64) {
+    std::uint64_t third = kThird;
+    std::uint64_t fourth = kFourth;
+    for (; at + 32 <= key.size(); at += 32) {
+      hash = mix(hash, word(at), kFactor);
+      other = mix(other, word(at + 8), kOther);
+      third = mix(third, word(at + 16), kThird);
+      fourth = mix(fourth, word(at + 24), kFourth);
+    }
+    hash = mix(hash, third, kFactor);
+    other = mix(other, fourth, kOther);
+  }
   for (; at + 16 <= key.size(); at += 16) {
-    std::uint64_t first;
-    std::uint64_t second;
-    std::memcpy(&first, key.data() + at, sizeof first);
-    std::memcpy(&second, key.data() + at + 8, sizeof second);
-    hash = (hash ^ first) * kFactor;
-    other = (other ^ second) * kOther;
-    hash ^= hash >> 29;
-    other ^= other >> 29;
+    hash = mix(hash, word(at), kFactor);
+    other = mix(other, word(at + 8), kOther);
   }
   if (at + 8 <= key.size()) {
-    std::uint64_t word;
-    std::memcpy(&word, key.data() + at, sizeof word);
-    hash = (hash ^ word) * kFactor;
-    hash ^= hash >> 29;
+    hash = mix(hash, word(at), kFactor);
     at += 8;
   }
   std::uint64_t tail = 0;
