@@ -457,6 +457,37 @@ TEST(ZipArchiveTest, LongNamesAreToldTheirFirstProblemWhereverItStands) {
   }
 }
 
+// A name is looked up among those before it only once the next header is read: the faults of
+// an archive are told in the order of its items all the same.
+TEST(ZipArchiveTest, ADuplicateIsToldBeforeAFaultOfTheHeaderAfterIt) {
+  ZipBuilder builder;
+  builder.add("a.xml", "first");
+  builder.add("A.XML", "second");
+  builder.add("c.xml", "third").centralSignature = 0x02014b51;
+  EXPECT_THROW_MESSAGE(openBytes(builder.buildString()), InvalidPackage,
+                       "Invalid ZIP item \"A.XML\": its name equals that of item \"a.xml\" "
+                       "without regard to case");
+}
+
+TEST(ZipArchiveTest, AFaultOfAHeaderIsToldBeforeADuplicateAfterIt) {
+  ZipBuilder builder;
+  builder.add("a.xml", "first");
+  builder.add("b.xml", "second").method = 12;
+  builder.add("A.XML", "third");
+  EXPECT_THROW_MESSAGE(openBytes(builder.buildString()), InvalidPackage,
+                       "Invalid ZIP item \"b.xml\": its compression method 12 is not supported");
+}
+
+TEST(ZipArchiveTest, ADuplicateIsToldBeforeALimitOfTheItemAfterIt) {
+  ZipBuilder builder;
+  builder.add("a.xml", "first");
+  builder.add("a.xml", "second");
+  builder.add("c.xml", std::string(4096, 'c'));
+  EXPECT_THROW_MESSAGE(
+      openBytes(builder.buildString(), limitsWith([](PackageLimits& l) { l.maxPartSize = 100; })),
+      InvalidPackage, "Invalid ZIP item \"a.xml\": another item has the same name");
+}
+
 TEST(ZipArchiveTest, NamesThatDifferInCaseAtAnyPlaceAreOneName) {
   // Long enough for whole steps of eight bytes and a tail; each place in turn in capitals.
   std::string const name = "folder/sub_dir/name-of.item";

@@ -91,12 +91,25 @@ class FoldedNames {
     slots_.assign(slots, Slot{0, kEmpty});
   }
 
-  // The index of the earliest item whose name equals `name` without regard to ASCII case,
-  // or kEmpty after `name` has been added as that of item `index`.
-  template <typename NameOf>
-  std::uint32_t addOrFind(NameOf const& nameOf, std::string_view name, std::uint32_t index) {
+  // The hash under which `name` is filed.
+  static std::uint32_t hashOf(std::string_view name) {
     std::uint64_t const full = foldedHash(name);
-    std::uint32_t const hash = static_cast<std::uint32_t>(full ^ (full >> 32));
+    return static_cast<std::uint32_t>(full ^ (full >> 32));
+  }
+
+  // Asks the processor to fetch the slot where a probe for `hash` starts, so that a probe made
+  // a while later finds it at hand: the slots of a large archive are more than the caches hold
+  // beside the directory that streams through them, and a probe that waited for its slot was
+  // most of the time of opening one.
+  void prefetch(std::uint32_t hash) const {
+    __builtin_prefetch(&slots_[hash & (slots_.size() - 1)], 1);
+  }
+
+  // The index of the earliest item whose name equals `name` without regard to ASCII case,
+  // or kEmpty after `name` has been added as that of item `index`; `hash` is hashOf(name).
+  template <typename NameOf>
+  std::uint32_t addOrFind(NameOf const& nameOf, std::string_view name, std::uint32_t hash,
+                          std::uint32_t index) {
     std::size_t const mask = slots_.size() - 1;
     std::size_t slot = hash & mask;
     for (; slots_[slot].index != kEmpty; slot = (slot + 1) & mask) {
@@ -163,30 +176,53 @@ std::unique_ptr<ZipArchive> ZipArchive::open(std::shared_ptr<ZipByteSource> sour
     return std::string_view(names.data() + items[index].nameBegin, items[index].nameLength);
   };
   FoldedNames folded(static_cast<std::size_t>(location.count));
+  // Each item's name is looked up among those before it one item late, once the next item's
+  // header is read: its slot, asked for as the name was hashed, has come in by then.  Faults
+  // are told in the order of the items all the same: a header that fails is told only after
+  // the look-up of the item before it, which may fail first.
+  constexpr std::uint32_t kNoItem = FoldedNames::kEmpty;
+  std::uint32_t pending = kNoItem;
+  std::uint32_t pendingHash = 0;
+  auto const lookUpPending = [&] {
+    if (pending == kNoItem) return;
+    std::string_view const name = nameOf(pending);
+    std::uint32_t const other = folded.addOrFind(nameOf, name, pendingHash, pending);
+    pending = kNoItem;
+    if (other != FoldedNames::kEmpty) {
+      std::string_view const otherName = nameOf(other);
+      failItem(name, otherName == name
+                         ? std::string("another item has the same name")
+                         : "its name equals that of item " + quoteName(std::string(otherName)) +
+                               " without regard to case");
+    }
+  };
   DirectoryCursor cursor(*source, location.offset, location.size);
   ZipEntry entry;
   std::string decoded;
   for (std::uint64_t index = 0; index < location.count; ++index) {
-    CentralName const name = readCentralHeader(cursor, index, entry, decoded);
-    checkLimits(entry, name.name, limits);
-    std::uint32_t const other =
-        folded.addOrFind(nameOf, name.name, static_cast<std::uint32_t>(items.size()));
-    if (other != FoldedNames::kEmpty) {
-      std::string_view const otherName = nameOf(other);
-      failItem(name.name, otherName == name.name
-                              ? std::string("another item has the same name")
-                              : "its name equals that of item " +
-                                    quoteName(std::string(otherName)) + " without regard to case");
+    CentralName name;
+    try {
+      name = readCentralHeader(cursor, index, entry, decoded);
+      checkLimits(entry, name.name, limits);
+    } catch (...) {
+      lookUpPending();
+      throw;
     }
+    std::uint32_t const hash = FoldedNames::hashOf(name.name);
+    folded.prefetch(hash);
+    lookUpPending();
     // Two items cannot share a local header: the overlap check below sees to that.
     if (!name.isRaw() && name.raw != name.name) {
       archive->rawNames_.emplace(entry.localHeaderOffset, std::string(name.raw));
     }
+    pending = static_cast<std::uint32_t>(items.size());
+    pendingHash = hash;
     items.push_back(Item{entry.compressedSize, entry.uncompressedSize, entry.localHeaderOffset,
                          names.size(), static_cast<std::uint32_t>(name.name.size()), entry.crc32,
                          ZipEntry::kNone, entry.method});
     names.append(name.name);
   }
+  lookUpPending();
   if (cursor.remaining() != 0) {
     failArchive("its central directory holds more than the " + str(location.count) +
                 " items that its end record declares");
