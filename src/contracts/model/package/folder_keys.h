@@ -35,6 +35,11 @@ class FolderKeys {
     slots_.shrink_to_fit();
   }
 
+  // As PartTable::prefetch, for contains() or add() with `hash`.
+  void prefetch(std::uint32_t hash) const {
+    if (!slots_.empty()) __builtin_prefetch(&slots_[hash & (slots_.size() - 1)]);
+  }
+
   bool contains(std::string_view key, std::uint32_t hash) const {
     if (slots_.empty()) return false;
     return slots_[slotOf(key, hash)].span != kEmpty;

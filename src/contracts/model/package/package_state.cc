@@ -283,11 +283,18 @@ void PackageState::load(std::shared_ptr<ZipArchive const> archive) {
   }
   table_.reserve(zip, count);
   tableFolders_.bind(zip);
-  // The key of the part added last, beside the key of this one (swapped, so neither is
-  // copied): the leading runs of segments that the two share were found to be no part, and
-  // were added to tableFolders_, when that part was.
-  std::string previousKey;
-  std::string key;
+  // Three keys, whose texts trade places by pointer and are never copied: the key of the part
+  // added last, beside the key of this one (the leading runs of segments that the two share
+  // were found to be no part, and were added to tableFolders_, when that part was), and the
+  // key of the item after this one, made one item ahead with its hash so that the slots where
+  // it will be looked up are asked for while this one is checked: with tens of thousands of
+  // items, a look-up that waited for its slot cost more than the checks of the name.
+  std::string keys[3];
+  std::string* previousKey = &keys[0];
+  std::string* thisKey = &keys[1];
+  std::string* nextKey = &keys[2];
+  std::uint32_t nextHash = 0;
+  std::size_t nextIndex = count;
   std::vector<std::uint32_t> slashes;
   std::vector<std::uint32_t> folderHashes;
   for (std::size_t index = 0; index < count; ++index) {
@@ -297,7 +304,21 @@ void PackageState::load(std::shared_ptr<ZipArchive const> archive) {
     if (!view.empty() && view.back() == '/' && zip.uncompressedSize(index) == 0) continue;
     boost::optional<PartName> name;
     // The part's key follows from the item name's bytes once they are known to be UTF-8.
-    keyOfItemName(view, key);
+    std::uint32_t hash = nextHash;
+    if (nextIndex == index) {
+      std::swap(thisKey, nextKey);
+    } else {
+      keyOfItemName(view, *thisKey);
+      hash = PartTable::hashOf(*thisKey);
+    }
+    std::string& key = *thisKey;
+    if (index + 1 < count) {
+      nextIndex = index + 1;
+      keyOfItemName(zip.name(nextIndex), *nextKey);
+      nextHash = PartTable::hashOf(*nextKey);
+      table_.prefetch(nextHash);
+      tableFolders_.prefetch(nextHash);
+    }
     // Plain ASCII in every byte, escapes of other scripts kept as they are: the name is valid
     // as it stands, its text is the bytes widened, and its key holds its extension and its
     // "_rels" folder in lower case, so that no PartName is needed unless a message names it.
@@ -316,7 +337,6 @@ void PackageState::load(std::shared_ptr<ZipArchive const> archive) {
       std::copy(view.begin(), view.end(), text.begin() + 1);
       return text;
     };
-    std::uint32_t const hash = PartTable::hashOf(key);
     std::uint32_t const same = table_.find(key, hash);
     if (same != PartTable::kNone) {
       throw InvalidPackage(context + ": the items " +
@@ -354,7 +374,7 @@ void PackageState::load(std::shared_ptr<ZipArchive const> archive) {
     // The part may be neither a folder of an earlier part nor inside one: each leading run
     // that this key does not share with the last is looked up as a part, and the key itself
     // among the folders.  The runs' hashes serve again when they are added as folders.
-    std::size_t const shared = std::max<std::size_t>(sharedLength(previousKey, key), 1);
+    std::size_t const shared = std::max<std::size_t>(sharedLength(*previousKey, key), 1);
     // The runs that end at or after `shared`: the last ones, found from the end.
     std::size_t firstNew = slashes.size();
     while (firstNew > 0 && slashes[firstNew - 1] >= shared) --firstNew;
@@ -379,7 +399,7 @@ void PackageState::load(std::shared_ptr<ZipArchive const> archive) {
       tableFolders_.add(std::string_view(key.data(), slashes[at]), folderHashes[at - firstNew],
                         row);
     }
-    previousKey.swap(key);
+    std::swap(previousKey, thisKey);
   }
   if (access_ == PackageAccess::Read) return;
   // A writer changes, adds and removes parts: each gets its record now, and the table goes.
