@@ -322,8 +322,15 @@ void FileSystemNodeTable::growIndexIfFull() {
   if ((live_ + 1) * 2 <= slots_.size()) return;
   std::vector<std::uint64_t> const old = std::exchange(slots_, {});
   slots_.assign(old.size() * 2, kEmptySlot);
+  std::size_t const mask = slots_.size() - 1;
+  // Each slot carries its record's hash, so it is placed again from itself alone: reading the
+  // hash from the record, which may lie anywhere among the chunks, waited on memory for every
+  // record of a large tree at every growth.
   for (std::uint64_t const entry : old) {
-    if (entry != kEmptySlot) place(indexOfSlot(entry));
+    if (entry == kEmptySlot) continue;
+    std::size_t slot = hashOfSlot(entry) & mask;
+    while (slots_[slot] != kEmptySlot) slot = (slot + 1) & mask;
+    slots_[slot] = entry;
   }
 }
 
