@@ -119,9 +119,11 @@ Entries FileSystemManager::getAllLeafs() const {
 
 Entries FileSystemManager::getChildrenInternal(std::u16string const& path) const {
   std::vector<FileSystemEntry> entries;
-  entries.reserve(tree_->countChildNodes(path));
-  tree_->visitChildNodes(path,
-                         [&](FileSystemNode const& node) { entries.push_back(makeEntry(node)); });
+  // One look-up of the path for the count and the children: a listing asks this of every
+  // folder, and the paths of a deep tree run to hundreds of units, each hashed whole.
+  tree_->visitChildNodes(
+      path, [&](std::size_t count) { entries.reserve(count); },
+      [&](FileSystemNode const& node) { entries.push_back(makeEntry(node)); });
   return Entries(std::move(entries));
 }
 

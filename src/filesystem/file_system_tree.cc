@@ -286,9 +286,14 @@ void FileSystemTree::forEachChildNode(std::u16string const& path,
 }
 
 void FileSystemTree::visitChildNodes(
-    std::u16string const& path, std::function<void(FileSystemNode const&)> const& visit) const {
+    std::u16string const& path, std::function<void(std::size_t)> const& count,
+    std::function<void(FileSystemNode const&)> const& visit) const {
   NodeIndex const found = table_.find(path);
-  if (found == kNoNode) return;
+  if (found == kNoNode) {
+    count(0);
+    return;
+  }
+  count(table_[found].presentChildren);
   std::u16string key;
   FileSystemNode node;
   for (NodeIndex child = table_[found].firstChild; child != kNoNode;
@@ -298,11 +303,6 @@ void FileSystemTree::visitChildNodes(
     fillNode(child, key, node);
     visit(node);
   }
-}
-
-std::size_t FileSystemTree::countChildNodes(std::u16string_view path) const {
-  NodeIndex const found = table_.find(path);
-  return found == kNoNode ? 0 : table_[found].presentChildren;
 }
 
 std::vector<FileSystemNode> FileSystemTree::leafNodes() const {

@@ -94,16 +94,15 @@ class FileSystemTree {
   // order, one at a time.
   void forEachChildNode(std::u16string const& path,
                         std::function<void(FileSystemNode&&)> const& visit) const;
-  // Calls `visit` with each node that childNodes(path) would give, in the same order, as one
-  // node filled again for each child: valid during the call only, and copied by a caller that
-  // keeps it.  A listing then makes no text per child beyond what the caller keeps.  The node
-  // is for making a FileSystemEntry of (FileSystemManager's listings): a content name that
-  // follows from the path is left for the entry to make when it is asked for it, and the
+  // Tells `count` how many nodes childNodes(path) would give, then calls `visit` with each of
+  // them, in the same order, as one node filled again for each child: valid during the call
+  // only, and copied by a caller that keeps it.  A listing then makes no text per child beyond
+  // what the caller keeps, and looks the path up once for the count and the children.  The
+  // node is for making a FileSystemEntry of (FileSystemManager's listings): a content name
+  // that follows from the path is left for the entry to make when it is asked for it, and the
   // node's getContentName() is then empty.
-  void visitChildNodes(std::u16string const& path,
+  void visitChildNodes(std::u16string const& path, std::function<void(std::size_t)> const& count,
                        std::function<void(FileSystemNode const&)> const& visit) const;
-  // How many children childNodes(path) would give.
-  std::size_t countChildNodes(std::u16string_view path) const;
 
   // Copies of every node without children, in key order.  Empty for a tree holding only the
   // root: the root is never a leaf by itself.
