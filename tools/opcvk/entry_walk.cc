@@ -113,18 +113,14 @@ void walkEntries(FileSystemManager& files, std::u16string const& path, WalkOrder
     }
     Step const step = level.steps[level.next++];
     WalkedEntry const& child = level.children[step.child];
-    if (order == WalkOrder::kAsTree) {
-      visit(child);
-      if (step.below) {
-        FileSystemEntry const folder = child.entry;
-        int const depth = child.depth + 1;
-        levels.push_back(levelOf(files, folder, depth, order));
-      }
-    } else if (!step.below) {
-      visit(child);
-    } else {
+    if (order == WalkOrder::kAsTree || !step.below) visit(child);
+    if (step.below) {
       FileSystemEntry const folder = child.entry;
       int const depth = child.depth + 1;
+      // A level with nothing left to take goes before the one below it comes: each level
+      // holds the paths of its children, so a chain of folders kept whole would cost the
+      // square of its depth, where a name of a few KiB can ask for thousands of levels.
+      if (level.next == level.steps.size()) levels.pop_back();
       levels.push_back(levelOf(files, folder, depth, order));
     }
   }

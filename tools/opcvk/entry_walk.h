@@ -35,8 +35,10 @@ enum class WalkOrder {
 // entry at `path` that is not a folder and has nothing below it comes out alone, at depth 0.
 //
 // Entries are handed over as they are found: the walk holds the children of the folders on
-// the way down and nothing else, so that its memory grows with the width and depth of the
-// tree, not with the number of entries.  The entry passed to `visit` is valid during the call.
+// the way down that still have entries to come, and nothing else, so that its memory grows
+// with the width of the tree and the length of its paths, not with the number of entries
+// (nor with the square of the depth of a chain of folders).  The entry passed to `visit` is valid
+// during the call.
 void walkEntries(opc::vkservices::FileSystemManager& files, std::u16string const& path,
                  WalkOrder order, std::function<void(WalkedEntry const&)> const& visit);
 
