@@ -1,11 +1,11 @@
 // The manifest of a package file system, in both of its forms: parsing and validation against
 // the two cached grammars, permissions and dates by the rules of each form, and the tree that
 // results.  The reader may refuse a document only with an opc::Exception (the model's
-// InvalidPartContent for the document and its values, the tree's own for a path that repeats
-// or lacks its "/") or std::out_of_range (an empty name of the older form).  A document that
-// it accepts is written again in its own form (version "1.0" by writeV1, any other by write),
-// and reads back as the same tree; only the older form may be refused again, for a folder path
-// or link target that is no URI.
+// InvalidPartContent for the document and its values, the tree's own for a path that repeats,
+// lacks its "/" or is longer or deeper than the tree takes) or std::out_of_range (an empty name of
+// the older form).  A document that it accepts is written again in its own form (version "1.0" by
+// writeV1, any other by write), and reads back as the same tree; only the older form may be refused
+// again, for a folder path or link target that is no URI.
 //
 // Input: the bytes of a manifest document.
 #include <cstddef>

@@ -43,6 +43,42 @@ using detail::NodeRecord;
 // found or made for it.
 bool isAbsolute(std::u16string_view path) { return !path.empty() && path.front() == u'/'; }
 
+// The longest and the deepest path a node may have.  Every folder above a node is a node of
+// its own, so a path of n levels and m units costs about n * m units wherever the paths of
+// its folders are spelled out (a listing shows each of them); without both bounds a
+// manifest entry of a few hundred bytes could ask for gigabytes.  The longest path a file
+// system takes is 32767 UTF-16 units, and no real tree is nested more than a few hundred
+// levels deep.
+constexpr std::size_t kMaxPathUnits = 32767;
+constexpr std::size_t kMaxPathLevels = 2048;
+
+// What a message shows of a path that may be very long.
+std::string shownPath(std::u16string_view path) {
+  constexpr std::size_t kShownUnits = 64;
+  if (path.size() <= kShownUnits) return opc::toASCIIString(std::u16string(path));
+  return opc::toASCIIString(std::u16string(path.substr(0, kShownUnits))) + "...";
+}
+
+// Refuses a path beyond kMaxPathUnits or kMaxPathLevels.
+void ensureWithinLimits(std::u16string_view path) {
+  if (path.size() > kMaxPathUnits) {
+    throw opc::Exception("A node name of " + std::to_string(path.size()) +
+                             " characters is longer than the limit of " +
+                             std::to_string(kMaxPathUnits) + ":" + shownPath(path),
+                         boost::system::error_code());
+  }
+  // Each level takes a "/" and a unit at least, so only a path longer than the limit of
+  // levels can pass it: the others, all but a few, are not counted.
+  if (path.size() <= kMaxPathLevels) return;
+  auto const levels = static_cast<std::size_t>(std::count(path.begin(), path.end(), u'/'));
+  if (levels > kMaxPathLevels) {
+    throw opc::Exception("A node name of " + std::to_string(levels) +
+                             " levels is deeper than the limit of " +
+                             std::to_string(kMaxPathLevels) + ":" + shownPath(path),
+                         boost::system::error_code());
+  }
+}
+
 // opc::detail::getParentPath, as a view into `path`.
 std::u16string_view parentPathOf(std::u16string_view path) {
   std::size_t const slash = path.rfind(u'/');
@@ -194,6 +230,7 @@ void FileSystemTree::insertPresent(std::u16string_view path, FileSystemNodeType 
     raise("A node already exists with the name:", path);
   }
   if (!isAbsolute(path)) raise("A node name must begin with \"/\":", path);
+  ensureWithinLimits(path);
   changing();
   NodeIndex const entry = presentChild(parentOf(path), path, found, hash);
   assign(entry, path, type, content, permissions, time);

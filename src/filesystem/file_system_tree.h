@@ -53,7 +53,10 @@ class FileSystemTree {
   // unknown permissions and time, from the top downwards.  The kind of the parent is not
   // looked at.  Raises opc::Exception "A node already exists with the name:<path>" if the
   // path is taken, and "A node name must begin with \"/\":<path>" for a relative or empty
-  // path, which has no root above it.
+  // path, which has no root above it.  Raises opc::Exception "A node name of N characters is
+  // longer than the limit of 32767:<path>" or "A node name of N levels is deeper than the
+  // limit of 2048:<path>" for a path beyond those bounds (the path shown cut after 64
+  // units), which keep what a path's folders cost in proportion to what it says.
   void addNode(FileSystemNode const& node);
 
   // As addNode(makeFileNode(...)), makeLinkNode or makeFolderNode, without making the node:

@@ -233,6 +233,20 @@ def small_cases():
                                                                   b'name="/../../escape.txt"')
     cases["manifest_name_outside_root"] = archive(package([("/a.txt", b"a\n")],
                                                           manifest_body=outside))
+
+    # Depth: every folder of a path is an entry whose own path a listing spells out, so a name
+    # of n levels asks for about n^2 / 2 units.
+    def folder_entry(path):
+        return ('<fileEntry content="" name="%s" type="Folder"/>' % path).encode()
+    cases["manifest_name_hundred_thousand_levels"] = archive(package(
+        manifest_body=folder_entry("/d" * 100_000)))
+    cases["manifest_name_too_deep"] = archive(package(manifest_body=folder_entry("/d" * 2049)))
+    # The deepest and longest name taken: 2048 levels in 32767 units, spread evenly, so that
+    # its folders' paths add up to the most (about 33 million units).
+    deepest = ("/" + "n" * 15) * 2047 + "/" + "n" * 14
+    cases["manifest_name_deepest_and_longest"] = archive(package(
+        manifest_body=folder_entry(deepest)))
+
     return cases
 
 

@@ -106,12 +106,44 @@ TEST_F(FileSystemManifestXmlHostileTest, RefusesANullCharacter) {
                        "XML error at line 3, column 20: unexpected end of input");
 }
 
-TEST_F(FileSystemManifestXmlHostileTest, ReadsAHugeNameInBoundedTime) {
+TEST_F(FileSystemManifestXmlHostileTest, RefusesAHugeNameInBoundedTime) {
   std::string const name = "/" + std::string(kHuge, 'n');
   auto const start = std::chrono::steady_clock::now();
-  read(document("<fileEntry name=\"" + name + "\" content=\"/fsroot/a\" type=\"File\"/>"));
+  EXPECT_THROW_MESSAGE(
+      read(document("<fileEntry name=\"" + name + "\" content=\"/fsroot/a\" type=\"File\"/>")),
+      opc::Exception,
+      "A node name of 8388609 characters is longer than the limit of 32767:/" +
+          std::string(63, 'n') + "...");
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(30));
-  EXPECT_TRUE(tree_.hasNode(std::u16string(name.begin(), name.end())));
+  EXPECT_TRUE(tree_.leafNodes().empty());
+}
+
+// Every folder of a path is a node, whose path a listing spells out: a name of 100,000 levels
+// in 200,000 bytes would ask for 10^10 units of paths; it is longer than any path can be.
+TEST_F(FileSystemManifestXmlHostileTest, RefusesANameOfAHundredThousandLevels) {
+  std::string name;
+  for (int i = 0; i < 100000; ++i) name += "/d";
+  std::string shown;
+  for (int i = 0; i < 32; ++i) shown += "/d";
+  EXPECT_THROW_MESSAGE(
+      read(document("<fileEntry name=\"/a\" content=\"\" type=\"Folder\"/>\n<fileEntry name=\"" +
+                    name + "\" content=\"\" type=\"Folder\"/>")),
+      opc::Exception,
+      "A node name of 200000 characters is longer than the limit of 32767:" + shown + "...");
+  // The entries before the refused one stay, as with any refused entry.
+  EXPECT_EQ(tree_.leafNodes().size(), 1u);
+}
+
+TEST_F(FileSystemManifestXmlHostileTest, RefusesANameDeeperThanTheLimit) {
+  std::string name;
+  for (int i = 0; i < 2049; ++i) name += "/d";
+  std::string shown;
+  for (int i = 0; i < 32; ++i) shown += "/d";
+  EXPECT_THROW_MESSAGE(
+      read(document("<fileEntry name=\"" + name + "\" content=\"\" type=\"Folder\"/>")),
+      opc::Exception,
+      "A node name of 2049 levels is deeper than the limit of 2048:" + shown + "...");
+  EXPECT_TRUE(tree_.leafNodes().empty());
 }
 
 TEST_F(FileSystemManifestXmlHostileTest, RefusesAHugeRelativeName) {
