@@ -1,5 +1,6 @@
 // opcvk: packs folders into the file system of an OPC package, lists, reads and changes it,
 // and extracts it again.
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <exception>
@@ -53,6 +54,13 @@ void returnLargeBuffersToTheSystem() {
 #endif
 }
 
+// A limit on the size of files (ulimit -f) raises SIGXFSZ at the write that passes it, whose
+// default action ends the process there: a package's temporary file stayed beside it, and a
+// file being extracted stayed cut short, with no word of why.  Ignored, the signal leaves the
+// write to fail with EFBIG, which the command reports and cleans up after like any other
+// failed write.
+void reportFileSizeLimitAsAnError() { std::signal(SIGXFSZ, SIG_IGN); }
+
 // The subcommands, in the order that help lists them, with the function that sets each up.
 struct CommandSetUp {
   char const* name;
@@ -97,6 +105,7 @@ int main(int argc, char** argv) {
     return 0;
   }
   returnLargeBuffersToTheSystem();
+  reportFileSizeLimitAsAnError();
   // Paths on the command line and in messages are in the user's encoding.
   opcvk::adoptUserLocale();
 
