@@ -49,10 +49,13 @@ SEEDS = [
 
 
 # Crafted packages of the hostile corpus that reach the file system's load and extraction
-# (names that try to leave the destination, a manifest that names a path outside the root),
+# (names that try to leave the destination, a manifest that names a path outside the root, a
+# path deeper than the limit, files below a link, files on parts that hold no file),
 # copied as they are.
 HOSTILE = ["manifest_name_outside_root.opc", "name_dotdot.opc", "name_absolute.opc",
-           "name_folder_of_relationships.opc"]
+           "name_folder_of_relationships.opc", "manifest_name_too_deep.opc",
+           "manifest_file_below_link_to_root.opc", "manifest_two_files_one_part.opc",
+           "manifest_file_on_relationships_part.opc"]
 
 
 def stored_copy(source, target):

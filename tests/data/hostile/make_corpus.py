@@ -247,6 +247,22 @@ def small_cases():
     cases["manifest_name_deepest_and_longest"] = archive(package(
         manifest_body=folder_entry(deepest)))
 
+    # Entries below a link: the tree takes them (the kind of a parent is not looked at), and
+    # extraction makes the link's path a folder, never following the link out.
+    def link_entry(path, target):
+        return ('<fileEntry content="%s" name="%s" type="SymLink"/>' % (target, path)).encode()
+    for label, target in (("root", "/"), ("dotdot", ".."), ("outside", "/../../..")):
+        cases["manifest_file_below_link_to_" + label] = archive(package(
+            [("/a.txt", b"a\n")],
+            manifest_body=link_entry("/l", target) + file_entry("/l/x", "/fsroot/a.txt")))
+    # Files whose parts are not file content.
+    cases["manifest_file_on_relationships_part"] = archive(package(
+        manifest_body=file_entry("/r", "/_rels/.rels")))
+    cases["manifest_file_on_content_types"] = archive(package(
+        manifest_body=file_entry("/t", "/[Content_Types].xml")))
+    cases["manifest_two_files_one_part"] = archive(package(
+        [("/a.txt", b"a\n")],
+        manifest_body=file_entry("/a.txt", "/fsroot/a.txt") + file_entry("/b", "/fsroot/a.txt")))
     return cases
 
 
