@@ -1,7 +1,7 @@
 #include "package_checks.h"
 
 #include <memory>
-#include <unordered_set>
+#include <unordered_map>
 #include <utility>
 
 #include <opc/core/exception.h>
@@ -99,7 +99,8 @@ void checkManifest(CheckTarget& target, CheckReport& report) {
   // The manager names its manifest first, then the part of each file in the order of
   // getAllLeafs.
   std::size_t const first = names.size() >= files.size() ? names.size() - files.size() : 0;
-  std::unordered_set<std::u16string> used;
+  // Each part used, with the first file that uses it.
+  std::unordered_map<std::u16string, std::size_t> used;
   for (std::size_t i = 0; i < files.size() && first + i < names.size(); ++i) {
     std::u16string const& partText = names[first + i];
     std::string const path = utf8Text(files[i].getPathName());
@@ -110,7 +111,13 @@ void checkManifest(CheckTarget& target, CheckReport& report) {
         continue;
       }
       // The part's own spelling, which may differ in case from the manifest's.
-      used.insert(target.package.getPart(partName).getName().toString());
+      auto const taken = used.emplace(target.package.getPart(partName).getName().toString(), i);
+      if (!taken.second) {
+        // Removing or replacing either file would take the other's content with it.
+        report.problem("file", path,
+                       "its part \"" + utf8Text(partText) + "\" is also the part of file " +
+                           utf8Text(files[taken.first->second].getPathName()));
+      }
     } catch (opc::Exception const& e) {
       report.problem("file", path, e.what());
     }
@@ -125,7 +132,10 @@ void checkManifest(CheckTarget& target, CheckReport& report) {
     if (entry.isLink()) ++report.links;
   }
   report.files = files.size();
-  // Folders are counted by a walk of the tree: getAllLeafs gives only the empty ones.
+  // Folders are counted by a walk of the tree: getAllLeafs gives only the empty ones.  The
+  // walk also goes below a file or a link that has entries below it, which only a crafted
+  // manifest gives: such an entry is no leaf, so extraction passes over it and makes its
+  // path a folder for the entries below.
   std::vector<FileSystemEntry> pending{target.files.getRoot()};
   while (!pending.empty()) {
     FileSystemEntry const folder = pending.back();
@@ -133,6 +143,10 @@ void checkManifest(CheckTarget& target, CheckReport& report) {
     for (FileSystemEntry const& child : target.files.getChildren(folder)) {
       if (child.isFolder()) {
         ++report.folders;
+        pending.push_back(child);
+      } else if (target.files.hasChildren(child)) {
+        report.problem(child.isLink() ? "link" : "file", utf8Text(child.getPathName()),
+                       "entries lie below it, so it is extracted as a folder that holds them");
         pending.push_back(child);
       }
     }

@@ -129,8 +129,9 @@ void addTestCommand(CLI::App& app, Commands& commands) {
   command->footer(
       "Every part is read to its end, so that its size and CRC-32 are checked against what the\n"
       "archive declares, and every relationship is read.  Every file of the manifest must have\n"
-      "its part, and every part under /fsroot must belong to a file.  One line per problem,\n"
-      "then a summary; the exit code is 0 only when all is well, 1 otherwise.\n"
+      "its part, of its own, and every part under /fsroot must belong to a file; only a\n"
+      "folder may have entries below it.  One line per problem, then a summary; the exit\n"
+      "code is 0 only when all is well, 1 otherwise.\n"
       "\n"
       "An encrypted package is checked with its key (--key-file, --password-file, or the\n"
       "password typed at the terminal): its manifest as a plain one is, and every file is\n"
