@@ -112,7 +112,12 @@ void FileSystemManager::extractFileThroughTemporary(std::u16string const& destin
   {
     std::unique_ptr<IContentSource> source = getFileContentSourceInternal(
         entry, TransformMode::ApplyTransforms, Publication::AfterLastRead);
-    opc::StreamHelper::copyStreamToStream(source->getInputStream(), output->stream());
+    try {
+      opc::StreamHelper::copyStreamToStream(source->getInputStream(), output->stream());
+    } catch (opc::Exception const&) {
+      LeafExtractor::throwIfWriteFailed(*output, path);
+      throw;
+    }
   }
   output->finishContent(result);
   leaves.throwIfRefused(result, pathName);

@@ -111,7 +111,12 @@ void LeafExtractor::extractFile(FileSystemEntry const& entry, RestoreMode restor
   refusedAs<CouldNotCreateFile>([&] { makeParents(pathName); });
   JoinedPath const path(fileSystem_, destination_, pathName);
   std::unique_ptr<opc::ConfinedFile> output = openForWriting(pathName, path, replaceMode);
-  writeContent(output->stream());
+  try {
+    writeContent(output->stream());
+  } catch (opc::Exception const&) {
+    throwIfWriteFailed(*output, path.get());
+    throw;
+  }
   if (restoreMode != RestoreMode::RestoreTimeAndPermissions) return;
   // The content is complete before the time is set, or writing it would change the time
   // again; a destination that works by path looks at the name once more here.
@@ -119,6 +124,16 @@ void LeafExtractor::extractFile(FileSystemEntry const& entry, RestoreMode restor
   output->finishContent(result);
   throwIfRefused(result, pathName);
   restoreTimeAndPermissions(*output, entry, path);
+}
+
+void LeafExtractor::throwIfWriteFailed(opc::ConfinedFile& output, std::u16string const& path) {
+  // The stream that raised tells only that a write failed; the file keeps the cause.
+  if (!output.stream().bad()) return;
+  error_code code;
+  output.commit(code);
+  if (!code) return;
+  throw opc::Exception("Could not write file: " + opc::toUDEString(path) + ": " + code.message(),
+                       code);
 }
 
 void LeafExtractor::extractFolder(FileSystemEntry const& entry) {

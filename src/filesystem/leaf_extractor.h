@@ -105,6 +105,12 @@ class LeafExtractor {
                                                     ReplaceMode replaceMode);
   // Raises what the destination met (a link, a shared file) as CouldNotCreateFile.
   void throwIfRefused(opc::ConfinedResult const& result, std::u16string const& pathName) const;
+  // Called where writing the content of `output` raised: if it was a write into the file
+  // that failed, raises opc::Exception "Could not write file: <path>: <cause>" with the
+  // cause's code (a full disk, a size limit), so that a user learns which file and why.
+  // Returns for any other failure (of the content's source), for the caller to rethrow.
+  // Commits `output` when it raises, so `output` is of no more use then.
+  static void throwIfWriteFailed(opc::ConfinedFile& output, std::u16string const& path);
 
   // Gives the file being written the time and permissions that `entry` keeps, where known.
   static void restoreTimeAndPermissions(opc::ConfinedFile& output, FileSystemEntry const& entry,

@@ -1,9 +1,12 @@
 // Extraction to real folders (and to file systems in memory where a disk cannot fail on
 // demand): what is made, what is restored, how existing files are replaced, and every error's
 // class, message and code.
+#include <csignal>
+#include <filesystem>
 #include <functional>
 #include <memory>
 #include <string>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <typeinfo>
 #include <unistd.h>
@@ -307,6 +310,26 @@ TEST_F(FileSystemManagerExtractTest, ReplaceAlwaysClobbersEvenAMissingFileAndRep
     return 0;
   });
   EXPECT_EQ(result, 0);
+}
+
+// A write that fails (here the size limit of the process, as a full disk would) names the file
+// and the cause, in each restore mode.
+TEST_F(FileSystemManagerExtractTest, FailedWriteNamesTheFileAndTheCause) {
+  openToEveryone();
+  addFile(u"/small", "fits");
+  addFile(u"/large", std::string(256 * 1024, 'x'));
+  for (RestoreMode const restore : {kNothing, kRestore}) {
+    int const result = runUnprivileged([&] {
+      ::signal(SIGXFSZ, SIG_IGN);
+      rlimit const limit{64 * 1024, 64 * 1024};
+      if (::setrlimit(RLIMIT_FSIZE, &limit) != 0) return 10;
+      return failsInChild<opc::Exception>(
+          [&] { extractAll(restore); },
+          "Could not write file: " + out("large") + ": File too large", errc_t::file_too_large);
+    });
+    EXPECT_EQ(result, 0) << static_cast<int>(restore);
+    std::filesystem::remove_all(destination());
+  }
 }
 
 TEST_F(FileSystemManagerExtractTest, RestoreSetsTimeAndPermissionsOfFilesOnly) {
