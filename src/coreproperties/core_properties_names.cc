@@ -1,5 +1,8 @@
 #include "coreproperties/core_properties_names.h"
 
+#include <algorithm>
+#include <cstddef>
+
 #include <opc/core/string_conversions.h>
 #include <opc/model/xml/xml_exceptions.h>
 #include <opc/vkservices/schema_base.h>
@@ -60,6 +63,28 @@ std::unique_ptr<opc::model::detail::XmlTreeReader> makeCoreReader(std::string co
   } catch (opc::model::InvalidXMLDocument const& e) {
     throw opc::model::InvalidXMLSchema(std::string("Schema could not be loaded: ") + e.what());
   }
+}
+
+// Whether the schema of the part accepts `root`, read without validation, for certain: the
+// three elements in order and the optional fourth, each holding text alone, no attribute, and
+// only whitespace between them.  Anything else, valid or not, is left to the validating
+// parser, whose messages tell what is wrong.
+bool isPlainlyValidCoreDocument(opc::model::detail::XmlNode const& root, std::u16string const& ns) {
+  static char16_t const* const kElements[] = {kContentTypeElement, kFriendlyNameElement,
+                                              kReleaseElement, kVersionElement};
+  if (root.namespaceURI != ns || root.localName != kRootElement) return false;
+  if (!root.attributes.empty() || root.children.size() < 3 || root.children.size() > 4) {
+    return false;
+  }
+  for (std::size_t i = 0; i < root.children.size(); ++i) {
+    opc::model::detail::XmlNode const& child = root.children[i];
+    if (child.namespaceURI != ns || child.localName != kElements[i] || !child.attributes.empty() ||
+        !child.children.empty()) {
+      return false;
+    }
+  }
+  return std::all_of(root.text.begin(), root.text.end(),
+                     [](char16_t c) { return c == u' ' || c == u'\t' || c == u'\n'; });
 }
 
 }  // namespace detail

@@ -53,6 +53,13 @@ std::string coreSchemaText();
 // engine's opc::Exception if the XML library cannot be loaded.
 std::unique_ptr<opc::model::detail::XmlTreeReader> makeCoreReader(std::string const& schemaText);
 
+// Whether the schema of the core part accepts `root`, a document read without validation,
+// for certain: "vkcoreProperties" in the namespace `ns` without attributes, holding the three
+// elements in order and the optional fourth, each holding text alone without attributes, and
+// only whitespace between them.  False for anything else, valid or not, which the validating
+// parser then judges with its own messages.
+bool isPlainlyValidCoreDocument(opc::model::detail::XmlNode const& root, std::u16string const& ns);
+
 }  // namespace detail
 }  // namespace vkservices
 }  // namespace opc

@@ -6,6 +6,7 @@
 #include <opc/model/xml/xml_exceptions.h>
 #include <opc/vkservices/errors.h>
 
+#include "contracts/model/xml_engine/plain_xml.h"
 #include "coreproperties/core_properties_names.h"
 #include "coreproperties/parsed_part.h"
 
@@ -32,10 +33,16 @@ CorePropertiesXmlHandler::CorePropertiesXmlHandler()
 CorePropertiesXmlHandler::~CorePropertiesXmlHandler() = default;
 
 void CorePropertiesXmlHandler::read(opc::InputStream& stream, CoreProperties& properties) {
-  // Compiled by the first read, not by the constructor: a manager over a package without
-  // this part, or one that only writes it, has no use for the schema.
-  if (!reader_) reader_ = detail::makeCoreReader(detail::coreSchemaText());
-  XmlNode const root = detail::readPropertiesPart(*reader_, stream, true, "core properties");
+  // Compiled when a document first needs the parser, not by the constructor: most documents
+  // are read plainly, and a manager that only writes the part has no use for the schema.
+  auto const reader = [this]() -> opc::model::detail::XmlTreeReader& {
+    if (!reader_) reader_ = detail::makeCoreReader(detail::coreSchemaText());
+    return *reader_;
+  };
+  XmlNode const root = detail::readPropertiesPart(
+      reader, stream, true, "core properties", [this](XmlNode const& document) {
+        return detail::isPlainlyValidCoreDocument(document, namespace_);
+      });
   try {
     using opc::model::detail::getElement;
     using opc::model::detail::getElementText;
@@ -65,7 +72,7 @@ void CorePropertiesXmlHandler::write(CoreProperties const& properties, opc::Outp
   root.children.push_back(
       valueElement(namespace_, detail::kReleaseElement, properties.getORVANERelease()));
   try {
-    opc::model::detail::xmlEngine().write(root, true, stream);
+    opc::model::detail::writeXmlDocument(root, true, stream);
   } catch (opc::model::InvalidXMLDocument const& e) {
     throw opc::model::InvalidPartContent(e.what());
   }

@@ -26,10 +26,11 @@ namespace vkservices {
 //   </vkcoreProperties>
 //
 // Every document is validated against the schema compiled into the library, so that the
-// elements must come in this order.  The object owns one reader with the schema compiled,
-// made by the first read (a handler that only writes never compiles it), and is used by one
-// thread at a time.  Constructing one loads nothing: the XML library is loaded by the first
-// read or write.
+// elements must come in this order.  Documents of the common form are read and written
+// without the XML parser, with the same outcome (see plain_xml.h); for any other, the object
+// makes one reader with the schema compiled, on the first read that needs it, and keeps it.
+// It is used by one thread at a time.  Constructing one loads nothing: the XML library is
+// loaded only by a document that needs it.
 class CorePropertiesXmlHandler : private boost::noncopyable {
  public:
   CorePropertiesXmlHandler();
@@ -41,9 +42,9 @@ class CorePropertiesXmlHandler : private boost::noncopyable {
   // opc::model::InvalidPartContent with the parser's text for a document that is not
   // well-formed or not valid (elements out of order included), with the setter's message for
   // a value the setter refuses, and as readPropertiesPart for a part beyond its size limit.
-  // Values set before a refused one stay set.  The first read compiles the schema, and
-  // raises opc::model::InvalidXMLSchema "Schema could not be loaded: <parser's text>" without
-  // opening `stream` if it does not load; the next read tries again.
+  // Values set before a refused one stay set.  The first read that needs the parser compiles
+  // the schema, and raises opc::model::InvalidXMLSchema "Schema could not be loaded: <parser's
+  // text>" if it does not load, leaving `stream` closed; the next such read tries again.
   void read(opc::InputStream& stream, CoreProperties& properties);
 
   // Writes the document of `properties` to `stream`, which is flushed, not closed.  Raises

@@ -6,6 +6,7 @@
 #include <opc/model/xml/xml_exceptions.h>
 #include <opc/vkservices/errors.h>
 
+#include "contracts/model/xml_engine/plain_xml.h"
 #include "coreproperties/core_properties_names.h"
 #include "coreproperties/parsed_part.h"
 
@@ -19,10 +20,14 @@ ExtensionXmlHandler::ExtensionXmlHandler() : reader_(), namespace_(detail::exten
 ExtensionXmlHandler::~ExtensionXmlHandler() = default;
 
 void ExtensionXmlHandler::read(opc::InputStream& stream, CoreProperties& properties) {
-  // Made by the first read: a manager over a package without this part never needs it.
-  if (!reader_) reader_ = opc::model::detail::xmlEngine().makeTreeReader({});
-  XmlNode const root =
-      detail::readPropertiesPart(*reader_, stream, false, "extended core properties");
+  // Made when a document first needs the parser: most are read plainly.
+  auto const reader = [this]() -> opc::model::detail::XmlTreeReader& {
+    if (!reader_) reader_ = opc::model::detail::xmlEngine().makeTreeReader({});
+    return *reader_;
+  };
+  // Read without validation: the plain reader's tree is the parser's, whatever it holds.
+  XmlNode const root = detail::readPropertiesPart(reader, stream, false, "extended core properties",
+                                                  [](XmlNode const&) { return true; });
   // The name as written, prefix included: "x:vkcoreProperties" is another element.
   if (root.name != detail::kRootElement) {
     throw opc::model::InvalidPartContent(
@@ -53,7 +58,7 @@ void ExtensionXmlHandler::write(CoreProperties const& properties, opc::OutputStr
     root.children.push_back(std::move(element));
   }
   try {
-    opc::model::detail::xmlEngine().write(root, true, stream);
+    opc::model::detail::writeXmlDocument(root, true, stream);
   } catch (opc::model::InvalidXMLDocument const& e) {
     throw opc::model::InvalidPartContent(e.what());
   }

@@ -24,9 +24,11 @@ namespace vkservices {
 //
 // The part has no schema, so that later products can add to it: anything beside "uuid" is
 // tolerated and dropped, the namespace is not checked, and "orvaneVersion", which older
-// products wrote, is neither read nor written.  The object owns one reader without grammar,
-// made by the first read, and is used by one thread at a time.  Constructing one loads
-// nothing: the XML library is loaded by the first read or write.
+// products wrote, is neither read nor written.  Documents of the common form are read and
+// written without the XML parser, with the same outcome (see plain_xml.h); for any other, the
+// object makes one reader without grammar, on the first read that needs it, and keeps it.  It
+// is used by one thread at a time.  Constructing one loads nothing: the XML library is loaded
+// only by a document that needs it.
 class ExtensionXmlHandler : private boost::noncopyable {
  public:
   ExtensionXmlHandler();

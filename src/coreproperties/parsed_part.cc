@@ -1,6 +1,10 @@
 #include "coreproperties/parsed_part.h"
 
+#include <vector>
+
 #include <opc/model/xml/xml_exceptions.h>
+
+#include "contracts/model/xml_engine/plain_xml.h"
 
 namespace opc {
 namespace vkservices {
@@ -36,12 +40,36 @@ class BoundedInputStream : public opc::InputStream {
 
 }  // namespace
 
-opc::model::detail::XmlNode readPropertiesPart(opc::model::detail::XmlTreeReader& reader,
-                                               opc::InputStream& stream, bool validate,
-                                               std::string const& partDescription) {
-  BoundedInputStream bounded(stream, kMaxPropertiesPartSize, partDescription);
+opc::model::detail::XmlNode readPropertiesPart(
+    std::function<opc::model::detail::XmlTreeReader&()> const& reader, opc::InputStream& stream,
+    bool validate, std::string const& partDescription,
+    std::function<bool(opc::model::detail::XmlNode const&)> const& vouch) {
+  opc::model::detail::ReadAhead ahead(stream, kMaxPropertiesPartSize);
+  if (ahead.complete()) {
+    opc::model::detail::XmlNode root;
+    std::vector<unsigned char> const& bytes = ahead.bytes();
+    if (opc::model::detail::readPlainXml(bytes.data(), bytes.size(), root) && vouch(root)) {
+      ahead.close();
+      return root;
+    }
+  }
+  // The parser reads the bytes read ahead and whatever the stream still holds, through the
+  // same bound, so that it meets every failure where it would have met it.
+  opc::model::detail::XmlTreeReader* parser = nullptr;
   try {
-    return reader.read(bounded, validate, std::u16string(), std::u16string());
+    parser = &reader();
+  } catch (...) {
+    // The parser cannot read the part: the stream is left closed, as a read leaves it.
+    try {
+      ahead.close();
+    } catch (...) {
+      // The failure to make the reader is the one to tell.
+    }
+    throw;
+  }
+  BoundedInputStream bounded(ahead.replay(), kMaxPropertiesPartSize, partDescription);
+  try {
+    return parser->read(bounded, validate, std::u16string(), std::u16string());
   } catch (opc::model::InvalidXMLDocument const& e) {
     throw opc::model::InvalidPartContent(e.what());
   }

@@ -9,6 +9,8 @@
 #include <opc/core/stream_adaptors.h>
 #include <opc/core/string_conversions.h>
 
+#include "release_info_schema.h"
+#include "xml_engine/plain_xml.h"
 #include "xml_engine/xml_engine.h"
 
 namespace foundation {
@@ -17,55 +19,6 @@ namespace detail {
 namespace {
 
 using opc::model::detail::XmlNode;
-
-constexpr char16_t kNamespace[] = u"http://schemas.opcvkservices.org/release/2026/releaseInfo";
-constexpr char16_t kRootElement[] = u"releaseInfo";
-constexpr char16_t kFamilyElement[] = u"releaseFamily";
-constexpr char16_t kVersionElement[] = u"version";
-constexpr char16_t kBuildDateElement[] = u"buildDate";
-
-// Strict: a document is understood whole or refused.  The version and the date are checked
-// here, so that the reader only has to take the texts; the length limits keep every value to
-// what a release can need.
-constexpr char kSchemaHead[] =
-    "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-    "<xsd:schema xmlns:xsd=\"http://www.w3.org/2001/XMLSchema\"\n"
-    "            xmlns=\"";
-constexpr char kSchemaBetween[] = "\" targetNamespace=\"";
-constexpr char kSchemaBody[] =
-    "\"\n"
-    "            elementFormDefault=\"qualified\" attributeFormDefault=\"unqualified\"\n"
-    "            blockDefault=\"#all\">\n"
-    "  <xsd:simpleType name=\"familyType\">\n"
-    "    <xsd:restriction base=\"xsd:string\"><xsd:maxLength value=\"64\"/></xsd:restriction>\n"
-    "  </xsd:simpleType>\n"
-    "  <xsd:simpleType name=\"versionType\">\n"
-    "    <xsd:restriction base=\"xsd:string\">\n"
-    "      <xsd:pattern value=\"[0-9]+(\\.[0-9]+)*\"/>\n"
-    "      <xsd:maxLength value=\"64\"/>\n"
-    "    </xsd:restriction>\n"
-    "  </xsd:simpleType>\n"
-    "  <xsd:simpleType name=\"dateType\">\n"
-    "    <xsd:restriction base=\"xsd:date\">\n"
-    "      <xsd:pattern value=\"[0-9]{4}-[0-9]{2}-[0-9]{2}\"/>\n"
-    "    </xsd:restriction>\n"
-    "  </xsd:simpleType>\n"
-    "  <xsd:complexType name=\"releaseInfoType\">\n"
-    "    <xsd:sequence>\n"
-    "      <xsd:element name=\"releaseFamily\" type=\"familyType\"/>\n"
-    "      <xsd:sequence minOccurs=\"0\">\n"
-    "        <xsd:element name=\"version\" type=\"versionType\"/>\n"
-    "        <xsd:element name=\"buildDate\" type=\"dateType\" minOccurs=\"0\"/>\n"
-    "      </xsd:sequence>\n"
-    "    </xsd:sequence>\n"
-    "  </xsd:complexType>\n"
-    "  <xsd:element name=\"releaseInfo\" type=\"releaseInfoType\"/>\n"
-    "</xsd:schema>\n";
-
-std::string schemaText() {
-  std::string const ns = opc::detail::toUTF8String(kNamespace);
-  return kSchemaHead + ns + kSchemaBetween + ns + kSchemaBody;
-}
 
 [[noreturn]] void fail(std::string const& problem) {
   throw InvalidReleaseInfo("Invalid release information: " + problem);
@@ -88,12 +41,6 @@ std::vector<unsigned char> readBounded(std::istream& input) {
   return bytes;
 }
 
-std::string textOf(XmlNode const* element) {
-  std::u16string text;
-  opc::model::detail::getElementText(element, text);
-  return opc::detail::toUTF8String(text);
-}
-
 XmlNode& appendElement(XmlNode& parent, char16_t const* name, std::string const& text) {
   XmlNode& element = parent.children.emplace_back();
   element.namespaceURI = kNamespace;
@@ -107,25 +54,18 @@ XmlNode& appendElement(XmlNode& parent, char16_t const* name, std::string const&
 ReleaseFields readReleaseXml(std::istream& input) {
   std::vector<unsigned char> const bytes = readBounded(input);
   try {
+    XmlNode root;
+    if (opc::model::detail::readPlainXml(bytes.data(), bytes.size(), root) &&
+        isPlainlyValidRelease(root)) {
+      return fieldsOf(root);
+    }
     opc::model::detail::XmlReaderSettings settings;
     settings.grammars.push_back({schemaText(), u"releaseInfo.xsd"});
     auto const reader = opc::model::detail::xmlEngine().makeTreeReader(settings);
     opc::ByteArrayInAdaptor source(bytes);
     // The grammar declares "releaseInfo" as its only global element, so that validation
     // has made sure of the document element.
-    XmlNode const root = reader->read(source, true, u"", kNamespace);
-    ReleaseFields fields;
-    fields.releaseFamily = textOf(&opc::model::detail::getElement(&root, kFamilyElement));
-    std::vector<XmlNode const*> const versions =
-        opc::model::detail::getElements(&root, kVersionElement);
-    if (!versions.empty()) {
-      fields.hasVersion = true;
-      fields.version = textOf(versions.front());
-      std::vector<XmlNode const*> const dates =
-          opc::model::detail::getElements(&root, kBuildDateElement);
-      if (!dates.empty()) fields.buildDate = textOf(dates.front());
-    }
-    return fields;
+    return fieldsOf(reader->read(source, true, u"", kNamespace));
   } catch (opc::Exception const& e) {
     // The parser's and the model's errors, translated here once: the library's callers
     // know its own class only.
@@ -146,7 +86,7 @@ std::string writeReleaseXml(ReleaseFields const& fields) {
     std::ostringstream text;
     {
       opc::StdOStreamAdaptor target(text);
-      opc::model::detail::xmlEngine().write(root, true, target);
+      opc::model::detail::writeXmlDocument(root, true, target);
     }
     return text.str();
   } catch (opc::Exception const& e) {

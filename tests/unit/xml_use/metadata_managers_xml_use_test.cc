@@ -53,6 +53,34 @@ TEST(MetadataManagersXmlUseTest, PackageWithoutTheirPartsLoadsWithoutTheXmlLibra
   EXPECT_FALSE(xmlLibraryLoaded());
 }
 
+// The core properties' documents of ordinary values are written and read without the parser:
+// packing a folder and showing its properties, a user's first commands, never load it.
+TEST(MetadataManagersXmlUseTest, CorePropertiesOfOrdinaryValuesAreWrittenAndReadWithoutIt) {
+  ASSERT_FALSE(xmlLibraryLoaded());
+  std::vector<unsigned char> bytes;
+  CoreProperties written(u"application/vnd.veltrance.foo.bar", u"Foo & <bar>", u"R2011a");
+  written.setTitle(u"Caf\u00e9 \U0001F600 \"quoted\"");
+  written.setKeywords({{u"alpha", u"en"}, {u"beta", u""}});
+  {
+    auto const package = Package::openBuffer({}, PackageAccess::Create);
+    CorePropertiesManager properties(*package, CorePropertiesManager::NotDeterministic);
+    properties.setCoreProperties(written);
+    package->save();
+    bytes = package->getBuffer();
+  }
+  auto const package = Package::openBuffer(bytes, PackageAccess::Read);
+  CorePropertiesManager const properties(*package, CorePropertiesManager::NotDeterministic);
+  CoreProperties const read = properties.getCoreProperties();
+  EXPECT_EQ(read.getContentTypeFriendlyName(), u"Foo & <bar>");
+  EXPECT_TRUE(read.getTitle() == written.getTitle());
+  EXPECT_TRUE(read.getKeywords() == written.getKeywords());
+  EXPECT_TRUE(read.getUUID());
+  EXPECT_TRUE(read.getCreatedTime());
+  EXPECT_EQ(read.getORVANEReleaseInfo().getVersionInfo(),
+            written.getORVANEReleaseInfo().getVersionInfo());
+  EXPECT_FALSE(xmlLibraryLoaded());
+}
+
 TEST(MetadataManagersXmlUseTest, PartsWrittenAndReadAgainLoadItAndReadTheSame) {
   std::vector<unsigned char> bytes;
   {

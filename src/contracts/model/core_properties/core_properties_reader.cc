@@ -10,6 +10,7 @@
 #include <opc/model/xml/xml_exceptions.h>
 
 #include "../xml/xml_text.h"
+#include "../xml_engine/plain_xml.h"
 #include "../xml_engine/xml_engine.h"
 #include "core_properties_schema.h"
 #include "w3cdtf.h"
@@ -260,10 +261,28 @@ CoreProperties readDocument(XmlNode const& root) {
 }  // namespace
 
 CoreProperties CorePropertiesXml::read(opc::InputStream& stream) {
-  std::unique_ptr<detail::XmlTreeReader> const reader =
-      detail::xmlEngine().makeTreeReader(detail::XmlReaderSettings());
-  BoundedInputStream bounded(stream, kMaxPartSize);
+  // The plain reader gives the parser's tree for the documents it vouches for, and the
+  // checks below judge that tree as they judge the parser's.
+  detail::ReadAhead ahead(stream, kMaxPartSize);
   detail::XmlNode root;
+  if (ahead.complete() && detail::readPlainXml(ahead.bytes().data(), ahead.bytes().size(), root)) {
+    ahead.close();
+    return readDocument(root);
+  }
+  std::unique_ptr<detail::XmlTreeReader> reader;
+  try {
+    reader = detail::xmlEngine().makeTreeReader(detail::XmlReaderSettings());
+  } catch (...) {
+    // Without the parser the part cannot be read: the stream is left closed, as a read
+    // leaves it.
+    try {
+      ahead.close();
+    } catch (...) {
+      // The failure to load the parser is the one to tell.
+    }
+    throw;
+  }
+  BoundedInputStream bounded(ahead.replay(), kMaxPartSize);
   try {
     root = reader->read(bounded, false, u"", u"");
   } catch (InvalidXMLDocument const& e) {

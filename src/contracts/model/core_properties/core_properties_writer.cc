@@ -3,6 +3,7 @@
 #include <opc/model/core_properties.h>
 #include <opc/model/xml/xml_exceptions.h>
 
+#include "../xml_engine/plain_xml.h"
 #include "../xml_engine/xml_engine.h"
 #include "core_properties_schema.h"
 #include "w3cdtf.h"
@@ -94,7 +95,7 @@ void CorePropertiesXml::write(CoreProperties const& properties, opc::OutputStrea
     appendProperty(root, kProperties[i], properties);
   }
   try {
-    detail::xmlEngine().write(root, true, stream);
+    detail::writeXmlDocument(root, true, stream);
   } catch (InvalidXMLDocument const& e) {
     throw InvalidPartContent(std::string("Core properties cannot be written: ") + e.what());
   }
