@@ -65,7 +65,8 @@ class OPCVK_EXPORT CorePropertiesManager : public opc::model::DataManager {
   // Registers with `package` (which must be open, else opc::model::InvalidPackageState) with
   // an empty record (not valid) and the mode fixed for the manager's life.  Reads nothing,
   // and neither loads the XML library nor compiles the core part's schema: the first load
-  // that finds the core part does.
+  // whose core part needs the XML parser does (a part of the plain form this library writes
+  // is read without it).
   CorePropertiesManager(opc::model::Package& package, DeterministicMode mode);
   // Writes nothing.
   ~CorePropertiesManager() override;
@@ -74,9 +75,9 @@ class OPCVK_EXPORT CorePropertiesManager : public opc::model::DataManager {
   // the empty record.  Loading raises InvalidCoreProperties with the text of whatever failed
   // (any opc::Exception: a part that is not well-formed or not valid, a value its setter
   // refuses, a missing part, the model's errors), and the next call tries again; values read
-  // before the failure stay in the record.  The first load that finds the core part
-  // compiles the part's built-in schema, and raises opc::model::InvalidXMLSchema "Schema
-  // could not be loaded: <parser's text>" unchanged if it does not load.
+  // before the failure stay in the record.  The first load whose core part needs the XML
+  // parser compiles the part's built-in schema, and raises opc::model::InvalidXMLSchema
+  // "Schema could not be loaded: <parser's text>" unchanged if it does not load.
   CoreProperties getCoreProperties() const;
 
   // Replaces the record and marks the manager dirty.  Does not load: on a package with
