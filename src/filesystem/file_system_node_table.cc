@@ -1,18 +1,17 @@
 #include "filesystem/file_system_node_table.h"
 
-#include <atomic>
 #include <cstdint>
 #include <cstring>
-#include <exception>
 #include <limits>
 #include <new>
-#include <random>
 #include <type_traits>
 #include <utility>
 
 #include <boost/system/error_code.hpp>
 
 #include <opc/core/exception.h>
+
+#include "contracts/core/table_seed.h"
 
 namespace opc {
 namespace vkservices {
@@ -30,41 +29,6 @@ constexpr std::size_t kWasteWorthCompacting = 1 << 16;
 
 [[noreturn]] void raiseFull() {
   throw opc::Exception("The file system tree is full", boost::system::error_code());
-}
-
-// A draw of 64 bits from the kernel, or 0 where it gives none.  The seed is no secret: it
-// only has to be unknown to whoever writes the names, so the kernel's entropy is enough and
-// the process's cryptographic generator (whose first use reads the crypto library's
-// configuration) is left to those who need it.  "getentropy" asks the kernel alone; the
-// default device first asks the processor which random instructions it has, and a virtual
-// machine answers that question slowly: tens of microseconds, a fair part of a short command.
-std::uint64_t kernelEntropy() {
-  for (char const* token : {"getentropy", "default"}) {
-    try {
-      std::random_device entropy(token);
-      return std::uint64_t{entropy()} << 32 | entropy();
-    } catch (std::exception const&) {
-      // Not on this platform: the next source, or none.
-    }
-  }
-  return 0;
-}
-
-// A seed for each table: the process's draw, taken once, mixed with the table's place in the
-// order of tables and in memory (which alone still differs from run to run where the kernel
-// gives no entropy).
-std::uint64_t unpredictableSeed(void const* table) {
-  static std::uint64_t const processEntropy = kernelEntropy();
-  static std::atomic<std::uint64_t> tablesMade{0};
-  std::uint64_t seed = processEntropy + (tablesMade.fetch_add(1, std::memory_order_relaxed) + 1) *
-                                            0x9E3779B97F4A7C15ull;
-  seed ^= reinterpret_cast<std::uintptr_t>(table);
-  seed ^= reinterpret_cast<std::uintptr_t>(&seed) << 17;
-  seed ^= reinterpret_cast<std::uintptr_t>(&unpredictableSeed) << 31;
-  // The finaliser of splitmix64: every bit of the draw and of the count reaches every bit.
-  seed = (seed ^ (seed >> 30)) * 0xBF58476D1CE4E5B9ull;
-  seed = (seed ^ (seed >> 27)) * 0x94D049BB133111EBull;
-  return seed ^ (seed >> 31);
 }
 
 // One lane of the hash: a word mixed in, multiplied, and its high bits folded down.
@@ -124,7 +88,7 @@ std::uint32_t hashOfUnits(std::uint64_t seed, char16_t const* units, std::size_t
 }  // namespace
 
 FileSystemNodeTable::FileSystemNodeTable()
-    : seed_(unpredictableSeed(this)),
+    : seed_(opc::detail::tableSeed(this)),
       size_(0),
       freeHead_(kNoNode),
       live_(0),
