@@ -6,13 +6,26 @@
 
 #include <opc/model/exceptions.h>
 
+#include "../../core/table_seed.h"
 #include "../part_name_rules.h"
 #include "../zip/zip_archive.h"
 
 namespace opc {
 namespace model {
 namespace detail {
-std::uint32_t PartTable::hashOf(std::string_view key) {
+namespace {
+
+// The seed of every part key's hash in this process (see PartTable::hashOf).
+std::uint64_t partKeySeed() {
+  static std::uint64_t const seed = opc::detail::tableSeed(&seed);
+  return seed;
+}
+
+}  // namespace
+
+std::uint32_t PartTable::hashOf(std::string_view key) { return hashOf(key, partKeySeed()); }
+
+std::uint32_t PartTable::hashOf(std::string_view key, std::uint64_t seed) {
   // Eight bytes a lane, each lane multiplied and shifted, then joined and folded to 32 bits:
   // keys are paths of a few dozen to hundreds of bytes, and a step per byte, or a lane waiting
   // on another's multiply, cost more than the look-up it serves.  Keys of 64 bytes and more go
@@ -30,12 +43,14 @@ std::uint32_t PartTable::hashOf(std::string_view key) {
     lane = (lane ^ value) * factor;
     return lane ^ (lane >> 29);
   };
-  std::uint64_t hash = key.size() * kFactor;
-  std::uint64_t other = kOther;
+  // The seed enters every lane's starting state, so that which keys meet in a lane, and so in
+  // a run of slots, differs from seed to seed.
+  std::uint64_t hash = seed ^ (key.size() * kFactor);
+  std::uint64_t other = (seed + key.size()) * kOther;
   std::size_t at = 0;
   if (key.size() >= 64) {
-    std::uint64_t third = kThird;
-    std::uint64_t fourth = kFourth;
+    std::uint64_t third = (seed ^ (key.size() * kOther)) * kThird;
+    std::uint64_t fourth = (seed - key.size()) * kFourth;
     for (; at + 32 <= key.size(); at += 32) {
       hash = mix(hash, word(at), kFactor);
       other = mix(other, word(at + 8), kOther);

@@ -51,8 +51,14 @@ class OPC_MODEL_EXPORT PartTable {
   // doubling.  The archive must outlive the table's use.
   void reserve(ZipArchive const& archive, std::size_t rows);
   // The hash the table files `key` under, for the overloads that take it, so that a key
-  // looked up and then added is hashed once.
+  // looked up and then added is hashed once.  Keys come from the package's item names, which
+  // anyone may choose: the hash is seeded with a draw from the kernel taken once for the
+  // process, so that names cannot be made in advance to collide.  It is one seed for all
+  // tables of the process because the content types and the folders of a package file their
+  // keys under the same hashes as the table, each made once.
   static std::uint32_t hashOf(std::string_view key);
+  // The same hash under the seed `seed`: hashOf(key) is hashOf(key, s) for the process's s.
+  static std::uint32_t hashOf(std::string_view key, std::uint64_t seed);
   // The row of the name with this comparison key, or kNone.
   std::uint32_t find(std::string const& key) const;
   std::uint32_t find(std::string_view key, std::uint32_t hash) const;

@@ -15,6 +15,7 @@
 
 #include <opc/model/exceptions.h>
 
+#include "../../core/table_seed.h"
 #include "zip_directory.h"
 #include "zip_entry_stream.h"
 #include "zip_format.h"
@@ -32,8 +33,9 @@ std::string str(std::uint64_t value) { return std::to_string(value); }
 // A hash of the name with ASCII letters in lower case: the duplicate check compares names
 // only when this agrees, without a folded copy of each.  Sixteen bytes a step in two lanes
 // where the processor has the instructions, else eight, their capitals folded all at once; a
-// byte at or above 0x80 is left as it is.
-std::uint64_t foldedHash(std::string_view name) {
+// byte at or above 0x80 is left as it is.  `seed` enters both lanes' starting state, so that
+// names that meet under one seed are apart under another.
+std::uint64_t foldedHash(std::string_view name, std::uint64_t seed) {
   constexpr std::uint64_t kFactor = 0x9E3779B97F4A7C15ull;
   constexpr std::uint64_t kOther = 0xC2B2AE3D27D4EB4Full;
   constexpr std::uint64_t kHigh = 0x8080808080808080ull;
@@ -47,8 +49,8 @@ std::uint64_t foldedHash(std::string_view name) {
     std::uint64_t const capitals = fromA & ~pastZ & ~word & kHigh;
     return word | (capitals >> 2);
   };
-  std::uint64_t hash = name.size() * kFactor;
-  std::uint64_t other = kOther;
+  std::uint64_t hash = seed ^ (name.size() * kFactor);
+  std::uint64_t other = (seed + name.size()) * kOther;
   std::size_t at = 0;
 #if defined(__SSE2__) && defined(__x86_64__)
   __m128i const a = _mm_set1_epi8('A');
@@ -85,15 +87,18 @@ std::uint64_t foldedHash(std::string_view name) {
 // a node each, and a probe compares names only when the hashes agree.
 class FoldedNames {
  public:
-  explicit FoldedNames(std::size_t count) {
+  // Names come from the archive, which anyone may write: each table's hash has a seed that
+  // nobody can predict, so that names cannot be chosen to pile up in one run of slots, where
+  // every probe would walk all of them.
+  explicit FoldedNames(std::size_t count) : seed_(opc::detail::tableSeed(this)) {
     std::size_t slots = 16;
     while (slots < 2 * count) slots *= 2;
     slots_.assign(slots, Slot{0, kEmpty});
   }
 
   // The hash under which `name` is filed.
-  static std::uint32_t hashOf(std::string_view name) {
-    std::uint64_t const full = foldedHash(name);
+  std::uint32_t hashOf(std::string_view name) const {
+    std::uint64_t const full = foldedHash(name, seed_);
     return static_cast<std::uint32_t>(full ^ (full >> 32));
   }
 
@@ -127,6 +132,7 @@ class FoldedNames {
     std::uint32_t hash;
     std::uint32_t index;
   };
+  std::uint64_t seed_;
   std::vector<Slot> slots_;
 };
 
@@ -166,6 +172,8 @@ std::unique_ptr<ZipArchive> ZipArchive::open(std::shared_ptr<ZipByteSource> sour
 
   std::unique_ptr<ZipArchive> archive(new ZipArchive(source));
   archive->directoryOffset_ = location.offset;
+  archive->rawNames_ =
+      decltype(archive->rawNames_)(0, ItemOffsetHash{opc::detail::tableSeed(&*archive)});
   std::vector<Item>& items = archive->items_;
   std::string& names = archive->names_;
   items.reserve(static_cast<std::size_t>(location.count));
@@ -208,7 +216,7 @@ std::unique_ptr<ZipArchive> ZipArchive::open(std::shared_ptr<ZipByteSource> sour
       lookUpPending();
       throw;
     }
-    std::uint32_t const hash = FoldedNames::hashOf(name.name);
+    std::uint32_t const hash = folded.hashOf(name.name);
     folded.prefetch(hash);
     lookUpPending();
     // Two items cannot share a local header: the overlap check below sees to that.

@@ -73,6 +73,17 @@ class OPC_MODEL_EXPORT ZipEntryStream : public opc::InputStream {
   ZipEntryStream() = default;
 };
 
+// A hash of local header offsets under a seed of the table's: the offsets are the archive's
+// to choose, and their plain value would let them be chosen to share one bucket.
+struct ItemOffsetHash {
+  std::uint64_t seed = 0;
+  std::size_t operator()(std::uint64_t offset) const {
+    std::uint64_t bits = (offset ^ seed) * 0xBF58476D1CE4E5B9ull;
+    bits = (bits ^ (bits >> 27)) * 0x94D049BB133111EBull;
+    return static_cast<std::size_t>(bits ^ (bits >> 31));
+  }
+};
+
 // A validated archive.  Opening parses the end of central directory (ZIP64 included) and the
 // whole central directory and refuses with InvalidPackage, naming the item and the problem: a
 // truncated or inconsistent archive; an encrypted item or an unsupported method; two items
@@ -216,7 +227,7 @@ class OPC_MODEL_EXPORT ZipArchive {
   mutable std::once_flag byNameOnce_;
   // By local header offset, the raw names of the few entries whose name was decoded (CP437
   // or a Unicode path field) and so differs from its bytes.
-  std::unordered_map<std::uint64_t, std::string> rawNames_;
+  std::unordered_map<std::uint64_t, std::string, ItemOffsetHash> rawNames_;
   std::uint64_t directoryOffset_ = 0;
 };
 
