@@ -8,6 +8,7 @@
 #include <opc/model/exceptions.h>
 #include <opc/model/part_name.h>
 
+#include "package/part_table.h"
 #include "part_name_rules.h"
 #include "text_chars.h"
 #include "uri_parts.h"
@@ -280,8 +281,10 @@ bool PartName::operator!=(PartName const& other) const { return !(*this == other
 
 bool PartName::operator<(PartName const& other) const { return key() < other.key(); }
 
-// The same value as std::hash of a std::string of the key's bytes.
-std::size_t PartName::hash() const { return std::hash<std::string_view>()(key()); }
+// The part table's hash of the key: names come from packages and folders that anyone may
+// write, and the standard string hash, with its fixed constants, would let them be chosen to
+// collide; the table's is seeded for the process.
+std::size_t PartName::hash() const { return detail::PartTable::hashOf(key()); }
 
 }  // namespace model
 }  // namespace opc

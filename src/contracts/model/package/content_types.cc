@@ -203,10 +203,6 @@ ContentType const* ContentTypeMap::find(PartName const& name) const {
   return &found->second;
 }
 
-std::size_t ContentTypeMap::OverrideKeyHash::operator()(std::string const& key) const {
-  return PartTable::hashOf(key);
-}
-
 ContentType const* ContentTypeMap::findByAsciiKey(std::string_view key, std::uint32_t hash) const {
   if (std::binary_search(overrideHashes_.begin(), overrideHashes_.end(), hash)) {
     auto const override = overrides_.find(std::string(key));

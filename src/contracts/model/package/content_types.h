@@ -21,6 +21,8 @@
 #include <opc/model/content_type.h>
 #include <opc/model/part_name.h>
 
+#include "part_table.h"
+
 namespace opc {
 namespace model {
 namespace detail {
@@ -95,14 +97,10 @@ class ContentTypeMap {
   };
 
   std::map<std::u16string, ContentType, ExtensionOrder> defaults_;
-  // The keys of the overrides are the package's to choose: they are filed under the part
-  // table's seeded hash rather than the standard one, whose fixed constants let keys be chosen
-  // to share one bucket.
-  struct OverrideKeyHash {
-    std::size_t operator()(std::string const& key) const;
-  };
-  // By the comparison key of the part, which equal part names share.
-  std::unordered_map<std::string, ContentType, OverrideKeyHash> overrides_;
+  // By the comparison key of the part, which equal part names share.  The keys are the
+  // package's to choose: they are filed under the part table's seeded hash rather than the
+  // standard one, whose fixed constants let keys be chosen to share one bucket.
+  std::unordered_map<std::string, ContentType, PartKeyHash> overrides_;
   // PartTable::hashOf of each key of overrides_, in order: a part's key, hashed already for
   // the part table, is looked up among the overrides only when its hash is among them.
   std::vector<std::uint32_t> overrideHashes_;

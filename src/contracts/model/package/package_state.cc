@@ -443,10 +443,9 @@ std::shared_ptr<PartRecord> PackageState::findRecord(PartName const& name) const
 
 std::shared_ptr<PartRecord> PackageState::findRecordByKey(std::string_view key) const {
   if (byKey_.empty()) return nullptr;
-  // The same value as PartName::hash: a view hashes as the string of its characters.
-  std::uint32_t const position =
-      byKey_.find(std::hash<std::string_view>()(key),
-                  [&](std::uint32_t at) { return keyOf(parts_[at]->name) == key; });
+  // The same value as PartName::hash.
+  std::uint32_t const position = byKey_.find(
+      PartTable::hashOf(key), [&](std::uint32_t at) { return keyOf(parts_[at]->name) == key; });
   return position == PartIndex::kNone ? nullptr : parts_[position];
 }
 

@@ -263,7 +263,8 @@ class PackageState {
   PartIndex byKey_;
   // For every proper leading run of segments of a part's name, how many parts have it, so
   // that a part "/a" cannot be made beside "/a/b" without a walk over all parts.
-  std::unordered_map<std::string, std::size_t> prefixes_;
+  // Filed under the part table's seeded hash: the keys may come from a package.
+  std::unordered_map<std::string, std::size_t, PartKeyHash> prefixes_;
   // The same for the parts of table_, without counts, since they are never removed: filled by
   // load() and kept for a reader.
   FolderKeys tableFolders_;

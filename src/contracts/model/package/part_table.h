@@ -34,6 +34,14 @@ OPC_MODEL_EXPORT bool isKeyOfItemName(std::string_view key, std::string_view ite
 // Whether `prefix` is the leading run of keyOfItemName(itemName) of its length.
 bool isKeyPrefixOfItemName(std::string_view prefix, std::string_view itemName);
 
+class PartTable;
+
+// The part table's seeded hash (PartTable::hashOf) for the standard containers over part
+// keys, whose own hash of strings has fixed constants.
+struct PartKeyHash {
+  std::size_t operator()(std::string const& key) const;
+};
+
 class OPC_MODEL_EXPORT PartTable {
  public:
   static constexpr std::uint32_t kNone = 0xFFFFFFFF;
@@ -110,6 +118,10 @@ class OPC_MODEL_EXPORT PartTable {
   ContentType const* lastSource_ = nullptr;
   std::uint32_t lastType_ = kNone;
 };
+
+inline std::size_t PartKeyHash::operator()(std::string const& key) const {
+  return PartTable::hashOf(key);
+}
 
 }  // namespace detail
 }  // namespace model
