@@ -15,17 +15,22 @@ namespace model {
 namespace detail {
 namespace {
 
-// The seed of every part key's hash in this process (see PartTable::hashOf).
-std::uint64_t partKeySeed() {
-  static std::uint64_t const seed = opc::detail::tableSeed(&seed);
-  return seed;
+// The starting states of the hash's four lanes under one seed, each its own mix of the seed,
+// made once: a key then pays an exclusive or for the seed rather than a product for each
+// lane.
+struct Lanes {
+  std::uint64_t first;
+  std::uint64_t second;
+  std::uint64_t third;
+  std::uint64_t fourth;
+};
+
+Lanes lanesOf(std::uint64_t seed) {
+  return Lanes{opc::detail::mixSeedBits(seed), opc::detail::mixSeedBits(seed + 1),
+               opc::detail::mixSeedBits(seed + 2), opc::detail::mixSeedBits(seed + 3)};
 }
 
-}  // namespace
-
-std::uint32_t PartTable::hashOf(std::string_view key) { return hashOf(key, partKeySeed()); }
-
-std::uint32_t PartTable::hashOf(std::string_view key, std::uint64_t seed) {
+inline std::uint32_t hashUnder(Lanes const& lanes, std::string_view key) {
   // Eight bytes a lane, each lane multiplied and shifted, then joined and folded to 32 bits:
   // keys are paths of a few dozen to hundreds of bytes, and a step per byte, or a lane waiting
   // on another's multiply, cost more than the look-up it serves.  Keys of 64 bytes and more go
@@ -45,12 +50,12 @@ std::uint32_t PartTable::hashOf(std::string_view key, std::uint64_t seed) {
   };
   // The seed enters every lane's starting state, so that which keys meet in a lane, and so in
   // a run of slots, differs from seed to seed.
-  std::uint64_t hash = seed ^ (key.size() * kFactor);
-  std::uint64_t other = (seed + key.size()) * kOther;
+  std::uint64_t hash = lanes.first ^ (key.size() * kFactor);
+  std::uint64_t other = lanes.second ^ key.size();
   std::size_t at = 0;
   if (key.size() >= 64) {
-    std::uint64_t third = (seed ^ (key.size() * kOther)) * kThird;
-    std::uint64_t fourth = (seed - key.size()) * kFourth;
+    std::uint64_t third = lanes.third;
+    std::uint64_t fourth = lanes.fourth;
     for (; at + 32 <= key.size(); at += 32) {
       hash = mix(hash, word(at), kFactor);
       other = mix(other, word(at + 8), kOther);
@@ -73,6 +78,18 @@ std::uint32_t PartTable::hashOf(std::string_view key, std::uint64_t seed) {
   hash = (hash ^ tail ^ (other << 1 | other >> 63)) * kFactor;
   hash ^= hash >> 32;
   return static_cast<std::uint32_t>(hash);
+}
+
+}  // namespace
+
+std::uint32_t PartTable::hashOf(std::string_view key) {
+  // One seed for the process (see the header), taken at the first key.
+  static Lanes const lanes = lanesOf(opc::detail::tableSeed(&lanes));
+  return hashUnder(lanes, key);
+}
+
+std::uint32_t PartTable::hashOf(std::string_view key, std::uint64_t seed) {
+  return hashUnder(lanesOf(seed), key);
 }
 
 std::string keyOfItemName(std::string_view itemName) {
