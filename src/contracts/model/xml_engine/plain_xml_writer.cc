@@ -8,6 +8,7 @@
 #include <string_view>
 #include <utility>
 
+#include "../../core/utf8_append.h"
 #include "plain_xml.h"
 
 namespace opc {
@@ -54,24 +55,6 @@ void appendAscii(std::string& out, std::u16string_view text) {
   for (char16_t c : text) out.push_back(static_cast<char>(c));
 }
 
-void appendUtf8(std::string& out, std::uint32_t c) {
-  if (c < 0x80) {
-    out.push_back(static_cast<char>(c));
-  } else if (c < 0x800) {
-    out.push_back(static_cast<char>(0xC0 | (c >> 6)));
-    out.push_back(static_cast<char>(0x80 | (c & 0x3F)));
-  } else if (c < 0x10000) {
-    out.push_back(static_cast<char>(0xE0 | (c >> 12)));
-    out.push_back(static_cast<char>(0x80 | ((c >> 6) & 0x3F)));
-    out.push_back(static_cast<char>(0x80 | (c & 0x3F)));
-  } else {
-    out.push_back(static_cast<char>(0xF0 | (c >> 18)));
-    out.push_back(static_cast<char>(0x80 | ((c >> 12) & 0x3F)));
-    out.push_back(static_cast<char>(0x80 | ((c >> 6) & 0x3F)));
-    out.push_back(static_cast<char>(0x80 | (c & 0x3F)));
-  }
-}
-
 // Appends `text` escaped as the serializer escapes a text (`inAttribute` false) or an
 // attribute value; false for a character it may treat otherwise: one that XML cannot carry
 // (the serializer reports it), whitespace other than the space (which it may normalise or
@@ -111,7 +94,7 @@ bool appendEscaped(std::string& out, std::u16string_view text, bool inAttribute)
         }
         break;
       default:
-        appendUtf8(out, c);
+        opc::detail::appendUtf8(out, c);
     }
   }
   return true;
